@@ -1,0 +1,52 @@
+# The shared library, and beside it the same objects as a static one through which tests reach the internals.
+
+get_property(room_objects GLOBAL PROPERTY ZENTADBPP_ROOM_OBJECTS)
+get_property(room_headers GLOBAL PROPERTY ZENTADBPP_ROOM_HEADERS)
+get_property(room_links GLOBAL PROPERTY ZENTADBPP_ROOM_LINKS)
+
+# exports.txt is the one list of what the library exports: a name a line, # begins a comment.
+set(ZENTADBPP_EXPORTS "${PROJECT_SOURCE_DIR}/src/libzentadbpp/exports.txt")
+set(ZENTADBPP_HEADER "${PROJECT_SOURCE_DIR}/src/libzentadbpp/zentadbpp.h")
+set(version_script "${PROJECT_BINARY_DIR}/exports.map")
+
+set(exported "")
+if(EXISTS "${ZENTADBPP_EXPORTS}")
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${ZENTADBPP_EXPORTS}")
+    file(STRINGS "${ZENTADBPP_EXPORTS}" lines)
+    foreach(line IN LISTS lines)
+        string(REGEX REPLACE "#.*" "" name "${line}")
+        string(STRIP "${name}" name)
+        if(name)
+            string(APPEND exported "    ${name};\n")
+        endif()
+    endforeach()
+endif()
+if(exported)
+    string(PREPEND exported "global:\n")
+endif()
+file(CONFIGURE OUTPUT "${version_script}" CONTENT "{\n@exported@local:\n    *;\n};\n" @ONLY)
+
+add_library(zentadbpp SHARED ${room_objects})
+add_library(zentadbpp::zentadbpp ALIAS zentadbpp)
+set_target_properties(zentadbpp PROPERTIES
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}
+    LINKER_LANGUAGE CXX
+    LINK_DEPENDS "${version_script}"
+    LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}")
+target_link_libraries(zentadbpp PRIVATE ${room_links})
+target_link_options(zentadbpp PRIVATE "-Wl,--version-script=${version_script}" -Wl,--as-needed)
+if(NOT ZENTADBPP_SANITIZE)
+    target_link_options(zentadbpp PRIVATE -Wl,-z,defs -Wl,-z,relro -Wl,-z,now)
+endif()
+
+# Hosts see the public header and nothing beside it.
+set(public_include "${PROJECT_BINARY_DIR}/include/public")
+file(MAKE_DIRECTORY "${public_include}")
+file(CREATE_LINK "${ZENTADBPP_HEADER}" "${public_include}/zentadbpp.h" SYMBOLIC)
+target_include_directories(zentadbpp INTERFACE
+    $<BUILD_INTERFACE:${public_include}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+
+add_library(zentadbpp_internals STATIC EXCLUDE_FROM_ALL ${room_objects})
+set_target_properties(zentadbpp_internals PROPERTIES LINKER_LANGUAGE CXX)
+target_link_libraries(zentadbpp_internals PUBLIC ${room_headers} ${room_links})
