@@ -1,0 +1,15 @@
+#include "common/error.h"
+
+namespace libzentadbpp {
+
+std::string error_record(std::string_view filename, int line, std::string_view function, std::string_view error,
+                         std::optional<std::string_view> args) {
+    std::string record = R"({ "filename" : ")";
+    record.append(filename).append(R"(", "line": )").append(std::to_string(line));
+    record.append(R"(, "function" : ")").append(function);
+    record.append(R"(", "error" : ")").append(error);
+    if (args) record.append(R"(", "args" : ")").append(*args);
+    return record.append(R"(" })");
+}
+
+}  // namespace libzentadbpp

@@ -1,0 +1,68 @@
+#include "common/json_parser.h"
+
+#include <stdexcept>
+#include <vector>
+
+#include "common/compact_form.h"
+#include "common/text_buffer.h"
+
+namespace libzentadbpp {
+namespace {
+
+// The members of an object whose brace was consumed; `read_member` answers the value under a key.
+template <class ReadMember>
+JsonValue read_members(JsonScanner& scanner, ReadMember read_member) {
+    std::vector<JsonMember> members;
+    for (char token = scanner.next_token(); token != '}'; token = scanner.after_member()) {
+        const std::string_view key = scanner.read_key(token);
+        members.push_back({key, read_member(key)});
+    }
+    const std::span<const JsonMember> settled = settle_members(members);
+    return JsonValue::object(scanner.arena().copy(settled));
+}
+
+// Every content counts its nesting from itself.
+JsonValue read_contents(JsonScanner& scanner) {
+    if (scanner.next_token() != '{') {
+        scanner.put_back();
+        return scanner.read_value(1, deepest_text);
+    }
+    return read_members(scanner, [&](std::string_view) { return scanner.read_value(0, deepest_content); });
+}
+
+JsonValue read_sync_json(JsonScanner& scanner) {
+    if (scanner.next_token() != '{') {
+        scanner.put_back();
+        return scanner.read_value(0, deepest_text);
+    }
+    return read_members(scanner, [&](std::string_view key) {
+        if (key == "o") return read_contents(scanner);
+        return scanner.read_value(1, key == "d" ? no_depth_limit : deepest_text);
+    });
+}
+
+}  // namespace
+
+std::string_view to_standard_text(std::string_view text, Arena& arena) {
+    if (text.empty()) throw std::out_of_range("invalid string_view position");
+    if (text.front() != '@') return text;
+    TextBuffer standard;
+    compact_to_standard(text, standard);
+    return arena.copy(standard.view());
+}
+
+JsonValue parse_json(std::string_view text, Arena& arena, Comments comments) {
+    JsonScanner scanner(to_standard_text(text, arena), arena, comments);
+    const JsonValue value = scanner.read_value(0, deepest_text);
+    scanner.expect_end();
+    return value;
+}
+
+JsonValue parse_sync_json_value(std::string_view text, Arena& arena) {
+    JsonScanner scanner(to_standard_text(text, arena), arena);
+    const JsonValue value = read_sync_json(scanner);
+    scanner.expect_end();
+    return value;
+}
+
+}  // namespace libzentadbpp
