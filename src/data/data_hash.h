@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace libzentadbpp {
+
+enum class HashKind : bool { sha256, fast };
+
+// Computes data hashes: 64 lower-case hexadecimal digits of SHA-256, or "x" and the decimal value of the low 32 bits of
+// XXH64 (seed 123456). One hasher serves one call at a time; it reuses its digest context from hash to hash.
+class DataHasher {
+   public:
+    explicit DataHasher(HashKind kind);
+    ~DataHasher();
+    DataHasher(const DataHasher&) = delete;
+    DataHasher& operator=(const DataHasher&) = delete;
+
+    [[nodiscard]] HashKind kind() const { return kind_; }
+    // Of exactly these bytes. The answer is valid until the next call.
+    [[nodiscard]] std::string_view operator()(std::string_view bytes);
+
+   private:
+    struct Context;
+    HashKind kind_;
+    std::unique_ptr<Context> context_;
+};
+
+// The form a data hash is written in, told by its text alone: the kind that could have made it.
+[[nodiscard]] bool is_hash_of_kind(std::string_view hash, HashKind kind);
+
+}  // namespace libzentadbpp

@@ -1,0 +1,55 @@
+#include "data/data_storage.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "common/error.h"
+
+namespace libzentadbpp {
+
+namespace {
+
+std::optional<std::string_view> reserved_content(std::string_view hash) {
+    if (hash == "deleted") return R"({"_deleted": true})";
+    if (hash == "resolved" || hash == "empty") return "{}";
+    return std::nullopt;
+}
+
+}  // namespace
+
+bool DataStorage::is_reserved(std::string_view hash) { return reserved_content(hash).has_value(); }
+
+std::optional<std::string_view> DataStorage::find(std::string_view hash) const {
+    if (auto reserved = reserved_content(hash)) return reserved;
+    const Content* content = contents_.find(hash);
+    return content == nullptr ? std::nullopt : std::optional(content->text);
+}
+
+std::string_view DataStorage::read_object(std::string_view hash) const {
+    const auto text = find(hash);
+    if (!text) raise<ObjectNotFoundException>(source::datastorage, "read_object", "cannot_find_object", hash);
+    return *text;
+}
+
+void ContentChanges::add(std::string_view hash, std::string_view text) {
+    auto memory = std::make_shared_for_overwrite<char[]>(hash.size() + text.size());
+    char* place = memory.get();
+    std::memcpy(place, hash.data(), hash.size());
+    std::memcpy(place + hash.size(), text.data(), text.size());
+    changes_.push_back({{place, hash.size()}, {{place + hash.size(), text.size()}, std::move(memory)}});
+}
+
+DataStorage ContentChanges::applied_to(const DataStorage& storage) && {
+    if (changes_.empty()) return storage;
+    std::stable_sort(changes_.begin(), changes_.end(), [](const auto& a, const auto& b) { return a.key < b.key; });
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < changes_.size(); ++i) {
+        if (i + 1 < changes_.size() && changes_[i].key == changes_[i + 1].key) continue;
+        if (i != kept) changes_[kept] = std::move(changes_[i]);
+        ++kept;
+    }
+    changes_.resize(kept);
+    return DataStorage(storage.contents().with(std::move(changes_)));
+}
+
+}  // namespace libzentadbpp

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "common/ordered_map.h"
+
+namespace libzentadbpp {
+
+// The written text of one content, always as the writer writes it, and what keeps it in memory (nothing, where the text
+// lives as long as the call anyway).
+struct Content {
+    std::string_view text;
+    std::shared_ptr<const void> owner;
+};
+
+// Contents by data hash. Three hashes are reserved: they stand for content without storing any. An immutable value: a
+// change answers a new storage that shares what stayed.
+class DataStorage {
+   public:
+    using Map = OrderedMap<Content>;
+
+    DataStorage() = default;
+    explicit DataStorage(Map contents) : contents_(std::move(contents)) {}
+
+    [[nodiscard]] static bool is_reserved(std::string_view hash);
+
+    // The content under a hash, reserved ones included, or nothing.
+    [[nodiscard]] std::optional<std::string_view> find(std::string_view hash) const;
+    // The same; ObjectNotFoundException "cannot_find_object" where there is none.
+    [[nodiscard]] std::string_view read_object(std::string_view hash) const;
+
+    // Everything stored, without the reserved entries.
+    [[nodiscard]] const Map& contents() const { return contents_; }
+
+   private:
+    Map contents_;
+};
+
+// Collects contents to be added to a storage. Of several under one hash the last one counts.
+class ContentChanges {
+   public:
+    // Copies hash and text into memory of their own.
+    void add(std::string_view hash, std::string_view text);
+    // Keeps what is there.
+    void share(const DataStorage::Map::Entry& entry) { changes_.push_back(entry); }
+
+    [[nodiscard]] DataStorage applied_to(const DataStorage& storage) &&;
+
+   private:
+    std::vector<DataStorage::Map::Entry> changes_;
+};
+
+}  // namespace libzentadbpp
