@@ -1,0 +1,109 @@
+#include "documents/document_storage.h"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "common/error.h"
+#include "common/json_writer.h"
+
+namespace libzentadbpp {
+
+namespace {
+
+// A hash with its first eight bytes as a number, so that sorting hashes seldom has to look at their texts.
+struct PrefixedHash {
+    std::uint64_t prefix;
+    std::string_view hash;
+
+    explicit PrefixedHash(std::string_view text) : prefix(0), hash(text) {
+        for (std::size_t i = 0; i < 8; ++i) {
+            prefix = prefix << 8 | (i < text.size() ? static_cast<unsigned char>(text[i]) : 0U);
+        }
+    }
+    bool operator<(const PrefixedHash& other) const {
+        return prefix != other.prefix ? prefix < other.prefix : hash < other.hash;
+    }
+};
+
+}  // namespace
+
+std::vector<std::string_view> referenced_hashes(const DocumentStorage::Documents& documents) {
+    std::vector<PrefixedHash> sorted;
+    sorted.reserve(documents.size());
+    for (const auto& entry : documents) {
+        for (const TreeRevision& revision : entry.value->revisions()) {
+            if (!DataStorage::is_reserved(revision.datahash())) sorted.emplace_back(revision.datahash());
+        }
+    }
+    std::sort(sorted.begin(), sorted.end());
+    std::vector<std::string_view> hashes;
+    hashes.reserve(sorted.size());
+    for (const PrefixedHash& entry : sorted) {
+        if (hashes.empty() || hashes.back() != entry.hash) hashes.push_back(entry.hash);
+    }
+    return hashes;
+}
+
+const std::string& DocumentStorage::root() const {
+    if (root_.empty()) raise<InvalidDocumentException>(source::documentstorage, "root", "root_id_cannot_be_empty");
+    return root_;
+}
+
+void DocumentStorage::serialize(TextBuffer& out) const {
+    const char* separator = "";
+    const auto write_member = [&](std::string_view key) {
+        out.append(separator);
+        separator = ", ";
+        write_json_string(key, out);
+        out.append(": ");
+    };
+
+    out.push_back('{');
+    if (!documents_.empty()) {
+        write_member("d");
+        out.push_back('{');
+        separator = "";
+        for (const auto& entry : documents_) {
+            write_member(entry.key);
+            out.append(entry.value->history());
+        }
+        out.push_back('}');
+        separator = ", ";
+    }
+
+    const auto hashes = referenced_hashes(documents_);
+    auto hash = hashes.begin();
+    bool any = false;
+    for (const auto& entry : data_.contents()) {
+        while (hash != hashes.end() && *hash < entry.key) ++hash;
+        if (hash == hashes.end()) break;
+        if (*hash != entry.key) continue;
+        if (!any) {
+            write_member("o");
+            out.push_back('{');
+            separator = "";
+            any = true;
+        }
+        write_member(entry.key);
+        out.append(entry.value.text);
+    }
+    if (any) {
+        out.push_back('}');
+        separator = ", ";
+    }
+
+    if (!root_.empty()) {
+        write_member("r");
+        write_json_string(root_, out);
+    }
+    out.push_back('}');
+}
+
+DocumentStorage::Documents DocumentChanges::applied_to(const DocumentStorage::Documents& documents) && {
+    if (changes_.empty()) return documents;
+    const auto by_id = [](const auto& a, const auto& b) { return a.key < b.key; };
+    if (!std::is_sorted(changes_.begin(), changes_.end(), by_id)) std::sort(changes_.begin(), changes_.end(), by_id);
+    return documents.with(std::move(changes_));
+}
+
+}  // namespace libzentadbpp

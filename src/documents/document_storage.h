@@ -1,0 +1,67 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "common/ordered_map.h"
+#include "common/text_buffer.h"
+#include "data/data_storage.h"
+#include "documents/multiversiondocument.h"
+
+namespace libzentadbpp {
+
+// The ids of documents that record the order of an array begin with this; the library manages them itself.
+inline constexpr std::string_view ordering_id_prefix = "ord-";
+[[nodiscard]] inline bool has_ordering_id(std::string_view id) { return id.starts_with(ordering_id_prefix); }
+
+// The in-memory form of one sync JSON: documents by id, their contents by data hash, and the id of the root document.
+// An immutable value that is cheap to copy; any number of threads may read one, or copies of it, at once.
+class DocumentStorage {
+   public:
+    using Documents = OrderedMap<DocumentRef>;
+
+    DocumentStorage() = default;
+    DocumentStorage(Documents documents, DataStorage data, std::string root)
+        : documents_(std::move(documents)), data_(std::move(data)), root_(std::move(root)) {}
+
+    [[nodiscard]] const Documents& documents() const { return documents_; }
+    [[nodiscard]] const DataStorage& data() const { return data_; }
+    // The document, or null.
+    [[nodiscard]] const MultiVersionDocument* find(std::string_view id) const {
+        const DocumentRef* document = documents_.find(id);
+        return document == nullptr ? nullptr : document->get();
+    }
+
+    // The root id. None set: InvalidDocumentException "root_id_cannot_be_empty".
+    [[nodiscard]] const std::string& root() const;
+    [[nodiscard]] const std::string& root_or_empty() const { return root_; }
+
+    // Appends the sync JSON. Contents that no revision refers to are left out. O(size of the result).
+    void serialize(TextBuffer& out) const;
+
+   private:
+    Documents documents_;
+    DataStorage data_;
+    std::string root_;
+};
+
+// Documents to put into a storage, in any order, each id once.
+class DocumentChanges {
+   public:
+    void set(DocumentRef document) {
+        const std::string_view id = document->id();
+        changes_.push_back({id, std::move(document)});
+    }
+    [[nodiscard]] DocumentStorage::Documents applied_to(const DocumentStorage::Documents& documents) &&;
+
+   private:
+    std::vector<DocumentStorage::Documents::Entry> changes_;
+};
+
+// The data hashes that the documents' revisions name, ascending, each once, without the reserved ones. They are views
+// into the documents.
+[[nodiscard]] std::vector<std::string_view> referenced_hashes(const DocumentStorage::Documents& documents);
+
+}  // namespace libzentadbpp

@@ -1,0 +1,265 @@
+#include "documents/multiversiondocument.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <new>
+#include <numeric>
+#include <utility>
+
+#include "common/byte_scan.h"
+#include "common/error.h"
+#include "common/json_scanner.h"
+
+namespace libzentadbpp {
+
+namespace {
+
+constexpr std::size_t suffix_length = 7;
+
+bool precedes(const TreeRevision& a, const TreeRevision& b) {
+    return a.index != b.index ? a.index < b.index : a.text < b.text;
+}
+
+// Brings revisions into revision order, with their parents' new positions.
+void put_in_order(std::vector<TreeRevision>& revisions) {
+    if (std::is_sorted(revisions.begin(), revisions.end(), precedes)) return;
+    std::vector<std::uint32_t> order(revisions.size());
+    std::iota(order.begin(), order.end(), 0U);
+    std::sort(order.begin(), order.end(),
+              [&](std::uint32_t a, std::uint32_t b) { return precedes(revisions[a], revisions[b]); });
+    std::vector<std::uint32_t> position(revisions.size());
+    for (std::uint32_t i = 0; i < order.size(); ++i) position[order[i]] = i;
+    std::vector<TreeRevision> sorted;
+    sorted.reserve(revisions.size());
+    for (const std::uint32_t old : order) {
+        sorted.push_back(revisions[old]);
+        if (sorted.back().parent != no_entry) sorted.back().parent = position[sorted.back().parent];
+    }
+    revisions = std::move(sorted);
+}
+
+bool is_chain(std::span<const TreeRevision> revisions) {
+    return !revisions.empty() && revisions.back().index == revisions.size();
+}
+
+std::vector<std::uint32_t> leafs_of(std::span<const TreeRevision> revisions) {
+    std::vector<bool> has_child(revisions.size());
+    for (const TreeRevision& revision : revisions) {
+        if (revision.parent != no_entry) has_child[revision.parent] = true;
+    }
+    std::vector<std::uint32_t> leafs;
+    for (std::uint32_t at = 0; at < revisions.size(); ++at) {
+        if (!has_child[at] && !revisions[at].is_resolved()) leafs.push_back(at);
+    }
+    return leafs;
+}
+
+std::uint32_t find_winning(std::span<const TreeRevision> revisions) {
+    if (is_chain(revisions)) {
+        return revisions.back().is_resolved() ? no_entry : static_cast<std::uint32_t>(revisions.size() - 1);
+    }
+    std::uint32_t winning = no_entry;
+    for (const std::uint32_t leaf : leafs_of(revisions)) {
+        if (winning == no_entry || revisions[leaf].index > revisions[winning].index) winning = leaf;
+    }
+    return winning;
+}
+
+void write_history(std::span<const TreeRevision> revisions, TextBuffer& out) {
+    std::vector<HistoryEntry> entries;
+    entries.reserve(revisions.size());
+    for (const TreeRevision& revision : revisions) entries.push_back({revision.text, revision.parent});
+    fold(entries, out);
+}
+
+// Places texts one behind the other in memory that is large enough.
+class Packer {
+   public:
+    explicit Packer(char* memory) : at_(memory) {}
+    std::string_view pack(std::string_view text) {
+        char* const place = at_;
+        if (!text.empty()) std::memcpy(place, text.data(), text.size());
+        at_ += text.size();
+        return {place, text.size()};
+    }
+
+   private:
+    char* at_;
+};
+
+}  // namespace
+
+TreeRevision TreeRevision::make(std::string_view text, std::uint32_t index, std::uint32_t parent) {
+    const auto mark = text.find('_', 1);
+    if (mark == std::string_view::npos || text.find('_', mark + 1) != std::string_view::npos) {
+        raise<InvalidRevisionException>(source::revision, "Revision", "invalid_revision_string_format", text);
+    }
+    return {text, mark, index, parent};
+}
+
+std::string TreeRevision::revision_string() const { return std::to_string(index).append("-").append(text); }
+
+Revision TreeRevision::revision() const { return Revision(index, datahash(), text.substr(datahash_length + 1)); }
+
+DocumentRef MultiVersionDocument::make(std::string_view id, std::span<const TreeRevision> given) {
+    if (id.empty()) {
+        raise<InvalidDocumentException>(source::multiversiondocument, "MultiVersionDocument",
+                                        "cannot_push_new_revision_if_document_is_missing_identifier");
+    }
+    std::vector<TreeRevision> revisions(given.begin(), given.end());
+    put_in_order(revisions);
+    TextBuffer history;
+    write_history(revisions, history);
+
+    std::size_t texts = id.size() + history.size();
+    for (const TreeRevision& revision : revisions) texts += revision.text.size();
+    const std::size_t head = sizeof(MultiVersionDocument) + revisions.size() * sizeof(TreeRevision);
+    static_assert(alignof(MultiVersionDocument) <= alignof(std::uint64_t));
+    static_assert(sizeof(MultiVersionDocument) % alignof(TreeRevision) == 0);
+    std::shared_ptr<std::uint64_t[]> memory =
+        std::make_shared_for_overwrite<std::uint64_t[]>((head + texts + sizeof(std::uint64_t) - 1) / sizeof(std::uint64_t));
+
+    char* const bytes = reinterpret_cast<char*>(memory.get());
+    Packer packer(bytes + head);
+    for (TreeRevision& revision : revisions) revision.text = packer.pack(revision.text);
+    auto* const tree = reinterpret_cast<TreeRevision*>(bytes + sizeof(MultiVersionDocument));
+    std::uninitialized_copy(revisions.begin(), revisions.end(), tree);
+    auto* const document = new (bytes) MultiVersionDocument;
+    document->id_ = packer.pack(id);
+    document->history_ = packer.pack(history.view());
+    document->set_revisions({tree, revisions.size()});
+    return DocumentRef(std::move(memory), document);
+}
+
+DocumentRef MultiVersionDocument::make_in(Arena& arena, const std::shared_ptr<const void>& owner, std::string_view id,
+                                          std::span<const TreeRevision> given, std::string_view history) {
+    if (id.empty()) return make(id, given);  // which tells the failure
+    std::span<const TreeRevision> tree;
+    if (is_chain(given)) {
+        tree = arena.copy(given);
+    } else {
+        std::vector<TreeRevision> revisions(given.begin(), given.end());
+        put_in_order(revisions);
+        tree = arena.copy(std::span<const TreeRevision>(revisions));
+    }
+    auto* const document =
+        new (arena.allocate(sizeof(MultiVersionDocument), alignof(MultiVersionDocument))) MultiVersionDocument;
+    document->id_ = id;
+    document->set_revisions(tree);
+    if (history.empty()) {
+        TextBuffer folded;
+        write_history(tree, folded);
+        history = arena.copy(folded.view());
+    }
+    document->history_ = history;
+    return DocumentRef(owner, document);
+}
+
+void MultiVersionDocument::set_revisions(std::span<const TreeRevision> revisions) {
+    revisions_ = revisions.data();
+    count_ = static_cast<std::uint32_t>(revisions.size());
+    winning_ = find_winning(revisions);
+}
+
+DocumentRef MultiVersionDocument::first(std::string_view id, std::string_view datahash) {
+    const std::string text = std::string(datahash).append("_first");
+    const TreeRevision revision{text, datahash.size(), 1, no_entry};
+    return make(id, {&revision, 1});
+}
+
+DocumentRef MultiVersionDocument::with_child(std::uint32_t parent, std::string_view datahash) const {
+    const std::string_view parent_hash = revisions_[parent].datahash();
+    const std::string text = std::string(datahash).append("_").append(parent_hash.substr(0, suffix_length));
+    const TreeRevision child{text, datahash.size(), revisions_[parent].index + 1, parent};
+    if (find(child.index, child.text)) return make(id_, revisions());
+
+    std::vector<TreeRevision> grown;
+    grown.reserve(count_ + std::size_t{1});
+    const auto all = revisions();
+    const auto place = std::upper_bound(all.begin(), all.end(), child, precedes);
+    const auto position = static_cast<std::uint32_t>(place - all.begin());
+    grown.assign(all.begin(), place);
+    grown.push_back(child);
+    grown.insert(grown.end(), place, all.end());
+    for (std::size_t at = position + std::size_t{1}; at < grown.size(); ++at) {
+        if (grown[at].parent != no_entry && grown[at].parent >= position) ++grown[at].parent;
+    }
+    return make(id_, grown);
+}
+
+std::optional<std::uint32_t> MultiVersionDocument::find(std::uint32_t index, std::string_view text) const {
+    const auto all = revisions();
+    const TreeRevision wanted{text, 0, index, no_entry};
+    const auto at = std::lower_bound(all.begin(), all.end(), wanted, precedes);
+    if (at == all.end() || at->index != index || at->text != text) return std::nullopt;
+    return static_cast<std::uint32_t>(at - all.begin());
+}
+
+std::optional<std::uint32_t> MultiVersionDocument::find(const Revision& revision) const {
+    // Revisions are told by their strings, so one that was given as "03-a_b" is not the tree's "3-a_b".
+    const std::string& wanted = revision.revision_string();
+    const std::string prefix = std::to_string(revision.index()).append("-");
+    if (!wanted.starts_with(prefix)) return std::nullopt;
+    return find(revision.index(), std::string_view(wanted).substr(prefix.size()));
+}
+
+std::uint32_t MultiVersionDocument::winning_position() const {
+    if (winning_ != no_entry) return winning_;
+    if (count_ == 0) {
+        raise<RevisionNotFoundException>(source::multiversiondocument, "get_winning", "no_revisions_in_winning", id_);
+    }
+    raise<InvalidStorageTypeException>(source::multiversiondocument, "leafs", "no_revision_in_document");
+}
+
+std::vector<std::uint32_t> MultiVersionDocument::open_leafs() const { return leafs_of(revisions()); }
+
+std::vector<std::uint32_t> MultiVersionDocument::leafs() const {
+    std::vector<std::uint32_t> leafs = open_leafs();
+    if (leafs.empty()) {
+        raise<InvalidStorageTypeException>(source::multiversiondocument, "leafs", "no_revision_in_document");
+    }
+    return leafs;
+}
+
+std::vector<TreeRevision> read_history(std::string_view history_array, Arena& arena) {
+    struct Reader final : HistoryVisitor {
+        std::vector<TreeRevision> revisions;
+        std::map<std::pair<std::uint32_t, std::string_view>, std::uint32_t> known;
+        bool branched = false;
+
+        std::uint32_t visit(std::string_view entry, std::uint32_t generation, std::uint32_t parent) override {
+            const TreeRevision revision = TreeRevision::make(entry, generation, parent);
+            const auto position = static_cast<std::uint32_t>(revisions.size());
+            // A revision can repeat only once there are branches: generations grow along a chain.
+            if (!branched && parent != no_entry && parent + 1 != position) {
+                branched = true;
+                for (std::uint32_t at = 0; at < position; ++at) {
+                    known.try_emplace({revisions[at].index, revisions[at].text}, at);
+                }
+            }
+            if (branched) {
+                const auto [at, is_new] = known.try_emplace({generation, entry}, position);
+                if (!is_new) return at->second;
+            }
+            revisions.push_back(revision);
+            return position;
+        }
+    };
+
+    JsonScanner scanner(history_array, arena);
+    const auto elements = scanner.read_value(0, no_depth_limit).elements();
+    if (elements.size() == 1) {
+        const std::string_view entry = elements.front().as_string();
+        (void)Revision(std::string("1-").append(entry));  // its parser judges the entry
+        return {TreeRevision::make(entry, 1, no_entry)};
+    }
+    Reader reader;
+    unfold(history_array, arena, reader);
+    return std::move(reader.revisions);
+}
+
+}  // namespace libzentadbpp

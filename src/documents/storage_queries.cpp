@@ -1,0 +1,179 @@
+#include "documents/storage_queries.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "common/error.h"
+#include "documents/document_index.h"
+#include "documents/ordering_lists.h"
+
+namespace libzentadbpp {
+
+namespace {
+
+// The ids for which `chosen(new document, old document or null)` holds.
+template <class Chosen>
+std::vector<std::string> compare(const DocumentStorage& storage, const DocumentStorage& old, const Chosen& chosen) {
+    std::vector<std::string> ids;
+    auto theirs = old.documents().begin();
+    const auto end = old.documents().end();
+    for (const auto& entry : storage.documents()) {
+        while (theirs != end && theirs->key < entry.key) ++theirs;
+        const bool known = theirs != end && theirs->key == entry.key;
+        if (chosen(*entry.value, known ? theirs->value.get() : nullptr)) ids.emplace_back(entry.key);
+    }
+    return ids;
+}
+
+// Data hashes, to be asked for once all are there.
+class HashSet {
+   public:
+    void add(std::string_view hash) { hashes_.push_back(hash); }
+    void add_all(const MultiVersionDocument& document) {
+        for (const TreeRevision& revision : document.revisions()) add(revision.datahash());
+    }
+    void add_retained(const MultiVersionDocument& document, std::uint32_t limit, bool skip_winning) {
+        const std::uint32_t winning = document.winning_position();
+        if (has_ordering_id(document.id())) add(document.winning().datahash());
+        std::uint32_t left = limit;
+        for (std::uint32_t at = winning; at != no_entry && left != 0; at = document.revisions()[at].parent) {
+            if (at != winning || !skip_winning) add(document.revisions()[at].datahash());
+            if (limit != no_prune_limit) --left;
+        }
+    }
+    void sort() {
+        std::ranges::sort(hashes_);
+        const auto repeated = std::ranges::unique(hashes_);
+        hashes_.erase(repeated.begin(), repeated.end());
+    }
+    [[nodiscard]] bool contains(std::string_view hash) const { return std::ranges::binary_search(hashes_, hash); }
+
+   private:
+    std::vector<std::string_view> hashes_;
+};
+
+template <class Keep>
+DataStorage contents_where(const DataStorage& data, const Keep& keep) {
+    std::vector<DataStorage::Map::Entry> kept;
+    for (const auto& entry : data.contents()) {
+        if (keep(entry.key)) kept.push_back(entry);
+    }
+    return DataStorage(DataStorage::Map::from_sorted(std::move(kept)));
+}
+
+DocumentRef winning_path(const DocumentRef& document) {
+    const TreeRevision& winning = document->winning();
+    if (winning.index == document->revisions().size()) return document;
+    std::vector<TreeRevision> path;
+    for (std::uint32_t at = document->winning_position(); at != no_entry; at = document->revisions()[at].parent) {
+        path.push_back(document->revisions()[at]);
+    }
+    std::ranges::reverse(path);
+    for (std::uint32_t at = 0; at < path.size(); ++at) path[at].parent = at == 0 ? no_entry : at - 1;
+    return MultiVersionDocument::make(document->id(), path);
+}
+
+}  // namespace
+
+bool available(const DocumentStorage& storage, std::string_view revision_or_id) {
+    const MultiVersionDocument* document = storage.find(revision_or_id);
+    try {
+        return storage.data().find(Revision(revision_or_id).datahash()).has_value();
+    } catch (const InvalidRevisionException&) {
+        if (document == nullptr) throw;
+    } catch (const std::logic_error&) {  // the index is no number
+        if (document == nullptr) throw;
+    }
+    return storage.data().find(document->winning().datahash()).has_value();
+}
+
+std::vector<std::string> instances(const DocumentStorage& storage) {
+    const DocumentIndex index(storage);
+    std::vector<std::string> ids;
+    for (std::uint32_t number = 0; number < index.size(); ++number) {
+        if (!has_ordering_id(index.id(number))) continue;
+        Arena arena;
+        const auto list = read_ordering_list(index, number, index.document(number).winning_position(), arena);
+        if (list) ids.emplace_back(list->instance);
+    }
+    std::ranges::sort(ids);
+    const auto repeated = std::ranges::unique(ids);
+    ids.erase(repeated.begin(), repeated.end());
+    return ids;
+}
+
+std::vector<std::string> unresolved(const DocumentStorage& storage) {
+    std::vector<std::string> ids;
+    for (const auto& entry : storage.documents()) {
+        const MultiVersionDocument& document = *entry.value;
+        if (has_ordering_id(entry.key)) continue;
+        const std::uint32_t winning = document.winning_position();
+        const auto conflicts = [&](std::uint32_t leaf) {
+            return leaf != winning && !document.revisions()[leaf].is_deleted();
+        };
+        if (document.winning().index == document.revisions().size()) continue;  // a single chain
+        if (std::ranges::any_of(document.leafs(), conflicts)) ids.emplace_back(entry.key);
+    }
+    return ids;
+}
+
+std::vector<std::string> created(const DocumentStorage& storage, const DocumentStorage& old) {
+    return compare(storage, old, [](const MultiVersionDocument&, const MultiVersionDocument* before) {
+        return before == nullptr;
+    });
+}
+
+std::vector<std::string> deleted(const DocumentStorage& storage, const DocumentStorage& old) {
+    return compare(storage, old, [](const MultiVersionDocument& now, const MultiVersionDocument* before) {
+        return before != nullptr && now.winning().is_deleted() && !before->winning().is_deleted();
+    });
+}
+
+std::vector<std::string> updated(const DocumentStorage& storage, const DocumentStorage& old) {
+    return compare(storage, old, [](const MultiVersionDocument& now, const MultiVersionDocument* before) {
+        return before != nullptr && now.winning().datahash() != before->winning().datahash();
+    });
+}
+
+DocumentStorage all_winning(const DocumentStorage& storage) {
+    std::vector<DocumentStorage::Documents::Entry> entries;
+    entries.reserve(storage.documents().size());
+    for (const auto& entry : storage.documents()) {
+        DocumentRef path = winning_path(entry.value);
+        const std::string_view id = path->id();
+        entries.push_back({id, std::move(path)});
+    }
+    auto documents = DocumentStorage::Documents::from_sorted(std::move(entries));
+    const auto hashes = referenced_hashes(documents);
+    const auto keep = [&](std::string_view hash) { return std::ranges::binary_search(hashes, hash); };
+    DataStorage data = contents_where(storage.data(), keep);
+    return DocumentStorage(std::move(documents), std::move(data), storage.root_or_empty());
+}
+
+DocumentStorage prune(const DocumentStorage& storage, std::uint32_t limit, bool skip_winning) {
+    HashSet retained;
+    for (const auto& entry : storage.documents()) retained.add_retained(*entry.value, limit, skip_winning);
+    retained.sort();
+    const auto keep = [&](std::string_view hash) { return retained.contains(hash); };
+    return DocumentStorage(storage.documents(), contents_where(storage.data(), keep), storage.root_or_empty());
+}
+
+DocumentStorage prune_ids(const DocumentStorage& storage, const std::vector<std::string_view>& ids,
+                          std::uint32_t limit, bool skip_winning) {
+    HashSet retained;
+    HashSet listed;
+    for (const auto& entry : storage.documents()) {
+        if (std::ranges::binary_search(ids, entry.key)) {
+            listed.add_all(*entry.value);
+            retained.add_retained(*entry.value, limit, skip_winning);
+        } else {
+            retained.add_all(*entry.value);
+        }
+    }
+    retained.sort();
+    listed.sort();
+    const auto keep = [&](std::string_view hash) { return retained.contains(hash) || !listed.contains(hash); };
+    return DocumentStorage(storage.documents(), contents_where(storage.data(), keep), storage.root_or_empty());
+}
+
+}  // namespace libzentadbpp

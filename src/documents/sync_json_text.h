@@ -1,0 +1,74 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "common/arena.h"
+#include "documents/document_storage.h"
+
+namespace libzentadbpp {
+
+// A sync JSON text whose syntax was checked and whose parts were found, but not judged: whether the members are of the
+// right kinds is asked only when the storage is built, in the order that the format fixes. A text that is no object
+// counts as the empty one.
+//
+// Slices of the text and of the arena are kept, so both must outlive this and the storage built from it.
+class SyncJsonText {
+   public:
+    // Standard text only. Throws ParseError. Member "d" may nest without limit, and each content in "o" to
+    // deepest_content levels of its own; everything else to deepest_text.
+    // `owner` is what keeps the text and the arena alive for documents and contents (null: they outlive every use).
+    SyncJsonText(std::string_view text, Arena& arena, const std::shared_ptr<const void>& owner);
+
+    [[nodiscard]] bool is_object() const { return is_object_; }
+
+    // A compressed object is recognised by a true "compressed" and a numeric "uncompressed_size".
+    [[nodiscard]] bool is_compressed() const { return compressed_ && uncompressed_size_.has_value(); }
+    [[nodiscard]] std::string_view compressed_data() const { return compressed_data_; }
+    [[nodiscard]] double uncompressed_size() const { return uncompressed_size_.value_or(0); }
+
+    // Builds the storage. InvalidDocumentException and the failures of the revision parser; the first in the order
+    // contents, documents, root, and within a part in key order.
+    [[nodiscard]] DocumentStorage deserialize() &&;
+
+   private:
+    enum class Part { absent, right_kind, wrong_kind };
+
+    struct DocumentPart {
+        std::string_view id;
+        std::string_view history;  // empty: the value is no array
+        DocumentRef document;      // where the history could be taken as it stands
+    };
+    struct ContentPart {
+        std::string_view hash;
+        std::string_view text;  // empty: the value is no object
+    };
+
+    void read_documents(class JsonScanner& scanner);
+    void read_contents(class JsonScanner& scanner);
+    void read_root(class JsonScanner& scanner);
+    void read_compression(class JsonScanner& scanner, std::string_view key);
+    DocumentRef plain_document(std::string_view id, std::string_view text, std::size_t& length);
+
+    [[nodiscard]] DataStorage build_contents();
+    [[nodiscard]] DocumentStorage::Documents build_documents();
+
+    Arena* arena_;
+    std::shared_ptr<const void> owner_;
+    bool is_object_ = false;
+    Part documents_part_ = Part::absent;
+    Part contents_part_ = Part::absent;
+    Part root_part_ = Part::absent;
+    std::vector<DocumentPart> documents_;
+    std::vector<ContentPart> contents_;
+    std::vector<TreeRevision> chain_;  // reused from document to document
+    std::string_view root_;
+    bool compressed_ = false;
+    std::string_view compressed_data_;
+    std::optional<double> uncompressed_size_;
+};
+
+}  // namespace libzentadbpp
