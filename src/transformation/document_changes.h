@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+#include "data/data_hash.h"
+#include "documents/document_storage.h"
+
+namespace libzentadbpp {
+
+// A document as flattening produced it: its id, and its content as written text without the "_id".
+struct FlattenedDocument {
+    std::string_view id;
+    std::string_view content;
+};
+
+enum class Unproduced : bool { keep, remove };
+
+// Stores documents in their order, each under its id: a new document gets a first revision, a live one a child of its
+// winning revision where the content differs, a deleted one stays deleted. With Unproduced::remove every other document
+// that is no ordering document gets a deleted revision. Comparing contents by their text spares hashing what did not
+// change. O(documents of the storage + those produced).
+[[nodiscard]] DocumentStorage store_documents(const DocumentStorage& storage, std::vector<FlattenedDocument> documents,
+                                              Unproduced unproduced, DataHasher& hasher);
+
+}  // namespace libzentadbpp

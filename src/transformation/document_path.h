@@ -1,0 +1,61 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "common/arena.h"
+#include "common/json_value.h"
+#include "data/data_hash.h"
+#include "transformation/transformation_settings.h"
+
+namespace libzentadbpp {
+
+// Where a value lies in the host's data: a chain of steps from the root, each on the stack of the walk that takes it. The
+// text of a path is built, and ids on the way are made, only when something asks for them.
+struct DocumentPath {
+    enum class Step {
+        top,      // the root object itself: the empty path
+        root,     // leaving the root for its members
+        member,   // text: the key
+        object,   // value: the object entered; its id is made on demand
+        array,    // text: the domain of an array of objects
+        position, // text: the decimal position in an indexed array
+        plain_array,
+    };
+
+    const DocumentPath* parent = nullptr;
+    Step step = Step::top;
+    std::string_view text;
+    const JsonValue* object = nullptr;
+    mutable std::string_view object_id{};  // once made
+
+    [[nodiscard]] bool empty() const { return step == Step::top; }
+};
+
+// Makes the ids of documents and arrays. All answers live in the arena.
+class IdGenerator {
+   public:
+    IdGenerator(const TransformationSettings& settings, DataHasher& hasher, Arena& arena)
+        : settings_(&settings), hasher_(&hasher), arena_(&arena) {}
+
+    // The id of an object at a path: its own "_id", or what the first rule that applies yields, or the hash of the path.
+    [[nodiscard]] std::string_view object_id(const JsonValue& object, const DocumentPath& path);
+    // The domain of an array of objects at a path.
+    [[nodiscard]] std::string_view array_domain(const DocumentPath& path);
+
+    [[nodiscard]] std::string path_text(const DocumentPath& path);
+
+   private:
+    [[nodiscard]] std::string_view path_hash(const DocumentPath& path);
+
+    const TransformationSettings* settings_;
+    DataHasher* hasher_;
+    Arena* arena_;
+};
+
+// Yields the id that a rule makes from an object, or false where it yields none.
+[[nodiscard]] bool apply_rule(const IdGenerationRule& rule, const JsonValue& object, std::string& id);
+
+[[nodiscard]] std::string ordering_id(std::string_view instance_id, std::string_view domain, DataHasher& hasher);
+
+}  // namespace libzentadbpp

@@ -1,0 +1,45 @@
+#include "transformation/element_list.h"
+
+namespace libzentadbpp {
+
+void ElementList::link() {
+    if (linked_) return;
+    linked_ = true;
+    occurrences_.reserve(start_.size());
+    for (const std::uint32_t number : start_) insert_after(tail_, number);
+}
+
+bool ElementList::contains(std::uint32_t number) {
+    link();
+    return occurrences_.contains(number);
+}
+
+void ElementList::insert_after(std::uint32_t node, std::uint32_t number) {
+    const auto inserted = static_cast<std::uint32_t>(nodes_.size());
+    const std::uint32_t next = node == none ? head_ : nodes_[node].next;
+    nodes_.push_back({number, node, next});
+    (node == none ? head_ : nodes_[node].next) = inserted;
+    (next == none ? tail_ : nodes_[next].previous) = inserted;
+    const auto [entry, is_new] = occurrences_.try_emplace(number, Occurrences{inserted, inserted});
+    if (!is_new) entry->second.last = inserted;
+}
+
+void ElementList::insert_before_nearest(std::span<const std::uint32_t> following, std::uint32_t number) {
+    for (const std::uint32_t candidate : following) {
+        if (const auto found = occurrences_.find(candidate); found != occurrences_.end()) {
+            insert_after(nodes_[found->second.first].previous, number);
+            return;
+        }
+    }
+    insert_after(tail_, number);
+}
+
+std::vector<std::uint32_t> ElementList::finish() && {
+    if (!linked_) return std::move(start_);
+    std::vector<std::uint32_t> numbers;
+    numbers.reserve(nodes_.size());
+    for (std::uint32_t node = head_; node != none; node = nodes_[node].next) numbers.push_back(nodes_[node].number);
+    return numbers;
+}
+
+}  // namespace libzentadbpp

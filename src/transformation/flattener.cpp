@@ -1,0 +1,210 @@
+#include "transformation/flattener.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+#include "common/error.h"
+#include "common/json_writer.h"
+#include "common/number_text.h"
+
+namespace libzentadbpp {
+
+namespace {
+
+using Step = DocumentPath::Step;
+
+void write_reference(char marker, std::string_view target, TextBuffer& out) {
+    out.push_back('"');
+    out.push_back(marker);
+    write_json_escaped(target, out);
+    out.push_back('"');
+}
+
+bool is_array_of_objects(const JsonValue& array) {
+    return std::ranges::all_of(array.elements(), [](const JsonValue& element) { return element.is_object(); });
+}
+
+}  // namespace
+
+void write_ordering_content(std::string_view instance_id, std::string_view domain,
+                            std::span<const std::string_view> element_ids, TextBuffer& out) {
+    out.append(R"({"d": )");
+    write_json_string(domain, out);
+    out.append(R"(, "i": )");
+    write_json_string(instance_id, out);
+    out.append(R"(, "s": [)");
+    const char* separator = "";
+    for (const std::string_view id : element_ids) {
+        out.append(separator);
+        write_json_string(id, out);
+        separator = ", ";
+    }
+    out.append("]}");
+}
+
+Flattener::Flattener(const TransformationSettings& settings, DataHasher& hasher, Arena& arena)
+    : settings_(&settings), hasher_(&hasher), arena_(&arena), ids_(settings, hasher, arena) {}
+
+bool Flattener::splits(const JsonValue& object) const {
+    return settings_->flatten_objects || object.find(vocabulary::do_flatten_key) != nullptr;
+}
+
+Flattener::Result Flattener::flatten(const JsonValue& data) {
+    if (!data.is_object()) {
+        raise<FlattenerException>(source::flattener, "operator ()", "expecting_root_object_after_flattening");
+    }
+    const DocumentPath top;
+    Result result;
+    result.root_id = ids_.object_id(data, top);
+    const std::string_view root = flatten_document(data, top, result.root_id);
+
+    result.documents.push_back({result.root_id, root});
+    for (const auto& [id, content] : object_documents_) result.documents.push_back({id, content});
+    for (const auto& [domain, elements] : arrays_) {
+        if (elements.empty()) continue;
+        result.documents.insert(result.documents.end(), elements.begin(), elements.end());
+        result.documents.push_back(ordering_document(domain, elements));
+    }
+    return result;
+}
+
+FlattenedDocument Flattener::ordering_document(std::string_view domain, const Elements& elements) {
+    std::vector<std::string_view> element_ids;
+    element_ids.reserve(elements.size());
+    for (const FlattenedDocument& element : elements) element_ids.push_back(element.id);
+    TextBuffer content;
+    write_ordering_content(settings_->instance_id, domain, element_ids, content);
+    return {arena_->copy(ordering_id(settings_->instance_id, domain, *hasher_)), arena_->copy(content.view())};
+}
+
+std::string_view Flattener::flatten_document(const JsonValue& object, const DocumentPath& path, std::string_view id) {
+    if (open_documents_ == buffers_.size()) buffers_.emplace_back();
+    TextBuffer& out = buffers_[open_documents_++];
+    out.clear();
+    if (object.find(vocabulary::no_flatten_key) != nullptr) {
+        write_verbatim(object, id, IdMember::leave_out, out);
+    } else {
+        write_members(object, path, id, IdMember::leave_out, out);
+    }
+    --open_documents_;
+    return arena_->copy(out.view());
+}
+
+void Flattener::write_value(const JsonValue& value, const DocumentPath& path, TextBuffer& out) {
+    if (value.is_string()) {
+        write_reference(vocabulary::literal_string_marker, value.as_string(), out);
+    } else if (value.is_object()) {
+        write_inline_object(value, path, out);
+    } else if (!value.is_array()) {
+        write_json(value, out);
+    } else if (is_array_of_objects(value)) {
+        write_array_reference(value, path, out);
+    } else {
+        const DocumentPath inside{&path, Step::plain_array, {}};
+        const char* separator = "[";
+        for (const JsonValue& element : value.elements()) {
+            out.append(separator);
+            write_value(element, inside, out);
+            separator = ", ";
+        }
+        out.push_back(']');
+    }
+}
+
+void Flattener::write_inline_object(const JsonValue& object, const DocumentPath& path, TextBuffer& out) {
+    if (object.find(vocabulary::no_flatten_key) != nullptr) {
+        write_verbatim(object, ids_.object_id(object, path), IdMember::set, out);
+    } else if (splits(object)) {
+        write_members(object, path, ids_.object_id(object, path), IdMember::set, out);
+    } else {
+        write_members(object, path, {}, IdMember::keep, out);
+    }
+}
+
+void Flattener::write_members(const JsonValue& object, const DocumentPath& path, std::string_view id,
+                              IdMember id_member, TextBuffer& out) {
+    const DocumentPath inside{&path, path.empty() ? Step::root : Step::object, {}, &object, id};
+    const bool split = splits(object);
+    const char* separator = "";
+    bool id_is_due = id_member == IdMember::set;
+    const auto write_id = [&] {
+        out.append(separator);
+        out.append(R"("_id": )");
+        write_json_string(id, out);
+        separator = ", ";
+        id_is_due = false;
+    };
+
+    out.push_back('{');
+    for (const auto& [key, value] : object.members()) {
+        if (id_is_due && key >= vocabulary::id_key) write_id();
+        const bool is_id = key == vocabulary::id_key;
+        if (is_id && id_member != IdMember::keep) continue;
+        out.append(separator);
+        separator = ", ";
+        write_json_string(key, out);
+        out.append(": ");
+        const DocumentPath member{&inside, Step::member, key};
+        if (is_id) {
+            write_json(value, out);
+        } else if (split && value.is_object() && value.find(vocabulary::no_flatten_key) == nullptr) {
+            write_object_reference(value, member, out);
+        } else {
+            write_value(value, member, out);
+        }
+    }
+    if (id_is_due) write_id();
+    out.push_back('}');
+}
+
+void Flattener::write_verbatim(const JsonValue& object, std::string_view id, IdMember id_member, TextBuffer& out) {
+    std::vector<JsonMember> members;
+    members.reserve(object.members().size() + 1);
+    for (const JsonMember& member : object.members()) {
+        if (member.key != vocabulary::id_key) members.push_back(member);
+    }
+    if (id_member == IdMember::set) {
+        const auto after = [](const JsonMember& member) { return member.key > vocabulary::id_key; };
+        members.insert(std::ranges::find_if(members, after), {vocabulary::id_key, JsonValue::string(id)});
+    }
+    write_json(JsonValue::object(members), out);
+}
+
+void Flattener::write_object_reference(const JsonValue& object, const DocumentPath& path, TextBuffer& out) {
+    const std::string_view id = ids_.object_id(object, path);
+    // The id is taken before the object is entered, so that another object of that id inside it is met as well.
+    const auto [entry, is_new] = object_documents_.try_emplace(id);
+    if (!is_new) {
+        raise<FlattenerException>(source::flattener, "operator ()", "duplicate_objects_domain_key",
+                                  ids_.path_text(path));
+    }
+    write_reference(vocabulary::object_reference_marker, id, out);
+    entry->second = flatten_document(object, path, id);
+}
+
+void Flattener::write_array_reference(const JsonValue& array, const DocumentPath& path, TextBuffer& out) {
+    const std::string_view domain = ids_.array_domain(path);
+    const auto [entry, is_new] = arrays_.try_emplace(domain);
+    // Two arrays of one domain would share their elements; only where both are empty is nothing lost.
+    if (!is_new && !(array.elements().empty() && entry->second.empty())) {
+        raise<FlattenerException>(source::flattener, "flatten", "duplicate_array_domain_key", ids_.path_text(path));
+    }
+    write_reference(vocabulary::array_reference_marker, domain, out);
+
+    const DocumentPath inside{&path, Step::array, domain};
+    const bool indexed = settings_->indexed_array_paths.contains(domain);
+    Elements& elements = entry->second;
+    elements.reserve(array.elements().size());
+    for (const JsonValue& element : array.elements()) {
+        std::array<char, longest_number> digits;
+        const auto position = static_cast<std::int64_t>(elements.size());
+        const DocumentPath indexed_path{
+            &inside, Step::position, {digits.data(), write_integer(position, digits.data())}};
+        const DocumentPath& element_path = indexed ? indexed_path : inside;
+        const std::string_view id = ids_.object_id(element, element_path);
+        elements.push_back({id, flatten_document(element, element_path, id)});
+    }
+}
+
+}  // namespace libzentadbpp

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <deque>
+#include <map>
+#include <set>
+#include <string_view>
+#include <vector>
+
+#include "common/arena.h"
+#include "common/json_value.h"
+#include "common/text_buffer.h"
+#include "data/data_hash.h"
+#include "transformation/document_changes.h"
+#include "transformation/document_path.h"
+#include "transformation/transformation_settings.h"
+
+namespace libzentadbpp {
+
+// Turns one host object into flat documents.
+//
+//   {"title": "x", "tasks": [{"_id": "t1", "done": false}]}
+//
+//   root        {"tasks": "A<domain>", "title": "!x"}         strings carry "!", references "A" or "O"
+//   t1          {"done": false}                               every element of an array of objects
+//   ord-<hash>  {"d": "<domain>", "i": "default", "s": ["t1"]}   the order of that array, one per instance
+//
+// Nested objects stay inside their document, unless settings or a "#df" member split them off.
+class Flattener {
+   public:
+    Flattener(const TransformationSettings& settings, DataHasher& hasher, Arena& arena);
+
+    struct Result {
+        std::string_view root_id;
+        std::vector<FlattenedDocument> documents;  // in the order in which they are to be stored
+    };
+    // The answer lies in the arena and in the value. FlattenerException.
+    [[nodiscard]] Result flatten(const JsonValue& data);
+
+   private:
+    // What becomes of an object's "_id": a document's is its id and no part of its content; an object that stays inline
+    // keeps its own, or is given one.
+    enum class IdMember { leave_out, keep, set };
+
+    using Elements = std::vector<FlattenedDocument>;
+
+    std::string_view flatten_document(const JsonValue& object, const DocumentPath& path, std::string_view id);
+    void write_value(const JsonValue& value, const DocumentPath& path, TextBuffer& out);
+    void write_inline_object(const JsonValue& object, const DocumentPath& path, TextBuffer& out);
+    void write_members(const JsonValue& object, const DocumentPath& path, std::string_view id, IdMember id_member,
+                       TextBuffer& out);
+    void write_verbatim(const JsonValue& object, std::string_view id, IdMember id_member, TextBuffer& out);
+    void write_object_reference(const JsonValue& object, const DocumentPath& path, TextBuffer& out);
+    void write_array_reference(const JsonValue& array, const DocumentPath& path, TextBuffer& out);
+    [[nodiscard]] bool splits(const JsonValue& object) const;
+    [[nodiscard]] FlattenedDocument ordering_document(std::string_view domain, const Elements& elements);
+
+    const TransformationSettings* settings_;
+    DataHasher* hasher_;
+    Arena* arena_;
+    IdGenerator ids_;
+    std::map<std::string_view, std::string_view> object_documents_;  // contents by id
+    std::map<std::string_view, Elements> arrays_;                    // by domain
+    std::deque<TextBuffer> buffers_;                                 // one for each document being written
+    std::size_t open_documents_ = 0;
+};
+
+// The content of an ordering document.
+void write_ordering_content(std::string_view instance_id, std::string_view domain,
+                            std::span<const std::string_view> element_ids, TextBuffer& out);
+
+}  // namespace libzentadbpp

@@ -1,0 +1,285 @@
+#include "transformation/unflattener.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "common/arena.h"
+#include "common/canonical_object.h"
+#include "common/error.h"
+#include "common/json_scanner.h"
+#include "common/json_writer.h"
+#include "transformation/document_changes.h"
+#include "documents/document_index.h"
+#include "documents/ordering_lists.h"
+#include "transformation/ordering_reconciliation.h"
+
+namespace libzentadbpp {
+
+namespace {
+
+using vocabulary::array_reference_marker;
+using vocabulary::object_reference_marker;
+
+// Whether a written object has a member of that name. Its members are in order, and the names asked for sort low.
+bool has_member(std::string_view object, std::string_view key) {
+    WrittenMember member;
+    for (WrittenObject members(object); members.next(member);) {
+        const int order = compare_written_key(member.key, key);
+        if (order >= 0) return order == 0;
+    }
+    return false;
+}
+
+// Walks written contents and writes what they stand for. Recursion is bounded by the depth that a result may have.
+class Rebuild {
+   public:
+    Rebuild(const DocumentIndex& index, const ElementOrder& order, bool discard_id, TextBuffer& out)
+        : index_(index), order_(order), discard_id_(discard_id), out_(out), in_progress_(index.size()) {
+        std::size_t contents = 0;
+        for (const auto& entry : index.storage().data().contents()) contents += entry.value.text.size();
+        size_limit_ = out.size() + smallest_size_limit + growth_limit * contents;
+    }
+
+    void document(std::uint32_t number, std::string_view content, std::size_t depth) {
+        if (in_progress_[number]) fail("cyclic_document_reference", index_.id(number));
+        in_progress_[number] = true;
+        if (out_.size() > size_limit_) throw std::length_error("exceeded maximum result size");
+        object(content, depth, index_.id(number), true);
+        in_progress_[number] = false;
+    }
+
+    [[noreturn]] static void fail(std::string_view error, std::string_view args, int line = __builtin_LINE()) {
+        raise<UnflattenerException>(source::unflattener, "operator ()", error, args, line);
+    }
+
+   private:
+    static constexpr std::size_t smallest_size_limit = std::size_t{1} << 28;
+    static constexpr std::size_t growth_limit = 64;
+
+    static void check_depth(std::size_t depth) {
+        if (depth > deepest_text) throw ParseError("exceeded maximum nesting depth");
+    }
+
+    // An object document (with its id), or an object that lies inside one.
+    void object(std::string_view text, std::size_t depth, std::string_view id, bool is_document) {
+        check_depth(depth);
+        const bool verbatim = has_member(text, vocabulary::no_flatten_key);
+        // The flattener gave an "_id" to inline objects of these two kinds only.
+        const bool drop_inline_id =
+            !is_document && discard_id_ && (verbatim || has_member(text, vocabulary::do_flatten_key));
+        bool id_is_due = is_document && !discard_id_ && !id.empty();
+        bool first = true;
+
+        out_.push_back('{');
+        WrittenMember member;
+        for (WrittenObject members(text); members.next(member);) {
+            const int order = compare_written_key(member.key, vocabulary::id_key);
+            if (id_is_due && order >= 0) {
+                write_id(id, first);
+                id_is_due = false;
+            }
+            if (order == 0 && (is_document || drop_inline_id)) continue;
+            if (!verbatim && order != 0 && refers_to_deleted(member.value)) continue;
+            if (!first) out_.append(", ");
+            first = false;
+            out_.push_back('"');
+            out_.append(member.key);
+            out_.append("\": ");
+            if (verbatim || order == 0) {
+                copy(member.value, depth + 1);
+            } else {
+                value(member.value, depth + 1);
+            }
+        }
+        if (id_is_due) write_id(id, first);
+        out_.push_back('}');
+    }
+
+    void write_id(std::string_view id, bool& first) {
+        out_.append(first ? R"("_id": )" : R"(, "_id": )");
+        write_json_string(id, out_);
+        first = false;
+    }
+
+    void value(std::string_view text, std::size_t depth) {
+        check_depth(depth);
+        if (text[0] == '"') {
+            string(text, depth);
+        } else if (text[0] == '{') {
+            object(text, depth, {}, false);
+        } else if (text[0] == '[') {
+            array(text, depth);
+        } else {
+            out_.append(text);
+        }
+    }
+
+    void string(std::string_view text, std::size_t depth) {
+        const std::string_view inside = text.substr(1, text.size() - 2);
+        if (inside.empty()) {
+            out_.append(text);
+        } else if (inside[0] == array_reference_marker) {
+            elements(decode_written(inside.substr(1)), depth);
+        } else if (inside[0] == object_reference_marker) {
+            const std::string id = decode_written(inside.substr(1));
+            const auto number = index_.find(id);
+            if (!number) fail("missing_document", id);
+            winning_document(*number, depth);
+        } else if (inside[0] == '\\') {
+            // Not written by the flattener: the character that goes is an escaped one.
+            out_.push_back('"');
+            write_json_escaped(std::string_view(decode_written(inside)).substr(1), out_);
+            out_.push_back('"');
+        } else {
+            out_.push_back('"');
+            out_.append(inside.substr(1));
+            out_.push_back('"');
+        }
+    }
+
+    void array(std::string_view text, std::size_t depth) {
+        const char* at = text.data() + 1;
+        const char* separator = "";
+        out_.push_back('[');
+        while (*at != ']') {
+            if (*at == ',') at += 2;
+            const char* end = written_value_end(at);
+            const std::string_view element(at, static_cast<std::size_t>(end - at));
+            at = end;
+            if (refers_to_deleted(element)) continue;
+            out_.append(separator);
+            separator = ", ";
+            value(element, depth + 1);
+        }
+        out_.push_back(']');
+    }
+
+    void elements(std::string_view domain, std::size_t depth) {
+        const char* separator = "";
+        out_.push_back('[');
+        for (const std::uint32_t number : order_.elements(domain)) {
+            out_.append(separator);
+            separator = ", ";
+            winning_document(number, depth + 1);
+        }
+        out_.push_back(']');
+    }
+
+    void winning_document(std::uint32_t number, std::size_t depth) {
+        document(number, index_.storage().data().read_object(index_.document(number).winning().datahash()), depth);
+    }
+
+    [[nodiscard]] bool refers_to_deleted(std::string_view text) const {
+        if (text.size() < 2 || text[0] != '"' || text[1] != object_reference_marker) return false;
+        const auto number = index_.find(decode_written(text.substr(2, text.size() - 3)));
+        return number && index_.document(*number).winning().is_deleted();
+    }
+
+    // What lies in an object that is not to be flattened stands as the host gave it.
+    void copy(std::string_view text, std::size_t depth) {
+        check_depth(depth);
+        if (text[0] == '{' || text[0] == '[') {
+            std::size_t open = depth;
+            for (const char *at = text.data(), *end = at + text.size(); at != end;) {
+                if (*at == '"') {
+                    at = written_string_end(at);
+                    continue;
+                }
+                if (*at == '{' || *at == '[') {
+                    check_depth(open++);
+                    // The values inside lie one deeper.
+                    if (at[1] != '}' && at[1] != ']') check_depth(open);
+                } else if (*at == '}' || *at == ']') {
+                    --open;
+                }
+                ++at;
+            }
+        }
+        out_.append(text);
+    }
+
+    const DocumentIndex& index_;
+    const ElementOrder& order_;
+    bool discard_id_;
+    TextBuffer& out_;
+    std::vector<bool> in_progress_;
+    std::size_t size_limit_;
+};
+
+void rebuild_from(const DocumentIndex& index, const ElementOrder& order, std::string_view root_id,
+                  const std::optional<Revision>& revision, bool discard_id, TextBuffer& out) {
+    const DocumentStorage& storage = index.storage();
+    const std::string_view id = root_id.empty() ? std::string_view(storage.root()) : root_id;
+    const auto number = index.find(id);
+    if (!number) Rebuild::fail("missing_root_document", id);
+    const MultiVersionDocument& document = index.document(*number);
+    const auto position = revision ? document.find(*revision) : document.winning_position();
+    if (!position) Rebuild::fail("invalid_root_document_revision", revision->revision_string());
+    const auto content = storage.data().find(document.revisions()[*position].datahash());
+    if (!content) Rebuild::fail("missing_root_document_data", document.revision_string(*position));
+    Rebuild(index, order, discard_id, out).document(*number, *content, 0);
+}
+
+// The root of a set of documents that does not say it.
+std::string_view find_root(const DocumentIndex& index, Arena& arena) {
+    if (const auto number = index.find(vocabulary::root_name)) return index.id(*number);
+    std::vector<bool> referenced(index.size());
+    mark_referenced_objects(index, referenced);
+    mark_listed_elements(index, arena, referenced);
+    std::optional<std::uint32_t> root;
+    for (std::uint32_t number = 0; number < index.size(); ++number) {
+        if (has_ordering_id(index.id(number)) || referenced[number]) continue;
+        if (root) Rebuild::fail("missing_root_document", "");
+        root = number;
+    }
+    if (!root) Rebuild::fail("missing_root_document", "");
+    return index.id(*root);
+}
+
+}  // namespace
+
+void unflatten(const DocumentStorage& storage, std::string_view root_id, const std::optional<Revision>& revision,
+               const TransformationSettings& settings, TextBuffer& out) {
+    if (storage.documents().empty()) return out.append("{}");
+    const DocumentIndex index(storage);
+    const ElementOrder order(index, settings.instance_id);
+    rebuild_from(index, order, root_id, revision, settings.discard_id, out);
+}
+
+DocumentStorage read_and_reorder(const DocumentStorage& storage, const TransformationSettings& settings,
+                                 TextBuffer& out) {
+    if (storage.documents().empty()) {
+        out.append("{}");
+        return storage;
+    }
+    const DocumentIndex index(storage);
+    const ElementOrder order(index, settings.instance_id);
+    rebuild_from(index, order, {}, std::nullopt, settings.discard_id, out);
+    return store_order(storage, index, order, settings.instance_id);
+}
+
+void unflatten_array(const JsonValue& documents, std::string_view root_id, const TransformationSettings& settings,
+                     TextBuffer& out) {
+    Arena arena;
+    std::vector<FlattenedDocument> flattened;
+    for (const JsonValue& document : documents.elements()) {
+        const JsonValue* id = document.find(vocabulary::id_key);
+        if (id == nullptr || !id->is_string()) throw std::out_of_range("invalid map<K, T> key");
+        std::vector<JsonMember> members(document.members().begin(), document.members().end());
+        std::erase_if(members, [](const JsonMember& member) { return member.key == vocabulary::id_key; });
+        TextBuffer content;
+        write_json(JsonValue::object(members), content);
+        flattened.push_back({id->as_string(), arena.copy(content.view())});
+    }
+    if (flattened.empty()) return out.append("{}");
+    DataHasher hasher(settings.hash_kind());
+    const DocumentStorage storage = store_documents({}, std::move(flattened), Unproduced::keep, hasher);
+    const DocumentIndex index(storage);
+    const ElementOrder order(index, settings.instance_id);
+    const std::string_view root = root_id.empty() ? find_root(index, arena) : root_id;
+    rebuild_from(index, order, root, std::nullopt, settings.discard_id, out);
+}
+
+}  // namespace libzentadbpp
