@@ -1,0 +1,160 @@
+// Questions about one document, by value and by handle.
+
+#include "common/json_writer.h"
+#include "documents/document_queries.h"
+#include "libzentadbpp/frame.h"
+#include "libzentadbpp/text_sets.h"
+#include "transformation/unflattener.h"
+
+using namespace libzentadbpp;
+
+namespace {
+
+CText winning(const MultiVersionDocument& document) { return Call::plain(document.winning().revision_string()); }
+CText leafs(const MultiVersionDocument& document) { return joined(leaf_revisions(document)); }
+CText conflicting(const MultiVersionDocument& document) { return joined(conflicting_revisions(document)); }
+
+CText parent(const MultiVersionDocument& document, const Revision& revision) {
+    return Call::plain(ancestor(document, revision));
+}
+CText siblings(const MultiVersionDocument& document, const Revision& revision) {
+    return joined(sibling_revisions(document, revision));
+}
+CText path(const MultiVersionDocument& document, const Revision& revision) {
+    return json_list(history(document, revision));
+}
+
+using DocumentQuery = CText (*)(const MultiVersionDocument&);
+using RevisionQuery = CText (*)(const MultiVersionDocument&, const Revision&);
+
+sync_json_result ask(const char* name, const char* sync_json, const char* id, Inflation inflation,
+                     DocumentQuery query) {
+    return answer(name, [&](Call& call) {
+        SyncJsonText text = call.sync_json(sync_json);
+        const std::string_view document_id = Call::text(id);
+        const DocumentStorage storage = call.open(std::move(text), inflation);
+        return query(*call.document(storage, document_id));
+    });
+}
+
+sync_json_result ask(const char* name, sync_json_ptr ptr, const char* id, DocumentQuery query) {
+    return answer(name, [&](Call& call) {
+        const DocumentStorage& storage = call.handle(ptr);
+        return query(*call.document(storage, Call::text(id)));
+    });
+}
+
+sync_json_result ask(const char* name, const char* sync_json, const char* id, const char* rev, Inflation inflation,
+                     RevisionQuery query) {
+    return answer(name, [&](Call& call) {
+        SyncJsonText text = call.sync_json(sync_json);
+        const std::string_view document_id = Call::text(id);
+        const std::string_view revision = Call::text(rev);
+        const DocumentStorage storage = call.open(std::move(text), inflation);
+        const DocumentRef& document = call.document(storage, document_id);
+        return query(*document, Revision(revision));
+    });
+}
+
+sync_json_result ask(const char* name, sync_json_ptr ptr, const char* id, const char* rev, RevisionQuery query) {
+    return answer(name, [&](Call& call) {
+        const DocumentStorage& storage = call.handle(ptr);
+        const std::string_view document_id = Call::text(id);
+        const std::string_view revision = Call::text(rev);
+        const DocumentRef& document = call.document(storage, document_id);
+        return query(*document, Revision(revision));
+    });
+}
+
+CText data_of(Call& call, const DocumentStorage& storage, std::string_view id, std::string_view revision,
+              const TransformationSettings& settings) {
+    (void)call.document(storage, id);
+    TextBuffer data;
+    unflatten(storage, id, Revision(revision), settings, data);
+    return Call::rendered(std::move(data));
+}
+
+DocumentStorage resolved(Call& call, const DocumentStorage& storage, std::string_view id, std::string_view revision) {
+    const DocumentRef& document = call.document(storage, id);
+    return resolve(storage, document, Revision(revision));
+}
+
+}  // namespace
+
+sync_json_result sync_json_winning(const char* sync_json, const char* id) {
+    return ask("sync_json_winning", sync_json, id, Inflation::reported, winning);
+}
+sync_json_result sync_json_ptr_winning(sync_json_ptr ptr, const char* id) {
+    return ask("sync_json_ptr_winning", ptr, id, winning);
+}
+
+sync_json_result sync_json_leafs(const char* sync_json, const char* id) {
+    return ask("sync_json_leafs", sync_json, id, Inflation::reported, leafs);
+}
+sync_json_result sync_json_ptr_leafs(sync_json_ptr ptr, const char* id) {
+    return ask("sync_json_ptr_leafs", ptr, id, leafs);
+}
+
+sync_json_result sync_json_conflicting(const char* sync_json, const char* id) {
+    return ask("sync_json_conflicting", sync_json, id, Inflation::passed_over, conflicting);
+}
+sync_json_result sync_json_ptr_conflicting(sync_json_ptr ptr, const char* id) {
+    return ask("sync_json_ptr_conflicting", ptr, id, conflicting);
+}
+
+sync_json_result sync_json_ancestor(const char* sync_json, const char* id, const char* rev) {
+    return ask("sync_json_ancestor", sync_json, id, rev, Inflation::reported, parent);
+}
+sync_json_result sync_json_ptr_ancestor(sync_json_ptr ptr, const char* id, const char* rev) {
+    return ask("sync_json_ptr_ancestor", ptr, id, rev, parent);
+}
+
+sync_json_result sync_json_siblings(const char* sync_json, const char* id, const char* rev) {
+    return ask("sync_json_siblings", sync_json, id, rev, Inflation::reported, siblings);
+}
+sync_json_result sync_json_ptr_siblings(sync_json_ptr ptr, const char* id, const char* rev) {
+    return ask("sync_json_ptr_siblings", ptr, id, rev, siblings);
+}
+
+sync_json_result sync_json_history(const char* sync_json, const char* id, const char* rev) {
+    return ask("sync_json_history", sync_json, id, rev, Inflation::passed_over, path);
+}
+sync_json_result sync_json_ptr_history(sync_json_ptr ptr, const char* id, const char* rev) {
+    return ask("sync_json_ptr_history", ptr, id, rev, path);
+}
+
+sync_json_result sync_json_data(const char* sync_json, const char* id, const char* rev, const char* config) {
+    return answer("sync_json_data", [&](Call& call) {
+        SyncJsonText text = call.sync_json(sync_json);
+        const std::string_view document_id = Call::text(id);
+        const std::string_view revision = Call::text(rev);
+        const auto settings = TransformationSettings::for_reading(call.configuration(config));
+        return data_of(call, call.open(std::move(text), Inflation::reported), document_id, revision, settings);
+    });
+}
+sync_json_result sync_json_ptr_data(sync_json_ptr ptr, const char* id, const char* rev, const char* config) {
+    return answer("sync_json_ptr_data", [&](Call& call) {
+        const DocumentStorage& storage = call.handle(ptr);
+        const std::string_view document_id = Call::text(id);
+        const std::string_view revision = Call::text(rev);
+        const auto settings = TransformationSettings::for_reading(call.configuration(config));
+        return data_of(call, storage, document_id, revision, settings);
+    });
+}
+
+sync_json_result sync_json_resolve(const char* sync_json, const char* id, const char* rev) {
+    return answer("sync_json_resolve", [&](Call& call) {
+        SyncJsonText text = call.sync_json(sync_json);
+        const std::string_view document_id = Call::text(id);
+        const std::string_view revision = Call::text(rev);
+        const DocumentStorage storage = call.open(std::move(text), Inflation::passed_over);
+        return Call::rendered(resolved(call, storage, document_id, revision));
+    });
+}
+sync_json_ptr_result sync_json_ptr_resolve(sync_json_ptr ptr, const char* id, const char* rev) {
+    return answer_handle("sync_json_ptr_resolve", [&](Call& call) {
+        const DocumentStorage& storage = call.handle(ptr);
+        const std::string_view document_id = Call::text(id);
+        return resolved(call, storage, document_id, Call::text(rev));
+    });
+}

@@ -1,0 +1,46 @@
+#include "libzentadbpp/frame.h"
+#include "replication/bulk_exchange.h"
+
+using namespace libzentadbpp;
+
+namespace {
+
+TextBuffer bulk_docs(const DocumentStorage& storage) {
+    TextBuffer body;
+    write_bulk_docs(storage, body);
+    return body;
+}
+
+DocumentStorage imported(Call& call, const JsonValue& body) {
+    return from_bulk_get(call.inflated(call.whole_object(body), Inflation::reported).value);
+}
+
+}  // namespace
+
+sync_json_result sync_json_to_bulk_docs(const char* sync_json) {
+    return answer("sync_json_to_bulk_docs", [&](Call& call) {
+        SyncJsonText text = call.sync_json(sync_json);
+        const bool compress = text.is_compressed();
+        TextBuffer body = bulk_docs(call.open(std::move(text), Inflation::passed_over));
+        return compress ? Call::compressed(std::move(body)) : Call::rendered(std::move(body));
+    });
+}
+sync_json_result sync_json_ptr_to_bulk_docs(sync_json_ptr ptr) {
+    return answer("sync_json_ptr_to_bulk_docs",
+                  [&](Call& call) { return Call::rendered(bulk_docs(call.handle(ptr))); });
+}
+
+sync_json_result sync_json_from_bulk_get(const char* bulk_get, const char* config) {
+    return answer("sync_json_from_bulk_get", [&](Call& call) {
+        const JsonValue body = call.json(bulk_get);
+        const JsonValue configuration = call.configuration(config);
+        return Call::rendered(imported(call, body), asks_for_compression(configuration));
+    });
+}
+sync_json_ptr_result sync_json_ptr_from_bulk_get(const char* bulk_get, const char* config) {
+    return answer_handle("sync_json_ptr_from_bulk_get", [&](Call& call) {
+        const JsonValue body = call.json(bulk_get);
+        (void)call.configuration(config);
+        return imported(call, body);
+    });
+}

@@ -1,0 +1,19 @@
+#include <cstdlib>
+
+#include "libzentadbpp/frame.h"
+
+using namespace libzentadbpp;
+
+sync_json_ptr_result new_sync_json_ptr(const char* sync_json) {
+    return answer_handle<Texts::of_the_handle>("new_sync_json_ptr", [&](Call& call) {
+        return call.open(call.sync_json(sync_json), Inflation::reported_briefly);
+    });
+}
+
+char* dump_sync_json_ptr(sync_json_ptr ptr) {
+    if (ptr == nullptr) return nullptr;
+    sync_json_result record =
+        answer("dump_sync_json_ptr", [&](Call& call) { return Call::rendered(call.handle(ptr)); });
+    std::free(record.error);  // there is no way to tell it
+    return record.value;
+}

@@ -1,0 +1,75 @@
+#include "libzentadbpp/frame.h"
+#include "replication/replicator.h"
+#include "transformation/unflattener.h"
+#include "transformation/update.h"
+
+using namespace libzentadbpp;
+
+sync_json_result read_sync_json(const char* sync_json, const char* config) {
+    return answer("read_sync_json", [&](Call& call) {
+        const auto settings = TransformationSettings::for_reading(call.configuration(config));
+        SyncJsonText text = call.sync_json_object(sync_json, "synchronizable_json_is_not_an_object");
+        TextBuffer data;
+        // The storage ends with the call, so there is nothing for a reordering to stay in.
+        unflatten(call.open(std::move(text), Inflation::reported), {}, std::nullopt, settings, data);
+        return Call::rendered(std::move(data));
+    });
+}
+
+sync_json_result update_sync_json(const char* input, const char* sync_json, const char* config) {
+    return answer("update_sync_json", [&](Call& call) {
+        const JsonValue data = call.object(input, "input_is_not_an_object");
+        const JsonValue configuration = call.configuration(config);
+        SyncJsonText text = call.sync_json_object(sync_json, "synchronizable_json_is_not_an_object");
+        const DocumentStorage storage = call.open(std::move(text), Inflation::reported);
+        return Call::rendered(
+            update(storage, data, TransformationSettings::for_flattening(configuration), call.arena()),
+            asks_for_compression(configuration));
+    });
+}
+
+sync_json_result replicate_sync_json(const char* source, const char* target, const char* config) {
+    return answer("replicate_sync_json", [&](Call& call) {
+        const JsonValue configuration = call.configuration(config);
+        SyncJsonText source_text =
+            call.sync_json_object(source, "source_synchronizable_json_is_not_an_object", "null_source_syncjson");
+        SyncJsonText target_text =
+            call.sync_json_object(target, "target_synchronizable_json_is_not_an_object", "null_target_syncjson");
+        const DocumentStorage from = call.open(std::move(source_text), Inflation::reported);
+        const DocumentStorage to = call.open(std::move(target_text), Inflation::reported);
+        return Call::rendered(replicate(from, to, Takeover::share).target, asks_for_compression(configuration));
+    });
+}
+
+sync_json_result read_sync_json_ptr(sync_json_ptr ptr, const char* config) {
+    return answer("read_sync_json_ptr", [&](Call& call) {
+        const auto settings = TransformationSettings::for_reading(call.configuration(config));
+        const DocumentStorage& storage = call.handle(ptr);
+        TextBuffer data;
+        if (settings.preserve_old_ordering) {
+            unflatten(storage, {}, std::nullopt, settings, data);
+            return Call::rendered(std::move(data));
+        }
+        DocumentStorage reordered = read_and_reorder(storage, settings, data);
+        CText text = Call::rendered(std::move(data));
+        ptr->storage = std::move(reordered);
+        return text;
+    });
+}
+
+sync_json_ptr_result update_sync_json_ptr(const char* input, sync_json_ptr ptr, const char* config) {
+    return answer_handle("update_sync_json_ptr", [&](Call& call) {
+        const JsonValue data = call.object(input, "input_is_not_an_object");
+        const auto settings = TransformationSettings::for_flattening(call.configuration(config));
+        return update(call.handle(ptr), data, settings, call.arena());
+    });
+}
+
+sync_json_ptr_result replicate_sync_json_ptr(sync_json_ptr source, sync_json_ptr target, const char* config) {
+    return answer_handle("replicate_sync_json_ptr", [&](Call& call) {
+        (void)call.configuration(config);
+        const DocumentStorage& from = call.handle(source, "invalid_source_sync_json_ptr");
+        const DocumentStorage& to = call.handle(target, "invalid_target_sync_json_ptr");
+        return replicate(from, to, Takeover::copy).target;
+    });
+}

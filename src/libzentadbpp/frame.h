@@ -1,0 +1,152 @@
+#pragma once
+
+#include <deque>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "common/arena.h"
+#include "common/error.h"
+#include "common/json_value.h"
+#include "common/text_buffer.h"
+#include "documents/document_storage.h"
+#include "documents/sync_json_text.h"
+#include "libzentadbpp/zentadbpp.h"
+
+// What a handle points to.
+struct zentadbpp_document_storage {
+    libzentadbpp::DocumentStorage storage;
+};
+
+namespace libzentadbpp {
+
+// The frame around every export: reading arguments, opening sync JSONs, rendering and copying out results, and turning
+// whatever went wrong into the record's error text. An export names its arguments in the order in which they are to be
+// looked at, and its operation; nothing else catches, and nothing else allocates what the host frees.
+
+// An error text that is ready for the record.
+struct CallFailure {
+    std::string text;
+};
+
+// What a call's texts and trees lie in.
+struct CallMemory {
+    Arena arena;
+    std::deque<TextBuffer> texts;
+};
+
+// What becomes of a compressed object that cannot be inflated: it counts as the empty object, it is told with its reason,
+// or with the bare key "failed_to_uncompress_obj".
+enum class Inflation { passed_over, reported, reported_briefly };
+
+// An object as a tree, its members nested as deep as those of a sync JSON may be.
+struct WholeObject {
+    JsonValue value;
+    bool is_compressed = false;
+
+    [[nodiscard]] TextBuffer written() const;
+};
+
+class Call {
+   public:
+    // With `shared`, texts are copied into that memory, which the storages opened from them keep; without, the texts and all
+    // that is made of them end with the call.
+    explicit Call(std::string_view export_name, std::shared_ptr<CallMemory> shared = nullptr)
+        : name_(export_name), memory_(shared == nullptr ? &own_memory_ : shared.get()), owner_(std::move(shared)) {}
+
+    // --- Arguments. Each fails with its error text, and is to be named in the order of checks.
+
+    // A plain text, such as an id.
+    [[nodiscard]] static std::string_view text(const char* argument);
+    // A JSON text of any kind.
+    [[nodiscard]] JsonValue json(const char* argument);
+    // A JSON text that must be an object (or array): otherwise an error record with `key`, or the bare key.
+    [[nodiscard]] JsonValue object(const char* argument, std::string_view key, int line = __builtin_LINE());
+    [[nodiscard]] JsonValue configuration(const char* argument, int line = __builtin_LINE()) {
+        return object(argument, "config_is_not_an_object", line);
+    }
+    // A sync JSON; anything that is no object counts as the empty one.
+    [[nodiscard]] SyncJsonText sync_json(const char* argument);
+    // A sync JSON that must be an object; `null_key` is the record for a null pointer, if there is one of its own.
+    [[nodiscard]] SyncJsonText sync_json_object(const char* argument, std::string_view key,
+                                                std::string_view null_key = {}, int line = __builtin_LINE());
+    // The same as a value to be looked at as a whole.
+    [[nodiscard]] WholeObject whole_object(const char* argument);
+    [[nodiscard]] WholeObject whole_object(const JsonValue& value) const;
+    // A handle.
+    [[nodiscard]] const DocumentStorage& handle(sync_json_ptr argument, std::string_view key = "invalid_sync_json_ptr",
+                                                int line = __builtin_LINE()) const;
+
+    // --- Opening
+
+    [[nodiscard]] DocumentStorage open(SyncJsonText&& text, Inflation inflation);
+    // The object itself where it is not compressed; the empty one where a failure is passed over.
+    [[nodiscard]] WholeObject inflated(const WholeObject& object, Inflation inflation);
+    // A document of a storage; "document_not_found" where there is none.
+    [[nodiscard]] const DocumentRef& document(const DocumentStorage& storage, std::string_view id,
+                                              int line = __builtin_LINE()) const;
+
+    [[noreturn]] void fail(std::string_view key, int line = __builtin_LINE()) const;
+    [[nodiscard]] Arena& arena() { return memory_->arena; }
+
+    // --- Results
+
+    [[nodiscard]] static CText plain(std::string_view text);
+    // A JSON result, from its standard text.
+    [[nodiscard]] static CText rendered(TextBuffer standard);
+    [[nodiscard]] static CText rendered(const DocumentStorage& storage);
+    [[nodiscard]] static CText compressed(TextBuffer standard);
+    [[nodiscard]] static CText rendered(const DocumentStorage& storage, bool compress);
+    [[nodiscard]] static sync_json_ptr new_handle(DocumentStorage storage);
+
+   private:
+    std::string_view keep(const char* argument);
+    // Inflates into `text`; answers the error text, or the empty one.
+    [[nodiscard]] std::string inflate(std::string_view base64, double claimed_size, std::string_view& text);
+
+    template <class Read>
+    auto read_inflated(std::string_view base64, double claimed_size, Inflation inflation, const Read& read)
+        -> decltype(read(std::string_view{}));
+
+    std::string_view name_;
+    CallMemory own_memory_;
+    CallMemory* memory_;
+    std::shared_ptr<const void> owner_;
+};
+
+// Whether a configuration asks for a compressed result.
+[[nodiscard]] bool asks_for_compression(const JsonValue& configuration);
+
+// The error text of the exception in flight; null where there is no memory even for that.
+[[nodiscard]] char* describe_failure(std::string_view export_name) noexcept;
+
+// Runs the body of an export that answers a text.
+template <class Record = sync_json_result, class Body>
+Record answer(std::string_view export_name, const Body& body) noexcept {
+    Record record{};
+    try {
+        Call call(export_name);
+        record.value = body(call).release();
+    } catch (...) {
+        record.error = describe_failure(export_name);
+    }
+    return record;
+}
+
+// The same for one that answers a handle. Texts are kept for as long as the handle where it is made of slices of them.
+enum class Texts : bool { of_the_call, of_the_handle };
+
+template <Texts texts = Texts::of_the_call, class Body>
+sync_json_ptr_result answer_handle(std::string_view export_name, const Body& body) noexcept {
+    sync_json_ptr_result record{};
+    try {
+        Call call(export_name, texts == Texts::of_the_handle ? std::make_shared<CallMemory>() : nullptr);
+        record.ptr = Call::new_handle(body(call));
+    } catch (...) {
+        record.error = describe_failure(export_name);
+    }
+    return record;
+}
+
+}  // namespace libzentadbpp

@@ -1,0 +1,183 @@
+#include "libzentadbpp/object_compression.h"
+
+#define ZLIB_CONST
+#include <unistd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <new>
+
+#include "common/error.h"
+#include "common/json_writer.h"
+
+namespace libzentadbpp {
+
+namespace {
+
+constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::uint8_t no_digit = 0x80;
+
+constexpr auto digit_values = [] {
+    std::array<std::uint8_t, 256> values{};
+    values.fill(no_digit);
+    for (std::size_t i = 0; i < alphabet.size(); ++i) {
+        values[static_cast<unsigned char>(alphabet[i])] = static_cast<std::uint8_t>(i);
+    }
+    return values;
+}();
+
+constexpr std::string_view failed_to_uncompress = "failed_to_uncompress_data";
+constexpr std::string_view failed_to_allocate = "failed_to_allocate_memory_for_uncompressed_data";
+
+std::string failure(std::string_view function, std::string_view error, int line = __builtin_LINE()) {
+    return error_record(source::interface, line, function, error);
+}
+
+const Bytef* bytes_of(std::string_view text) { return reinterpret_cast<const Bytef*>(text.data()); }
+
+uInt portion(std::uint64_t size) {
+    return static_cast<uInt>(std::min<std::uint64_t>(size, std::numeric_limits<uInt>::max()));
+}
+
+// No text larger than the memory of the machine can be had, whatever the allocator promises.
+double memory_size() {
+    const long pages = sysconf(_SC_PHYS_PAGES);
+    const long page_size = sysconf(_SC_PAGESIZE);
+    if (pages <= 0 || page_size <= 0) return 0x1p47;
+    return static_cast<double>(pages) * static_cast<double>(page_size);
+}
+
+bool can_be_allocated(double size) { return size >= 0 && size <= memory_size() && size == std::trunc(size); }
+
+class Inflation {
+   public:
+    explicit Inflation(std::string_view compressed) : rest_(compressed) { begun_ = inflateInit(&stream_) == Z_OK; }
+    ~Inflation() {
+        if (begun_) inflateEnd(&stream_);
+    }
+    Inflation(const Inflation&) = delete;
+    Inflation& operator=(const Inflation&) = delete;
+
+    // Inflates the whole stream, and tells whether it is sound and makes exactly `size` bytes. Memory is taken as they
+    // come, so that a false size costs nothing.
+    [[nodiscard]] bool run(std::uint64_t size, TextBuffer& out) {
+        if (!begun_) return false;
+        constexpr std::uint64_t step = std::uint64_t{1} << 18;
+        constexpr std::uint64_t usual_ratio = 64;
+        const std::uint64_t room = size + 1;  // a byte too many shows that the stream is longer
+        out.reserve(std::min(room, usual_ratio * rest_.size() + step));
+        for (int status = Z_OK; status == Z_OK && out.size() < room;) {
+            feed();
+            const uInt wanted = portion(std::min(step, room - out.size()));
+            stream_.next_out = reinterpret_cast<Bytef*>(out.grow(wanted));
+            stream_.avail_out = wanted;
+            status = inflate(&stream_, Z_NO_FLUSH);
+            out.truncate(out.size() - stream_.avail_out);
+            if (status == Z_STREAM_END) return out.size() == size;
+        }
+        return false;
+    }
+
+   private:
+    void feed() {
+        if (stream_.avail_in != 0) return;
+        stream_.avail_in = portion(rest_.size());
+        stream_.next_in = bytes_of(rest_);
+        rest_.remove_prefix(stream_.avail_in);
+    }
+
+    z_stream stream_{};
+    std::string_view rest_;
+    bool begun_ = false;
+};
+
+}  // namespace
+
+std::string compress_text(std::string_view text, TextBuffer& out) {
+    TextBuffer compressed;
+    uLongf size = compressBound(text.size());
+    auto* place = reinterpret_cast<Bytef*>(compressed.grow(size));
+    if (compress(place, &size, bytes_of(text), text.size()) != Z_OK) {
+        return failure("compress_object", failed_to_uncompress);
+    }
+    compressed.truncate(size);
+
+    out.append(R"({"compressed": true, "data": ")");
+    base64_encode(compressed.view(), out);
+    out.append(R"(", "uncompressed_size": )");
+    write_json_integer(static_cast<std::int64_t>(text.size()), out);
+    out.push_back('}');
+    return {};
+}
+
+Inflated uncompress_text(std::string_view base64, double claimed_size) {
+    constexpr std::string_view function = "uncompress_object";
+    if (!can_be_allocated(claimed_size)) return {{}, failure(function, failed_to_allocate)};
+    try {
+        TextBuffer compressed;
+        Inflated result;
+        if (!base64_decode(base64, compressed) ||
+            !Inflation(compressed.view()).run(static_cast<std::uint64_t>(claimed_size), result.text)) {
+            return {{}, failure(function, failed_to_uncompress)};
+        }
+        result.text.truncate(std::min(result.text.view().find('\0'), result.text.size()));
+        return result;
+    } catch (const std::bad_alloc&) {
+        return {{}, failure(function, failed_to_allocate)};
+    }
+}
+
+void base64_encode(std::string_view bytes, TextBuffer& out) {
+    const auto byte = [bytes](std::size_t i) { return std::uint32_t{static_cast<unsigned char>(bytes[i])}; };
+    char* place = out.grow((bytes.size() / 3 + (bytes.size() % 3 != 0)) * 4);
+    const auto write_group = [&place](std::uint32_t bits) {
+        for (const int shift : {18, 12, 6, 0}) *place++ = alphabet[(bits >> shift) & 63];
+    };
+    std::size_t i = 0;
+    for (; bytes.size() - i >= 3; i += 3) write_group(byte(i) << 16 | byte(i + 1) << 8 | byte(i + 2));
+    switch (bytes.size() - i) {
+        case 1:
+            write_group(byte(i) << 16);
+            place[-1] = place[-2] = '=';
+            break;
+        case 2:
+            write_group(byte(i) << 16 | byte(i + 1) << 8);
+            place[-1] = '=';
+            break;
+        default:
+            break;
+    }
+}
+
+bool base64_decode(std::string_view text, TextBuffer& out) {
+    if (text.size() % 4 != 0) return false;
+    if (text.empty()) return true;
+    const std::size_t padding = text.ends_with("==") ? 2 : text.ends_with('=') ? 1 : 0;
+    const std::size_t groups = text.size() / 4;
+    char* place = out.grow(groups * 3);
+    std::uint8_t seen = 0;
+    const auto read_group = [&](std::array<char, 4> group) {
+        std::uint32_t bits = 0;
+        for (const char c : group) {
+            const std::uint8_t value = digit_values[static_cast<unsigned char>(c)];
+            seen |= value;
+            bits = bits << 6 | value;
+        }
+        for (const int shift : {16, 8, 0}) *place++ = static_cast<char>(bits >> shift);
+    };
+    for (std::size_t i = 0; i + 1 < groups; ++i) {
+        read_group({text[4 * i], text[4 * i + 1], text[4 * i + 2], text[4 * i + 3]});
+    }
+    std::array<char, 4> last{};
+    text.copy(last.data(), 4, text.size() - 4);
+    std::fill(last.end() - static_cast<std::ptrdiff_t>(padding), last.end(), alphabet.front());
+    read_group(last);
+    out.truncate(out.size() - padding);
+    return (seen & no_digit) == 0;
+}
+
+}  // namespace libzentadbpp

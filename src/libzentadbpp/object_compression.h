@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "common/text_buffer.h"
+
+namespace libzentadbpp {
+
+// A compressed object: {"compressed": true, "data": <Base64 of a zlib stream>, "uncompressed_size": <bytes>}.
+
+// Appends the compressed object of a text to `out` (standard JSON text). On failure appends nothing and answers the error
+// record; empty on success.
+[[nodiscard]] std::string compress_text(std::string_view text, TextBuffer& out);
+
+struct Inflated {
+    TextBuffer text;    // cut at the first NUL byte, as every text is
+    std::string error;  // an error record; empty on success
+};
+// Inflates "data" of a compressed object whose "uncompressed_size" reads as `claimed_size`. The claim is checked before
+// any memory of that size is taken: a zlib stream holds at most about 1032 times its own length.
+[[nodiscard]] Inflated uncompress_text(std::string_view base64, double claimed_size);
+
+void base64_encode(std::string_view bytes, TextBuffer& out);
+// False where a character is outside the alphabet or the length is no multiple of four; `out` is then unspecified.
+[[nodiscard]] bool base64_decode(std::string_view text, TextBuffer& out);
+
+}  // namespace libzentadbpp

@@ -1,0 +1,189 @@
+#include "libzentadbpp/object_compression.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace libzentadbpp {
+namespace {
+
+constexpr std::string_view damaged = "failed_to_uncompress_data";
+constexpr std::string_view too_large = "failed_to_allocate_memory_for_uncompressed_data";
+
+std::string encode(std::string_view bytes) {
+    TextBuffer out;
+    base64_encode(bytes, out);
+    return std::string(out.view());
+}
+
+std::string deflate_text(std::string_view text) {
+    uLongf size = compressBound(text.size());
+    std::string stream(size, '\0');
+    EXPECT_EQ(compress(reinterpret_cast<Bytef*>(stream.data()), &size, reinterpret_cast<const Bytef*>(text.data()),
+                       text.size()),
+              Z_OK);
+    stream.resize(size);
+    return stream;
+}
+
+void expect_failure(const Inflated& result, std::string_view error, const std::string& what) {
+    EXPECT_TRUE(result.text.empty()) << what;
+    const std::string begin = R"({ "filename" : "src/libzentadbpp", "line": )";
+    const std::string end = R"(, "function" : "uncompress_object", "error" : ")" + std::string(error) + R"(" })";
+    ASSERT_TRUE(result.error.starts_with(begin) && result.error.ends_with(end)) << what << ": " << result.error;
+    const std::string line = result.error.substr(begin.size(), result.error.size() - begin.size() - end.size());
+    EXPECT_GT(std::stoi(line), 0) << what;
+    EXPECT_EQ(line.find_first_not_of("0123456789"), std::string::npos) << what;
+}
+
+// Text that deflates neither to nothing nor not at all.
+std::string random_text(std::mt19937_64& random, std::size_t length) {
+    std::string text;
+    while (text.size() < length) text += "{\"key\": " + std::to_string(random() % 1000) + "}, ";
+    text.resize(length);
+    return text;
+}
+
+TEST(ObjectCompression, Base64OfShortTexts) {
+    struct Case {
+        std::string bytes;
+        std::string text;
+    };
+    const std::vector<Case> cases{{"", ""},
+                                  {"M", "TQ=="},
+                                  {"Ma", "TWE="},
+                                  {"Man", "TWFu"},
+                                  {"light work.", "bGlnaHQgd29yay4="},
+                                  {std::string(2, '\0'), "AAA="},
+                                  {"\xfb\xff\xbf", "+/+/"}};
+    for (const Case& c : cases) {
+        EXPECT_EQ(encode(c.bytes), c.text);
+        TextBuffer decoded;
+        decoded.append("before ");
+        EXPECT_TRUE(base64_decode(c.text, decoded)) << c.text;
+        EXPECT_EQ(decoded.view(), "before " + c.bytes);
+    }
+}
+
+TEST(ObjectCompression, Base64RefusesWhatIsNone) {
+    for (const std::string_view text : {"T", "TQ", "TWE", "TQ=", "TQ===", "====", "T===", "=TWE", "TQ==TWFu", "TW=u",
+                                        "TW-u", "TW_u", "TWFu\n", "TW u", "\x80WFu", "TWF\xff"}) {
+        TextBuffer decoded;
+        EXPECT_FALSE(base64_decode(text, decoded)) << text;
+    }
+    TextBuffer decoded;
+    EXPECT_FALSE(base64_decode(std::string_view("TW\0u", 4), decoded));
+}
+
+TEST(ObjectCompression, RoundTrips) {
+    const auto seed = std::random_device{}();
+    SCOPED_TRACE(seed);
+    std::mt19937_64 random(seed);
+    std::vector<std::string> texts{"{}", "", "{\"a\": 1}", std::string(3'000'000, ' ')};
+    for (std::size_t length = 3; length < 2'000'000; length = length * 3 + random() % 5) {
+        texts.push_back(random_text(random, length));
+    }
+    for (const std::string& text : texts) {
+        TextBuffer object;
+        ASSERT_EQ(compress_text(text, object), "");
+        const std::string data = encode(deflate_text(text));
+        EXPECT_EQ(object.view(), "{\"compressed\": true, \"data\": \"" + data +
+                                     "\", \"uncompressed_size\": " + std::to_string(text.size()) + "}");
+        const Inflated result = uncompress_text(data, static_cast<double>(text.size()));
+        EXPECT_EQ(result.error, "");
+        EXPECT_TRUE(result.text.view() == text) << text.size();
+    }
+}
+
+TEST(ObjectCompression, EveryCutFails) {
+    std::mt19937_64 random(1);
+    const std::string text = random_text(random, 700);
+    const std::string stream = deflate_text(text);
+    const auto size = static_cast<double>(text.size());
+    for (std::size_t length = 0; length < stream.size(); ++length) {
+        expect_failure(uncompress_text(encode(stream.substr(0, length)), size), damaged, std::to_string(length));
+    }
+    const std::string data = encode(stream);
+    for (std::size_t length = 0; length < data.size(); ++length) {
+        expect_failure(uncompress_text(data.substr(0, length), size), damaged, std::to_string(length));
+    }
+}
+
+TEST(ObjectCompression, AFlippedBitNeverGivesAnotherText) {
+    std::mt19937_64 random(2);
+    const std::string text = random_text(random, 400);
+    const std::string stream = deflate_text(text);
+    std::size_t failed = 0;
+    for (std::size_t bit = 0; bit < 8 * stream.size(); ++bit) {
+        std::string flipped = stream;
+        flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << bit % 8));
+        const Inflated result = uncompress_text(encode(flipped), static_cast<double>(text.size()));
+        if (result.error.empty()) {
+            EXPECT_EQ(result.text.view(), text) << bit;  // a bit that says nothing, such as the level in the header
+        } else {
+            expect_failure(result, damaged, std::to_string(bit));
+            ++failed;
+        }
+    }
+    EXPECT_GT(failed, 8 * stream.size() * 9 / 10);
+}
+
+TEST(ObjectCompression, AFalseSizeIsFoundOut) {
+    const std::string text = "{\"a\": 1}";
+    const std::string data = encode(deflate_text(text));
+    const std::string zeros = encode(deflate_text(std::string(5'000'000, '0')));
+    const double infinity = std::numeric_limits<double>::infinity();
+    struct Case {
+        std::string data;
+        double size;
+        std::string_view error;
+    };
+    const std::vector<Case> cases{
+        {data, 7, damaged},
+        {data, 9, damaged},
+        {data, 0, damaged},
+        {data, -0.0, damaged},
+        {data, double{1 << 30}, damaged},
+        {zeros, 4'999'999, damaged},
+        {zeros, 5'000'001, damaged},
+        {"", 0, damaged},
+        {"", 8, damaged},
+        {"????", 8, damaged},
+        {data, -1, too_large},
+        {data, 7.5, too_large},
+        {data, 1e-300, too_large},
+        {data, 0x1p47 + 1, too_large},
+        {data, 0x1p53, too_large},
+        {data, 0x1p63, too_large},
+        {data, 0x1p64, too_large},
+        {data, 1e300, too_large},
+        {data, infinity, too_large},
+        {data, -infinity, too_large},
+        {data, std::numeric_limits<double>::quiet_NaN(), too_large},
+        {"????", -1, too_large},
+    };
+    for (const Case& c : cases) {
+        expect_failure(uncompress_text(c.data, c.size), c.error,
+                       c.data.substr(0, 20) + " as " + std::to_string(c.size));
+    }
+}
+
+TEST(ObjectCompression, ReadsToTheEndOfTheStreamAndToTheFirstNul) {
+    const std::string text("{}\0{\"a\": 1}", 11);
+    const std::string stream = deflate_text(text);
+    for (const std::string& more : {std::string(), std::string(1, '\0'), std::string("more"), stream}) {
+        const Inflated result = uncompress_text(encode(stream + more), static_cast<double>(text.size()));
+        EXPECT_EQ(result.error, "");
+        EXPECT_EQ(result.text.view(), "{}");
+    }
+    const Inflated nothing = uncompress_text(encode(deflate_text("")), 0);
+    EXPECT_EQ(nothing.error, "");
+    EXPECT_TRUE(nothing.text.empty());
+}
+
+}  // namespace
+}  // namespace libzentadbpp
