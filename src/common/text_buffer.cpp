@@ -23,6 +23,13 @@ void TextBuffer::make_room(std::size_t bytes) {
 
 CText TextBuffer::release() {
     *grow(1) = '\0';
+    // What growing took too much is given back; a shrinking realloc that fails leaves the text as it is.
+    if (capacity_ - size_ > size_ / 8) {
+        if (void* memory = std::realloc(text_.get(), size_)) {
+            (void)text_.release();
+            text_.reset(static_cast<char*>(memory));
+        }
+    }
     size_ = 0;
     capacity_ = 0;
     return std::move(text_);

@@ -4,6 +4,7 @@
 
 #include "common/arena.h"
 #include "common/json_scanner.h"
+#include "documents/hash_key.h"
 #include "documents/vocabulary.h"
 
 namespace libzentadbpp {
@@ -27,22 +28,53 @@ void visit_references(const JsonValue& value, const Visit& visit) {
 
 }  // namespace
 
-DocumentIndex::DocumentIndex(const DocumentStorage& storage) : storage_(&storage) {
-    documents_.reserve(storage.documents().size());
-    for (const auto& entry : storage.documents()) documents_.push_back(entry.value.get());
+std::vector<std::string_view> winning_contents(const DocumentStorage& storage) {
+    struct Wanted {
+        HashKey hash;
+        std::uint32_t number;
+    };
+    std::vector<std::string_view> contents(storage.documents().size());
+    std::vector<Wanted> wanted;
+    wanted.reserve(contents.size());
+    std::uint32_t number = 0;
+    for (const auto& entry : storage.documents()) {
+        if (entry.value->has_winning()) {
+            const std::string_view hash = entry.value->winning().datahash();
+            if (DataStorage::is_reserved(hash)) {
+                contents[number] = *storage.data().find(hash);
+            } else {
+                wanted.push_back({HashKey(hash), number});
+            }
+        }
+        ++number;
+    }
+    std::sort(wanted.begin(), wanted.end(), [](const Wanted& a, const Wanted& b) { return a.hash < b.hash; });
+    auto next = wanted.begin();
+    for (const auto& entry : storage.data().contents()) {
+        const HashKey stored(entry.key);
+        while (next != wanted.end() && next->hash < stored) ++next;
+        for (; next != wanted.end() && next->hash.text() == entry.key; ++next) {
+            contents[next->number] = entry.value.text;
+        }
+    }
+    return contents;
 }
 
-std::optional<std::uint32_t> DocumentIndex::find(std::string_view id) const {
-    const auto before = [](const MultiVersionDocument* document, std::string_view key) { return document->id() < key; };
-    const auto at = std::lower_bound(documents_.begin(), documents_.end(), id, before);
-    if (at == documents_.end() || (*at)->id() != id) return std::nullopt;
-    return static_cast<std::uint32_t>(at - documents_.begin());
+DocumentIndex::DocumentIndex(const DocumentStorage& storage)
+    : storage_(&storage), contents_(winning_contents(storage)), numbers_(storage.documents().size()) {
+    documents_.reserve(storage.documents().size());
+    live_.reserve(storage.documents().size());
+    for (const auto& entry : storage.documents()) {
+        documents_.push_back(entry.value.get());
+        live_.push_back(entry.value->has_winning() && !entry.value->winning().is_deleted());
+        numbers_.add(entry.key);
+    }
 }
 
 void mark_referenced_objects(const DocumentIndex& index, std::vector<bool>& referenced) {
     for (std::uint32_t number = 0; number < index.size(); ++number) {
         if (!index.is_live(number) || has_ordering_id(index.id(number))) continue;
-        const auto content = index.storage().data().find(index.document(number).winning().datahash());
+        const auto content = index.winning_content(number);
         if (!content || content->find("\"O") == std::string_view::npos) continue;
         Arena arena;
         visit_references(JsonScanner(*content, arena).read_value(0, deepest_content), [&](std::string_view id) {

@@ -5,12 +5,17 @@
 #include <string_view>
 #include <vector>
 
+#include "common/text_table.h"
 #include "documents/document_storage.h"
 
 namespace libzentadbpp {
 
-// The documents of a storage, numbered in ascending order of id, as one walk over all of them needs them. The storage must
-// outlive it.
+// The contents of all winning revisions, by document in ascending order of id; null data where one is not stored, or where
+// a document has no winning revision. One merge of sorted hashes instead of a look-up for each.
+[[nodiscard]] std::vector<std::string_view> winning_contents(const DocumentStorage& storage);
+
+// The documents of a storage, numbered in ascending order of id, with what a walk over all of them needs again and again.
+// The storage must outlive it.
 class DocumentIndex {
    public:
     explicit DocumentIndex(const DocumentStorage& storage);
@@ -19,17 +24,22 @@ class DocumentIndex {
     [[nodiscard]] std::size_t size() const { return documents_.size(); }
     [[nodiscard]] const MultiVersionDocument& document(std::uint32_t number) const { return *documents_[number]; }
     [[nodiscard]] std::string_view id(std::uint32_t number) const { return documents_[number]->id(); }
-    // O(log documents).
-    [[nodiscard]] std::optional<std::uint32_t> find(std::string_view id) const;
+    [[nodiscard]] std::optional<std::uint32_t> find(std::string_view id) const { return numbers_.find(id); }
 
-    // A live document has a winning revision, and that is no deleted one.
-    [[nodiscard]] bool is_live(std::uint32_t number) const {
-        return documents_[number]->has_winning() && !documents_[number]->winning().is_deleted();
+    // The content of the winning revision, or nothing.
+    [[nodiscard]] std::optional<std::string_view> winning_content(std::uint32_t number) const {
+        const std::string_view content = contents_[number];
+        return content.data() == nullptr ? std::nullopt : std::optional(content);
     }
+    // A live document has a winning revision, and that is no deleted one.
+    [[nodiscard]] bool is_live(std::uint32_t number) const { return live_[number]; }
 
    private:
     const DocumentStorage* storage_;
     std::vector<const MultiVersionDocument*> documents_;
+    std::vector<std::string_view> contents_;
+    std::vector<bool> live_;
+    TextTable numbers_;
 };
 
 // Marks the documents that the winning content of any live document refers to as a member or an inline value ("O"

@@ -5,30 +5,12 @@
 
 #include "common/error.h"
 #include "common/json_writer.h"
+#include "documents/hash_key.h"
 
 namespace libzentadbpp {
 
-namespace {
-
-// A hash with its first eight bytes as a number, so that sorting hashes seldom has to look at their texts.
-struct PrefixedHash {
-    std::uint64_t prefix;
-    std::string_view hash;
-
-    explicit PrefixedHash(std::string_view text) : prefix(0), hash(text) {
-        for (std::size_t i = 0; i < 8; ++i) {
-            prefix = prefix << 8 | (i < text.size() ? static_cast<unsigned char>(text[i]) : 0U);
-        }
-    }
-    bool operator<(const PrefixedHash& other) const {
-        return prefix != other.prefix ? prefix < other.prefix : hash < other.hash;
-    }
-};
-
-}  // namespace
-
 std::vector<std::string_view> referenced_hashes(const DocumentStorage::Documents& documents) {
-    std::vector<PrefixedHash> sorted;
+    std::vector<HashKey> sorted;
     sorted.reserve(documents.size());
     for (const auto& entry : documents) {
         for (const TreeRevision& revision : entry.value->revisions()) {
@@ -38,8 +20,8 @@ std::vector<std::string_view> referenced_hashes(const DocumentStorage::Documents
     std::sort(sorted.begin(), sorted.end());
     std::vector<std::string_view> hashes;
     hashes.reserve(sorted.size());
-    for (const PrefixedHash& entry : sorted) {
-        if (hashes.empty() || hashes.back() != entry.hash) hashes.push_back(entry.hash);
+    for (const HashKey& entry : sorted) {
+        if (hashes.empty() || hashes.back() != entry.text()) hashes.push_back(entry.text());
     }
     return hashes;
 }

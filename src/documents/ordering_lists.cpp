@@ -7,8 +7,10 @@ namespace libzentadbpp {
 
 std::optional<OrderingList> read_ordering_list(const DocumentIndex& index, std::uint32_t document,
                                                std::uint32_t revision, Arena& arena) {
-    const std::string_view hash = index.document(document).revisions()[revision].datahash();
-    const auto content = DataStorage::is_reserved(hash) ? std::nullopt : index.storage().data().find(hash);
+    const MultiVersionDocument& tree = index.document(document);
+    const auto content = tree.has_winning() && revision == tree.winning_position()
+                             ? index.winning_content(document)
+                             : index.storage().data().find(tree.revisions()[revision].datahash());
     if (!content) return std::nullopt;
     const JsonValue value = JsonScanner(*content, arena).read_value(0, deepest_content);
     const JsonValue* ids = value.find(vocabulary::ordering_ids_key);

@@ -58,6 +58,7 @@ sync_json_result compare(const char* name, sync_json_ptr ptr, sync_json_ptr old_
 // A JSON array of strings, a JSON string, or a text that is itself an id.
 std::vector<std::string_view> listed_ids(Call& call, const char* ids) {
     const std::string_view text = Call::text(ids);
+    if (text.empty()) return {};
     std::vector<std::string_view> listed;
     try {
         const JsonValue value = parse_json(text, call.arena());

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "common/error.h"
+#include "documents/document_index.h"
 
 namespace libzentadbpp {
 
@@ -11,12 +11,13 @@ namespace {
 // One document while its produced contents are stored one after the other.
 class DocumentUpdate {
    public:
-    DocumentUpdate(const DocumentStorage& storage, DataHasher& hasher, ContentChanges& contents)
-        : storage_(&storage), hasher_(&hasher), contents_(&contents) {}
+    DocumentUpdate(DataHasher& hasher, ContentChanges& contents) : hasher_(&hasher), contents_(&contents) {}
 
-    void begin(const DocumentRef* stored) {
+    // `content` is that of the stored document's winning revision; null data where there is none.
+    void begin(const DocumentRef* stored, std::string_view content) {
         stored_ = stored;
         changed_ = nullptr;
+        winning_content_ = content;
     }
 
     void store(const FlattenedDocument& produced) {
@@ -29,10 +30,7 @@ class DocumentUpdate {
         }
         const TreeRevision& winning = document->winning();
         if (winning.is_deleted()) return;
-        if (const auto text = winning_content(winning);
-            text == produced.content && is_hash_of_kind(winning.datahash(), hasher_->kind())) {
-            return;
-        }
+        if (winning_content_ == produced.content && is_hash_of_kind(winning.datahash(), hasher_->kind())) return;
         const std::string_view hash = (*hasher_)(produced.content);
         contents_->add(hash, produced.content);
         if (hash != winning.datahash()) {
@@ -53,20 +51,16 @@ class DocumentUpdate {
     [[nodiscard]] const MultiVersionDocument* current() const {
         return changed_ != nullptr ? changed_.get() : stored_ != nullptr ? stored_->get() : nullptr;
     }
-    [[nodiscard]] std::optional<std::string_view> winning_content(const TreeRevision& winning) const {
-        return changed_ != nullptr ? last_content_ : storage_->data().find(winning.datahash());
-    }
     void change(DocumentRef document, std::string_view content) {
         changed_ = std::move(document);
-        last_content_ = content;
+        winning_content_ = content;
     }
 
-    const DocumentStorage* storage_;
     DataHasher* hasher_;
     ContentChanges* contents_;
     const DocumentRef* stored_ = nullptr;
     DocumentRef changed_;
-    std::string_view last_content_;
+    std::string_view winning_content_;
 };
 
 }  // namespace
@@ -80,14 +74,16 @@ DocumentStorage store_documents(const DocumentStorage& storage, std::vector<Flat
 
     DocumentChanges changes;
     ContentChanges contents;
-    DocumentUpdate update(storage, hasher, contents);
+    DocumentUpdate update(hasher, contents);
+    const std::vector<std::string_view> stored_contents = winning_contents(storage);
+    std::size_t number = 0;
     const auto finish = [&] {
         if (update.changed() != nullptr) changes.set(update.changed());
     };
 
     auto produced = documents.begin();
-    const auto store_group = [&](const DocumentRef* stored) {
-        update.begin(stored);
+    const auto store_group = [&](const DocumentRef* stored, std::string_view content) {
+        update.begin(stored, content);
         for (const std::string_view id = produced->id; produced != documents.end() && produced->id == id; ++produced) {
             update.store(*produced);
         }
@@ -95,16 +91,17 @@ DocumentStorage store_documents(const DocumentStorage& storage, std::vector<Flat
     };
 
     for (const auto& entry : storage.documents()) {
-        while (produced != documents.end() && produced->id < entry.key) store_group(nullptr);
+        const std::string_view content = stored_contents[number++];
+        while (produced != documents.end() && produced->id < entry.key) store_group(nullptr, {});
         if (produced != documents.end() && produced->id == entry.key) {
-            store_group(&entry.value);
+            store_group(&entry.value, content);
         } else if (unproduced == Unproduced::remove && !has_ordering_id(entry.key)) {
-            update.begin(&entry.value);
+            update.begin(&entry.value, content);
             update.remove();
             finish();
         }
     }
-    while (produced != documents.end()) store_group(nullptr);
+    while (produced != documents.end()) store_group(nullptr, {});
 
     return DocumentStorage(std::move(changes).applied_to(storage.documents()),
                            std::move(contents).applied_to(storage.data()), storage.root_or_empty());

@@ -55,11 +55,9 @@ Flattener::Result Flattener::flatten(const JsonValue& data) {
         raise<FlattenerException>(source::flattener, "operator ()", "expecting_root_object_after_flattening");
     }
     const DocumentPath top;
-    Result result;
-    result.root_id = ids_.object_id(data, top);
-    const std::string_view root = flatten_document(data, top, result.root_id);
-
-    result.documents.push_back({result.root_id, root});
+    root_id_ = ids_.object_id(data, top);
+    Result result{root_id_, {}};
+    result.documents.push_back({root_id_, flatten_document(data, top, root_id_)});
     for (const auto& [id, content] : object_documents_) result.documents.push_back({id, content});
     for (const auto& [domain, elements] : arrays_) {
         if (elements.empty()) continue;
@@ -171,14 +169,16 @@ void Flattener::write_verbatim(const JsonValue& object, std::string_view id, IdM
     write_json(JsonValue::object(members), out);
 }
 
+// Two objects would become one document. The root counts too: it holds everything else, so a document under its id would take the place of all data.
+void Flattener::refuse_duplicate(const DocumentPath& path) {
+    raise<FlattenerException>(source::flattener, "operator ()", "duplicate_objects_domain_key", ids_.path_text(path));
+}
+
 void Flattener::write_object_reference(const JsonValue& object, const DocumentPath& path, TextBuffer& out) {
     const std::string_view id = ids_.object_id(object, path);
     // The id is taken before the object is entered, so that another object of that id inside it is met as well.
     const auto [entry, is_new] = object_documents_.try_emplace(id);
-    if (!is_new) {
-        raise<FlattenerException>(source::flattener, "operator ()", "duplicate_objects_domain_key",
-                                  ids_.path_text(path));
-    }
+    if (!is_new || id == root_id_) refuse_duplicate(path);
     write_reference(vocabulary::object_reference_marker, id, out);
     entry->second = flatten_document(object, path, id);
 }
@@ -203,6 +203,7 @@ void Flattener::write_array_reference(const JsonValue& array, const DocumentPath
             &inside, Step::position, {digits.data(), write_integer(position, digits.data())}};
         const DocumentPath& element_path = indexed ? indexed_path : inside;
         const std::string_view id = ids_.object_id(element, element_path);
+        if (id == root_id_) refuse_duplicate(element_path);
         elements.push_back({id, flatten_document(element, element_path, id)});
     }
 }

@@ -51,6 +51,7 @@ class Flattener {
     void write_verbatim(const JsonValue& object, std::string_view id, IdMember id_member, TextBuffer& out);
     void write_object_reference(const JsonValue& object, const DocumentPath& path, TextBuffer& out);
     void write_array_reference(const JsonValue& array, const DocumentPath& path, TextBuffer& out);
+    [[noreturn]] void refuse_duplicate(const DocumentPath& path);
     [[nodiscard]] bool splits(const JsonValue& object) const;
     [[nodiscard]] FlattenedDocument ordering_document(std::string_view domain, const Elements& elements);
 
@@ -58,6 +59,7 @@ class Flattener {
     DataHasher* hasher_;
     Arena* arena_;
     IdGenerator ids_;
+    std::string_view root_id_;
     std::map<std::string_view, std::string_view> object_documents_;  // contents by id
     std::map<std::string_view, Elements> arrays_;                    // by domain
     std::deque<TextBuffer> buffers_;                                 // one for each document being written

@@ -168,13 +168,16 @@ class Rebuild {
     }
 
     void winning_document(std::uint32_t number, std::size_t depth) {
-        document(number, index_.storage().data().read_object(index_.document(number).winning().datahash()), depth);
+        const auto content = index_.winning_content(number);
+        // Not there: the failure is told by those that were asked.
+        document(number, content ? *content : index_.storage().data().read_object(index_.document(number).winning().datahash()),
+                 depth);
     }
 
     [[nodiscard]] bool refers_to_deleted(std::string_view text) const {
         if (text.size() < 2 || text[0] != '"' || text[1] != object_reference_marker) return false;
         const auto number = index_.find(decode_written(text.substr(2, text.size() - 3)));
-        return number && index_.document(*number).winning().is_deleted();
+        return number && !index_.is_live(*number) && index_.document(*number).winning().is_deleted();
     }
 
     // What lies in an object that is not to be flattened stands as the host gave it.
