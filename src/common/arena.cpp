@@ -15,12 +15,11 @@ void* Arena::allocate(std::size_t bytes, std::size_t alignment) {
         left_ -= padding + bytes;
         return place;
     }
-    // A request that would fill a block gets one of its own, so that it does not waste what is left of this one.
-    if (bytes >= next_block_ / 2) {
-        blocks_.reserve(blocks_.size() + 1);
-        return blocks_.emplace_back(std::make_unique_for_overwrite<std::byte[]>(std::max<std::size_t>(bytes, 1))).get();
+    // A large request gets memory of its own, so that it does not waste what is left of this block.
+    if (bytes > largest_block / 4) {
+        return blocks_.emplace_back(std::make_unique_for_overwrite<std::byte[]>(bytes)).get();
     }
-    blocks_.reserve(blocks_.size() + 1);
+    while (next_block_ < bytes * 2) next_block_ *= 2;
     std::byte* block = blocks_.emplace_back(std::make_unique_for_overwrite<std::byte[]>(next_block_)).get();
     free_ = block + bytes;
     left_ = next_block_ - bytes;

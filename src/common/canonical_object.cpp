@@ -3,34 +3,31 @@
 #include <cstddef>
 
 #include "common/arena.h"
+#include "common/byte_scan.h"
 #include "common/json_scanner.h"
 #include "common/json_writer.h"
 
 namespace libzentadbpp {
 
-const char* written_string_end(const char* begin) {
-    for (const char* at = begin + 1;; ++at) {
-        if (*at == '\\') {
-            ++at;
-        } else if (*at == '"') {
-            return at + 1;
-        }
-    }
+const char* written_string_end(const char* begin, const char* end) {
+    const char* at = find_stop<StopAt::string_end>(begin + 1, end);
+    while (*at == '\\') at = find_stop<StopAt::string_end>(at + 2, end);
+    return at + 1;
 }
 
-const char* written_value_end(const char* begin) {
+const char* written_value_end(const char* begin, const char* end) {
     std::size_t open = 0;
     const char* at = begin;
-    for (;;) {
+    do {
         switch (*at) {
             case '"':
-                at = written_string_end(at);
+                at = written_string_end(at, end);
                 break;
             case '{':
             case '[':
                 ++open;
                 ++at;
-                continue;
+                break;
             case '}':
             case ']':
                 --open;
@@ -40,12 +37,12 @@ const char* written_value_end(const char* begin) {
             case ':':
             case ' ':
                 ++at;
-                continue;
+                break;
             default:
                 while (*at != ',' && *at != '}' && *at != ']') ++at;
         }
-        if (open == 0) return at;
-    }
+    } while (open != 0);
+    return at;
 }
 
 std::string decode_written(std::string_view escaped) {
@@ -65,10 +62,10 @@ int compare_written_key(std::string_view escaped, std::string_view key) {
 bool WrittenObject::next(WrittenMember& member) {
     if (*at_ == ',') at_ += 2;
     if (*at_ == '}') return false;
-    const char* key_end = written_string_end(at_);
+    const char* key_end = written_string_end(at_, end_);
     member.key = {at_ + 1, static_cast<std::size_t>(key_end - at_ - 2)};
     const char* value = key_end + 2;
-    at_ = written_value_end(value);
+    at_ = written_value_end(value, end_);
     member.value = {value, static_cast<std::size_t>(at_ - value)};
     return true;
 }

@@ -10,10 +10,10 @@ namespace libzentadbpp {
 
 // Walks texts that this library wrote or recognised as written so: nothing is checked again.
 
-// The end of the string whose opening quote is at `begin`, behind its closing quote.
-[[nodiscard]] const char* written_string_end(const char* begin);
+// The end of the string whose opening quote is at `begin`, behind its closing quote. `end` is that of the whole text.
+[[nodiscard]] const char* written_string_end(const char* begin, const char* end);
 // The end of any value.
-[[nodiscard]] const char* written_value_end(const char* begin);
+[[nodiscard]] const char* written_value_end(const char* begin, const char* end);
 
 // What stands between the quotes of a written string, decoded.
 [[nodiscard]] std::string decode_written(std::string_view escaped);
@@ -29,11 +29,12 @@ struct WrittenMember {
 // The members of a written object one after the other.
 class WrittenObject {
    public:
-    explicit WrittenObject(std::string_view object) : at_(object.data() + 1) {}
+    explicit WrittenObject(std::string_view object) : at_(object.data() + 1), end_(object.data() + object.size()) {}
     [[nodiscard]] bool next(WrittenMember& member);
 
    private:
     const char* at_;
+    const char* end_;
 };
 
 // Appends a written object with some members set: `members` in ascending order of (plain) keys, values written. Members of

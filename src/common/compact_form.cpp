@@ -120,7 +120,7 @@ class CompactReader {
         return body;
     }
 
-    char peek() const {
+    [[nodiscard]] char peek() const {
         if (left_.empty()) fail("unexpected end");
         return left_.front();
     }

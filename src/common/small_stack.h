@@ -14,7 +14,7 @@ class SmallStack {
     static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_default_constructible_v<T>);
 
    public:
-    SmallStack() {}  // leaves the near levels as they are: clearing them would cost more than a short walk
+    SmallStack() = default;  // leaves the near levels as they are: clearing them would cost more than a short walk
     SmallStack(const SmallStack&) = delete;
     SmallStack& operator=(const SmallStack&) = delete;
 

@@ -1,0 +1,51 @@
+#include "common/byte_scan.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <vector>
+
+namespace libzentadbpp {
+namespace {
+
+template <StopAt stop>
+void expect_all_agree(const std::vector<char>& text) {
+    const char* const begin = text.data();
+    const char* const end = begin + text.size();
+    const char* expected = std::find_if(begin, end, [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return byte < 32 || byte == 34 || byte == 92 || (stop == StopAt::escape && byte == 226);
+    });
+    ASSERT_EQ(find_stop<stop>(begin, end), expected);
+    ASSERT_EQ(find_stop_portable<stop>(begin, end), expected);
+}
+
+TEST(ByteScan, FindsEveryByteAtEveryPlace) {
+    for (std::size_t size = 0; size <= 40; ++size) {
+        for (std::size_t at = 0; at < std::max<std::size_t>(size, 1); ++at) {
+            for (int byte = 0; byte < 256; ++byte) {
+                std::vector<char> text(size, 'a');
+                if (size != 0) text[at] = static_cast<char>(byte);
+                expect_all_agree<StopAt::string_end>(text);
+                expect_all_agree<StopAt::escape>(text);
+            }
+        }
+    }
+}
+
+TEST(ByteScan, FindsTheFirstOfMany) {
+    constexpr unsigned seed = 20;
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    for (int round = 0; round < 20000; ++round) {
+        std::vector<char> text(random() % 64);
+        const unsigned lowest = random() % 2 == 0 ? 0 : 0x20;
+        for (char& c : text) c = static_cast<char>(lowest + random() % (256 - lowest));
+        expect_all_agree<StopAt::string_end>(text);
+        expect_all_agree<StopAt::escape>(text);
+    }
+}
+
+}  // namespace
+}  // namespace libzentadbpp

@@ -1,0 +1,186 @@
+#include "common/canonical_text.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "common/environment.h"
+#include "common/error.h"
+#include "common/json_parser.h"
+#include "common/json_writer.h"
+#include "random_json.h"
+
+namespace libzentadbpp {
+namespace {
+
+using testing_json::RandomJson;
+
+bool is_canonical(std::string_view text, std::size_t deepest = deepest_text) {
+    const auto exact = testing_json::exact_copy(text);
+    const char* const end = exact.data() + exact.size();
+    return canonical_value_end(exact.data(), end, deepest) == end && !exact.empty();
+}
+
+TEST(CanonicalText, AcceptsWhatTheWriterWrites) {
+    for (const std::string_view text :
+         {"null", "true", "false", "[]", "{}", "0", "-1", "999999999", "-99999999", "-0", R"("")",
+          R"({"": 1, "a": {"b": [1, {}, []]}, "ab": "x", "b": null})", R"("\"\\\b\f\n\r\t\u0000\u001f\u2028\u2029/")",
+          "\"\x7f\xc3\xa9\xe2\x80\x99\xe2\x80\xe2\xff\"",
+          // in the order of the bytes, not of their escapes
+          R"({"\n": 1, "\u000b": 2, " ": 3, "\"": 4, "A": 5, "\\": 6, "a": 7})",
+          "{\"z\": 1, \"\\u2028\": 2, \"\xff\": 3}",
+          "{\"\xe2\x80\": 1, \"\\u2028\": 2, \"\\u2028a\": 3, \"\\u2029\": 4, \"\xe2\x80\xaa\": 5}"}) {
+        EXPECT_TRUE(is_canonical(text)) << text;
+    }
+}
+
+TEST(CanonicalText, RefusesAllElse) {
+    for (const std::string_view text : {"",
+                                        " 1",
+                                        "[1,2]",
+                                        "[1 , 2]",
+                                        "[ ]",
+                                        "[1, ]",
+                                        "[1",
+                                        "[1,",
+                                        "[1, ",
+                                        "{\"a\":1}",
+                                        "{\"a\" : 1}",
+                                        "{\"a\": 1",
+                                        "{\"a",
+                                        "{\"a\": ",
+                                        "{1: 2}",
+                                        "{\"b\": 1, \"a\": 2}",
+                                        "{\"a\": 1, \"a\": 2}",
+                                        "{\"ab\": 1, \"a\": 2}",
+                                        "{\"\\u000b\": 1, \"\\n\": 2}",
+                                        "{\"\\n\": 1, \"\\n\": 2}",
+                                        "{\"\\\\\": 1, \"A\": 2}",
+                                        "{\"\\u2029\": 1, \"\\u2028\": 2}",
+                                        "{\"\xff\": 1, \"\\u2028\": 2}",
+                                        "tru",
+                                        "nul",
+                                        "True",
+                                        "01",
+                                        "-",
+                                        "-01",
+                                        "+1",
+                                        "1.",
+                                        "1e",
+                                        "1E5",
+                                        "1e5",
+                                        "1.50",
+                                        "0.10",
+                                        "1e999",
+                                        "-1e999",
+                                        "\"",
+                                        "\"\\",
+                                        "\"\\u",
+                                        "\"\\u00\"",
+                                        "\"a\nb\"",
+                                        R"("\/")",
+                                        R"("\u0041")",
+                                        R"("\u00e9")",
+                                        R"("\u000A")",
+                                        R"("\u000a")",
+                                        R"("\u0008")",
+                                        R"("\u001F")",
+                                        R"("\u007f")",
+                                        R"("\u0020")",
+                                        R"("\u202a")",
+                                        R"("\U2028")",
+                                        "\"\xe2\x80\xa8\"",
+                                        "\"x\xe2\x80\xa9\"",
+                                        "[1}",
+                                        "{\"a\": 1]",
+                                        "[1] ",
+                                        "@N"}) {
+        EXPECT_FALSE(is_canonical(text)) << text;
+    }
+}
+
+TEST(CanonicalText, NumbersStandInTheDigitsOfTheWriter) {
+    const struct {
+        std::string_view text;
+        bool digits_17, shortest;
+    } cases[] = {
+        {"0.5", true, true},
+        {"0.1", false, true},
+        {"0.10000000000000001", true, false},
+        {"-0.0", false, false},
+        {"0.0", false, true},
+        {"1.0", false, true},
+        {"1234567890", true, false},
+        {"-999999999", true, false},
+        {"1234567890.0", false, true},
+        {"-123456789012345", true, false},
+        {"9007199254740992", true, false},
+        {"9007199254740993", false, false},
+        {"12345678901234568", true, false},
+        {"12345678901234567", false, false},
+        {"123456789012345680000", false, false},
+        {"123456789012345680000.0", false, true},
+        {"1e+20", true, false},
+        {"1e21", false, true},
+        {"1e+021", false, false},
+        {"9.9999999999999995e-08", true, false},
+        {"1e-7", false, true},
+        {"0.5000000000000000000000000000000000000000000000000000000000", false, false},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(is_canonical(c.text), fast_float_enabled() ? c.shortest : c.digits_17) << c.text;
+    }
+}
+
+TEST(CanonicalText, AnswersWhereTheValueEnds) {
+    const std::string_view text = R"({"a": [1]}, 12)";
+    EXPECT_EQ(canonical_value_end(text.data(), text.data() + text.size(), 9), text.data() + 10);
+    EXPECT_EQ(canonical_value_end(text.data() + 12, text.data() + text.size(), 0), text.data() + text.size());
+}
+
+TEST(CanonicalText, Depth) {
+    const auto nested = [](std::size_t levels) { return std::string(levels, '[') + "1" + std::string(levels, ']'); };
+    for (const std::size_t deepest :
+         {std::size_t{0}, std::size_t{15}, std::size_t{16}, std::size_t{17}, deepest_content}) {
+        EXPECT_TRUE(is_canonical(nested(deepest), deepest)) << deepest;
+        EXPECT_FALSE(is_canonical(nested(deepest + 1), deepest)) << deepest;
+    }
+    EXPECT_TRUE(is_canonical("[[]]", 1));
+    EXPECT_FALSE(is_canonical("[[[]]]", 1));
+    EXPECT_TRUE(is_canonical(nested(1000000), no_depth_limit));
+}
+
+// A text is canonical just where reading and writing it gives the same text.
+TEST(CanonicalText, AgreesWithReadingAndWriting) {
+    constexpr std::uint64_t seed = 1000;
+    SCOPED_TRACE(seed);
+    int accepted = 0;
+    int refused = 0;
+    for (int round = 0; round < 30000; ++round) {
+        Arena arena;
+        RandomJson random(seed + static_cast<std::uint64_t>(round), arena);
+        TextBuffer out;
+        write_json(random.value(), out);
+        const std::string text(out.view());
+        ASSERT_TRUE(is_canonical(text)) << "round " << round << ": " << text;
+
+        for (int change = 0; change < 4; ++change) {
+            const std::string damaged = random.damaged(text);
+            if (damaged.empty() || damaged.front() == '@' || testing_json::may_hold_minus_zero(damaged)) continue;
+            TextBuffer again;
+            try {
+                write_json(parse_json(damaged, arena), again);
+            } catch (const ParseError&) {
+                again.clear();
+            }
+            const bool same = again.view() == damaged;
+            ASSERT_EQ(is_canonical(damaged), same) << "round " << round << ": " << damaged;
+            ++(same ? accepted : refused);
+        }
+    }
+    EXPECT_GT(accepted, 1000);
+    EXPECT_GT(refused, 1000);
+}
+
+}  // namespace
+}  // namespace libzentadbpp

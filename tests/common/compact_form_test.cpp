@@ -1,0 +1,171 @@
+#include "common/compact_form.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "common/environment.h"
+#include "common/error.h"
+#include "common/json_parser.h"
+#include "common/json_writer.h"
+#include "random_json.h"
+
+namespace libzentadbpp {
+namespace {
+
+using testing_json::RandomJson;
+
+std::string standard(std::string_view compact) {
+    const auto exact = testing_json::exact_copy(compact);
+    TextBuffer out;
+    compact_to_standard(testing_json::view(exact), out);
+    return std::string(out.view());
+}
+
+std::string compact(std::string_view standard) {
+    const auto exact = testing_json::exact_copy(standard);
+    TextBuffer out;
+    standard_to_compact(testing_json::view(exact), out);
+    return std::string(out.view());
+}
+
+std::string message(std::string_view text) {
+    try {
+        (void)standard(text);
+    } catch (const ParseError& failure) {
+        return failure.what();
+    }
+    return "";
+}
+
+TEST(CompactForm, BothWays) {
+    const struct {
+        std::string_view standard, compact;
+    } cases[] = {
+        {R"({"a": [1, "b", null, true]})", "@d1:a@l@i1x@1:b@N@Txx"},
+        {"null", "@N"},
+        {"false", "@F"},
+        {"-123", "@i-123x"},
+        {"999999999", "@i999999999x"},
+        {"[]", "@lx"},
+        {"{}", "@dx"},
+        {R"("")", "@0:"},
+        {R"({"": "", "x": {"y": []}})", "@d0:@0:1:x@d1:y@lxxx"},
+        {R"("a\"\\\n\u0001\u2028x:")", "@10:a\"\\\n\x01\xe2\x80\xa8x:"},
+        {R"(["a", [[]], {}])", "@l@1:a@l@lxx@dxx"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(standard(c.compact), c.standard);
+        EXPECT_EQ(compact(c.standard), c.compact);
+    }
+    EXPECT_EQ(compact("[0.5, 1234567890, 1e+30, -0]"), "@l@f0.5x@f1234567890x@f1e+30x@f-0xx");
+}
+
+TEST(CompactForm, ReadsNumbersAsTheyAreWritten) {
+    const bool shortest = fast_float_enabled();
+    EXPECT_EQ(standard("@f0.1x"), shortest ? "0.1" : "0.10000000000000001");
+    EXPECT_EQ(standard("@f1.0x"), shortest ? "1.0" : "1");
+    EXPECT_EQ(standard("@l@f1e999x@f-1E+999xx"), "[null, null]");
+    EXPECT_EQ(standard("@l@i-2147483648x@i2147483647x@i007x@i-0xx"), "[-2147483648, 2147483647, 7, 0]");
+    // Minus zero stays a real number.
+    EXPECT_EQ(standard("@f-0x"), shortest ? "0.0" : "-0.0");
+    Arena arena;
+    EXPECT_EQ(parse_json("@f-0x", arena).kind(), JsonValue::Kind::real);
+}
+
+TEST(CompactForm, KeepsMembersAsTheyStandForTheReaderToSettle) {
+    EXPECT_EQ(standard("@d1:b@N1:a@T1:b@Fx"), R"({"b": null, "a": true, "b": false})");
+    Arena arena;
+    EXPECT_EQ(parse_json("@d1:b@N1:a@T1:b@Fx", arena).find("b")->kind(), JsonValue::Kind::boolean);
+}
+
+TEST(CompactForm, Messages) {
+    const struct {
+        std::string_view text, message;
+    } cases[] = {
+        {"@", "compact form: unexpected end"},
+        {"@l", "compact form: unexpected end"},
+        {"@d1:a", "compact form: unexpected end"},
+        {"@i", "compact form: unexpected end"},
+        {"@q", "compact form: unknown type 'q' (113)"},
+        {"@lNx", "compact form: expected '@'"},
+        {"@d1:aNx", "compact form: expected '@'"},
+        {"@d@N", "compact form: expected the length of a key"},
+        {"@d-1:a@Nx", "compact form: expected the length of a key"},
+        {"@1a", "compact form: expected ':' after the length of a string"},
+        {"@2:a", "compact form: string longer than the text"},
+        {"@18446744073709551615:a", "compact form: string longer than the text"},
+        {"@99999999999999999999999:a", "compact form: string longer than the text"},
+        {"@d9:a@Nx", "compact form: key longer than the text"},
+        {"@i1", "compact form: unexpected end"},
+        {"@i1y", "compact form: expected 'x' after a number"},
+        {"@ix", "compact form: malformed integer"},
+        {"@i1.5x", "compact form: malformed integer"},
+        {"@i+1x", "compact form: malformed integer"},
+        {"@i2147483648x", "compact form: integer out of range"},
+        {"@fx", "compact form: malformed number"},
+        {"@f1.x", "compact form: malformed number"},
+        {"@f01x", "compact form: malformed number"},
+        {"@f1-2x", "compact form: malformed number"},
+        {"@finfx", "compact form: expected 'x' after a number"},
+        {"@Nx", "unexpected trailing 'x' (120)"},
+        {"@1:ab", "unexpected trailing 'b' (98)"},
+        {"@lx\xc3", "unexpected trailing (-61)"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(message(c.text), c.message) << c.text;
+}
+
+TEST(CompactForm, RefusesNulInStrings) {
+    EXPECT_THROW((void)compact(R"(["a\u0000"])"), TextContainsNul);
+    EXPECT_THROW((void)compact(R"({"\u0000": 1})"), TextContainsNul);
+    EXPECT_EQ(standard(std::string_view("@3:a\0b", 6)), R"("a\u0000b")");
+}
+
+TEST(CompactForm, NestsWithoutALimitOfItsOwn) {
+    constexpr std::size_t levels = 500000;
+    std::string open, close, open_standard;
+    for (std::size_t i = 0; i < levels; ++i) open += "@l", close += "x", open_standard += "[";
+    const std::string text = open_standard + std::string(levels, ']');
+    EXPECT_TRUE(standard(open + close) == text);
+    EXPECT_TRUE(compact(text) == open + close);
+    Arena arena;
+    EXPECT_THROW((void)parse_json(open + close, arena), ParseError);
+}
+
+TEST(CompactForm, RandomValuesComeBackAndDamagedTextsAreRefused) {
+    constexpr std::uint64_t seed = 500;
+    SCOPED_TRACE(seed);
+    int accepted = 0;
+    for (int round = 0; round < 10000; ++round) {
+        Arena arena;
+        RandomJson random(seed + static_cast<std::uint64_t>(round), arena);
+        TextBuffer out;
+        write_json(random.value(), out);
+        const std::string text(out.view());
+        if (text.find("\\u0000") != std::string::npos) continue;
+        const std::string form = compact(text);
+
+        TextBuffer again;
+        write_json(parse_json(form, arena), again);
+        ASSERT_EQ(again.view(), text) << "round " << round;
+        if (!testing_json::may_hold_minus_zero(text)) {
+            ASSERT_EQ(standard(form), text) << "round " << round;
+        }
+
+        for (std::size_t size = 0; size < form.size(); size += 1 + size / 16) {
+            ASSERT_NE(message(form.substr(0, size)), "") << form.substr(0, size);
+        }
+        // Whatever is accepted is well formed.
+        const std::string damaged = random.damaged(form);
+        if (!message(damaged).empty()) continue;
+        ++accepted;
+        const std::string read = standard(damaged);
+        JsonScanner scanner(read, arena);
+        scanner.skip_value(0, no_depth_limit);
+        scanner.expect_end();
+    }
+    EXPECT_GT(accepted, 100);
+}
+
+}  // namespace
+}  // namespace libzentadbpp

@@ -1,0 +1,355 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <stdexcept>
+#include <string>
+
+#include "common/environment.h"
+#include "common/error.h"
+#include "common/json_parser.h"
+#include "common/json_writer.h"
+#include "random_json.h"
+
+namespace libzentadbpp {
+namespace {
+
+using testing_json::exact_copy;
+using testing_json::RandomJson;
+
+std::string written(const JsonValue& value) {
+    TextBuffer out;
+    write_json(value, out);
+    return std::string(out.view());
+}
+
+std::string rewritten(std::string_view text, Comments comments = Comments::refused) {
+    Arena arena;
+    return written(parse_json(text, arena, comments));
+}
+
+template <class Action>
+std::string message_of(Action action) {
+    try {
+        action();
+    } catch (const ParseError& failure) {
+        return failure.what();
+    }
+    return "";
+}
+
+// What reading says, and that skipping says the same.
+std::string message(std::string_view text, Comments comments = Comments::refused) {
+    const auto exact = exact_copy(text);
+    const std::string read = message_of([&] {
+        Arena arena;
+        (void)parse_json(testing_json::view(exact), arena, comments);
+    });
+    const std::string skipped = message_of([&] {
+        Arena arena;
+        JsonScanner scanner(testing_json::view(exact), arena, comments);
+        scanner.skip_value(0, deepest_text);
+        scanner.expect_end();
+    });
+    EXPECT_EQ(read, skipped) << text;
+    return read;
+}
+
+std::string nested(std::size_t levels, std::string_view inner, std::string_view open = "[",
+                   std::string_view close = "]") {
+    std::string text;
+    for (std::size_t i = 0; i < levels; ++i) text += open;
+    text += inner;
+    for (std::size_t i = 0; i < levels; ++i) text += close;
+    return text;
+}
+
+TEST(JsonText, ReadsAndWrites) {
+    const struct {
+        std::string_view text, result;
+    } cases[] = {
+        {" null\t\r\n", "null"},
+        {"[true,false , [],{}]", "[true, false, [], {}]"},
+        {R"({"b":1,"a":[2,{"x":null}]})", R"({"a": [2, {"x": null}], "b": 1})"},
+        {R"({"a":1,"b":2,"a":3})", R"({"a": 3, "b": 2})"},
+        {R"({"ab":1,"a":2,"":3,"a\u0000":4,"B":5})", R"({"": 3, "B": 5, "a": 2, "a\u0000": 4, "ab": 1})"},
+        {"{\"\xff\":1,\"z\":2}", "{\"z\": 2, \"\xff\": 1}"},
+        {R"("\"\\\/\b\f\n\r\t\u0001\u001f\u0041\u007f")", "\"\\\"\\\\/\\b\\f\\n\\r\\t\\u0001\\u001fA\x7f\""},
+        {R"("\u00e9\u20ac\ud83d\ude00")", "\"\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\""},
+        {R"("\ud83d")", "\"\xed\xa0\xbd\""},
+        {R"("\ud83dx\ude00")", "\"\xed\xa0\xbdx\xed\xb8\x80\""},
+        {R"("\ude00\ud83d")", "\"\xed\xb8\x80\xed\xa0\xbd\""},
+        {R"("\ud83d\ud83d\ude00")", "\"\xed\xa0\xbd\xf0\x9f\x98\x80\""},
+        {R"("\ud83d\u0041")", "\"\xed\xa0\xbd\x41\""},
+        {"\"\xe2\x80\xa8\xe2\x80\xa9\xe2\x80\xaa\xe2\x80\"", "\"\\u2028\\u2029\xe2\x80\xaa\xe2\x80\""},
+        {"\"\xe2\xe2\x80\xa8\x80\xff\"", "\"\xe2\\u2028\x80\xff\""},
+        {"999999999", "999999999"},
+        {"-99999999", "-99999999"},
+        {"-0", "0"},
+        {"1e999", "null"},
+        {"-1e999", "null"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(rewritten(c.text), c.result) << c.text;
+    EXPECT_EQ(rewritten("[0.1, 1.0, 1e3, 1234567890, -0.0]"), fast_float_enabled()
+                                                                  ? "[0.1, 1.0, 1000.0, 1234567890.0, 0.0]"
+                                                                  : "[0.10000000000000001, 1, 1000, 1234567890, -0]");
+}
+
+TEST(JsonText, NumbersAreIntegersUpToNineCharacters) {
+    Arena arena;
+    for (const char* text : {"0", "-0", "999999999", "-99999999"}) {
+        EXPECT_EQ(parse_json(text, arena).kind(), JsonValue::Kind::integer) << text;
+    }
+    for (const char* text : {"1234567890", "-999999999", "0.0", "1e1", "1E1", "0e0"}) {
+        EXPECT_EQ(parse_json(text, arena).kind(), JsonValue::Kind::real) << text;
+    }
+    EXPECT_EQ(parse_json("-99999999", arena).as_int32(), -99999999);
+    EXPECT_EQ(parse_json("-12.5E-1", arena).as_real(), -1.25);
+}
+
+TEST(JsonText, Messages) {
+    const struct {
+        std::string_view text, message;
+    } cases[] = {
+        {" ", "unexpected end of input"},
+        {"{", "unexpected end of input"},
+        {"[1", "unexpected end of input"},
+        {"[1,", "unexpected end of input"},
+        {"{\"a\"", "unexpected end of input"},
+        {"{\"a\":", "unexpected end of input"},
+        {"{\"a\":1", "unexpected end of input"},
+        {"{\"a\":1,", "unexpected end of input"},
+        {"1 x", "unexpected trailing 'x' (120)"},
+        {"1\xc3", "unexpected trailing (-61)"},
+        {"{}}", "unexpected trailing '}' (125)"},
+        {"null\x7f", "unexpected trailing '\x7f' (127)"},
+        {"12a", "unexpected trailing 'a' (97)"},
+        {std::string_view("1\0", 2), "unexpected trailing (0)"},
+        {"+1", "expected value, got '+' (43)"},
+        {"[1,]", "expected value, got ']' (93)"},
+        {"[,", "expected value, got ',' (44)"},
+        {"\x1f", "expected value, got (31)"},
+        {"// x", "expected value, got '/' (47)"},
+        {"tru", "parse error: expected true, got tru"},
+        {"trueish", "unexpected trailing 'i' (105)"},
+        {"[tRue]", "parse error: expected true, got tRue"},
+        {"falsy!", "parse error: expected false, got falsy"},
+        {"n", "parse error: expected null, got n"},
+        {"{a", "expected '\"' in object, got 'a' (97)"},
+        {R"({"a":1,})", "expected '\"' in object, got '}' (125)"},
+        {"{,", "expected '\"' in object, got ',' (44)"},
+        {R"({"a" 1})", "expected ':' in object, got '1' (49)"},
+        {R"({"a":1 "b"})", "expected ',' in object, got '\"' (34)"},
+        {R"({"a":1])", "expected ',' in object, got ']' (93)"},
+        {"[1 2]", "expected ',' in list, got '2' (50)"},
+        {"[1}", "expected ',' in list, got '}' (125)"},
+        {"\"abc", "unexpected end of input in string"},
+        {"\"abc\\", "unexpected end of input in string"},
+        {"{\"abc", "unexpected end of input in string"},
+        {"\"a\nb\"", "unescaped (10) in string"},
+        {std::string_view("\"a\0b\"", 5), "unescaped (0) in string"},
+        {"\"\\u12", "bad \\u escape: 12"},
+        {"\"\\u", "bad \\u escape: "},
+        {"\"\\u12\"", "bad \\u escape: 12\""},
+        {"\"\\u12g4\"", "bad \\u escape: 12g4"},
+        {"\"\\ud83d\\u+123\"", "bad \\u escape: +123"},
+        {"\"\\x\"", "invalid escape character 'x' (120)"},
+        {"\"\\\xc3\"", "invalid escape character (-61)"},
+        {"01", "leading 0s not permitted in numbers"},
+        {"-00", "leading 0s not permitted in numbers"},
+        {"-", "invalid (0) in number"},
+        {"[-]", "invalid ']' (93) in number"},
+        {"1.", "at least one digit required in fractional part"},
+        {"1.e5", "at least one digit required in fractional part"},
+        {"1e", "at least one digit required in exponent"},
+        {"1.5E+", "at least one digit required in exponent"},
+        {"1e-x", "at least one digit required in exponent"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(message(c.text), c.message) << c.text;
+}
+
+TEST(JsonText, AnEmptyTextIsNotRead) {
+    Arena arena;
+    for (const bool sync : {false, true}) {
+        try {
+            (void)(sync ? parse_sync_json_value("", arena) : parse_json("", arena));
+            ADD_FAILURE();
+        } catch (const std::out_of_range& failure) {
+            EXPECT_STREQ(failure.what(), "invalid string_view position");
+        }
+    }
+}
+
+TEST(JsonText, Comments) {
+    EXPECT_EQ(rewritten("/* a *//**/ { // b\n \"a\" /***/ : [ // c\n1//\n,/*,*/2] } // d", Comments::allowed),
+              R"({"a": [1, 2]})");
+    const struct {
+        std::string_view text, message;
+    } cases[] = {
+        {"1 /", "unexpected end of input after start of comment"},
+        {"/", "unexpected end of input after start of comment"},
+        {"1 /*", "unexpected end of input inside multi-line comment"},
+        {"/* *", "unexpected end of input inside multi-line comment"},
+        {"/*/", "unexpected end of input inside multi-line comment"},
+        {"[1 /x", "malformed comment"},
+        {"// only", "unexpected end of input"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(message(c.text, Comments::allowed), c.message) << c.text;
+}
+
+TEST(JsonText, NestsToADepthOf200) {
+    constexpr std::string_view too_deep = "exceeded maximum nesting depth";
+    EXPECT_EQ(message(nested(201, "")), "");
+    EXPECT_EQ(message(nested(202, "")), too_deep);
+    EXPECT_EQ(message(nested(200, "1")), "");
+    EXPECT_EQ(message(nested(201, "1")), too_deep);
+    EXPECT_EQ(message(nested(200, "{}", "{\"a\":", "}")), "");
+    EXPECT_EQ(message(nested(201, "{}", "{\"a\":", "}")), too_deep);
+    // Whether the element is there is seen before its depth, the value of a member is not.
+    EXPECT_EQ(message(nested(201, "", "[", "")), "unexpected end of input");
+    EXPECT_EQ(message(nested(202, "", "[", "")), too_deep);
+    EXPECT_EQ(message(nested(201, "", "{\"a\":", "")), too_deep);
+    EXPECT_EQ(message(nested(1000000, "", "[", "")), too_deep);
+}
+
+TEST(JsonText, SyncJsonNestsDeeperWhereItMust) {
+    const auto sync_message = [](const std::string& text) {
+        return message_of([&] {
+            Arena arena;
+            const JsonValue value = parse_sync_json_value(text, arena);
+            EXPECT_TRUE(value.is_object());
+        });
+    };
+    constexpr std::string_view too_deep = "exceeded maximum nesting depth";
+    EXPECT_EQ(sync_message(R"({"d": )" + nested(300000, "1") + "}"), "");
+    EXPECT_EQ(sync_message(R"({"o": {"k": )" + nested(256, "1") + R"(}, "r": 1})"), "");
+    EXPECT_EQ(sync_message(R"({"o": {"k": )" + nested(257, "1") + "}}"), too_deep);
+    EXPECT_EQ(sync_message(R"({"o": )" + nested(199, "1") + "}"), "");
+    EXPECT_EQ(sync_message(R"({"o": )" + nested(200, "1") + "}"), too_deep);
+    EXPECT_EQ(sync_message(R"({"x": )" + nested(200, "1") + "}"), too_deep);
+    EXPECT_EQ(sync_message(R"({"x": {"d": )" + nested(199, "1") + "}}"), too_deep);
+    EXPECT_EQ(sync_message(nested(201, "1")), too_deep);
+    EXPECT_EQ(sync_message("@d1:d" + nested(300, "@N", "@l", "x") + "x"), "");
+    EXPECT_EQ(sync_message("@d1:a" + nested(200, "@N", "@l", "x") + "x"), too_deep);
+    EXPECT_EQ(sync_message(R"({"o": {"a": 1},})"), "expected '\"' in object, got '}' (125)");
+    EXPECT_EQ(sync_message(R"({"o": {"a" 1}})"), "expected ':' in object, got '1' (49)");
+    EXPECT_EQ(sync_message("{} {"), "unexpected trailing '{' (123)");
+    Arena arena;
+    EXPECT_EQ(
+        written(parse_sync_json_value(R"({"o":{"b":1,"a":2,"b":3},"d":[],"o":{"z":1,"c":{}},"a":{"o":{}}})", arena)),
+        R"({"a": {"o": {}}, "d": [], "o": {"c": {}, "z": 1}})");
+}
+
+TEST(JsonText, EveryCutTextFails) {
+    const std::string text =
+        R"({"a": [1, -2.5e-7, true, false, null, "x\u00e9\ud83d\ude00\n"], "b": {"c": {}, "d": []}, "e": "y"})";
+    ASSERT_EQ(message(text), "");
+    for (std::size_t size = 1; size < text.size(); ++size) {
+        EXPECT_NE(message(text.substr(0, size)), "") << text.substr(0, size);
+    }
+}
+
+TEST(JsonText, SkippingAnswersTheText) {
+    Arena arena;
+    JsonScanner scanner(R"(  {"a": [1, "]\""]} , 2)", arena);
+    EXPECT_EQ(scanner.skip_value(0, deepest_text), R"({"a": [1, "]\""]})");
+    EXPECT_EQ(scanner.next_token(), ',');
+    EXPECT_EQ(scanner.read_value(0, 0).as_int32(), 2);
+}
+
+TEST(JsonText, MembersAreSortedLikeAMap) {
+    constexpr std::uint64_t seed = 3;
+    SCOPED_TRACE(seed);
+    Arena arena;
+    RandomJson random(seed, arena);
+    for (int round = 0; round < 2000; ++round) {
+        std::map<std::string, std::size_t> model;
+        std::string text = "{";
+        const std::size_t count = random.below(40);
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::string key = "k" + std::to_string(random.below(30));
+            model[key] = i;
+            text.append(i == 0 ? "\"" : ",\"").append(key).append("\":").append(std::to_string(i));
+        }
+        text.push_back('}');
+        const JsonValue value = parse_json(text, arena);
+        ASSERT_EQ(value.members().size(), model.size());
+        auto expected = model.begin();
+        for (const JsonMember& member : value.members()) {
+            ASSERT_EQ(member.key, expected->first) << text;
+            ASSERT_EQ(static_cast<std::size_t>(member.value.as_int32()), (expected++)->second) << text;
+        }
+    }
+}
+
+TEST(JsonText, HugeUnorderedObjects) {
+    std::string text = "{";
+    for (int i = 300000; i > 0; --i) text += "\"" + std::to_string(i % 200000) + "\":1,";
+    text.back() = '}';
+    Arena arena;
+    EXPECT_EQ(parse_json(text, arena).members().size(), 200000U);
+}
+
+std::string escaped_byte_by_byte(std::string_view text) {
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const std::string_view three = text.substr(i, 3);
+        const std::map<unsigned char, const char*> named = {{'"', "\\\""}, {'\\', "\\\\"}, {8, "\\b"}, {12, "\\f"},
+                                                            {10, "\\n"},   {13, "\\r"},    {9, "\\t"}};
+        if (named.contains(byte)) {
+            out += named.at(byte);
+        } else if (byte < 0x20) {
+            char code[8];
+            std::snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(byte));
+            out += code;
+        } else if (three == "\xe2\x80\xa8" || three == "\xe2\x80\xa9") {
+            out += three == "\xe2\x80\xa8" ? "\\u2028" : "\\u2029";
+            i += 2;
+        } else {
+            out += text[i];
+        }
+    }
+    return out;
+}
+
+TEST(JsonText, WritesStringsAsAByteWiseWriterWould) {
+    constexpr std::uint64_t seed = 9;
+    SCOPED_TRACE(seed);
+    Arena arena;
+    RandomJson random(seed, arena);
+    for (int round = 0; round < 20000; ++round) {
+        std::string text(random.string());
+        if (round < 256) text = std::string(1, static_cast<char>(round));
+        const auto exact = exact_copy(text);
+        TextBuffer out;
+        write_json_escaped(testing_json::view(exact), out);
+        ASSERT_EQ(out.view(), escaped_byte_by_byte(text));
+    }
+}
+
+TEST(JsonText, WhatIsWrittenIsReadAndWrittenAgain) {
+    constexpr std::uint64_t seed = 12;
+    SCOPED_TRACE(seed);
+    int well_formed = 0;
+    for (int round = 0; round < 20000; ++round) {
+        Arena arena;
+        RandomJson random(seed + static_cast<std::uint64_t>(round), arena);
+        const std::string text = written(random.value());
+        if (!testing_json::may_hold_minus_zero(text)) {
+            ASSERT_EQ(rewritten(text), text) << "round " << round;
+        }
+        const std::string damaged = random.damaged(text);
+        if (damaged.empty() || damaged.front() == '@' || !message(damaged).empty()) continue;
+        ++well_formed;
+        const std::string once = rewritten(damaged);
+        if (!testing_json::may_hold_minus_zero(once)) {
+            ASSERT_EQ(rewritten(once), once) << "round " << round;
+        }
+    }
+    EXPECT_GT(well_formed, 1000);
+}
+
+}  // namespace
+}  // namespace libzentadbpp
