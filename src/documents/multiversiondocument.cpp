@@ -1,16 +1,12 @@
 #include "documents/multiversiondocument.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cstring>
-#include <map>
-#include <memory>
 #include <new>
 #include <numeric>
+#include <stdexcept>
 #include <utility>
 
-#include "common/byte_scan.h"
 #include "common/error.h"
 #include "common/json_scanner.h"
 
@@ -18,30 +14,37 @@ namespace libzentadbpp {
 
 namespace {
 
-constexpr std::size_t suffix_length = 7;
-
 bool precedes(const TreeRevision& a, const TreeRevision& b) {
     return a.index != b.index ? a.index < b.index : a.text < b.text;
 }
 
-// Brings revisions into revision order, with their parents' new positions.
-void put_in_order(std::vector<TreeRevision>& revisions) {
-    if (std::is_sorted(revisions.begin(), revisions.end(), precedes)) return;
+bool is_in_order(std::span<const TreeRevision> revisions) {
+    const auto misplaced = [](const TreeRevision& a, const TreeRevision& b) { return !precedes(a, b); };
+    return std::adjacent_find(revisions.begin(), revisions.end(), misplaced) == revisions.end();
+}
+
+// The revisions in revision order, with their parents' new positions; of equal ones the first stays. Sorting finds
+// those in n log n steps whatever the texts are, where a hash table could be fed with colliding ones.
+std::vector<TreeRevision> in_order(std::span<const TreeRevision> revisions) {
     std::vector<std::uint32_t> order(revisions.size());
     std::iota(order.begin(), order.end(), 0U);
-    std::sort(order.begin(), order.end(),
-              [&](std::uint32_t a, std::uint32_t b) { return precedes(revisions[a], revisions[b]); });
+    std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
+        if (precedes(revisions[a], revisions[b])) return true;
+        return a < b && !precedes(revisions[b], revisions[a]);
+    });
     std::vector<std::uint32_t> position(revisions.size());
-    for (std::uint32_t i = 0; i < order.size(); ++i) position[order[i]] = i;
     std::vector<TreeRevision> sorted;
     sorted.reserve(revisions.size());
     for (const std::uint32_t old : order) {
-        sorted.push_back(revisions[old]);
-        if (sorted.back().parent != no_entry) sorted.back().parent = position[sorted.back().parent];
+        TreeRevision revision = revisions[old];
+        if (revision.parent != no_entry) revision.parent = position[revision.parent];
+        if (sorted.empty() || precedes(sorted.back(), revision)) sorted.push_back(revision);
+        position[old] = static_cast<std::uint32_t>(sorted.size() - 1);
     }
-    revisions = std::move(sorted);
+    return sorted;
 }
 
+// Whether an ordered tree has no branches: then the last generation is as high as the revisions are many.
 bool is_chain(std::span<const TreeRevision> revisions) {
     return !revisions.empty() && revisions.back().index == revisions.size();
 }
@@ -110,8 +113,8 @@ DocumentRef MultiVersionDocument::make(std::string_view id, std::span<const Tree
         raise<InvalidDocumentException>(source::multiversiondocument, "MultiVersionDocument",
                                         "cannot_push_new_revision_if_document_is_missing_identifier");
     }
-    std::vector<TreeRevision> revisions(given.begin(), given.end());
-    put_in_order(revisions);
+    std::vector<TreeRevision> revisions =
+        is_in_order(given) ? std::vector<TreeRevision>(given.begin(), given.end()) : in_order(given);
     TextBuffer history;
     write_history(revisions, history);
 
@@ -120,8 +123,8 @@ DocumentRef MultiVersionDocument::make(std::string_view id, std::span<const Tree
     const std::size_t head = sizeof(MultiVersionDocument) + revisions.size() * sizeof(TreeRevision);
     static_assert(alignof(MultiVersionDocument) <= alignof(std::uint64_t));
     static_assert(sizeof(MultiVersionDocument) % alignof(TreeRevision) == 0);
-    std::shared_ptr<std::uint64_t[]> memory =
-        std::make_shared_for_overwrite<std::uint64_t[]>((head + texts + sizeof(std::uint64_t) - 1) / sizeof(std::uint64_t));
+    std::shared_ptr<std::uint64_t[]> memory = std::make_shared_for_overwrite<std::uint64_t[]>(
+        (head + texts + sizeof(std::uint64_t) - 1) / sizeof(std::uint64_t));
 
     char* const bytes = reinterpret_cast<char*>(memory.get());
     Packer packer(bytes + head);
@@ -138,14 +141,8 @@ DocumentRef MultiVersionDocument::make(std::string_view id, std::span<const Tree
 DocumentRef MultiVersionDocument::make_in(Arena& arena, const std::shared_ptr<const void>& owner, std::string_view id,
                                           std::span<const TreeRevision> given, std::string_view history) {
     if (id.empty()) return make(id, given);  // which tells the failure
-    std::span<const TreeRevision> tree;
-    if (is_chain(given)) {
-        tree = arena.copy(given);
-    } else {
-        std::vector<TreeRevision> revisions(given.begin(), given.end());
-        put_in_order(revisions);
-        tree = arena.copy(std::span<const TreeRevision>(revisions));
-    }
+    const std::span<const TreeRevision> tree =
+        is_in_order(given) ? arena.copy(given) : arena.copy(std::span<const TreeRevision>(in_order(given)));
     auto* const document =
         new (arena.allocate(sizeof(MultiVersionDocument), alignof(MultiVersionDocument))) MultiVersionDocument;
     document->id_ = id;
@@ -160,20 +157,21 @@ DocumentRef MultiVersionDocument::make_in(Arena& arena, const std::shared_ptr<co
 }
 
 void MultiVersionDocument::set_revisions(std::span<const TreeRevision> revisions) {
+    if (revisions.size() >= no_entry) throw std::length_error("too many revisions");
     revisions_ = revisions.data();
     count_ = static_cast<std::uint32_t>(revisions.size());
     winning_ = find_winning(revisions);
 }
 
 DocumentRef MultiVersionDocument::first(std::string_view id, std::string_view datahash) {
-    const std::string text = std::string(datahash).append("_first");
+    const std::string text = std::string(datahash).append("_").append(first_suffix);
     const TreeRevision revision{text, datahash.size(), 1, no_entry};
     return make(id, {&revision, 1});
 }
 
 DocumentRef MultiVersionDocument::with_child(std::uint32_t parent, std::string_view datahash) const {
     const std::string_view parent_hash = revisions_[parent].datahash();
-    const std::string text = std::string(datahash).append("_").append(parent_hash.substr(0, suffix_length));
+    const std::string text = std::string(datahash).append("_").append(suffix_under(parent_hash));
     const TreeRevision child{text, datahash.size(), revisions_[parent].index + 1, parent};
     if (find(child.index, child.text)) return make(id_, revisions());
 
@@ -200,6 +198,7 @@ std::optional<std::uint32_t> MultiVersionDocument::find(std::uint32_t index, std
 }
 
 std::optional<std::uint32_t> MultiVersionDocument::find(const Revision& revision) const {
+    if (revision.is_null()) return std::nullopt;
     // Revisions are told by their strings, so one that was given as "03-a_b" is not the tree's "3-a_b".
     const std::string& wanted = revision.revision_string();
     const std::string prefix = std::to_string(revision.index()).append("-");
@@ -228,38 +227,31 @@ std::vector<std::uint32_t> MultiVersionDocument::leafs() const {
 std::vector<TreeRevision> read_history(std::string_view history_array, Arena& arena) {
     struct Reader final : HistoryVisitor {
         std::vector<TreeRevision> revisions;
-        std::map<std::pair<std::uint32_t, std::string_view>, std::uint32_t> known;
-        bool branched = false;
 
         std::uint32_t visit(std::string_view entry, std::uint32_t generation, std::uint32_t parent) override {
-            const TreeRevision revision = TreeRevision::make(entry, generation, parent);
-            const auto position = static_cast<std::uint32_t>(revisions.size());
-            // A revision can repeat only once there are branches: generations grow along a chain.
-            if (!branched && parent != no_entry && parent + 1 != position) {
-                branched = true;
-                for (std::uint32_t at = 0; at < position; ++at) {
-                    known.try_emplace({revisions[at].index, revisions[at].text}, at);
-                }
-            }
-            if (branched) {
-                const auto [at, is_new] = known.try_emplace({generation, entry}, position);
-                if (!is_new) return at->second;
-            }
-            revisions.push_back(revision);
-            return position;
+            revisions.push_back(TreeRevision::make(entry, generation, parent));
+            return static_cast<std::uint32_t>(revisions.size() - 1);
         }
     };
 
     JsonScanner scanner(history_array, arena);
-    const auto elements = scanner.read_value(0, no_depth_limit).elements();
-    if (elements.size() == 1) {
-        const std::string_view entry = elements.front().as_string();
+    scanner.next_token();
+    const char first = scanner.next_token();
+    if (first == ']') return {};
+    std::string_view entry;
+    if (first == '"') {
+        entry = scanner.read_string();
+    } else {
+        scanner.put_back();
+        scanner.skip_value(0, no_depth_limit);
+    }
+    if (scanner.next_token() == ']') {
         (void)Revision(std::string("1-").append(entry));  // its parser judges the entry
         return {TreeRevision::make(entry, 1, no_entry)};
     }
     Reader reader;
     unfold(history_array, arena, reader);
-    return std::move(reader.revisions);
+    return is_in_order(reader.revisions) ? std::move(reader.revisions) : in_order(reader.revisions);
 }
 
 }  // namespace libzentadbpp

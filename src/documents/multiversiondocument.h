@@ -39,25 +39,27 @@ using DocumentRef = std::shared_ptr<const MultiVersionDocument>;
 // storages and threads.
 //
 // A history is linear until two copies change the document apart: then a revision has several children, and each branch
-// ends in a leaf. A branch that was settled ends in a resolved revision and has no leaf at all; one that was deleted ends
-// in a deleted revision, which is a leaf like any other. The winning revision is the leaf with the longest history; of
-// several the lowest in revision order. Every copy that knows the same revisions has the same winner.
+// ends in a leaf. A branch that was settled ends in a resolved revision and has no leaf at all; one that was deleted
+// ends in a deleted revision, which is a leaf like any other. The winning revision is the leaf with the longest
+// history; of several the lowest in revision order. Every copy that knows the same revisions has the same winner.
 //
 // Generations are positions in the history, so the length of a revision's history is its generation.
 class MultiVersionDocument {
    public:
-    // A document from its revisions in any order, `parent` being a position in `revisions`. An empty tree is allowed. Empty
-    // id: InvalidDocumentException. The texts are copied. Exactly one revision has no parent (unless there is none).
+    // A document from its revisions in any order, `parent` being a position in `revisions`. An empty tree is allowed.
+    // Empty id: InvalidDocumentException. The texts are copied. Exactly one revision has no parent (unless there is
+    // none). Of equal revisions the first stays.
     static DocumentRef make(std::string_view id, std::span<const TreeRevision> revisions);
-    // The same in memory of the arena (texts are not copied and must live as long as it does); `owner` keeps that memory
-    // alive. `history` is the folded tree where the caller has it already (a text that lives as long), else empty.
+    // The same in memory of the arena (texts are not copied and must live as long as it does); `owner` keeps that
+    // memory alive. `history` is the folded tree where the caller has it already (a text that lives as long), else
+    // empty.
     static DocumentRef make_in(Arena& arena, const std::shared_ptr<const void>& owner, std::string_view id,
                                std::span<const TreeRevision> revisions, std::string_view history);
     // A document with the single revision 1-<datahash>_first.
     static DocumentRef first(std::string_view id, std::string_view datahash);
 
     // This document with one more revision, a child of the one at `parent`, which carries the data hash. Where the
-    // revision is known already, under that parent or another, the document as it is. O(revisions).
+    // revision is known already, under that parent or another, an equal document. O(revisions).
     [[nodiscard]] DocumentRef with_child(std::uint32_t parent, std::string_view datahash) const;
 
     [[nodiscard]] std::string_view id() const { return id_; }
@@ -82,7 +84,9 @@ class MultiVersionDocument {
     // The same, empty where there is none.
     [[nodiscard]] std::vector<std::uint32_t> open_leafs() const;
 
-    [[nodiscard]] std::string revision_string(std::uint32_t position) const { return revisions_[position].revision_string(); }
+    [[nodiscard]] std::string revision_string(std::uint32_t position) const {
+        return revisions_[position].revision_string();
+    }
 
    private:
     MultiVersionDocument() = default;
@@ -95,8 +99,8 @@ class MultiVersionDocument {
     std::uint32_t winning_ = no_entry;
 };
 
-// Reads a history array into revisions, as unfold tells them; a revision that is met twice keeps its first parent. The
-// result is unordered. An array of one entry is read as the revision string "1-<entry>" with that parser's failures.
+// Reads a history array into revisions in revision order; a revision that is met twice keeps its first parent. An array
+// of one entry is read as the revision string "1-<entry>" with that parser's failures.
 std::vector<TreeRevision> read_history(std::string_view history_array, Arena& arena);
 
 }  // namespace libzentadbpp

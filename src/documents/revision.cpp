@@ -45,8 +45,7 @@ std::string compose(std::uint32_t index, std::string_view datahash, std::string_
 Revision::Revision(std::string_view revision_string) : revision_string_(revision_string) {
     if (revision_string.empty()) raise<InvalidRevisionException>(source::revision, "Revision", "empty_revision");
     const auto invalid_format = [&] {
-        raise<InvalidRevisionException>(source::revision, "parse_revision", "invalid_revision_format",
-                                        revision_string);
+        raise<InvalidRevisionException>(source::revision, "parse_revision", "invalid_revision_format", revision_string);
     };
     const auto parts = split(revision_string, '-');
     if (parts.size() != 2) invalid_format();

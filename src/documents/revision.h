@@ -14,7 +14,9 @@ inline constexpr std::string_view empty_hash = "empty";
 
 // The suffix of a first revision, and of one under a parent with the given data hash.
 inline constexpr std::string_view first_suffix = "first";
-[[nodiscard]] inline std::string_view suffix_under(std::string_view parent_datahash) { return parent_datahash.substr(0, 7); }
+[[nodiscard]] inline std::string_view suffix_under(std::string_view parent_datahash) {
+    return parent_datahash.substr(0, 7);
+}
 
 // One version of one document: a generation, the hash of its content, and a suffix that tells equal contents under
 // different parents apart: "first", or the first seven characters of the parent's hash.
@@ -24,8 +26,8 @@ inline constexpr std::string_view first_suffix = "first";
 // Ordered by generation, then by the bytes of the revision string. Throws InvalidRevisionException.
 class Revision {
    public:
-    Revision() = default;                                         // the null revision: no revision at all
-    explicit Revision(std::string_view revision_string);          // keeps the text as it stands
+    Revision() = default;                                           // the null revision: no revision at all
+    explicit Revision(std::string_view revision_string);            // keeps the text as it stands
     Revision(std::uint32_t index, std::string_view datahash_uuid);  // splits the second at "_"
     Revision(std::uint32_t index, std::string_view datahash, std::string_view uuid);
 

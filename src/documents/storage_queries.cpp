@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "common/error.h"
+#include "common/sort_unique.h"
 #include "documents/document_index.h"
 #include "documents/ordering_lists.h"
 
@@ -42,9 +43,7 @@ class HashSet {
         }
     }
     void sort() {
-        std::ranges::sort(hashes_);
-        const auto repeated = std::ranges::unique(hashes_);
-        hashes_.erase(repeated.begin(), repeated.end());
+        sort_unique(hashes_);
     }
     [[nodiscard]] bool contains(std::string_view hash) const { return std::ranges::binary_search(hashes_, hash); }
 
@@ -96,9 +95,7 @@ std::vector<std::string> instances(const DocumentStorage& storage) {
         const auto list = read_ordering_list(index, number, index.document(number).winning_position(), arena);
         if (list) ids.emplace_back(list->instance);
     }
-    std::ranges::sort(ids);
-    const auto repeated = std::ranges::unique(ids);
-    ids.erase(repeated.begin(), repeated.end());
+    sort_unique(ids);
     return ids;
 }
 

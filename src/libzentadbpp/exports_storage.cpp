@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "common/json_parser.h"
+#include "common/sort_unique.h"
 #include "documents/storage_queries.h"
 #include "libzentadbpp/frame.h"
 #include "libzentadbpp/text_sets.h"
@@ -69,9 +70,7 @@ std::vector<std::string_view> listed_ids(Call& call, const char* ids) {
     } catch (const ParseError&) {
         listed.push_back(text);
     }
-    std::ranges::sort(listed);
-    const auto repeated = std::ranges::unique(listed);
-    listed.erase(repeated.begin(), repeated.end());
+    sort_unique(listed);
     return listed;
 }
 

@@ -56,11 +56,14 @@ Flattener::Result Flattener::flatten(const JsonValue& data) {
     }
     const DocumentPath top;
     root_id_ = ids_.object_id(data, top);
-    Result result{root_id_, {}};
+    Result result{root_id_, {}, {}};
     result.documents.push_back({root_id_, flatten_document(data, top, root_id_)});
     for (const auto& [id, content] : object_documents_) result.documents.push_back({id, content});
     for (const auto& [domain, elements] : arrays_) {
-        if (elements.empty()) continue;
+        if (elements.empty()) {
+            result.empty_arrays.push_back(domain);
+            continue;
+        }
         result.documents.insert(result.documents.end(), elements.begin(), elements.end());
         result.documents.push_back(ordering_document(domain, elements));
     }
@@ -169,7 +172,8 @@ void Flattener::write_verbatim(const JsonValue& object, std::string_view id, IdM
     write_json(JsonValue::object(members), out);
 }
 
-// Two objects would become one document. The root counts too: it holds everything else, so a document under its id would take the place of all data.
+// Two objects would become one document. The root counts too: it holds everything else, so a document under its id
+// would take the place of all data.
 void Flattener::refuse_duplicate(const DocumentPath& path) {
     raise<FlattenerException>(source::flattener, "operator ()", "duplicate_objects_domain_key", ids_.path_text(path));
 }

@@ -31,7 +31,8 @@ class Flattener {
 
     struct Result {
         std::string_view root_id;
-        std::vector<FlattenedDocument> documents;  // in the order in which they are to be stored
+        std::vector<FlattenedDocument> documents;    // in the order in which they are to be stored
+        std::vector<std::string_view> empty_arrays;  // domains that got no ordering document
     };
     // The answer lies in the arena and in the value. FlattenerException.
     [[nodiscard]] Result flatten(const JsonValue& data);

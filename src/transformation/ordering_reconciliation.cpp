@@ -1,9 +1,11 @@
 #include "transformation/ordering_reconciliation.h"
 
 #include <algorithm>
+#include <span>
 #include <tuple>
 #include <utility>
 
+#include "common/sort_unique.h"
 #include "data/data_hash.h"
 #include "transformation/document_changes.h"
 #include "transformation/document_path.h"
@@ -125,7 +127,9 @@ class Reconciliation {
         std::uint32_t last_base = no_entry;
         std::vector<std::uint32_t> before;
         const std::vector<OrderingList>& leafs = lists_[winning.instance].other_leafs;
-        for (const OrderingList& leaf : std::ranges::equal_range(leafs, winning.document, {}, &OrderingList::document)) {
+        const auto by_document = [](const OrderingList& a, const OrderingList& b) { return a.document < b.document; };
+        const auto [first, last] = std::equal_range(leafs.begin(), leafs.end(), winning, by_document);
+        for (const OrderingList& leaf : std::span(first, last)) {
             if (common.empty()) common = last_common_with_winning(index_.document(winning.document));
             const std::uint32_t base = common[leaf.revision];
             if (base == no_entry) continue;
@@ -135,9 +139,7 @@ class Reconciliation {
             }
             std::ranges::set_difference(before, sorted(leaf.elements), std::back_inserter(moved));
         }
-        std::ranges::sort(moved);
-        const auto repeated = std::ranges::unique(moved);
-        moved.erase(repeated.begin(), repeated.end());
+        sort_unique(moved);
         return moved;
     }
 

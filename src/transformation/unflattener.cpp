@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/arena.h"
@@ -22,17 +23,28 @@ namespace {
 using vocabulary::array_reference_marker;
 using vocabulary::object_reference_marker;
 
-// Whether a written object has a member of that name. Its members are in order, and the names asked for sort low.
-bool has_member(std::string_view object, std::string_view key) {
+// Whether a written object has one of the two members that the flattener looks for. Both sort before nearly everything, so
+// the first key settles it as a rule, unless it is written with an escape.
+bool has_member(const char* object, const char* end, std::string_view key) {
+    if (object[1] != '"' || (object[2] > key[0] && object[2] != '\\')) return false;
     WrittenMember member;
-    for (WrittenObject members(object); members.next(member);) {
+    for (WrittenObject members({object, static_cast<std::size_t>(end - object)}); members.next(member);) {
         const int order = compare_written_key(member.key, key);
         if (order >= 0) return order == 0;
     }
     return false;
 }
 
-// Walks written contents and writes what they stand for. Recursion is bounded by the depth that a result may have.
+// How a written key stands to "_id".
+int order_to_id(std::string_view key) {
+    if (key.empty() || (key[0] != vocabulary::id_key[0] && key[0] != '\\')) {
+        return !key.empty() && static_cast<unsigned char>(key[0]) > '_' ? 1 : -1;
+    }
+    return compare_written_key(key, vocabulary::id_key);
+}
+
+// Walks written contents once and writes what they stand for. Every step takes the place where its value begins and answers
+// where it ends. Recursion is bounded by the depth that a result may have.
 class Rebuild {
    public:
     Rebuild(const DocumentIndex& index, const ElementOrder& order, bool discard_id, TextBuffer& out)
@@ -40,13 +52,16 @@ class Rebuild {
         std::size_t contents = 0;
         for (const auto& entry : index.storage().data().contents()) contents += entry.value.text.size();
         size_limit_ = out.size() + smallest_size_limit + growth_limit * contents;
+        out.reserve(out.size() + contents);
     }
 
     void document(std::uint32_t number, std::string_view content, std::size_t depth) {
         if (in_progress_[number]) fail("cyclic_document_reference", index_.id(number));
-        in_progress_[number] = true;
         if (out_.size() > size_limit_) throw std::length_error("exceeded maximum result size");
-        object(content, depth, index_.id(number), true);
+        in_progress_[number] = true;
+        const char* const outer_end = std::exchange(end_, content.data() + content.size());
+        object(content.data(), depth, index_.id(number), true);
+        end_ = outer_end;
         in_progress_[number] = false;
     }
 
@@ -61,99 +76,110 @@ class Rebuild {
     static void check_depth(std::size_t depth) {
         if (depth > deepest_text) throw ParseError("exceeded maximum nesting depth");
     }
+    static std::string_view slice(const char* begin, const char* end) {
+        return {begin, static_cast<std::size_t>(end - begin)};
+    }
 
     // An object document (with its id), or an object that lies inside one.
-    void object(std::string_view text, std::size_t depth, std::string_view id, bool is_document) {
+    const char* object(const char* at, std::size_t depth, std::string_view id, bool is_document) {
         check_depth(depth);
-        const bool verbatim = has_member(text, vocabulary::no_flatten_key);
+        const bool verbatim = has_member(at, end_, vocabulary::no_flatten_key);
         // The flattener gave an "_id" to inline objects of these two kinds only.
-        const bool drop_inline_id =
-            !is_document && discard_id_ && (verbatim || has_member(text, vocabulary::do_flatten_key));
+        const bool drop_id =
+            is_document || (discard_id_ && (verbatim || has_member(at, end_, vocabulary::do_flatten_key)));
         bool id_is_due = is_document && !discard_id_ && !id.empty();
         bool first = true;
 
         out_.push_back('{');
-        WrittenMember member;
-        for (WrittenObject members(text); members.next(member);) {
-            const int order = compare_written_key(member.key, vocabulary::id_key);
+        ++at;
+        while (*at != '}') {
+            if (*at == ',') at += 2;
+            const char* const key = at;
+            const char* const key_end = written_string_end(key, end_);
+            at = key_end + 2;
+            const int order = order_to_id(slice(key + 1, key_end - 1));
             if (id_is_due && order >= 0) {
-                write_id(id, first);
+                write_id(id, depth + 1, first);
                 id_is_due = false;
             }
-            if (order == 0 && (is_document || drop_inline_id)) continue;
-            if (!verbatim && order != 0 && refers_to_deleted(member.value)) continue;
+            if ((order == 0 && drop_id) || (!verbatim && order != 0 && refers_to_deleted(at))) {
+                at = written_value_end(at, end_);
+                continue;
+            }
             if (!first) out_.append(", ");
             first = false;
-            out_.push_back('"');
-            out_.append(member.key);
-            out_.append("\": ");
-            if (verbatim || order == 0) {
-                copy(member.value, depth + 1);
-            } else {
-                value(member.value, depth + 1);
-            }
+            out_.append(slice(key, at));
+            at = verbatim || order == 0 ? copy(at, depth + 1) : value(at, depth + 1);
         }
-        if (id_is_due) write_id(id, first);
+        if (id_is_due) write_id(id, depth + 1, first);
         out_.push_back('}');
+        return at + 1;
     }
 
-    void write_id(std::string_view id, bool& first) {
+    void write_id(std::string_view id, std::size_t depth, bool& first) {
+        check_depth(depth);
         out_.append(first ? R"("_id": )" : R"(, "_id": )");
         write_json_string(id, out_);
         first = false;
     }
 
-    void value(std::string_view text, std::size_t depth) {
+    const char* value(const char* at, std::size_t depth) {
         check_depth(depth);
-        if (text[0] == '"') {
-            string(text, depth);
-        } else if (text[0] == '{') {
-            object(text, depth, {}, false);
-        } else if (text[0] == '[') {
-            array(text, depth);
-        } else {
-            out_.append(text);
+        switch (*at) {
+            case '"': {
+                const char* const end = written_string_end(at, end_);
+                string(slice(at + 1, end - 1), depth);
+                return end;
+            }
+            case '{':
+                return object(at, depth, {}, false);
+            case '[':
+                return array(at, depth);
+            default: {
+                const char* const end = written_value_end(at, end_);
+                out_.append(slice(at, end));
+                return end;
+            }
         }
     }
 
-    void string(std::string_view text, std::size_t depth) {
-        const std::string_view inside = text.substr(1, text.size() - 2);
-        if (inside.empty()) {
-            out_.append(text);
-        } else if (inside[0] == array_reference_marker) {
+    // What stands between the quotes.
+    void string(std::string_view inside, std::size_t depth) {
+        if (!inside.empty() && inside[0] == array_reference_marker) {
             elements(decode_written(inside.substr(1)), depth);
-        } else if (inside[0] == object_reference_marker) {
+        } else if (!inside.empty() && inside[0] == object_reference_marker) {
             const std::string id = decode_written(inside.substr(1));
             const auto number = index_.find(id);
             if (!number) fail("missing_document", id);
             winning_document(*number, depth);
-        } else if (inside[0] == '\\') {
-            // Not written by the flattener: the character that goes is an escaped one.
-            out_.push_back('"');
-            write_json_escaped(std::string_view(decode_written(inside)).substr(1), out_);
-            out_.push_back('"');
         } else {
             out_.push_back('"');
-            out_.append(inside.substr(1));
+            if (!inside.empty() && inside[0] == '\\') {
+                // Not written by the flattener: the character that goes is an escaped one.
+                write_json_escaped(std::string_view(decode_written(inside)).substr(1), out_);
+            } else if (!inside.empty()) {
+                out_.append(inside.substr(1));
+            }
             out_.push_back('"');
         }
     }
 
-    void array(std::string_view text, std::size_t depth) {
-        const char* at = text.data() + 1;
-        const char* separator = "";
+    const char* array(const char* at, std::size_t depth) {
+        bool first = true;
         out_.push_back('[');
+        ++at;
         while (*at != ']') {
             if (*at == ',') at += 2;
-            const char* end = written_value_end(at);
-            const std::string_view element(at, static_cast<std::size_t>(end - at));
-            at = end;
-            if (refers_to_deleted(element)) continue;
-            out_.append(separator);
-            separator = ", ";
-            value(element, depth + 1);
+            if (refers_to_deleted(at)) {
+                at = written_value_end(at, end_);
+                continue;
+            }
+            if (!first) out_.append(", ");
+            first = false;
+            at = value(at, depth + 1);
         }
         out_.push_back(']');
+        return at + 1;
     }
 
     void elements(std::string_view domain, std::size_t depth) {
@@ -169,38 +195,40 @@ class Rebuild {
 
     void winning_document(std::uint32_t number, std::size_t depth) {
         const auto content = index_.winning_content(number);
-        // Not there: the failure is told by those that were asked.
-        document(number, content ? *content : index_.storage().data().read_object(index_.document(number).winning().datahash()),
+        // Where there is none, those that are asked for it tell the failure.
+        document(number,
+                 content ? *content
+                         : index_.storage().data().read_object(index_.document(number).winning().datahash()),
                  depth);
     }
 
-    [[nodiscard]] bool refers_to_deleted(std::string_view text) const {
-        if (text.size() < 2 || text[0] != '"' || text[1] != object_reference_marker) return false;
-        const auto number = index_.find(decode_written(text.substr(2, text.size() - 3)));
+    [[nodiscard]] bool refers_to_deleted(const char* at) const {
+        if (at[0] != '"' || at[1] != object_reference_marker) return false;
+        const char* const end = written_string_end(at, end_);
+        const auto number = index_.find(decode_written(slice(at + 2, end - 1)));
         return number && !index_.is_live(*number) && index_.document(*number).winning().is_deleted();
     }
 
     // What lies in an object that is not to be flattened stands as the host gave it.
-    void copy(std::string_view text, std::size_t depth) {
+    const char* copy(const char* at, std::size_t depth) {
+        const char* const end = written_value_end(at, end_);
+        out_.append(slice(at, end));
         check_depth(depth);
-        if (text[0] == '{' || text[0] == '[') {
-            std::size_t open = depth;
-            for (const char *at = text.data(), *end = at + text.size(); at != end;) {
-                if (*at == '"') {
-                    at = written_string_end(at);
-                    continue;
-                }
-                if (*at == '{' || *at == '[') {
-                    check_depth(open++);
-                    // The values inside lie one deeper.
-                    if (at[1] != '}' && at[1] != ']') check_depth(open);
-                } else if (*at == '}' || *at == ']') {
-                    --open;
-                }
-                ++at;
+        std::size_t open = depth;
+        while (at != end) {
+            if (*at == '"') {
+                at = written_string_end(at, end);
+                continue;
             }
+            if (*at == '{' || *at == '[') {
+                ++open;
+                if (at[1] != '}' && at[1] != ']') check_depth(open);  // what lies inside is one deeper
+            } else if (*at == '}' || *at == ']') {
+                --open;
+            }
+            ++at;
         }
-        out_.append(text);
+        return end;
     }
 
     const DocumentIndex& index_;
@@ -209,6 +237,7 @@ class Rebuild {
     TextBuffer& out_;
     std::vector<bool> in_progress_;
     std::size_t size_limit_;
+    const char* end_ = nullptr;  // of the content that is being walked
 };
 
 void rebuild_from(const DocumentIndex& index, const ElementOrder& order, std::string_view root_id,

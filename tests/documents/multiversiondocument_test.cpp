@@ -1,0 +1,315 @@
+#include "documents/multiversiondocument.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "common/error.h"
+
+namespace libzentadbpp {
+namespace {
+
+// A document the naive way: every revision with its parent, and each question answered by the definition.
+struct Model {
+    std::map<Revision, Revision> parents;
+
+    [[nodiscard]] std::vector<Revision> history_of(Revision revision) const {
+        std::vector<Revision> history;
+        for (; !revision.is_null(); revision = parents.at(revision)) history.push_back(revision);
+        return history;
+    }
+    [[nodiscard]] std::vector<Revision> leafs() const {
+        std::set<Revision> left;
+        for (const auto& [revision, parent] : parents) left.insert(revision);
+        for (const auto& [revision, parent] : parents) {
+            if (!parent.is_null()) left.erase(parent);
+            if (revision.is_resolved()) left.erase(revision);
+        }
+        return {left.begin(), left.end()};
+    }
+    [[nodiscard]] std::string winning() const {
+        const Revision* winner = nullptr;
+        std::size_t longest = 0;
+        const auto all = leafs();
+        for (const Revision& leaf : all) {
+            const std::size_t length = history_of(leaf).size();
+            if (length > longest) winner = &leaf;
+            longest = std::max(longest, length);
+        }
+        return winner == nullptr ? "none" : winner->revision_string();
+    }
+};
+
+DocumentRef read(std::string_view history) {
+    Arena arena;
+    return MultiVersionDocument::make("id", read_history(history, arena));
+}
+
+std::vector<std::string> strings(const MultiVersionDocument& document, const std::vector<std::uint32_t>& positions) {
+    std::vector<std::string> result;
+    for (const std::uint32_t position : positions) result.push_back(document.revision_string(position));
+    return result;
+}
+
+std::string winning_of(const MultiVersionDocument& document) {
+    return document.has_winning() ? document.winning().revision_string() : "none";
+}
+
+void expect_like(const MultiVersionDocument& document, const Model& model) {
+    std::map<Revision, Revision> parents;
+    const auto revisions = document.revisions();
+    for (std::size_t at = 0; at < revisions.size(); ++at) {
+        const TreeRevision& revision = revisions[at];
+        const bool is_first = revision.parent == no_entry;
+        EXPECT_TRUE(is_first || revision.parent < at);
+        EXPECT_TRUE(at == 0 || revisions[at - 1].revision() < revision.revision());
+        parents.emplace(revision.revision(), is_first ? Revision() : revisions[revision.parent].revision());
+        EXPECT_EQ(document.find(revision.revision()), at);
+        EXPECT_EQ(document.find(revision.index + 1, revision.text).has_value(),
+                  model.parents.contains(Revision(revision.index + 1, revision.text)));
+    }
+    EXPECT_TRUE(parents == model.parents);
+    std::vector<std::string> leafs;
+    for (const Revision& leaf : model.leafs()) leafs.push_back(leaf.revision_string());
+    EXPECT_EQ(strings(document, document.open_leafs()), leafs);
+    EXPECT_EQ(winning_of(document), model.winning());
+}
+
+template <class Failure>
+std::string failure_of(const auto& action) {
+    try {
+        action();
+    } catch (const Failure& failure) {
+        const std::string message = failure.what();
+        return message.substr(std::min(message.find(R"("function")"), message.size()));
+    }
+    return "none";
+}
+
+TEST(MultiVersionDocument, TellsLeavesWinnerAndHistory) {
+    const struct {
+        const char* read;
+        std::vector<std::string> leafs;
+        const char* winning;
+        const char* written;
+    } cases[] = {
+        {R"(["A_first"])", {"1-A_first"}, "1-A_first", R"(["A_first"])"},
+        {R"(["A_first","B_A","C_B"])", {"3-C_B"}, "3-C_B", R"(["A_first", "B_A", "C_B"])"},
+        {R"(["A_x", ["C_x", "B_x"]])", {"2-B_x", "2-C_x"}, "2-B_x", R"(["A_x", ["B_x", "C_x"]])"},
+        {R"(["A_x", ["C_x", ["B_x", "deleted_y"]]])",
+         {"2-C_x", "3-deleted_y"},
+         "3-deleted_y",
+         R"(["A_x", [["B_x", "deleted_y"], "C_x"]])"},
+        {R"(["A_x", [["C_x", "resolved_C"], "B_x"]])",
+         {"2-B_x"},
+         "2-B_x",
+         R"(["A_x", ["B_x", ["C_x", "resolved_C"]]])"},
+        {R"(["A_x", [["C_x", "resolved_C"], ["B_x", "resolved_B"]]])",
+         {},
+         "none",
+         R"(["A_x", [["B_x", "resolved_B"], ["C_x", "resolved_C"]]])"},
+        {R"(["A_x", "resolved_A"])", {}, "none", R"(["A_x", "resolved_A"])"},
+        {R"(["resolved_x"])", {}, "none", R"(["resolved_x"])"},
+        {R"(["A_x", "resolved_A", "B_resolve"])",
+         {"3-B_resolve"},
+         "3-B_resolve",
+         R"(["A_x", "resolved_A", "B_resolve"])"},
+        {R"(["a-b_x", ["\u0001_x", 5, "z_x"], "passed over"])",
+         {"2-\x01_x", "2-z_x"},
+         "2-\x01_x",
+         R"(["a-b_x", ["\u0001_x", "z_x"]])"},
+        // Met twice, the first parent stays and what follows goes on from it.
+        {R"(["A_x", [["B_x", "D_x"], ["C_x", "D_x", "E_x"], "B_x"]])",
+         {"2-C_x", "4-E_x"},
+         "4-E_x",
+         R"(["A_x", [["B_x", "D_x", "E_x"], "C_x"]])"},
+        {"[]", {}, "none", "[]"},
+    };
+    for (const auto& [text, leafs, winning, written] : cases) {
+        SCOPED_TRACE(text);
+        const DocumentRef document = read(text);
+        EXPECT_EQ(document->id(), "id");
+        EXPECT_EQ(strings(*document, document->open_leafs()), leafs);
+        EXPECT_EQ(winning_of(*document), winning);
+        EXPECT_EQ(document->history(), written);
+    }
+}
+
+TEST(MultiVersionDocument, TellsFailures) {
+    const DocumentRef empty = read("[]");
+    const DocumentRef closed = read(R"(["A_x", "resolved_A"])");
+    const std::string no_leaf = R"("function" : "leafs", "error" : "no_revision_in_document" })";
+    EXPECT_EQ(failure_of<InvalidStorageTypeException>([&] { (void)empty->leafs(); }), no_leaf);
+    EXPECT_EQ(failure_of<InvalidStorageTypeException>([&] { (void)closed->leafs(); }), no_leaf);
+    EXPECT_EQ(failure_of<InvalidStorageTypeException>([&] { (void)closed->winning(); }), no_leaf);
+    EXPECT_EQ(failure_of<RevisionNotFoundException>([&] { (void)empty->winning(); }),
+              R"("function" : "get_winning", "error" : "no_revisions_in_winning", "args" : "id" })");
+
+    Arena arena;
+    const std::string no_id = R"("function" : "MultiVersionDocument", "error" : )"
+                              R"("cannot_push_new_revision_if_document_is_missing_identifier" })";
+    EXPECT_EQ(failure_of<InvalidDocumentException>([&] { (void)MultiVersionDocument::make("", {}); }), no_id);
+    EXPECT_EQ(failure_of<InvalidDocumentException>([&] { (void)MultiVersionDocument::first("", "A"); }), no_id);
+    EXPECT_EQ(failure_of<InvalidDocumentException>(
+                  [&] { (void)MultiVersionDocument::make_in(arena, nullptr, "", {}, "[]"); }),
+              no_id);
+}
+
+TEST(MultiVersionDocument, RefusesHistories) {
+    const auto lone = [](const std::string& entry) {
+        return R"("function" : "parse_revision", "error" : "invalid_revision_format", "args" : "1-)" + entry + "\" }";
+    };
+    const auto longer = [](const std::string& entry) {
+        return R"("function" : "Revision", "error" : "invalid_revision_string_format", "args" : ")" + entry + "\" }";
+    };
+    const struct {
+        const char* history;
+        std::string failure;
+    } cases[] = {
+        {R"([""])", lone("")},
+        {"[5]", lone("")},
+        {"[[[]]]", lone("")},
+        {R"([["A_x"]])", lone("")},
+        {R"(["A"])", lone("A")},
+        {R"(["_A"])", lone("_A")},
+        {R"(["a-b_c"])", lone("a-b_c")},
+        {R"(["A_x", "B"])", longer("B")},
+        {R"(["A_x", ""])", longer("")},
+        {R"(["A_x", ["B_x", "C_x_y"]])", longer("C_x_y")},
+        {R"([5, "A_x"])", R"("function" : "unfold", "error" : "revision_not_a_string" })"},
+        {R"(["", 5])", R"("function" : "unfold", "error" : "empty_revstring" })"},
+    };
+    for (const auto& [history, failure] : cases) {
+        EXPECT_EQ(failure_of<InvalidRevisionException>([&, h = history] { (void)read(h); }), failure) << history;
+    }
+}
+
+TEST(MultiVersionDocument, FindsRevisionsByTheirStrings) {
+    const DocumentRef document = read(R"(["A_x", ["B_A", "C_A"]])");
+    EXPECT_EQ(document->find(Revision{"2-C_A"}), 2U);
+    for (const char* text : {"2-A_x", "1-B_A", "3-B_A", "02-B_A", "2x-B_A", "2-D_A", "2-B_", "0-A_x"}) {
+        EXPECT_FALSE(document->find(Revision{text})) << text;
+    }
+    EXPECT_FALSE(document->find(Revision()));
+}
+
+TEST(MultiVersionDocument, GrowsByChildren) {
+    const DocumentRef first = MultiVersionDocument::first("id", "0123456789");
+    EXPECT_EQ(first->history(), R"(["0123456789_first"])");
+    const DocumentRef second = first->with_child(0, "B");
+    EXPECT_EQ(second->history(), R"(["0123456789_first", "B_0123456"])");
+    const DocumentRef forked = second->with_child(0, "A");
+    EXPECT_EQ(forked->history(), R"(["0123456789_first", ["A_0123456", "B_0123456"]])");
+    EXPECT_EQ(second->history(), R"(["0123456789_first", "B_0123456"])") << "a document never changes";
+    EXPECT_EQ(forked->with_child(0, "B")->history(), forked->history());
+    EXPECT_EQ(forked->with_child(1, resolved_hash)->with_child(3, resolved_hash)->history(),
+              R"(["0123456789_first", [["A_0123456", "resolved_A", "resolved_resolve"], "B_0123456"]])");
+    // Known under another parent already.
+    const DocumentRef joined = forked->with_child(1, "C")->with_child(3, "D");
+    EXPECT_EQ(joined->with_child(2, "A")->history(),
+              R"(["0123456789_first", [["A_0123456", "C_A", "D_C"], ["B_0123456", "A_B"]]])");
+    const DocumentRef same_prefix = read(R"(["A_x", ["0123456a_A", "0123456b_A"]])");
+    const DocumentRef once = same_prefix->with_child(1, "C");
+    EXPECT_EQ(once->with_child(2, "C")->history(), once->history());
+}
+
+TEST(MultiVersionDocument, OutlivesWhatItWasMadeFrom) {
+    auto arena = std::make_shared<Arena>();
+    std::string history = R"(["A_x", ["\u0042_x", "C_x"]])";
+    const std::string_view text = arena->copy(std::string_view(history));
+    const std::string_view id = arena->copy(std::string_view("id"));
+    const auto revisions = read_history(text, *arena);
+    const DocumentRef copied = MultiVersionDocument::make(id, revisions);
+    const DocumentRef sharing = MultiVersionDocument::make_in(*arena, arena, id, revisions, {});
+    const DocumentRef with_text = MultiVersionDocument::make_in(*arena, arena, id, revisions, text);
+    const std::weak_ptr<Arena> memory = arena;
+    arena.reset();
+    EXPECT_EQ(with_text->history(), history);
+    for (const DocumentRef& document : {copied, sharing}) {
+        EXPECT_EQ(document->id(), "id");
+        EXPECT_EQ(document->history(), R"(["A_x", ["B_x", "C_x"]])");
+        EXPECT_EQ(winning_of(*document), "2-B_x");
+        EXPECT_EQ(document->with_child(1, "D")->history(), R"(["A_x", [["B_x", "D_B"], "C_x"]])");
+    }
+    EXPECT_FALSE(memory.expired());
+}
+
+TEST(MultiVersionDocument, RandomTreesFollowTheModel) {
+    for (std::uint64_t seed = 1; seed <= 400; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937_64 random(seed);
+        const std::size_t reach = 1 + random() % 8;
+        // Few hashes, so that one revision is often reached along several ways.
+        const std::vector<std::string> hashes = {"A", "B", "abcdefghA", "abcdefghB", "deleted", "resolved", "resolved"};
+        Model model;
+        DocumentRef document = MultiVersionDocument::first("id", "A");
+        model.parents.emplace(Revision(1, "A", "first"), Revision());
+        for (std::size_t step = random() % 40; step > 0; --step) {
+            const std::size_t size = document->revisions().size();
+            const auto parent = static_cast<std::uint32_t>(size - 1 - random() % std::min(reach, size));
+            const std::string& hash = hashes[random() % hashes.size()];
+            const Revision above = document->revisions()[parent].revision();
+            model.parents.emplace(Revision(above.index() + 1, hash, above.datahash().substr(0, 7)), above);
+            document = document->with_child(parent, hash);
+        }
+        expect_like(*document, model);
+
+        // In any order, in either memory, and after writing and reading, the same document.
+        std::vector<std::uint32_t> order(document->revisions().size());
+        for (std::uint32_t i = 0; i < order.size(); ++i) order[i] = i;
+        std::shuffle(order.begin(), order.end(), random);
+        std::vector<TreeRevision> shuffled;
+        for (const std::uint32_t at : order) {
+            shuffled.push_back(document->revisions()[at]);
+            std::uint32_t& parent = shuffled.back().parent;
+            if (parent == no_entry) continue;
+            parent = static_cast<std::uint32_t>(std::find(order.begin(), order.end(), parent) - order.begin());
+        }
+        Arena arena;
+        const DocumentRef others[] = {
+            MultiVersionDocument::make("id", shuffled),
+            MultiVersionDocument::make_in(arena, nullptr, "id", shuffled, {}),
+            read(document->history()),
+        };
+        for (const DocumentRef& other : others) {
+            expect_like(*other, model);
+            EXPECT_EQ(other->history(), document->history());
+        }
+    }
+}
+
+// Quadratic work or recursion on any of these would not end, or overflow the stack.
+TEST(MultiVersionDocument, ReadsHugeHistories) {
+    constexpr std::size_t size = 200000;
+    const auto repeated = [](std::string first, const auto& entry, std::string last) {
+        for (std::size_t i = 0; i < size; ++i) first.append(", ").append(entry(i));
+        return first.append(last);
+    };
+    const auto numbered = [](std::size_t i) { return "\"" + std::to_string(i * 7919 % size) + "_x\""; };
+    const struct {
+        const char* name;
+        std::string history;
+        std::size_t revisions;
+    } cases[] = {
+        {"chain", repeated(R"(["A_x")", numbered, "]"), size + 1},
+        {"fan", repeated(R"(["A_x", ["B_x")", numbered, "]]"), size + 2},
+        {"one entry over and over", repeated(R"(["A_x", ["B_x")", [](std::size_t) { return R"("C_x")"; }, "]]"), 3},
+        {"one chain over and over",
+         repeated(R"(["A_x", ["B_x")", [](std::size_t) { return R"(["C_x", "D_x"])"; }, "]]"), 4},
+    };
+    for (const auto& [name, history, revisions] : cases) {
+        SCOPED_TRACE(name);
+        const DocumentRef document = read(history);
+        EXPECT_EQ(document->revisions().size(), revisions);
+        EXPECT_EQ(document->find(Revision{"1-A_x"}), 0U);
+        EXPECT_EQ(read(document->history())->history(), document->history());
+    }
+}
+
+}  // namespace
+}  // namespace libzentadbpp

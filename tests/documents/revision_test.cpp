@@ -1,0 +1,164 @@
+#include "documents/revision.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "common/error.h"
+
+namespace libzentadbpp {
+namespace {
+
+std::string record_end(std::string_view function, std::string_view error, const char* args = nullptr) {
+    std::string text = R"(, "function" : ")";
+    text.append(function).append(R"(", "error" : ")").append(error).append("\"");
+    if (args != nullptr) text.append(R"(, "args" : ")").append(args).append("\"");
+    return text.append(" }");
+}
+
+// The message of a failure with what depends on the source line cut off, and where it came from put first.
+std::string failure_of(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const InvalidRevisionException& failure) {
+        const std::string message = failure.what();
+        if (!message.starts_with(R"({ "filename" : "src/documents/revision", "line": )")) return message;
+        return message.substr(message.find(R"(, "function")"));
+    } catch (const std::invalid_argument& failure) {
+        return std::string("invalid_argument: ") + failure.what();
+    } catch (const std::out_of_range& failure) {
+        return std::string("out_of_range: ") + failure.what();
+    }
+    return "none";
+}
+
+TEST(Revision, ParsesTexts) {
+    const struct {
+        const char* text;
+        std::uint32_t index;
+        const char* datahash;
+        const char* uuid;
+        const char* composed;
+    } cases[] = {
+        {"3-abc_def", 3, "abc", "def", "3-abc_def"},
+        {"3z-abc_def", 3, "abc", "def", "3-abc_def"},
+        {"+3-abc_def", 3, "abc", "def", "3-abc_def"},
+        {" \t\n\v\f\r3-abc_def", 3, "abc", "def", "3-abc_def"},
+        {"007-abc_def", 7, "abc", "def", "7-abc_def"},
+        {"-3-abc_def", 4294967293U, "abc", "def", "4294967293-abc_def"},
+        {"2147483647-a_b", 2147483647U, "a", "b", "2147483647-a_b"},
+        {"-2147483648-a_b", 2147483648U, "a", "b", "2147483648-a_b"},
+        {"3-_a_b", 3, "_a", "b", "3-_a_b"},
+        {"3-a_", 3, "a", "", "3-a_"},
+        {"0-a_b", 0, "a", "b", "0-a_b"},
+    };
+    for (const auto& [text, index, datahash, uuid, composed] : cases) {
+        SCOPED_TRACE(text);
+        const Revision revision{std::string_view(text)};
+        EXPECT_EQ(revision.index(), index);
+        EXPECT_EQ(revision.datahash(), datahash);
+        EXPECT_EQ(revision.uuid(), uuid);
+        EXPECT_EQ(revision.revision_string(), text);
+        EXPECT_EQ(revision, Revision(index, datahash, uuid)) << "the text does not count";
+        EXPECT_EQ(Revision(index, datahash, uuid).revision_string(), composed);
+    }
+}
+
+TEST(Revision, RefusesOtherTexts) {
+    const auto format = [](const char* text) { return record_end("parse_revision", "invalid_revision_format", text); };
+    const struct {
+        const char* text;
+        std::string failure;
+    } cases[] = {
+        {"", record_end("Revision", "empty_revision")},
+        {"3abc_def", format("3abc_def")},
+        {"3-abcdef", format("3-abcdef")},
+        {"3-a_b_c", format("3-a_b_c")},
+        {"3-a-b_c", format("3-a-b_c")},
+        {"3--a_b", format("3--a_b")},
+        {"-abc_def", format("-abc_def")},
+        {"3-", format("3-")},
+        {"3-_a", format("3-_a")},
+        {"x-abcdef", format("x-abcdef")},
+        {"x-abc_def", "invalid_argument: invalid stoi argument"},
+        {" -abc_def", "invalid_argument: invalid stoi argument"},
+        {"+ 3-a_b", "invalid_argument: invalid stoi argument"},
+        {"+-3-a_b", format("+-3-a_b")},
+        {"\xa0"
+         "3-a_b",
+         "invalid_argument: invalid stoi argument"},
+        {"2147483648-a_b", "out_of_range: stoi argument out of range"},
+        {"-2147483649-a_b", "out_of_range: stoi argument out of range"},
+        {"99999999999999999999999999x-a_b", "out_of_range: stoi argument out of range"},
+    };
+    for (const auto& [text, failure] : cases) {
+        EXPECT_EQ(failure_of([&, t = text] { (void)Revision{std::string_view(t)}; }), failure) << text;
+    }
+}
+
+TEST(Revision, SplitsHashAndSuffix) {
+    EXPECT_EQ(Revision(4, "a-b_c").revision_string(), "4-a-b_c");
+    EXPECT_EQ(Revision(4, "a-b_c").datahash_uuid(), "a-b_c");
+    for (const char* text : {"", "a", "_a", "a_b_c"}) {
+        EXPECT_EQ(failure_of([&] { (void)Revision(4, text); }),
+                  record_end("Revision", "invalid_revision_string_format", text));
+    }
+}
+
+TEST(Revision, AccessorsCheckTheState) {
+    const Revision null;
+    const Revision no_hash(3, "", "x");
+    const Revision no_suffix(3, "x", "");
+    EXPECT_TRUE(null.is_null() && Revision(0, "", "").is_null());
+    EXPECT_FALSE(no_hash.is_null() || no_suffix.is_null() || Revision(0, "a", "b").is_null());
+    EXPECT_EQ(failure_of([&] { (void)null.index(); }), "invalid_revision_state_index_zero");
+    EXPECT_EQ(failure_of([&] { (void)null.revision_string(); }), "invalid_revision_state_null");
+    EXPECT_EQ(failure_of([&] { (void)null.datahash(); }), "invalid_revision_state_datahash_empty");
+    EXPECT_EQ(failure_of([&] { (void)null.datahash_uuid(); }), "invalid_revision_state_datahash_empty");
+    EXPECT_EQ(failure_of([&] { (void)no_hash.datahash(); }), "invalid_revision_state_datahash_empty");
+    EXPECT_EQ(failure_of([&] { (void)no_suffix.datahash_uuid(); }), "invalid_revision_state_uuid_empty");
+    EXPECT_EQ(no_suffix.datahash(), "x");
+    EXPECT_TRUE(Revision(2, "deleted", "x").is_deleted() && Revision(2, "resolved", "x").is_resolved());
+    EXPECT_FALSE(Revision(2, "deleted2", "x").is_deleted() || Revision(2, "deleted", "x").is_resolved());
+}
+
+TEST(Revision, OrdersByGenerationThenText) {
+    const std::vector<const char*> ascending = {"2-a_y", "2-a_ya", "2-b_x", "2-\x80_a", "9-z_z", "10-a_b", "-1-a_b"};
+    for (std::size_t i = 0; i < ascending.size(); ++i) {
+        for (std::size_t j = 0; j < ascending.size(); ++j) {
+            EXPECT_EQ(Revision{std::string_view(ascending[i])} < Revision{std::string_view(ascending[j])}, i < j)
+                << ascending[i] << " " << ascending[j];
+        }
+    }
+    EXPECT_FALSE(Revision{"0-a_b"} < Revision{"0-c_d"});
+    EXPECT_FALSE(Revision() < Revision());
+    EXPECT_TRUE(Revision() < Revision{"1-a_b"});
+    EXPECT_TRUE(Revision{"03-a_b"} < Revision{"3-a_b"}) << "the text as it was given";
+}
+
+TEST(Revision, MakesSuccessors) {
+    const Revision first = Revision::generate_revision({}, "0123456789");
+    EXPECT_EQ(first.revision_string(), "1-0123456789_first");
+    const Revision second = Revision::generate_revision(first, "abc");
+    EXPECT_EQ(second.revision_string(), "2-abc_0123456");
+    EXPECT_EQ(Revision::generate_revision(second, "0123456789").revision_string(), "3-0123456789_abc");
+    EXPECT_EQ(Revision::deleted_revision(first).revision_string(), "2-deleted_0123456");
+    EXPECT_EQ(Revision::deleted_revision(Revision::deleted_revision(first)).revision_string(), "3-deleted_deleted");
+    EXPECT_EQ(Revision::resolved_revision(second).revision_string(), "3-resolved_abc");
+
+    const Revision no_hash(3, "", "x");
+    EXPECT_EQ(failure_of([&] { (void)Revision::generate_revision(first, "0123456789"); }),
+              record_end("generate_revision", "cannot_generate_new_revision_for_same_datahash"));
+    EXPECT_EQ(failure_of([&] { (void)Revision::generate_revision(no_hash, ""); }),
+              "invalid_revision_state_datahash_empty");
+    for (const auto successor : {Revision::deleted_revision, Revision::resolved_revision}) {
+        EXPECT_EQ(failure_of([&] { (void)successor({}); }), "invalid_revision_state_index_zero");
+        EXPECT_EQ(failure_of([&] { (void)successor(no_hash); }), "invalid_revision_state_datahash_empty");
+    }
+}
+
+}  // namespace
+}  // namespace libzentadbpp

@@ -1,0 +1,132 @@
+#include "transformation/update.h"
+
+#include <gtest/gtest.h>
+
+#include "common/error.h"
+#include "in_texts.h"
+
+namespace libzentadbpp {
+namespace {
+
+using namespace in_texts;
+using Revisions = std::vector<std::string>;
+
+constexpr std::string_view tasks_ordering = "ord-«default-ordering-«root->tasks-»»";
+
+// Brought up to date with each of these in turn.
+DocumentStorage updated_in_turn(std::initializer_list<std::string_view> versions, std::string_view config = "{}") {
+    DocumentStorage storage;
+    for (const std::string_view data : versions) storage = updated(storage, data, config);
+    return storage;
+}
+
+Revisions hashed(Revisions texts) {
+    for (std::string& text : texts) text = with_hashes(text);
+    return texts;
+}
+
+std::string suffix(std::string_view content) { return hash(content).substr(0, 7); }
+
+TEST(Update, WritesAWholeStorage) {
+    const std::string first = hash(R"({"a": 1})");
+    EXPECT_EQ(serialized(updated({}, R"({"a": 1})")),
+              R"({"d": {"root": [")" + first + R"(_first"]}, "o": {")" + first + R"(": {"a": 1}}, "r": "root"})");
+}
+
+TEST(Update, OnlyWhatChangedGetsARevision) {
+    const DocumentStorage once = updated({}, R"({"n": 1, "tasks": [{"_id": "t", "x": 1}, {"_id": "u"}]})");
+    const std::string text = serialized(once);
+    EXPECT_EQ(serialized(updated(once, R"({"tasks": [{"x": 1.0, "_id": "t"}, {"_id": "u"}], "n": 1})")), text);
+
+    const DocumentStorage twice = updated(once, R"({"n": 1, "tasks": [{"_id": "t", "x": 2}, {"_id": "u"}]})");
+    EXPECT_EQ(revisions(twice, "t"), hashed({"1-«{\"x\": 1}»_first", "2-«{\"x\": 2}»_" + suffix("{\"x\": 1}")}));
+    for (const std::string& same : hashed({"root", "u", std::string(tasks_ordering)})) {
+        EXPECT_EQ(revisions(twice, same), revisions(once, same)) << same;
+    }
+    EXPECT_EQ(serialized(once), text) << "a change shows in the storage it was made from";
+
+    const DocumentStorage back = updated(twice, R"({"n": 1, "tasks": [{"_id": "t", "x": 1}, {"_id": "u"}]})");
+    EXPECT_EQ(revisions(back, "t").back(), "3-" + hash("{\"x\": 1}") + "_" + suffix("{\"x\": 2}"));
+}
+
+TEST(Update, WhatIsGoneIsDeletedOnceAndStaysDeleted) {
+    const struct {
+        const char* with;
+        const char* without;
+        std::string read_later;
+    } cases[] = {
+        {R"({"#df": 1, "o": {"_id": "t", "x": 1}})", R"({"#df": 1})", R"({"#df": 1, "_id": "root"})"},
+        {R"({"#df": 1, "a": [{"_id": "t", "x": 1}]})", R"({"#df": 1, "a": []})",
+         R"({"#df": 1, "_id": "root", "a": []})"},
+        {R"({"#df": 1, "a": [{"_id": "t", "x": 1}, {"_id": "u"}]})", R"({"#df": 1, "a": [{"_id": "u"}]})",
+         R"({"#df": 1, "_id": "root", "a": [{"_id": "u"}]})"},
+    };
+    for (const auto& [with, without, read_later] : cases) {
+        const Revisions deleted = {"1-" + hash("{\"x\": 1}") + "_first", "2-deleted_" + suffix("{\"x\": 1}")};
+        const DocumentStorage gone = updated_in_turn({with, without});
+        EXPECT_EQ(revisions(gone, "t"), deleted) << with;
+        EXPECT_EQ(read(gone), canonical(read_later)) << with;
+        EXPECT_EQ(serialized(updated(gone, without)), serialized(gone)) << with;
+        const DocumentStorage brought_back = updated(gone, with);
+        EXPECT_EQ(revisions(brought_back, "t"), deleted) << with;
+        EXPECT_EQ(read(brought_back), canonical(read_later)) << with;
+    }
+}
+
+TEST(Update, AnotherRoot) {
+    const DocumentStorage storage = updated_in_turn({R"({"_id": "r1", "a": 1})", R"({"_id": "r2", "a": 2})"});
+    EXPECT_EQ(storage.root(), "r2");
+    EXPECT_TRUE(storage.find("r1")->winning().is_deleted());
+    EXPECT_EQ(read(storage), R"({"_id": "r2", "a": 2})");
+    EXPECT_EQ(updated(storage, R"({"_id": "r1", "a": 3})").root(), "r1");
+}
+
+TEST(Update, EveryInstanceKeepsItsOrder) {
+    const std::string a = with_hashes("ord-«a-ordering-«root->l-»»");
+    const std::string b = with_hashes("ord-«b-ordering-«root->l-»»");
+    DocumentStorage storage = updated({}, R"({"l": [{"_id": "x"}, {"_id": "y"}]})", R"({"instance_id": "a"})");
+    const Revisions of_a = revisions(storage, a);
+    storage = updated(storage, R"({"l": [{"_id": "y"}, {"_id": "x"}]})", R"({"instance_id": "b"})");
+    EXPECT_EQ(revisions(storage, a), of_a);
+    EXPECT_EQ(revisions(storage, b).size(), 1u);
+    EXPECT_EQ(read(storage, R"({"discard_id": false, "instance_id": "a"})"),
+              R"({"_id": "root", "l": [{"_id": "x"}, {"_id": "y"}]})");
+    EXPECT_EQ(read(storage, R"({"instance_id": "b"})"), R"({"_id": "root", "l": [{"_id": "y"}, {"_id": "x"}]})");
+    storage = updated(storage, "{}", R"({"instance_id": "b"})");
+    EXPECT_EQ(revisions(storage, a), of_a);
+    EXPECT_FALSE(storage.find(b)->winning().is_deleted());
+}
+
+TEST(Update, TheLastElementMovesAway) {
+    const DocumentStorage start = updated({}, R"({"a": [{"_id": "e"}], "b": [{"_id": "f"}]})");
+    const std::string_view later[] = {
+        R"({"_id": "root", "a": [], "b": [{"_id": "f"}, {"_id": "e"}]})",
+        R"({"_id": "root", "a": [], "b": [], "c": [{"_id": "e"}, {"_id": "f"}]})",
+        R"({"#df": 1, "_id": "root", "a": [], "b": [{"_id": "f"}], "o": {"_id": "e"}})",
+        R"({"_id": "root", "b": [{"_id": "e"}]})",
+    };
+    for (const std::string_view data : later) {
+        const DocumentStorage moved = updated(start, data);
+        EXPECT_EQ(read(moved), data);
+        EXPECT_EQ(serialized(updated(moved, data)), serialized(moved)) << data;
+    }
+    const DocumentStorage gone = updated_in_turn({R"({"a": [{"_id": "e"}]})", R"({"b": [{"_id": "e"}]})"});
+    EXPECT_EQ(read(updated(gone, R"({"a": [], "b": [{"_id": "e"}]})")),
+              R"({"_id": "root", "a": [], "b": [{"_id": "e"}]})");
+}
+
+TEST(Update, AHashOfAnotherKindIsAnotherContent) {
+    const DocumentStorage storage =
+        updated(updated({}, R"({"a": 1})"), R"({"a": 1})", R"({"force_fast_hash_only": true})");
+    EXPECT_EQ(revisions(storage, "root").back(),
+              "2-" + hash("{\"a\": 1}", HashKind::fast) + "_" + suffix("{\"a\": 1}"));
+}
+
+TEST(Update, ContentsThatOneIdGetsTwiceAreRevisionsInTurn) {
+    const DocumentStorage storage = updated({}, R"({"a": [{"_id": "e", "x": 1}, {"_id": "e", "x": 2}]})");
+    EXPECT_EQ(revisions(storage, "e"), hashed({"1-«{\"x\": 1}»_first", "2-«{\"x\": 2}»_" + suffix("{\"x\": 1}")}));
+    EXPECT_EQ(read(storage), R"({"_id": "root", "a": [{"_id": "e", "x": 2}, {"_id": "e", "x": 2}]})");
+}
+
+}  // namespace
+}  // namespace libzentadbpp
