@@ -1,0 +1,224 @@
+#include <cstdlib>
+
+#include "c_api/export_table.h"
+#include "c_api/samples.h"
+
+namespace c_api {
+namespace {
+
+// These hold whichever form results are written in; the environment of the process decides which one that is.
+bool writes_compact() { return std::getenv("USE_BEL_FORMAT") != nullptr; }
+
+std::string sized(const std::string& text) { return std::to_string(text.size()) + ":" + text; }
+
+// The compact form of a text as the library writes it, without escapes in its strings.
+std::string compact(const std::string& standard) {
+    switch (standard[0]) {
+        case 'n':
+            return "@N";
+        case 't':
+            return "@T";
+        case 'f':
+            return "@F";
+        case '"':
+            return "@" + sized(unquoted(standard));
+        case '[':
+        case '{': {
+            std::string text = standard[0] == '[' ? "@l" : "@d";
+            for (const std::string& entry : entries(standard)) {
+                if (standard[0] == '[') {
+                    text += compact(entry);
+                } else {
+                    const std::size_t colon = entry.find("\": ");
+                    text += sized(entry.substr(1, colon - 1)) + compact(entry.substr(colon + 3));
+                }
+            }
+            return text + "x";
+        }
+        default:
+            return (standard.find_first_of(".eE") == std::string::npos && standard.size() <= 9 ? "@i" : "@f") +
+                   standard + "x";
+    }
+}
+
+std::string standard_value(std::string_view& left) {
+    const auto take = [&](std::size_t size) {
+        const std::string_view taken_text = left.substr(0, size);
+        left.remove_prefix(std::min(size, left.size()));
+        return std::string(taken_text);
+    };
+    const auto string = [&] {
+        const std::string size = take(left.find(':'));
+        take(1);
+        return '"' + take(std::stoul(size)) + '"';
+    };
+    if (left.size() < 2) return "nothing";
+    take(1);
+    if (left[0] >= '0' && left[0] <= '9') return string();
+    const std::string type = take(1);
+    if (type == "N" || type == "T" || type == "F") return type == "N" ? "null" : type == "T" ? "true" : "false";
+    if (type == "i" || type == "f") {
+        const std::string number = take(left.find('x'));
+        take(1);
+        return number;
+    }
+    std::string text(1, type == "l" ? '[' : '{');
+    while (!left.empty() && left[0] != 'x') {
+        if (text.size() > 1) text += ", ";
+        if (type == "d") text += string() + ": ";
+        text += standard_value(left);
+    }
+    take(1);
+    return text + (type == "l" ? "]" : "}");
+}
+
+// What a result says, in the standard form.
+std::string standard(const std::string& text) {
+    if (!text.starts_with('@')) return text;
+    std::string_view left = text;
+    std::string value = standard_value(left);
+    EXPECT_TRUE(left.empty()) << text;
+    return value;
+}
+
+TEST(CompactForm, IsTakenByEveryFunction) {
+    for (const Export& row : exports()) {
+        Texts in_standard = good_arguments(row);
+        Texts in_compact = in_standard;
+        for (std::size_t at = 0; at < in_standard.size(); ++at) {
+            const Kind kind = row.arguments[at].kind;
+            if (!is_json(kind) && kind != Kind::handle) continue;
+            in_standard[at] = standard(*in_standard[at]);
+            in_compact[at] = compact(*in_standard[at]);
+            EXPECT_EQ(standard(*in_compact[at]), in_standard[at]);
+        }
+        const Answer answer = row.call(in_compact);
+        EXPECT_EQ(answer, row.call(in_standard)) << row.name;
+        EXPECT_FALSE(answer.text().starts_with(writes_compact() ? "{" : "@")) << row.name;
+        EXPECT_FALSE(answer.text().starts_with("[") && writes_compact()) << row.name;
+    }
+}
+
+TEST(CompactForm, OfResultsTellsTheSame) {
+    const std::string set =
+        R"({"d": {"root": ["A_first", ["B_A", "C_A"]]}, "o": {"A": {"b": [true, false, null, "!t"], )"
+        R"("n": -5}, "B": {"x": 2.5, "y": 1e+30, "z": 1234567890}}, "r": "root"})";
+    const auto expect = [](const Answer& answer, const std::string& told) {
+        EXPECT_EQ(answer.text(), writes_compact() ? compact(told) : told);
+    };
+    expect(open(set), set);
+    expect(taken(sync_json_uncompress(set.c_str())), set);
+    expect(taken(sync_json_uncompress(taken(sync_json_compress(set.c_str())).text().c_str())), set);
+    expect(taken(sync_json_all_docs(set.c_str())), R"(["root"])");
+    expect(taken(sync_json_available(set.c_str(), "2-C_A")), "false");
+    expect(taken(sync_json_history(set.c_str(), "root", "2-C_A")), R"(["2-C_A", "1-A_first"])");
+    expect(taken(read_sync_json(set.c_str(), "{}")), R"({"_id": "root", "x": 2.5, "y": 1e+30, "z": 1234567890})");
+    expect(taken(json_array_unflatten(R"([{"_id": "a", "z": "!t"}])", "{}", "")), R"({"_id": "a", "z": "t"})");
+    expect(taken(sync_json_patch("{}", R"({"o": [{"op": "add", "key": "k", "value": {"s": ""}}]})")),
+           R"({"d": {}, "o": {"k": {"s": ""}}})");
+    EXPECT_EQ(taken(sync_json_root(set.c_str())).text(), "root");
+    EXPECT_EQ(taken(sync_json_leafs(set.c_str(), "root")).text(), "2-B_A,2-C_A");
+
+    const std::string object = standard(taken(sync_json_compress(set.c_str())).text());
+    EXPECT_TRUE(is_compressed(object));
+    EXPECT_EQ(member(object, "uncompressed_size"), std::to_string((writes_compact() ? compact(set) : set).size()));
+    EXPECT_EQ(open(compact(object)), open(set));
+}
+
+TEST(CompactForm, OfSetsIsReadBackAsItWasWritten) {
+    for (const auto& [name, set] : samples()) {
+        const Answer first = open(set);
+        EXPECT_EQ(open(first.text()), first) << name;
+        EXPECT_EQ(open(standard(first.text())), first) << name;
+        EXPECT_EQ(open(compact(standard(first.text()))), first) << name;
+    }
+}
+
+// The compact form travels as a C text, so what holds a NUL byte cannot be told in it, and is never cut short.
+TEST(CompactForm, RefusesTextsThatContainNul) {
+    const std::string content = R"({"a": "!x\u0000y"})";
+    const std::string set = R"({"d": {"root": ["A_first"]}, "o": {"A": )" + content + R"(}, "r": "root"})";
+    for (const std::string_view name :
+         {"sync_json_resolve", "sync_json_all_winning", "sync_json_data", "sync_json_ptr_data", "sync_json_prune",
+          "sync_json_prune_ids", "sync_json_to_bulk_docs", "sync_json_ptr_to_bulk_docs", "read_sync_json",
+          "read_sync_json_ptr", "update_sync_json", "replicate_sync_json", "json_object_flatten", "sync_json_diff",
+          "sync_json_patch", "sync_json_compress", "sync_json_uncompress"}) {
+        const Export& row = export_named(name);
+        Texts given = good_arguments(row);
+        for (std::size_t at = 0; at < given.size(); ++at) {
+            const Kind kind = row.arguments[at].kind;
+            if (kind == Kind::object) given[at] = content;
+            if (kind == Kind::revision) given[at] = "1-A_first";
+            if (kind != Kind::sync_json && kind != Kind::handle) continue;
+            given[at] = at == 1 && name.find("_sync_json") == std::string_view::npos ? "{}" : set;
+        }
+        const Answer answer = row.call(given);
+        EXPECT_EQ(answer.error, writes_compact() ? record(name, "text_contains_nul") : "") << name;
+    }
+    const Answer handle = open(set);
+    EXPECT_TRUE(handle.handle);
+    EXPECT_EQ(handle.value, writes_compact() ? std::nullopt : std::optional(set));
+    EXPECT_EQ(taken(sync_json_ptr_root(handle.handle.get())).text(), "root");
+}
+
+TEST(CompactForm, DamagedIsAnError) {
+    const std::string whole = compact(standard(rich_sample()));
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        const Answer answer = open(whole.substr(0, length));
+        ASSERT_FALSE(answer.value || answer.error.empty()) << whole.substr(0, length);
+        ASSERT_EQ(taken(read_sync_json(whole.substr(0, length).c_str(), "{}")), answer);
+    }
+    for (const char* text : {"@",
+                             "@x",
+                             "@q",
+                             "@5:abc",
+                             "@-1:a",
+                             "@99999999999999999999:a",
+                             "@18446744073709551615:a",
+                             "@ 1:a",
+                             "@3",
+                             "@3:abcx",
+                             "@ix",
+                             "@i1",
+                             "@i1.5x",
+                             "@i2147483648x",
+                             "@f1",
+                             "@fx",
+                             "@f1x2x",
+                             "@f1e",
+                             "@l",
+                             "@l@i1x",
+                             "@lx@lx",
+                             "@l1:ax",
+                             "@d",
+                             "@d1:a",
+                             "@d1:ax",
+                             "@d@1:a@Nx",
+                             "@d1a@Nx",
+                             "@dx ",
+                             "@Nx",
+                             "@i1x@i1x",
+                             "@l,x",
+                             "@d1:a@Nxx"}) {
+        EXPECT_NE(open(text).error, "") << text;
+        EXPECT_NE(taken(sync_json_diff(text, "{}", "{}")).error, "") << text;
+        const std::string config = text;
+        EXPECT_NE(taken(read_sync_json("{}", config.c_str())).error, "") << text;
+    }
+}
+
+TEST(CompactForm, NestsAsDeepAsTheStandardOne) {
+    for (const std::size_t levels : {200U, 201U, 256U, 257U, 1000000U}) {
+        std::string array;
+        for (std::size_t i = 0; i < levels; ++i) array += "@l";
+        array += std::string(levels, 'x');
+        const std::string too_deep = "exceeded maximum nesting depth";
+        EXPECT_EQ(open("@d1:x" + array + "x").error, levels > 200 ? too_deep : "") << levels;
+        const std::string set = "@d1:d@d4:root@l@7:A_firstxx1:o@d1:A@d1:a" + array + "xx1:r@4:rootx";
+        EXPECT_EQ(open(set).error, levels > 256 ? too_deep : "") << levels;
+        EXPECT_EQ(taken(read_sync_json(set.c_str(), "{}")).error, levels > 200 ? too_deep : "") << levels;
+    }
+}
+
+}  // namespace
+}  // namespace c_api

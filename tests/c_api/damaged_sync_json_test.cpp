@@ -1,0 +1,315 @@
+#include <pthread.h>
+
+#include <random>
+
+#include "c_api/export_table.h"
+#include "c_api/samples.h"
+
+namespace c_api {
+namespace {
+
+struct Case {
+    std::string text;
+    std::string error;
+};
+
+void expect_refused(const std::string& sync_json, const std::string& error) {
+    EXPECT_EQ(open(sync_json).error, error) << sync_json;
+    EXPECT_EQ(taken(sync_json_all_docs(sync_json.c_str())).error, error) << sync_json;
+    EXPECT_EQ(taken(sync_json_all_docs(compressed(sync_json).c_str())).error, error) << sync_json;
+}
+
+// "o" before "d" before "r", whichever way they stand in the text.
+TEST(DamagedSyncJson, ChecksStandInTheirOrder) {
+    const std::vector<Case> keys{
+        {R"({"o": 5})", "invalid_syncdata_data_node"},
+        {R"({"o": []})", "invalid_syncdata_data_node"},
+        {R"({"d": {"a": 5}, "o": null})", "invalid_syncdata_data_node"},
+        {R"({"d": [], "r": 5})", "invalid_syncdata_data_node"},
+        {R"({"d": null})", "invalid_syncdata_data_node"},
+        {R"({"d": {"a": "A_first"}, "r": 5})", "expecting_revision_history_array"},
+        {R"({"d": {"b": ["A"], "a": {}}})", "expecting_revision_history_array"},
+        {R"({"d": {"a": 5, "a": ["A_first"]}})", "missing_root_identifier_in_non_empty_syncjson"},
+        {R"({"r": "a"})", "missing_documents"},
+        {R"({"r": 5, "d": {}})", "missing_documents"},
+        {R"({"d": {"a": ["A_first"]}, "r": 5})", "root_document_id_not_a_string"},
+        {R"({"d": {"a": ["A_first"]}, "r": null})", "root_document_id_not_a_string"},
+        {R"({"d": {"a": ["A_first"]}, "r": "b"})", "root_is_missing_in_documents"},
+        {R"({"d": {"a": ["A_first"]}, "r": ""})", "root_is_missing_in_documents"},
+    };
+    for (const auto& [text, key] : keys) {
+        expect_refused(text, record("deserialize", key, std::nullopt, "src/documents/documentstorage"));
+    }
+    const auto bad_content = [](const char* hash) {
+        return record("deserialize", "invalid_data_object", hash, "src/data/datastorage");
+    };
+    expect_refused(R"({"r": 5, "d": [], "o": {"B": {}, "A": 5}})", bad_content("A"));
+    expect_refused(R"({"d": {"a": 5}, "o": {"A": {}, "B": "text"}})", bad_content("B"));
+    for (const char* sound :
+         {R"({"d": {"a": ["A_first"]}, "r": "a"})", R"({"d": {}})", R"({"o": {"A": {}}})", R"({"x": [{}], "D": 5})"}) {
+        expect_refused(sound, "");
+    }
+}
+
+TEST(DamagedSyncJson, HistoriesThatAreNone) {
+    const auto with = [](const std::string& history) { return R"({"d": {"a": )" + history + R"(}, "r": "a"})"; };
+    for (const char* history : {R"([5, "A_first"])", R"([["A_first"], "A_first"])", R"([null, 5])"}) {
+        expect_refused(with(history), record("unfold", "revision_not_a_string", std::nullopt, "src/common/utils"));
+    }
+    expect_refused(with(R"(["", "A_first"])"), record("unfold", "empty_revstring", std::nullopt, "src/common/utils"));
+    for (const auto& [history, entry] : std::vector<Case>{{R"(["A_first", "B"])", "B"},
+                                                          {R"(["A_first", "B_C_D"])", "B_C_D"},
+                                                          {R"(["A_first", ["B_A", ""]])", ""},
+                                                          {R"(["A_first", [["B_A", ["C"]]]])", "C"}}) {
+        expect_refused(with(history),
+                       record("Revision", "invalid_revision_string_format", entry, "src/documents/revision"));
+    }
+    for (const auto& [history, revision] : std::vector<Case>{{R"(["A"])", "1-A"},
+                                                             {"[5]", "1-"},
+                                                             {R"([""])", "1-"},
+                                                             {R"([["A_first"]])", "1-"},
+                                                             {R"(["A_b-c_d"])", "1-A_b-c_d"}}) {
+        expect_refused(with(history),
+                       record("parse_revision", "invalid_revision_format", revision, "src/documents/revision"));
+    }
+    expect_refused(R"({"d": {"": ["A_first"]}, "r": ""})",
+                   record("MultiVersionDocument", "cannot_push_new_revision_if_document_is_missing_identifier",
+                          std::nullopt, "src/documents/multiversiondocument"));
+}
+
+TEST(DamagedSyncJson, HistoriesAreReadAsFarAsTheyTell) {
+    const std::vector<std::pair<std::string, std::string>> histories{
+        {R"(["A_first"])", R"(["A_first"])"},
+        {R"(["A_first", 5, "B_A"])", R"(["A_first"])"},
+        {R"(["A_first", "B_A", null, "C_B"])", R"(["A_first", "B_A"])"},
+        {R"(["A_first", {"x": ["B_A"]}, ["C_A"]])", R"(["A_first"])"},
+        {R"(["A_first", ["C_A", "B_A"]])", R"(["A_first", ["B_A", "C_A"]])"},
+        {R"(["A_first", ["B_A"]])", R"(["A_first", "B_A"])"},
+        {R"(["A_first", ["B_A", "C_A"], "D_A", 5])", R"(["A_first", ["B_A", "C_A"]])"},
+        {R"(["A_first", ["B_A", 7, [], ["C_A", "D_C"]]])", R"(["A_first", ["B_A", ["C_A", "D_C"]]])"},
+        {R"(["A_first", [["B_A", 5, "C_B"]]])", R"(["A_first", "B_A"])"},
+        {R"(["A_first", [["B_A", ["D_B", "C_B"]], ["B_A", "E_B"]]])", R"(["A_first", "B_A", ["C_B", "D_B", "E_B"]])"},
+        {R"(["A_first", [[["B_A"]], [["C_A"], "D_A"]]])", R"(["A_first", ["B_A", "C_A"]])"},
+        {R"(["A_first", [["B_A", "X_y"], ["C_A", "X_y"]]])", R"(["A_first", [["B_A", "X_y"], "C_A"]])"},
+        {R"(["A_first", ["B_A", "B_A"]])", R"(["A_first", "B_A"])"},
+        {R"(["A_first", "A_first"])", R"(["A_first", "A_first"])"},
+        {R"(["A_first","B\u005fA" ])", R"(["A_first", "B_A"])"},
+    };
+    for (const auto& [given, written] : histories) {
+        const auto with = [](const std::string& history) { return R"({"d": {"a": )" + history + R"(}, "r": "a"})"; };
+        EXPECT_EQ(open(with(given)).value, with(written)) << given;
+        EXPECT_EQ(open(with(written)).value, with(written));
+    }
+}
+
+TEST(DamagedSyncJson, AnEmptyTreeFailsWhereAWinnerIsAsked) {
+    const std::string set = R"({"d": {"a": []}, "r": "a"})";
+    EXPECT_EQ(open(set).value, set);
+    const auto fails_with = [](const Answer& answer, const std::string& key) {
+        EXPECT_NE(answer.error.find("\"error\" : \"" + key), std::string::npos) << answer.error;
+    };
+    fails_with(taken(sync_json_winning(set.c_str(), "a")), "no_revisions_in_winning");
+    fails_with(taken(sync_json_leafs(set.c_str(), "a")), "no_revision_in_document");
+    fails_with(taken(read_sync_json(set.c_str(), "{}")), "no_revision");
+    fails_with(taken(update_sync_json("{}", set.c_str(), "{}")), "no_revision");
+}
+
+TEST(DamagedSyncJson, ContentsThatNothingRefersToAreDropped) {
+    EXPECT_EQ(open(R"({"r": "a", "o": {"B": {}, "A": {"b": 1, "a": 2}}, "d": {"a": ["A_first"]}, "more": 1})").value,
+              R"({"d": {"a": ["A_first"]}, "o": {"A": {"a": 2, "b": 1}}, "r": "a"})");
+}
+
+// --- Texts that end early, or are not what was written
+
+TEST(DamagedSyncJson, CutAnywhereIsAnError) {
+    for (const std::string& whole : {rich_sample(), compressed(rich_sample())}) {
+        for (std::size_t length = 0; length < whole.size(); ++length) {
+            const std::string cut = whole.substr(0, length);
+            const Answer answer = open(cut);
+            ASSERT_FALSE(answer.value || answer.error.empty() || answer.error.starts_with('{')) << cut;
+            ASSERT_EQ(taken(read_sync_json(cut.c_str(), "{}")), answer) << cut;
+            ASSERT_EQ(taken(sync_json_diff(cut.c_str(), "{}", "{}")).error, answer.error) << cut;
+        }
+    }
+}
+
+TEST(DamagedSyncJson, AnyTextGetsAnAnswer) {
+    const std::uint64_t seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937_64 random(seed);
+    const auto below = [&](std::size_t limit) { return static_cast<std::size_t>(random() % limit); };
+    const std::string pieces[] = {"[", "]", "{",       "}",     "\"",   ",", ":",
+                                  "_", "-", "\\u0000", "1e999", "null", "@", "\"\""};
+    std::size_t still_read = 0;
+    for (int round = 0; round < 300; ++round) {
+        const std::string& sample = samples()[below(samples().size())].sync_json;
+        std::string text = sample;
+        for (std::size_t change = below(3) + 1; change > 0; --change) {
+            const std::size_t at = below(text.size());
+            const std::size_t from = below(text.size());
+            switch (below(4)) {
+                case 0:
+                    text[at] = static_cast<char>(below(255) + 1);
+                    break;
+                case 1:
+                    text.replace(at, below(3), pieces[below(std::size(pieces))]);
+                    break;
+                case 2:
+                    text.insert(at, std::string(text, from, below(80)));
+                    break;
+                default:
+                    text.erase(at, below(20));
+                    if (text.empty()) text = "{";
+            }
+        }
+        const Answer handle = open(text);
+        for (const Export& row : exports()) {
+            Texts given = good_arguments(row);
+            for (std::size_t at = 0; at < given.size(); ++at) {
+                const Kind kind = row.arguments[at].kind;
+                if (kind == Kind::handle && !handle.handle) continue;
+                if (kind == Kind::number || kind == Kind::flag || (kind == Kind::config && round % 2 == 0)) continue;
+                given[at] = text;
+            }
+            const Answer answer = row.call(given);
+            if (row.gives != Gives::sync_json || row.name == "sync_json_uncompress" || !answer.value) continue;
+            if (is_compressed(*answer.value)) continue;
+            EXPECT_EQ(open(*answer.value).value, answer.value) << row.name << " of " << text;
+            ++still_read;
+        }
+    }
+    EXPECT_GT(still_read, 0U);
+}
+
+TEST(DamagedSyncJson, ReferencesThatGoRoundOrNowhere) {
+    const auto set = [](const std::string& root, const std::string& other) {
+        return R"({"d": {"b": ["B_first"], "ord-1": ["O_first"], "root": ["A_first"]}, "o": {"A": )" + root +
+               R"(, "B": )" + other + R"(, "O": {"d": "D", "i": "default", "s": ["b", "b"]}}, "r": "root"})";
+    };
+    const auto failure = [](std::string_view key, std::string_view id) {
+        return record("operator ()", key, id, "src/transformation/unflattener");
+    };
+    const std::vector<Case> cases{
+        {set(R"({"x": "Oroot"})", "{}"), failure("cyclic_document_reference", "root")},
+        {set(R"({"x": ["Ob"]})", R"({"y": {"z": "Oroot"}})"), failure("cyclic_document_reference", "root")},
+        {set(R"({"x": "Ob"})", R"({"y": "Ob"})"), failure("cyclic_document_reference", "b")},
+        {set(R"({"x": "AD"})", R"({"y": "AD"})"), failure("cyclic_document_reference", "b")},
+        {set(R"({"x": "AD"})", R"({"y": "Oroot"})"), failure("cyclic_document_reference", "root")},
+        {set(R"({"x": "Onone"})", "{}"), failure("missing_document", "none")},
+        {set(R"({"x": "AD", "y": "Ob", "z": "AE"})", "{}"), ""},
+    };
+    for (const auto& [text, error] : cases) {
+        EXPECT_EQ(taken(read_sync_json(text.c_str(), "{}")).error, error) << text;
+        EXPECT_EQ(taken(read_sync_json_ptr(open(text).handle.get(), "{}")).error, error) << text;
+        EXPECT_EQ(taken(sync_json_data(text.c_str(), "root", "1-A_first", "{}")).error, error) << text;
+    }
+}
+
+// --- Nesting
+
+std::string repeated(std::string_view text, std::size_t times) {
+    std::string all;
+    for (; times > 0; --times) all += text;
+    return all;
+}
+
+std::string nested(std::size_t levels) { return repeated("[", levels) + repeated("]", levels); }
+
+#ifdef __has_feature
+constexpr bool checked_by_clang = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#else
+constexpr bool checked_by_clang = false;
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool checked_by_gcc = true;
+#else
+constexpr bool checked_by_gcc = false;
+#endif
+
+// As small a stack as a host may have; the checkers need several times what the library does.
+constexpr std::size_t stack_size = (checked_by_clang || checked_by_gcc ? 1024 : 256) * std::size_t{1024};
+
+void on_small_stack(void (*run)()) {
+    pthread_attr_t attributes;
+    pthread_t thread;
+    pthread_attr_init(&attributes);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, stack_size), 0);
+    const auto start = [](void* work) -> void* {
+        reinterpret_cast<void (*)()>(work)();
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, &attributes, start, reinterpret_cast<void*>(run)), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+}
+
+TEST(DamagedSyncJson, NestingUpToTheLimits) {
+    on_small_stack([] {
+        const std::string too_deep = "exceeded maximum nesting depth";
+        const auto with_content = [](const std::string& content) {
+            return R"({"d": {"root": ["A_first"]}, "o": {"A": )" + content + R"(}, "r": "root"})";
+        };
+        struct Limit {
+            std::size_t levels;  // of arrays in a member
+            std::string reading;
+            std::string rebuilding;
+        };
+        for (const auto& [levels, reading, rebuilding] : std::vector<Limit>{{200, "", ""},
+                                                                            {201, "", too_deep},
+                                                                            {256, "", too_deep},
+                                                                            {257, too_deep, too_deep},
+                                                                            {100000, too_deep, too_deep}}) {
+            const std::string set = with_content(R"({"a": )" + nested(levels) + "}");
+            EXPECT_EQ(open(set).error, reading) << levels;
+            EXPECT_EQ(taken(read_sync_json(set.c_str(), "{}")).error, rebuilding) << levels;
+            EXPECT_EQ(taken(sync_json_uncompress(set.c_str())).error, reading) << levels;
+            EXPECT_EQ(taken(sync_json_diff("{}", set.c_str(), "{}")).error, reading) << levels;
+            const std::string data = R"({"a": )" + nested(levels) + "}";
+            EXPECT_EQ(taken(update_sync_json(data.c_str(), "{}", "{}")).error, rebuilding) << levels;
+            const std::string member = R"({"x": )" + nested(levels) + "}";
+            EXPECT_EQ(open(member).error, rebuilding) << levels;
+        }
+
+        // Histories nest without limit: each fork along a path adds two levels.
+        constexpr std::size_t forks = 50000;
+        const std::string last = std::to_string(2 * forks + 1);
+        std::string history = R"(["A_first")";
+        for (std::size_t fork = 0; fork < forks; ++fork) history += R"(, ["B_A", ["C_A", "D_C")";
+        history += repeated("]]", forks) + "]";
+        const std::string set = R"({"d": {"root": )" + history + R"(}, "o": {"D": {"a": 1}}, "r": "root"})";
+        const Answer handle = open(set);
+        EXPECT_TRUE(handle.value == set);
+        EXPECT_EQ(taken(sync_json_ptr_winning(handle.handle.get(), "root")).text(), last + "-D_C");
+        EXPECT_EQ(taken(sync_json_ptr_data(handle.handle.get(), "root", (last + "-D_C").c_str(), "{}")).text(),
+                  R"({"_id": "root", "a": 1})");
+        EXPECT_TRUE(uncompressed(compressed(set)) == set);
+        EXPECT_EQ(taken(sync_json_diff(set.c_str(), set.c_str(), "{}")).text(), R"({"d": [], "o": []})");
+        EXPECT_TRUE(taken(replicate_sync_json(set.c_str(), "{}", "{}")).text() == set);
+    });
+}
+
+// What could be quadratic in a wide or a long history.
+TEST(DamagedSyncJson, LongHistoriesAreNoTrouble) {
+    constexpr int length = 200000;
+    std::string chain = R"(["A_first")";
+    std::string star = R"(["A_first", [)";
+    for (int i = 0; i < length; ++i) {
+        chain += i % 2 == 0 ? R"(, "B_A")" : R"(, "A_B")";
+        star += (i == 0 ? "\"B" : ", \"B") + std::to_string(i) + "_A\"";
+    }
+    const std::string set = R"({"d": {"chain": )" + chain + R"(], "root": )" + star + R"(]]}, "r": "root"})";
+    const Answer handle = open(set);
+    ASSERT_TRUE(handle.handle) << handle.error;
+    EXPECT_EQ(taken(sync_json_ptr_winning(handle.handle.get(), "chain")).text(), std::to_string(length + 1) + "-A_B");
+    EXPECT_EQ(taken(sync_json_ptr_winning(handle.handle.get(), "root")).text(), "2-B0_A");
+    EXPECT_EQ(split_list(taken(sync_json_ptr_siblings(handle.handle.get(), "root", "2-B7_A")).text()).size(),
+              length - 1U);
+    const Answer resolved = taken(sync_json_ptr_resolve(handle.handle.get(), "root", "2-B0_A"));
+    EXPECT_EQ(taken(sync_json_ptr_winning(resolved.handle.get(), "root")).text(),
+              "2-B100000_A");  // the bytes decide, and a digit is less than "_"
+    EXPECT_EQ(taken(replicate_sync_json_ptr(resolved.handle.get(), handle.handle.get(), "{}")).value == resolved.value,
+              true);
+}
+
+}  // namespace
+}  // namespace c_api

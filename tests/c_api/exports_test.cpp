@@ -1,0 +1,392 @@
+#include <algorithm>
+#include <fstream>
+#include <map>
+#include <set>
+
+#include "c_api/export_table.h"
+#include "c_api/samples.h"
+
+namespace c_api {
+namespace {
+
+const std::string damaged_object = R"({"compressed": true, "data": "AAAA", "uncompressed_size": 4})";
+
+enum class Fault : std::uint8_t { none, null, empty, malformed, wrong_kind, unopenable };
+
+std::vector<Fault> faults_of(Kind kind) {
+    if (kind == Kind::number || kind == Kind::flag || kind == Kind::optional_text) return {Fault::none};
+    std::vector<Fault> faults{Fault::none, Fault::null};
+    for (const Fault fault : {Fault::empty, Fault::malformed, Fault::wrong_kind}) {
+        if (is_json(kind)) faults.push_back(fault);
+    }
+    if (kind == Kind::sync_json) faults.push_back(Fault::unopenable);
+    return faults;
+}
+
+// Every way to choose one of the options for each position.
+template <class Option, class Visit>
+void for_each_choice(const std::vector<std::vector<Option>>& options, const Visit& visit) {
+    std::vector<std::size_t> chosen(options.size(), 0);
+    if (std::ranges::any_of(options, [](const auto& some) { return some.empty(); })) return;
+    for (;;) {
+        std::vector<Option> choice;
+        for (std::size_t at = 0; at < options.size(); ++at) choice.push_back(options[at][chosen[at]]);
+        visit(choice);
+        std::size_t at = 0;
+        while (at < options.size() && ++chosen[at] == options[at].size()) chosen[at++] = 0;
+        if (at == options.size()) return;
+    }
+}
+
+std::string malformed_text(std::size_t at) { return std::string(1, static_cast<char>('w' + at)); }
+
+// The error of the first fault in the order in which arguments are looked at; none where all faults count as empty
+// sets.
+std::optional<std::string> expected_error(const Export& row, const std::vector<Fault>& faults) {
+    for (const std::size_t at : row.order) {
+        const Argument& argument = row.arguments[at];
+        switch (faults[at]) {
+            case Fault::null:
+                if (argument.kind == Kind::handle) return record(row.name, argument.key);
+                return argument.null_key.empty() ? "null input" : record(row.name, argument.null_key);
+            case Fault::empty:
+                return "invalid string_view position";
+            case Fault::malformed: {
+                const std::string text = malformed_text(at);
+                return "expected value, got '" + text + "' (" + std::to_string(text[0]) + ")";
+            }
+            case Fault::wrong_kind:
+                if (argument.check == Check::bare_key) return std::string(argument.key);
+                if (argument.check == Check::record) return record(row.name, argument.key);
+                break;
+            default:
+                break;
+        }
+    }
+    if (std::ranges::find(faults, Fault::unopenable) != faults.end()) {
+        if (row.inflation == Inflation::reported) return record("uncompress_object", "failed_to_uncompress_data");
+        if (row.inflation == Inflation::bare_key) return "failed_to_uncompress_obj";
+    }
+    return std::nullopt;
+}
+
+// What an answer says, compressed or not.
+Answer opened(Answer answer) {
+    if (answer.value && is_compressed(*answer.value)) answer.value = uncompressed(*answer.value);
+    return answer;
+}
+
+TEST(Exports, TableHasEveryFunction) {
+    std::ifstream list(ZENTADBPP_EXPORTS_FILE);
+    std::set<std::string> listed;
+    for (std::string line; std::getline(list, line);) {
+        line = line.substr(0, line.find_first_of(" \t#"));
+        if (!line.empty() && !line.starts_with("free_") && line != "sync_json_lib_version") listed.insert(line);
+    }
+    std::set<std::string> in_table;
+    for (const Export& row : exports()) in_table.emplace(row.name);
+    EXPECT_EQ(in_table, listed);
+    EXPECT_EQ(in_table.size(), 56U);
+}
+
+TEST(Exports, GoodArgumentsSucceed) {
+    for (const Export& row : exports()) EXPECT_EQ(row.call(good_arguments(row)).error, "") << row.name;
+}
+
+TEST(Exports, FirstFaultInOrderDecidesTheError) {
+    for (const std::string wrong : {"[1, 2]", "42", "\"text\"", "null", "true"}) {
+        for (const Export& row : exports()) {
+            const Texts good = good_arguments(row);
+            std::vector<std::vector<Fault>> options;
+            for (const Argument& argument : row.arguments) options.push_back(faults_of(argument.kind));
+            for_each_choice(options, [&](const std::vector<Fault>& faults) {
+                Texts given = good;
+                Texts as_empty = good;
+                std::string told(row.name);
+                for (std::size_t at = 0; at < given.size(); ++at) {
+                    told += " " + std::to_string(static_cast<int>(faults[at]));
+                    if (faults[at] == Fault::null) given[at] = std::nullopt;
+                    if (faults[at] == Fault::empty) given[at] = "";
+                    if (faults[at] == Fault::malformed) given[at] = malformed_text(at);
+                    if (faults[at] == Fault::wrong_kind) {
+                        given[at] = row.arguments[at].kind == Kind::array && wrong[0] == '[' ? "{}" : wrong;
+                        as_empty[at] = "{}";
+                    }
+                    if (faults[at] == Fault::unopenable) {
+                        given[at] = damaged_object;
+                        as_empty[at] = "{}";
+                    }
+                }
+                const Answer answer = row.call(given);
+                const auto error = expected_error(row, faults);
+                if (row.name == "dump_sync_json_ptr") {
+                    EXPECT_EQ(answer.value.has_value(), !error.has_value());
+                } else if (error) {
+                    EXPECT_EQ(answer.error, *error) << told << " " << wrong;
+                } else {
+                    EXPECT_EQ(opened(answer), opened(row.call(as_empty))) << told << " " << wrong;
+                }
+            });
+        }
+    }
+}
+
+TEST(Exports, NoRootIdMeansAnEmptyOne) {
+    const Export& row = export_named("json_array_unflatten");
+    for (const char* documents :
+         {"[]", R"([{"_id": "a"}, {"_id": "b", "r": "Oa"}])", R"([{"_id": "a"}, {"_id": "b"}])"}) {
+        EXPECT_EQ(row.call({documents, "{}", std::nullopt}), row.call({documents, "{}", ""}));
+    }
+}
+
+TEST(Exports, UnknownDocumentIsNotFound) {
+    for (const Export& row : exports()) {
+        Texts given = good_arguments(row);
+        for (std::size_t at = 0; at < given.size(); ++at) {
+            if (row.arguments[at].kind != Kind::id) continue;
+            for (const char* id : {"nowhere", ""}) {
+                given[at] = id;
+                EXPECT_EQ(row.call(given).error, record(row.name, "document_not_found", id));
+            }
+        }
+    }
+}
+
+TEST(Exports, CompressedTextsAreTakenAndAnswered) {
+    for (const Export& row : exports()) {
+        const Texts plain = good_arguments(row);
+        const Answer expected = opened(row.call(plain));
+        for (unsigned chosen = 0; chosen < (1U << plain.size()); ++chosen) {
+            Texts given = plain;
+            bool applies = true;
+            for (std::size_t at = 0; at < given.size(); ++at) {
+                if ((chosen >> at & 1U) == 0) continue;
+                applies = applies && row.arguments[at].kind == Kind::sync_json;
+                if (applies) given[at] = compressed(*given[at]);
+            }
+            if (!applies) continue;
+            const Answer answer = row.call(given);
+            const bool compresses = row.compression == Compression::always ||
+                                    (row.compression == Compression::like_first && (chosen & 1U) != 0);
+            EXPECT_EQ(is_compressed(answer.text()), compresses) << row.name << " " << chosen;
+            EXPECT_EQ(opened(answer), expected) << row.name << " " << chosen;
+        }
+    }
+}
+
+TEST(Exports, OnlyTheBooleanTrueAsksForACompressedResult) {
+    for (const Export& row : exports()) {
+        for (std::size_t at = 0; at < row.arguments.size(); ++at) {
+            if (row.arguments[at].kind != Kind::config) continue;
+            Texts given = good_arguments(row);
+            const Answer plain = row.call(given);
+            for (const std::string asks : {"true", "false", "\"true\"", "1", "null", "[true]", "{}"}) {
+                given[at] = R"({"compressed": )" + asks + "}";
+                const Answer answer = row.call(given);
+                EXPECT_EQ(is_compressed(answer.text()), row.compression == Compression::by_config && asks == "true")
+                    << row.name << " " << asks;
+                EXPECT_EQ(opened(answer), plain) << row.name << " " << asks;
+            }
+        }
+    }
+}
+
+TEST(Exports, CompressedObjectTellsTheWrittenSize) {
+    for (const auto& [name, text] : samples()) {
+        const std::string object = compressed(text);
+        EXPECT_EQ(member(object, "uncompressed_size"), std::to_string(text.size())) << name;
+        EXPECT_EQ(compressed(object), object) << name;
+        EXPECT_EQ(uncompressed(object), text) << name;
+        EXPECT_EQ(uncompressed(text), text) << name;
+    }
+}
+
+TEST(Exports, CompressedObjectsThatCannotBeOpened) {
+    const std::string list = R"("eJyLNowFAAHTAOo=")";             // [1]
+    const std::string malformed = R"("eJyrVkq0MgQABLwBag==")";    // {"a:1
+    const std::string cut = R"("eJyrVkpUsjLUUTJUsjKoBQAV/QM=")";  // {"a":1,"1":0} without the last byte
+    const std::string damaged = record("uncompress_object", "failed_to_uncompress_data");
+    const std::string too_large = record("uncompress_object", "failed_to_allocate_memory_for_uncompressed_data");
+    const auto error = [](const std::string& members) {
+        return taken(sync_json_uncompress((R"({"compressed": true, )" + members + "}").c_str())).error;
+    };
+    for (const char* size : {"-1", "6.5", "1e300", "9223372036854775807"}) {
+        EXPECT_EQ(error(R"("data": )" + list + R"(, "uncompressed_size": )" + size), too_large) << size;
+    }
+    for (const char* size : {"0", "2", "4", "100000"}) {
+        EXPECT_EQ(error(R"("data": )" + list + R"(, "uncompressed_size": )" + size), damaged) << size;
+    }
+    EXPECT_EQ(error(R"("data": )" + cut + R"(, "uncompressed_size": 13)"), damaged);
+    EXPECT_EQ(error(R"("data": 5, "uncompressed_size": 0)"), damaged);
+    EXPECT_EQ(error(R"("uncompressed_size": 0)"), damaged);
+    EXPECT_EQ(error(R"("data": )" + malformed + R"(, "uncompressed_size": 5)"), "unexpected end of input in string");
+    EXPECT_EQ(error(R"("data": )" + list + R"(, "uncompressed_size": 3)"),
+              record("uncompress_object", "uncompressed_data_is_not_an_object"));
+    for (const char* ordinary : {R"({"compressed": "true", "data": "", "uncompressed_size": 0})",
+                                 R"({"compressed": 1, "uncompressed_size": 0})", R"({"compressed": true, "data": ""})",
+                                 R"({"compressed": true, "uncompressed_size": "0"})"}) {
+        EXPECT_EQ(uncompressed(ordinary), ordinary);
+    }
+}
+
+// --- By value and by handle
+
+std::string twin_of(std::string_view name) {
+    constexpr std::string_view prefix = "sync_json_";
+    if (name.starts_with(prefix)) return "sync_json_ptr_" + std::string(name.substr(prefix.size()));
+    return std::string(name) + "_ptr";
+}
+
+using Options = std::vector<std::optional<std::string>>;
+
+// What is worth giving for each kind of argument, where the first sync JSON is `set`.
+std::map<Kind, Options> candidates(const std::string& set) {
+    Options sets;
+    for (const Sample& sample : samples()) sets.emplace_back(sample.sync_json);
+    Options ids{"nowhere"};
+    std::set<std::optional<std::string>> revisions{"1-none_first", "deleted", ""};
+    for (const std::string& written : entries(taken(sync_json_all_docs(set.c_str())).text())) {
+        const std::string id = unquoted(written);
+        ids.emplace_back(id);
+        for (const std::string& leaf : split_list(taken(sync_json_leafs(set.c_str(), id.c_str())).text())) {
+            const std::string history = taken(sync_json_history(set.c_str(), id.c_str(), leaf.c_str())).text();
+            for (const std::string& revision : entries(history)) revisions.insert(unquoted(revision));
+        }
+    }
+    Options revisions_or_ids(ids);
+    revisions_or_ids.insert(revisions_or_ids.end(), revisions.begin(), revisions.end());
+    return {{Kind::sync_json, sets},
+            {Kind::object, {"{}", R"({"list": [{"_id": "e3"}, {"_id": "e1", "n": 1}], "title": "b"})"}},
+            {Kind::config, {"{}", R"({"instance_id": "left", "preserve_old_ordering": true, "discard_id": true})"}},
+            {Kind::id, ids},
+            {Kind::revision, {revisions.begin(), revisions.end()}},
+            {Kind::revision_or_id, revisions_or_ids},
+            {Kind::ids, {R"(["root", "e1", 1, "nowhere"])", R"("root")", "e1", "[]", ""}},
+            {Kind::number, {"0", "1", "2", "4294967295"}},
+            {Kind::flag, {"false", "true"}}};
+}
+
+TEST(Exports, HandleTwinsAnswerTheSame) {
+    std::size_t pairs = 0;
+    std::size_t answered = 0;
+    for (const Sample& sample : samples()) {
+        const auto worth = candidates(sample.sync_json);
+        for (const Export& row : exports()) {
+            const auto twin = std::ranges::find(exports(), twin_of(row.name), &Export::name);
+            if (twin == exports().end()) continue;
+            ++pairs;
+            std::vector<Options> options;
+            for (const Argument& argument : row.arguments) options.push_back(worth.at(argument.kind));
+            const auto is_set = [](const Argument& argument) { return argument.kind == Kind::sync_json; };
+            const auto first = std::ranges::find_if(row.arguments, is_set) - row.arguments.begin();
+            options[static_cast<std::size_t>(first)] = {sample.sync_json};
+            for_each_choice(options, [&](const Texts& texts) {
+                const Answer by_value = row.call(texts);
+                Answer by_handle = twin->call(texts);
+                const std::string from = "\"" + std::string(twin->name) + "\"";
+                if (const auto at = by_handle.error.find(from); at != std::string::npos) {
+                    by_handle.error.replace(at, from.size(), "\"" + std::string(row.name) + "\"");
+                }
+                EXPECT_EQ(by_value, by_handle) << row.name << " " << sample.name;
+                answered += by_value.value ? 1 : 0;
+            });
+        }
+    }
+    EXPECT_EQ(pairs, 24 * samples().size());
+    EXPECT_GT(answered, 1000U);
+}
+
+TEST(Exports, ReadingAHandleStoresTheOrderUnlessTold) {
+    const Answer handle = open(rich_sample());
+    const Answer read = taken(read_sync_json_ptr(handle.handle.get(), R"({"preserve_old_ordering": true})"));
+    EXPECT_EQ(dump(handle.handle), handle.value);
+    EXPECT_EQ(taken(read_sync_json_ptr(handle.handle.get(), "{}")), read);
+    const auto stored = dump(handle.handle);
+    EXPECT_NE(stored, handle.value);
+    EXPECT_EQ(taken(read_sync_json_ptr(handle.handle.get(), "{}")), read);
+    EXPECT_EQ(dump(handle.handle), stored);
+}
+
+TEST(Exports, HandlesAreFreedInAnyOrder) {
+    const auto derive = [](const Handle& from) {
+        const std::string winning = taken(sync_json_ptr_winning(from.get(), "root")).text();
+        std::vector<Handle> made;
+        for (Answer answer : {taken(update_sync_json_ptr(R"({"n": 1})", from.get(), "{}")),
+                              taken(replicate_sync_json_ptr(from.get(), from.get(), "{}")),
+                              taken(sync_json_ptr_resolve(from.get(), "root", winning.c_str())),
+                              taken(sync_json_ptr_prune(from.get(), 1, false)),
+                              taken(sync_json_ptr_prune_ids(from.get(), "root", 0, true)),
+                              taken(sync_json_ptr_all_winning(from.get()))}) {
+            made.push_back(std::move(answer.handle));
+        }
+        return made;
+    };
+    for (const bool source_first : {true, false}) {
+        Answer source = open(rich_sample());
+        std::vector<Handle> made = derive(source.handle);
+        std::vector<std::optional<std::string>> dumps;
+        for (const Handle& handle : made) dumps.push_back(dump(handle));
+        // What comes of it in turn, in both directions.
+        for (const Handle& handle : made) (void)derive(handle);
+        if (source_first) {
+            source.handle.reset();
+            for (std::size_t at = 0; at < made.size(); ++at) EXPECT_EQ(dump(made[at]), dumps[at]);
+        } else {
+            made.clear();
+            EXPECT_EQ(dump(source.handle), source.value);
+        }
+    }
+}
+
+TEST(Exports, FreeingNothingDoesNothing) {
+    free_sync_json_ptr(nullptr);
+    free_sync_json_ptr_result_all(nullptr);
+    sync_json_ptr_result none{};
+    free_sync_json_ptr_result_all(&none);
+    sync_json_query_result query{};
+    free_sync_json_query_result(&query);
+    sync_json_ptr_result kept = new_sync_json_ptr("{}");
+    free_sync_json_ptr_result(&kept);
+    ASSERT_NE(kept.ptr, nullptr);
+    EXPECT_EQ(taken(dump_sync_json_ptr(kept.ptr)).value, "{}");
+    free_sync_json_ptr_result_all(&kept);
+    EXPECT_STREQ(sync_json_lib_version(), "2019-06-07");
+    EXPECT_EQ(sync_json_lib_version(), sync_json_lib_version());
+}
+
+// --- What one function writes, every other reads
+
+TEST(Exports, WrittenSyncJsonIsTakenEverywhere) {
+    for (const Export& writer : exports()) {
+        if (writer.gives != Gives::sync_json) continue;
+        for (const Sample& sample : samples()) {
+            if (sample.name == "empty" || sample.name == "pruned") continue;  // lack what some functions ask for
+            Texts written_from = good_arguments(writer);
+            for (std::size_t at = 0; at < written_from.size(); ++at) {
+                const Kind kind = writer.arguments[at].kind;
+                const bool takes_set = kind == Kind::handle || kind == Kind::sync_json;
+                if (takes_set && !written_from[at]->starts_with(R"({"results")")) written_from[at] = sample.sync_json;
+                if (kind == Kind::revision)
+                    written_from[at] = taken(sync_json_winning(sample.sync_json.c_str(), "root")).text();
+            }
+            const std::string set = writer.call(written_from).text();
+            EXPECT_EQ(open(set).value, set) << writer.name << " " << sample.name;
+
+            const std::string winning = taken(sync_json_winning(set.c_str(), "root")).text();
+            for (const Export& reader : exports()) {
+                Texts given = good_arguments(reader);
+                if (given[0]->starts_with(R"({"results")")) continue;
+                for (std::size_t at = 0; at < given.size(); ++at) {
+                    const Kind kind = reader.arguments[at].kind;
+                    if (kind == Kind::revision) given[at] = winning;
+                    if (kind == Kind::sync_json && reader.name == "sync_json_patch" && at == 1) continue;
+                    if (kind == Kind::sync_json || kind == Kind::handle) given[at] = set;
+                }
+                EXPECT_EQ(reader.call(given).error, "") << writer.name << " " << reader.name << " " << sample.name;
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace c_api
