@@ -21,13 +21,17 @@ JsonValue read_members(JsonScanner& scanner, ReadMember read_member) {
     return JsonValue::object(scanner.arena().copy(settled));
 }
 
-// Every content counts its nesting from itself.
+// Every content counts its nesting from itself. In a diff the contents lie in the operations of an array.
 JsonValue read_contents(JsonScanner& scanner) {
-    if (scanner.next_token() != '{') {
-        scanner.put_back();
-        return scanner.read_value(1, deepest_text);
-    }
-    return read_members(scanner, [&](std::string_view) { return scanner.read_value(0, deepest_content); });
+    constexpr std::size_t operation_depth = 3;
+    scanner.read_minus_zero_as(MinusZero::real);
+    const bool is_object = scanner.next_token() == '{';
+    if (!is_object) scanner.put_back();
+    const JsonValue contents =
+        is_object ? read_members(scanner, [&](std::string_view) { return scanner.read_value(0, deepest_content); })
+                  : scanner.read_value(1, 1 + operation_depth + deepest_content);
+    scanner.read_minus_zero_as(MinusZero::integer);
+    return contents;
 }
 
 JsonValue read_sync_json(JsonScanner& scanner) {

@@ -35,8 +35,8 @@ void expect_quote(char c) {
     }
 }
 
-JsonValue number_value(const NumberToken& token) {
-    if (!token.is_integer()) return JsonValue::real(read_real(token.text));
+JsonValue number_value(const NumberToken& token, MinusZero minus_zero) {
+    if (!token.is_integer() || (minus_zero == MinusZero::real && token.text == "-0")) return JsonValue::real(read_real(token.text));
     std::int32_t value = 0;
     std::from_chars(token.text.data(), token.text.data() + token.text.size(), value);
     return JsonValue::integer(value);
@@ -329,7 +329,7 @@ JsonValue JsonScanner::walk(std::size_t depth, std::size_t deepest) {
             default:
                 if (c != '-' && (c < '0' || c > '9')) fail("expected value, got ", told(c));
                 if constexpr (keep) {
-                    value = number_value(read_number());
+                    value = number_value(read_number(), minus_zero_);
                 } else {
                     read_number();
                 }

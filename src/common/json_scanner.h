@@ -19,6 +19,9 @@ inline constexpr std::size_t no_depth_limit = static_cast<std::size_t>(-1);
 
 enum class Comments : bool { refused, allowed };
 
+// What the token "-0" is: the integer 0, or, in a content, whose text is its identity, the number the writer wrote so.
+enum class MinusZero : bool { integer, real };
+
 // How a message tells a character: 'c' (99), or its signed code alone where it is not printable ASCII.
 [[nodiscard]] std::string told(char c);
 
@@ -57,6 +60,7 @@ class JsonScanner {
 
     [[nodiscard]] std::size_t position() const { return position_; }
     void move_to(std::size_t position) { position_ = position; }
+    void read_minus_zero_as(MinusZero minus_zero) { minus_zero_ = minus_zero; }
     [[nodiscard]] std::string_view text() const { return text_; }
     [[nodiscard]] Arena& arena() { return *arena_; }
 
@@ -85,6 +89,7 @@ class JsonScanner {
     std::string_view text_;
     Arena* arena_;
     Comments comments_;
+    MinusZero minus_zero_ = MinusZero::integer;
     std::size_t position_ = 0;
     std::vector<Open> open_;
     std::vector<JsonValue> waiting_elements_;

@@ -1,6 +1,7 @@
 #include "documents/document_index.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 #include "common/arena.h"
 #include "common/json_scanner.h"
@@ -72,13 +73,17 @@ DocumentIndex::DocumentIndex(const DocumentStorage& storage)
 }
 
 void mark_referenced_objects(const DocumentIndex& index, std::vector<bool>& referenced) {
+    // Any number of documents may share one long content; it is looked through once.
+    constexpr std::size_t cheap_to_repeat = 256;
+    std::unordered_set<const char*> visited;
     for (std::uint32_t number = 0; number < index.size(); ++number) {
         if (!index.is_live(number) || has_ordering_id(index.id(number))) continue;
         const auto content = index.winning_content(number);
-        if (!content || content->find("\"O") == std::string_view::npos) continue;
+        if (!content || (content->size() > cheap_to_repeat && !visited.insert(content->data()).second)) continue;
+        if (content->find("\"O") == std::string_view::npos) continue;
         Arena arena;
         visit_references(JsonScanner(*content, arena).read_value(0, deepest_content), [&](std::string_view id) {
-            if (const auto target = index.find(id)) referenced[*target] = true;
+            if (const auto target = index.find(id); target && *target != number) referenced[*target] = true;
         });
     }
 }

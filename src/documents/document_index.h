@@ -42,7 +42,7 @@ class DocumentIndex {
     TextTable numbers_;
 };
 
-// Marks the documents that the winning content of any live document refers to as a member or an inline value ("O"
+// Marks the documents that the winning content of any other live document refers to as a member or an inline value ("O"
 // references; the elements of arrays are named by ordering documents only). O(contents).
 void mark_referenced_objects(const DocumentIndex& index, std::vector<bool>& referenced);
 

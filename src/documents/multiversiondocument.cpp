@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <deque>
 #include <new>
 #include <numeric>
 #include <stdexcept>
@@ -9,6 +10,7 @@
 
 #include "common/error.h"
 #include "common/json_scanner.h"
+#include "common/json_writer.h"
 
 namespace libzentadbpp {
 
@@ -73,6 +75,15 @@ std::uint32_t find_winning(std::span<const TreeRevision> revisions) {
 }
 
 void write_history(std::span<const TreeRevision> revisions, TextBuffer& out) {
+    if (is_chain(revisions)) {  // as nearly every document is: nothing to be folded
+        const char* separator = "[";
+        for (const TreeRevision& revision : revisions) {
+            out.append(separator);
+            separator = ", ";
+            write_json_string(revision.text, out);
+        }
+        return out.push_back(']');
+    }
     std::vector<HistoryEntry> entries;
     entries.reserve(revisions.size());
     for (const TreeRevision& revision : revisions) entries.push_back({revision.text, revision.parent});
@@ -165,26 +176,38 @@ void MultiVersionDocument::set_revisions(std::span<const TreeRevision> revisions
 
 DocumentRef MultiVersionDocument::first(std::string_view id, std::string_view datahash) {
     const std::string text = std::string(datahash).append("_").append(first_suffix);
-    const TreeRevision revision{text, datahash.size(), 1, no_entry};
+    const TreeRevision revision = TreeRevision::make(text, 1, no_entry);
     return make(id, {&revision, 1});
 }
 
 DocumentRef MultiVersionDocument::with_child(std::uint32_t parent, std::string_view datahash) const {
-    const std::string_view parent_hash = revisions_[parent].datahash();
-    const std::string text = std::string(datahash).append("_").append(suffix_under(parent_hash));
-    const TreeRevision child{text, datahash.size(), revisions_[parent].index + 1, parent};
-    if (find(child.index, child.text)) return make(id_, revisions());
+    return with_chain(parent, {&datahash, 1});
+}
 
-    std::vector<TreeRevision> grown;
-    grown.reserve(count_ + std::size_t{1});
-    const auto all = revisions();
-    const auto place = std::upper_bound(all.begin(), all.end(), child, precedes);
-    const auto position = static_cast<std::uint32_t>(place - all.begin());
-    grown.assign(all.begin(), place);
-    grown.push_back(child);
-    grown.insert(grown.end(), place, all.end());
-    for (std::size_t at = position + std::size_t{1}; at < grown.size(); ++at) {
-        if (grown[at].parent != no_entry && grown[at].parent >= position) ++grown[at].parent;
+DocumentRef MultiVersionDocument::with_chain(std::uint32_t parent, std::span<const std::string_view> datahashes) const {
+    std::vector<TreeRevision> grown(revisions_, revisions_ + count_);
+    grown.reserve(grown.size() + datahashes.size());
+    std::deque<std::string> texts;
+    // Adds the child of a revision, or finds it there.
+    const auto add = [&](std::uint32_t above, std::string_view datahash) {
+        texts.push_back(std::string(datahash).append("_").append(suffix_under(grown[above].datahash())));
+        const std::uint32_t index = grown[above].index + 1;
+        if (const auto known = find(index, texts.back())) return *known;
+        grown.push_back(TreeRevision::make(texts.back(), index, above));
+        return static_cast<std::uint32_t>(grown.size() - 1);
+    };
+    for (const std::string_view datahash : datahashes) {
+        std::uint32_t child = add(parent, datahash);
+        if (grown[child].parent != parent) {
+            // The revision that is due is another branch's. An empty revision in between gives it a name of its own.
+            const std::uint32_t between = add(parent, empty_hash);
+            child = add(between, datahash);
+            if (grown[between].parent != parent || grown[child].parent != between) {
+                raise<InvalidParentRevisionException>(source::multiversiondocument, "ancestor",
+                                                      "invalid_parent_revision_in_ancestor");
+            }
+        }
+        parent = child;
     }
     return make(id_, grown);
 }

@@ -1,42 +1,53 @@
 #include "documents/ordering_lists.h"
 
+#include <unordered_set>
+
 #include "common/json_scanner.h"
 #include "documents/vocabulary.h"
 
 namespace libzentadbpp {
 
-std::optional<OrderingList> read_ordering_list(const DocumentIndex& index, std::uint32_t document,
-                                               std::uint32_t revision, Arena& arena) {
-    const MultiVersionDocument& tree = index.document(document);
-    const auto content = tree.has_winning() && revision == tree.winning_position()
-                             ? index.winning_content(document)
-                             : index.storage().data().find(tree.revisions()[revision].datahash());
-    if (!content) return std::nullopt;
-    const JsonValue value = JsonScanner(*content, arena).read_value(0, deepest_content);
+std::optional<OrderingList> OrderingLists::read(std::uint32_t document, std::uint32_t revision) {
+    const MultiVersionDocument& tree = index_->document(document);
+    const auto text = tree.has_winning() && revision == tree.winning_position()
+                          ? index_->winning_content(document)
+                          : index_->storage().data().find(tree.revisions()[revision].datahash());
+    if (!text) return std::nullopt;
+    const auto [entry, is_new] = contents_.try_emplace(text->data());
+    Content& content = entry->second;
+    if (is_new) content = parse(*text);
+    if (!content.is_list) return std::nullopt;
+    return OrderingList{document, revision, content.instance, content.domain, content.elements, content.complete};
+}
+
+OrderingLists::Content OrderingLists::parse(std::string_view text) {
+    const JsonValue value = JsonScanner(text, arena_).read_value(0, deepest_content);
     const JsonValue* ids = value.find(vocabulary::ordering_ids_key);
     const JsonValue* instance = value.find(vocabulary::ordering_instance_key);
     const JsonValue* domain = value.find(vocabulary::ordering_domain_key);
-    if (ids == nullptr || instance == nullptr || domain == nullptr) return std::nullopt;
-    if (!ids->is_array() || !instance->is_string() || !domain->is_string()) return std::nullopt;
+    if (ids == nullptr || instance == nullptr || domain == nullptr) return {};
+    if (!ids->is_array() || !instance->is_string() || !domain->is_string()) return {};
 
-    OrderingList list{document, revision, instance->as_string(), domain->as_string(), {}, true};
-    list.elements.reserve(ids->elements().size());
+    Content content{true, instance->as_string(), domain->as_string(), {}, true};
+    content.elements.reserve(ids->elements().size());
     for (const JsonValue& id : ids->elements()) {
-        const auto number = id.is_string() ? index.find(id.as_string()) : std::nullopt;
-        if (number && index.is_live(*number)) {
-            list.elements.push_back(*number);
+        const auto number = id.is_string() ? index_->find(id.as_string()) : std::nullopt;
+        if (number && index_->is_live(*number)) {
+            content.elements.push_back(*number);
         } else {
-            list.complete = false;
+            content.complete = false;
         }
     }
-    return list;
+    return content;
 }
 
-void mark_listed_elements(const DocumentIndex& index, Arena& arena, std::vector<bool>& listed) {
+void mark_listed_elements(const DocumentIndex& index, std::vector<bool>& listed) {
+    OrderingLists lists(index);
+    std::unordered_set<const std::uint32_t*> marked;
     for (std::uint32_t number = 0; number < index.size(); ++number) {
         if (!has_ordering_id(index.id(number)) || !index.is_live(number)) continue;
-        const auto list = read_ordering_list(index, number, index.document(number).winning_position(), arena);
-        if (!list) continue;
+        const auto list = lists.read(number, index.document(number).winning_position());
+        if (!list || !marked.insert(list->elements.data()).second) continue;
         for (const std::uint32_t element : list->elements) listed[element] = true;
     }
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <unordered_set>
 
 #include "common/error.h"
 #include "common/sort_unique.h"
@@ -88,12 +89,13 @@ bool available(const DocumentStorage& storage, std::string_view revision_or_id) 
 
 std::vector<std::string> instances(const DocumentStorage& storage) {
     const DocumentIndex index(storage);
+    OrderingLists lists(index);
+    std::unordered_set<const char*> seen;  // documents may share a content, and so its name
     std::vector<std::string> ids;
     for (std::uint32_t number = 0; number < index.size(); ++number) {
         if (!has_ordering_id(index.id(number))) continue;
-        Arena arena;
-        const auto list = read_ordering_list(index, number, index.document(number).winning_position(), arena);
-        if (list) ids.emplace_back(list->instance);
+        const auto list = lists.read(number, index.document(number).winning_position());
+        if (list && seen.insert(list->instance.data()).second) ids.emplace_back(list->instance);
     }
     sort_unique(ids);
     return ids;

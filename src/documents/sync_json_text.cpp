@@ -87,7 +87,7 @@ DocumentRef SyncJsonText::plain_document(std::string_view id, std::string_view t
     for (;;) {
         if (at == end || *at != '"') return nullptr;
         const char* const begin = ++at;
-        at = find_stop<StopAt::string_end>(at, end);
+        at = find_stop<StopAt::escape>(at, end);
         if (at == end || *at != '"') return nullptr;
         const std::string_view entry(begin, static_cast<std::size_t>(at - begin));
         const auto mark = entry.find('_', 1);
@@ -146,7 +146,9 @@ void SyncJsonText::read_contents(JsonScanner& scanner) {
             scanner.move_to(scanner.position() + length);
             return;
         }
+        scanner.read_minus_zero_as(MinusZero::real);
         const JsonValue value = scanner.read_value(0, deepest_content);
+        scanner.read_minus_zero_as(MinusZero::integer);
         TextBuffer text;
         if (is_object) write_json(value, text);
         contents_.push_back({hash, arena_->copy(text.view())});

@@ -53,14 +53,14 @@ double memory_size() {
 
 bool can_be_allocated(double size) { return size >= 0 && size <= memory_size() && size == std::trunc(size); }
 
-class Inflation {
+class InflateStream {
    public:
-    explicit Inflation(std::string_view compressed) : rest_(compressed) { begun_ = inflateInit(&stream_) == Z_OK; }
-    ~Inflation() {
+    explicit InflateStream(std::string_view compressed) : rest_(compressed) { begun_ = inflateInit(&stream_) == Z_OK; }
+    ~InflateStream() {
         if (begun_) inflateEnd(&stream_);
     }
-    Inflation(const Inflation&) = delete;
-    Inflation& operator=(const Inflation&) = delete;
+    InflateStream(const InflateStream&) = delete;
+    InflateStream& operator=(const InflateStream&) = delete;
 
     // Inflates the whole stream, and tells whether it is sound and makes exactly `size` bytes. Memory is taken as they
     // come, so that a false size costs nothing.
@@ -121,7 +121,7 @@ Inflated uncompress_text(std::string_view base64, double claimed_size) {
         TextBuffer compressed;
         Inflated result;
         if (!base64_decode(base64, compressed) ||
-            !Inflation(compressed.view()).run(static_cast<std::uint64_t>(claimed_size), result.text)) {
+            !InflateStream(compressed.view()).run(static_cast<std::uint64_t>(claimed_size), result.text)) {
             return {{}, failure(function, failed_to_uncompress)};
         }
         result.text.truncate(std::min(result.text.view().find('\0'), result.text.size()));

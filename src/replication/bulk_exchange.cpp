@@ -38,8 +38,27 @@ void write_path(const MultiVersionDocument& document, TextBuffer& out) {
 struct Incoming {
     std::map<std::pair<std::uint32_t, std::string_view>, std::uint32_t> positions;
     std::vector<TreeRevision> revisions;
-    std::vector<std::pair<std::string_view, std::string_view>> contents;  // hash and text
 };
+
+// What an element says of its path, as it came.
+struct GivenPath {
+    std::span<const JsonValue> ids;
+    double start = 0;
+
+    [[nodiscard]] std::string_view newest() const { return ids.empty() ? std::string_view{} : ids[0].as_string(); }
+    [[nodiscard]] bool is_whole() const {
+        const auto is_string = [](const JsonValue& id) { return id.is_string(); };
+        return std::trunc(start) == static_cast<double>(ids.size()) && std::ranges::all_of(ids, is_string);
+    }
+};
+
+GivenPath given_path(const JsonValue& returned) {
+    const JsonValue* revisions = returned.find("_revisions");
+    const JsonValue* ids = revisions == nullptr ? nullptr : revisions->find("ids");
+    const JsonValue* start = revisions == nullptr ? nullptr : revisions->find("start");
+    if (ids == nullptr || start == nullptr || !start->is_number()) return {};
+    return {ids->elements(), start->as_real()};
+}
 
 class BulkGet {
    public:
@@ -47,9 +66,10 @@ class BulkGet {
         const JsonValue* id = returned.find("_id");
         if (id == nullptr || !id->is_string()) return;
         Incoming& incoming = documents_[id->as_string()];
-        const std::vector<std::string_view> path = read_path(returned);
+        const GivenPath given = given_path(returned);
+        const std::vector<std::string_view> path = read_path(given);
         add_path(id->as_string(), incoming, path);
-        add_content(incoming, returned, path);
+        add_content(incoming, returned, given, path);
     }
 
     [[nodiscard]] DocumentStorage storage() {
@@ -57,8 +77,12 @@ class BulkGet {
         ContentChanges contents;
         for (const auto& [id, incoming] : documents_) {
             if (incoming.revisions.empty()) continue;
+            // A history of one entry is read as a revision string, so it must be one.
+            if (incoming.revisions.size() == 1) (void)Revision(incoming.revisions.front().revision_string());
             changes.set(MultiVersionDocument::make(id, incoming.revisions));
-            for (const auto& [hash, text] : incoming.contents) contents.add(hash, text);
+        }
+        for (const Returned& content : contents_) {
+            if (!content.document->revisions.empty()) contents.add(content.hash, content.text);
         }
         DocumentStorage storage(std::move(changes).applied_to({}), std::move(contents).applied_to({}), {});
         if (storage.documents().empty()) return {};
@@ -68,15 +92,9 @@ class BulkGet {
 
    private:
     // The texts of a path that reaches back to the first revision, newest first; empty for any other.
-    std::vector<std::string_view> read_path(const JsonValue& returned) {
-        const JsonValue* revisions = returned.find("_revisions");
-        const JsonValue* ids = revisions == nullptr ? nullptr : revisions->find("ids");
-        const JsonValue* start = revisions == nullptr ? nullptr : revisions->find("start");
-        if (ids == nullptr || start == nullptr || !start->is_number()) return {};
-        const auto hashes = ids->elements();
-        if (std::trunc(start->as_real()) != static_cast<double>(hashes.size())) return {};
-        if (!std::ranges::all_of(hashes, [](const JsonValue& hash) { return hash.is_string(); })) return {};
-
+    std::vector<std::string_view> read_path(const GivenPath& given) {
+        if (!given.is_whole()) return {};
+        const auto hashes = given.ids;
         std::vector<std::string_view> path(hashes.size());
         std::string_view parent_hash;
         for (std::size_t at = hashes.size(); at-- > 0;) {
@@ -113,8 +131,9 @@ class BulkGet {
         }
     }
 
-    void add_content(Incoming& incoming, const JsonValue& returned, std::span<const std::string_view> path) {
-        const std::string_view hash = content_hash(returned, path);
+    void add_content(const Incoming& incoming, const JsonValue& returned, const GivenPath& given,
+                     std::span<const std::string_view> path) {
+        const std::string_view hash = content_hash(returned, given, path);
         if (hash.empty() || DataStorage::is_reserved(hash)) return;
         std::vector<JsonMember> members;
         for (const JsonMember& member : returned.members()) {
@@ -122,35 +141,46 @@ class BulkGet {
         }
         TextBuffer text;
         write_json(JsonValue::object(members), text);
-        incoming.contents.emplace_back(hash, arena_.copy(text.view()));
+        contents_.push_back({&incoming, hash, arena_.copy(text.view())});
     }
 
     // What the content is stored under: the hash in "_rev", which is a revision string, or the generation and the first of
     // the ids as they came. Empty where nothing tells it.
-    std::string_view content_hash(const JsonValue& returned, std::span<const std::string_view> path) {
+    std::string_view content_hash(const JsonValue& returned, const GivenPath& given,
+                                  std::span<const std::string_view> path) {
+        const std::string_view newest = path.empty() ? given.newest() : path[0].substr(0, path[0].find('_', 1));
         const JsonValue* rev = returned.find("_rev");
-        const std::string_view newest = path.empty() ? std::string_view{} : path[0].substr(0, path[0].find('_', 1));
-        if (rev == nullptr) return newest;
-        const std::string exchange_form = std::to_string(path.size()).append("-").append(newest);
-        if (!path.empty() && rev->as_string() == exchange_form) return newest;
+        if (rev == nullptr) return path.empty() ? std::string_view{} : newest;
+        TextBuffer exchange_form;
+        write_json_real(given.start, exchange_form);
+        exchange_form.push_back('-');
+        exchange_form.append(newest);
+        if (!newest.empty() && rev->as_string() == exchange_form.view()) return newest;
         return arena_.copy(Revision(rev->as_string()).datahash());
     }
 
     static std::string_view choose_root(const DocumentStorage& storage) {
         const DocumentIndex index(storage);
         if (index.find(vocabulary::root_name)) return vocabulary::root_name;
-        Arena arena;
         std::vector<bool> referenced(index.size());
         mark_referenced_objects(index, referenced);
-        mark_listed_elements(index, arena, referenced);
+        mark_listed_elements(index, referenced);
         for (std::uint32_t number = 0; number < index.size(); ++number) {
             if (!has_ordering_id(index.id(number)) && !referenced[number]) return index.id(number);
         }
         return index.id(0);
     }
 
+    // A content as it came; it counts if its document gets a revision in the end.
+    struct Returned {
+        const Incoming* document;
+        std::string_view hash;
+        std::string_view text;
+    };
+
     Arena arena_;
     std::map<std::string_view, Incoming> documents_;
+    std::vector<Returned> contents_;
 };
 
 std::span<const JsonValue> elements_of(const JsonValue& object, std::string_view key) {

@@ -2,109 +2,101 @@
 
 #include <algorithm>
 
+#include "common/arena.h"
+#include "common/text_table.h"
 #include "documents/document_index.h"
 
 namespace libzentadbpp {
 
 namespace {
 
-// One document while its produced contents are stored one after the other.
-class DocumentUpdate {
+// A document while contents are stored in it one after the other. The revisions are added at the end, all at once.
+struct OpenDocument {
+    const MultiVersionDocument* stored = nullptr;
+    bool produced = false;
+    std::string_view winning_content;  // null data where it is not stored
+    std::vector<std::string_view> added;  // data hashes of the revisions to come
+
+    [[nodiscard]] std::string_view winning_hash() const {
+        if (!added.empty()) return added.back();
+        return stored != nullptr ? stored->winning().datahash() : std::string_view{};
+    }
+    [[nodiscard]] DocumentRef changed(std::string_view id) const {
+        if (stored != nullptr) return stored->with_chain(stored->winning_position(), added);
+        const DocumentRef document = MultiVersionDocument::first(id, added.front());
+        return added.size() == 1 ? document : document->with_chain(0, std::span(added).subspan(1));
+    }
+};
+
+class DocumentWriter {
    public:
-    DocumentUpdate(DataHasher& hasher, ContentChanges& contents) : hasher_(&hasher), contents_(&contents) {}
+    DocumentWriter(DataHasher& hasher, Arena& arena) : hasher_(&hasher), arena_(&arena) {}
 
-    // `content` is that of the stored document's winning revision; null data where there is none.
-    void begin(const DocumentRef* stored, std::string_view content) {
-        stored_ = stored;
-        changed_ = nullptr;
-        winning_content_ = content;
+    void store(OpenDocument& document, const FlattenedDocument& produced) {
+        document.produced = true;
+        const std::string_view winning = document.winning_hash();
+        if (winning == deleted_hash) return;
+        if (document.winning_content == produced.content && is_hash_of_kind(winning, hasher_->kind())) return;
+        const std::string_view hash = arena_->copy((*hasher_)(produced.content));
+        contents.add(hash, produced.content);
+        if (hash != winning) document.added.push_back(hash);
+        document.winning_content = produced.content;
     }
 
-    void store(const FlattenedDocument& produced) {
-        const MultiVersionDocument* document = current();
-        if (document == nullptr) {
-            const std::string_view hash = (*hasher_)(produced.content);
-            contents_->add(hash, produced.content);
-            change(MultiVersionDocument::first(produced.id, hash), produced.content);
-            return;
-        }
-        const TreeRevision& winning = document->winning();
-        if (winning.is_deleted()) return;
-        if (winning_content_ == produced.content && is_hash_of_kind(winning.datahash(), hasher_->kind())) return;
-        const std::string_view hash = (*hasher_)(produced.content);
-        contents_->add(hash, produced.content);
-        if (hash != winning.datahash()) {
-            change(document->with_child(document->winning_position(), hash), produced.content);
-        }
+    static void remove(OpenDocument& document) {
+        if (document.winning_hash() != deleted_hash) document.added.push_back(deleted_hash);
     }
 
-    void remove() {
-        const MultiVersionDocument* document = current();
-        if (!document->winning().is_deleted()) {
-            change(document->with_child(document->winning_position(), deleted_hash), {});
-        }
-    }
-
-    [[nodiscard]] const DocumentRef& changed() const { return changed_; }
+    ContentChanges contents;
 
    private:
-    [[nodiscard]] const MultiVersionDocument* current() const {
-        return changed_ != nullptr ? changed_.get() : stored_ != nullptr ? stored_->get() : nullptr;
-    }
-    void change(DocumentRef document, std::string_view content) {
-        changed_ = std::move(document);
-        winning_content_ = content;
-    }
-
     DataHasher* hasher_;
-    ContentChanges* contents_;
-    const DocumentRef* stored_ = nullptr;
-    DocumentRef changed_;
-    std::string_view winning_content_;
+    Arena* arena_;
 };
 
 }  // namespace
 
-DocumentStorage store_documents(const DocumentStorage& storage, std::vector<FlattenedDocument> documents,
+DocumentStorage store_documents(const DocumentStorage& storage, std::span<const FlattenedDocument> documents,
                                 Unproduced unproduced, DataHasher& hasher) {
-    const auto by_id = [](const FlattenedDocument& a, const FlattenedDocument& b) { return a.id < b.id; };
-    if (!std::is_sorted(documents.begin(), documents.end(), by_id)) {
-        std::stable_sort(documents.begin(), documents.end(), by_id);
-    }
-
-    DocumentChanges changes;
-    ContentChanges contents;
-    DocumentUpdate update(hasher, contents);
-    const std::vector<std::string_view> stored_contents = winning_contents(storage);
-    std::size_t number = 0;
-    const auto finish = [&] {
-        if (update.changed() != nullptr) changes.set(update.changed());
-    };
-
-    auto produced = documents.begin();
-    const auto store_group = [&](const DocumentRef* stored, std::string_view content) {
-        update.begin(stored, content);
-        for (const std::string_view id = produced->id; produced != documents.end() && produced->id == id; ++produced) {
-            update.store(*produced);
-        }
-        finish();
-    };
-
+    std::vector<OpenDocument> open(storage.documents().size());
+    TextTable numbers(open.size());
+    const std::vector<std::string_view> contents = winning_contents(storage);
+    std::size_t next = 0;
     for (const auto& entry : storage.documents()) {
-        const std::string_view content = stored_contents[number++];
-        while (produced != documents.end() && produced->id < entry.key) store_group(nullptr, {});
-        if (produced != documents.end() && produced->id == entry.key) {
-            store_group(&entry.value, content);
-        } else if (unproduced == Unproduced::remove && !has_ordering_id(entry.key)) {
-            update.begin(&entry.value, content);
-            update.remove();
-            finish();
+        numbers.add(entry.key);
+        open[next].stored = entry.value.get();
+        open[next].winning_content = contents[next];
+        ++next;
+    }
+
+    Arena arena;
+    DocumentWriter writer(hasher, arena);
+    DocumentChanges changes;
+    std::vector<const FlattenedDocument*> added;
+    for (const FlattenedDocument& produced : documents) {
+        if (const auto number = numbers.find(produced.id)) {
+            writer.store(open[*number], produced);
+        } else {
+            added.push_back(&produced);
         }
     }
-    while (produced != documents.end()) store_group(nullptr, {});
+    for (OpenDocument& document : open) {
+        if (unproduced == Unproduced::remove && !document.produced && !has_ordering_id(document.stored->id())) {
+            DocumentWriter::remove(document);
+        }
+        if (!document.added.empty()) changes.set(document.changed(document.stored->id()));
+    }
+
+    std::stable_sort(added.begin(), added.end(), [](const auto* a, const auto* b) { return a->id < b->id; });
+    for (auto produced = added.begin(); produced != added.end();) {
+        OpenDocument document;
+        const std::string_view id = (*produced)->id;
+        for (; produced != added.end() && (*produced)->id == id; ++produced) writer.store(document, **produced);
+        changes.set(document.changed(id));
+    }
 
     return DocumentStorage(std::move(changes).applied_to(storage.documents()),
-                           std::move(contents).applied_to(storage.data()), storage.root_or_empty());
+                           std::move(writer.contents).applied_to(storage.data()), storage.root_or_empty());
 }
 
 }  // namespace libzentadbpp

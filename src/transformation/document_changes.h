@@ -1,7 +1,7 @@
 #pragma once
 
+#include <span>
 #include <string_view>
-#include <vector>
 
 #include "data/data_hash.h"
 #include "documents/document_storage.h"
@@ -20,7 +20,7 @@ enum class Unproduced : bool { keep, remove };
 // winning revision where the content differs, a deleted one stays deleted. With Unproduced::remove every other document
 // that is no ordering document gets a deleted revision. Comparing contents by their text spares hashing what did not
 // change. O(documents of the storage + those produced).
-[[nodiscard]] DocumentStorage store_documents(const DocumentStorage& storage, std::vector<FlattenedDocument> documents,
+[[nodiscard]] DocumentStorage store_documents(const DocumentStorage& storage, std::span<const FlattenedDocument> documents,
                                               Unproduced unproduced, DataHasher& hasher);
 
 }  // namespace libzentadbpp

@@ -56,18 +56,33 @@ Flattener::Result Flattener::flatten(const JsonValue& data) {
     }
     const DocumentPath top;
     root_id_ = ids_.object_id(data, top);
-    Result result{root_id_, {}, {}};
-    result.documents.push_back({root_id_, flatten_document(data, top, root_id_)});
+    const std::string_view root = flatten_document(data, top, root_id_);
+    refuse_clashes(data);
+
+    Result result{root_id_, {}};
+    result.documents.push_back({root_id_, root});
     for (const auto& [id, content] : object_documents_) result.documents.push_back({id, content});
     for (const auto& [domain, elements] : arrays_) {
-        if (elements.empty()) {
-            result.empty_arrays.push_back(domain);
-            continue;
-        }
+        if (elements.empty()) continue;
         result.documents.insert(result.documents.end(), elements.begin(), elements.end());
         result.documents.push_back(ordering_document(domain, elements));
     }
     return result;
+}
+
+// An element and an object that is split off must not become one document. Which object it is, a second walk tells.
+void Flattener::refuse_clashes(const JsonValue& data) {
+    if (object_documents_.empty() || clashing_id_) return;
+    for (const auto& [domain, elements] : arrays_) {
+        for (const FlattenedDocument& element : elements) {
+            if (!object_documents_.contains(element.id)) continue;
+            clashing_id_ = element.id;
+            object_documents_.clear();
+            arrays_.clear();
+            (void)flatten_document(data, DocumentPath(), root_id_);
+            return;
+        }
+    }
 }
 
 FlattenedDocument Flattener::ordering_document(std::string_view domain, const Elements& elements) {
@@ -182,7 +197,7 @@ void Flattener::write_object_reference(const JsonValue& object, const DocumentPa
     const std::string_view id = ids_.object_id(object, path);
     // The id is taken before the object is entered, so that another object of that id inside it is met as well.
     const auto [entry, is_new] = object_documents_.try_emplace(id);
-    if (!is_new || id == root_id_) refuse_duplicate(path);
+    if (!is_new || id == root_id_ || id == clashing_id_) refuse_duplicate(path);
     write_reference(vocabulary::object_reference_marker, id, out);
     entry->second = flatten_document(object, path, id);
 }

@@ -2,6 +2,7 @@
 
 #include <deque>
 #include <map>
+#include <optional>
 #include <set>
 #include <string_view>
 #include <vector>
@@ -32,7 +33,6 @@ class Flattener {
     struct Result {
         std::string_view root_id;
         std::vector<FlattenedDocument> documents;    // in the order in which they are to be stored
-        std::vector<std::string_view> empty_arrays;  // domains that got no ordering document
     };
     // The answer lies in the arena and in the value. FlattenerException.
     [[nodiscard]] Result flatten(const JsonValue& data);
@@ -52,6 +52,7 @@ class Flattener {
     void write_verbatim(const JsonValue& object, std::string_view id, IdMember id_member, TextBuffer& out);
     void write_object_reference(const JsonValue& object, const DocumentPath& path, TextBuffer& out);
     void write_array_reference(const JsonValue& array, const DocumentPath& path, TextBuffer& out);
+    void refuse_clashes(const JsonValue& data);
     [[noreturn]] void refuse_duplicate(const DocumentPath& path);
     [[nodiscard]] bool splits(const JsonValue& object) const;
     [[nodiscard]] FlattenedDocument ordering_document(std::string_view domain, const Elements& elements);
@@ -61,6 +62,7 @@ class Flattener {
     Arena* arena_;
     IdGenerator ids_;
     std::string_view root_id_;
+    std::optional<std::string_view> clashing_id_;  // where an element and an object have one id
     std::map<std::string_view, std::string_view> object_documents_;  // contents by id
     std::map<std::string_view, Elements> arrays_;                    // by domain
     std::deque<TextBuffer> buffers_;                                 // one for each document being written

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <span>
 #include <tuple>
+#include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "common/sort_unique.h"
@@ -23,6 +25,7 @@ struct InstanceLists {
 };
 
 struct Array {
+    bool is_shown = false;  // a live document refers to it
     ElementList elements;
     const OrderingList* own = nullptr;                    // the configured instance's winning list
     const MultiVersionDocument* own_document = nullptr;   // also where only another of its revisions could be read
@@ -32,14 +35,16 @@ struct Array {
 class Reconciliation {
    public:
     Reconciliation(const DocumentIndex& index, std::string_view instance_id)
-        : index_(index), instance_id_(instance_id), placed_in_round_(index.size(), unplaced) {
+        : index_(index), instance_id_(instance_id), reader_(index), placed_in_round_(index.size(), unplaced) {
         collect_lists();
+        collect_shown_arrays();
     }
 
     void run() {
         start_with_own_winning_lists();
         settle_moves();
         for (auto& [domain, array] : arrays_) {
+            if (!array.is_shown) continue;
             for (const std::uint32_t number : array.elements.start()) placed_in_round_[number] = own_round;
         }
         add_other_lists();
@@ -58,15 +63,26 @@ class Reconciliation {
             const MultiVersionDocument& document = index_.document(number);
             if (!document.has_winning()) continue;
             const std::uint32_t winning = document.winning_position();
-            if (auto list = read_ordering_list(index_, number, winning, arena_)) {
+            if (auto list = reader_.read(number, winning)) {
                 lists_[list->instance].winning.push_back(std::move(*list));
             }
             if (document.revisions().size() == document.winning().index) continue;  // a single chain
             for (const std::uint32_t leaf : document.open_leafs()) {
                 if (leaf == winning) continue;
-                if (auto list = read_ordering_list(index_, number, leaf, arena_)) {
+                if (auto list = reader_.read(number, leaf)) {
                     lists_[list->instance].other_leafs.push_back(std::move(*list));
                 }
+            }
+        }
+    }
+
+    // An array that nothing refers to any more shows nothing, so its lists place nothing: an element that stands in one of
+    // them and nowhere else would be lost.
+    void collect_shown_arrays() {
+        for (std::uint32_t number = 0; number < index_.size(); ++number) {
+            if (!index_.is_live(number) || has_ordering_id(index_.id(number))) continue;
+            if (const auto content = index_.winning_content(number)) {
+                visit_array_references(*content, [&](std::string_view domain) { arrays_[domain].is_shown = true; });
             }
         }
     }
@@ -77,7 +93,8 @@ class Reconciliation {
             if (array.own != nullptr) continue;  // a second one of this domain adds what is left, with the other lists
             array.own = &list;
             array.own_document = &index_.document(list.document);
-            array.elements.start_with(list.elements);
+            array.elements.start_with({list.elements.begin(), list.elements.end()});
+            added_.insert(list.elements.data());
         }
     }
 
@@ -88,59 +105,69 @@ class Reconciliation {
         std::vector<const Array*> last_array(index_.size());
         bool any = false;
         for (const auto& [domain, array] : arrays_) {
+            if (!array.is_shown) continue;
             for (const std::uint32_t number : array.elements.start()) {
                 if (std::exchange(last_array[number], &array) != &array && ++places[number] > 1) any = true;
             }
         }
         if (!any) return;
         for (auto array = arrays_.rbegin(); array != arrays_.rend(); ++array) {
-            if (array->second.own != nullptr) remove_moved(array->second, places);
+            if (array->second.is_shown && array->second.own != nullptr) remove_moved(array->second, places);
         }
     }
 
     void remove_moved(Array& array, std::vector<std::uint32_t>& places) {
-        const auto in_several = [&](std::uint32_t number) { return places[number] > 1; };
-        if (std::ranges::none_of(array.elements.start(), in_several)) return;
-        const std::vector<std::uint32_t> listed = sorted(array.own->elements);
-        std::vector<std::uint32_t> removed;
-        for (const std::uint32_t number : moved_away_from(*array.own)) {
-            if (places[number] > 1 && std::ranges::binary_search(listed, number)) {
-                --places[number];
-                removed.push_back(number);
-            }
+        std::vector<std::uint32_t> in_several;
+        for (const std::uint32_t number : array.elements.start()) {
+            if (places[number] > 1) in_several.push_back(number);
         }
-        if (removed.empty()) return;
+        if (in_several.empty()) return;
+        sort_unique(in_several);
+        const std::vector<std::uint32_t> moved = moved_away_from(*array.own, in_several);
+        if (moved.empty()) return;
+        for (const std::uint32_t number : moved) --places[number];  // more than one, so one is left
         std::vector<std::uint32_t> kept = array.elements.start();
-        std::erase_if(kept, [&](std::uint32_t number) { return std::ranges::binary_search(removed, number); });
+        std::erase_if(kept, [&](std::uint32_t number) { return std::ranges::binary_search(moved, number); });
         array.elements.start_with(std::move(kept));
     }
 
-    static std::vector<std::uint32_t> sorted(std::vector<std::uint32_t> numbers) {
-        std::ranges::sort(numbers);
-        return numbers;
-    }
-
-    // What another leaf of the list's document no longer lists, though its last common revision with the winner does.
-    std::vector<std::uint32_t> moved_away_from(const OrderingList& winning) {
-        std::vector<std::uint32_t> moved;
-        std::vector<std::uint32_t> common;
-        std::uint32_t last_base = no_entry;
-        std::vector<std::uint32_t> before;
+    // Those of the elements (ascending) that another leaf of the list's document no longer lists, though its last common
+    // revision with the winner does.
+    std::vector<std::uint32_t> moved_away_from(const OrderingList& winning, const std::vector<std::uint32_t>& elements) {
         const std::vector<OrderingList>& leafs = lists_[winning.instance].other_leafs;
         const auto by_document = [](const OrderingList& a, const OrderingList& b) { return a.document < b.document; };
         const auto [first, last] = std::equal_range(leafs.begin(), leafs.end(), winning, by_document);
+        if (first == last) return {};
+        const auto listed = [&](const OrderingList& list) {
+            std::vector<std::uint32_t> numbers;
+            for (const std::uint32_t number : list.elements) {
+                if (std::ranges::binary_search(elements, number)) numbers.push_back(number);
+            }
+            sort_unique(numbers);
+            return numbers;
+        };
+        const std::vector<std::uint32_t> common = last_common_with_winning(index_.document(winning.document));
+        std::vector<std::uint32_t> moved;
+        std::uint32_t last_base = no_entry;
+        std::vector<std::uint32_t> before;
         for (const OrderingList& leaf : std::span(first, last)) {
-            if (common.empty()) common = last_common_with_winning(index_.document(winning.document));
             const std::uint32_t base = common[leaf.revision];
             if (base == no_entry) continue;
             if (std::exchange(last_base, base) != base) {
-                const auto list = read_ordering_list(index_, winning.document, base, arena_);
-                before = list ? sorted(list->elements) : std::vector<std::uint32_t>{};
+                const auto list = reader_.read(winning.document, base);
+                before = list ? listed(*list) : std::vector<std::uint32_t>{};
             }
-            std::ranges::set_difference(before, sorted(leaf.elements), std::back_inserter(moved));
+            std::ranges::set_difference(before, listed(leaf), std::back_inserter(moved));
         }
         sort_unique(moved);
         return moved;
+    }
+
+    // The content of an older revision may still refer to an array that is not shown now; it gets its first list as it is.
+    static void keep_unshown(Array& array, const OrderingList& list) {
+        if (array.own == nullptr && array.elements.start().empty()) {
+            array.elements.start_with({list.elements.begin(), list.elements.end()});
+        }
     }
 
     // Adds what nothing has placed yet, each element once.
@@ -149,6 +176,8 @@ class Reconciliation {
         if (list.instance == instance_id_ && array.own_document == nullptr) {
             array.own_document = &index_.document(list.document);
         }
+        if (!array.is_shown) return keep_unshown(array, list);
+        if (!added_.insert(list.elements.data()).second) return;
         array.elements.add_from(
             list.elements, [&](std::uint32_t number) { return placed_in_round_[number] == unplaced; },
             [&](std::uint32_t number) { placed_in_round_[number] = round; });
@@ -166,7 +195,13 @@ class Reconciliation {
             ++round;
             // The first instance that lists an element decides where it stands: wherever its winning lists have it.
             for (const OrderingList& list : lists.winning) {
-                arrays_[list.domain].elements.add_from(
+                Array& array = arrays_[list.domain];
+                if (!array.is_shown) {
+                    keep_unshown(array, list);
+                    continue;
+                }
+                if (!added_.insert(list.elements.data()).second) continue;
+                array.elements.add_from(
                     list.elements,
                     [&](std::uint32_t number) {
                         return placed_in_round_[number] == unplaced || placed_in_round_[number] == round;
@@ -197,25 +232,27 @@ class Reconciliation {
         if (any) place_lost(older_lists_with(lost), lost);
     }
 
+    // The lists that have one of them, newest first, own ones before others; of equal contents only the first.
     std::vector<OrderingList> older_lists_with(const std::vector<bool>& lost) {
         std::vector<OrderingList> lists;
         for (std::uint32_t number = 0; number < index_.size(); ++number) {
             if (!has_ordering_id(index_.id(number))) continue;
             const auto revisions = index_.document(number).revisions();
             for (std::uint32_t at = 0; at < revisions.size(); ++at) {
-                auto list = read_ordering_list(index_, number, at, arena_);
-                if (!list) continue;
-                if (std::ranges::any_of(list->elements, [&](std::uint32_t element) { return lost[element]; })) {
-                    lists.push_back(std::move(*list));
-                }
+                if (const auto list = reader_.read(number, at)) lists.push_back(*list);
             }
         }
-        // Newest first, own ones before others. The documents stand in ascending order of id already.
+        // The documents stand in ascending order of id already.
         const auto rank = [&](const OrderingList& list) {
             const std::uint32_t generation = index_.document(list.document).revisions()[list.revision].index;
             return std::tuple(list.instance != instance_id_, no_entry - generation, list.document, list.revision);
         };
         std::ranges::sort(lists, {}, rank);
+        std::unordered_set<const std::uint32_t*> seen;
+        std::erase_if(lists, [&](const OrderingList& list) {
+            return !arrays_[list.domain].is_shown || !seen.insert(list.elements.data()).second ||
+                   std::ranges::none_of(list.elements, [&](std::uint32_t element) { return lost[element]; });
+        });
         return lists;
     }
 
@@ -236,10 +273,11 @@ class Reconciliation {
 
     const DocumentIndex& index_;
     std::string_view instance_id_;
-    Arena arena_;
+    OrderingLists reader_;
     std::map<std::string_view, InstanceLists> lists_;   // by instance
     std::map<std::string_view, Array> arrays_;          // by domain
     std::vector<std::uint32_t> placed_in_round_;        // by document number
+    std::unordered_set<const std::uint32_t*> added_;    // contents whose elements are all placed
 };
 
 }  // namespace
@@ -249,8 +287,10 @@ ElementOrder::ElementOrder(const DocumentIndex& index, std::string_view instance
     reconciliation.run();
     for (auto& [domain, array] : reconciliation.arrays()) {
         const auto entry = elements_.emplace(domain, std::move(array.elements).finish()).first;
-        const bool stands = array.own != nullptr ? array.own->complete && array.own->elements == entry->second
-                                                 : entry->second.empty();
+        const bool stands =
+            !array.is_shown || (array.own != nullptr
+                                    ? array.own->complete && std::ranges::equal(array.own->elements, entry->second)
+                                    : entry->second.empty());
         if (!stands) outdated_.push_back({entry->first, array.own_document});
     }
 }
@@ -281,7 +321,7 @@ DocumentStorage store_order(const DocumentStorage& storage, const DocumentIndex&
                                                             : arena.copy(ordering_id(instance_id, domain, hasher));
             documents.push_back({id, arena.copy(content.view())});
         }
-        if (!documents.empty()) result = store_documents(result, std::move(documents), Unproduced::keep, hasher);
+        if (!documents.empty()) result = store_documents(result, documents, Unproduced::keep, hasher);
     }
     return result;
 }

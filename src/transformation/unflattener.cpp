@@ -251,15 +251,21 @@ void rebuild_from(const DocumentIndex& index, const ElementOrder& order, std::st
     if (!position) Rebuild::fail("invalid_root_document_revision", revision->revision_string());
     const auto content = storage.data().find(document.revisions()[*position].datahash());
     if (!content) Rebuild::fail("missing_root_document_data", document.revision_string(*position));
+    if (has_ordering_id(id)) {  // the library's own document, which holds no marked strings
+        TextBuffer written_id;
+        write_json_string(id, written_id);
+        const WrittenMember id_member{vocabulary::id_key, written_id.view()};
+        return write_object_with(*content, {&id_member, discard_id ? 0U : 1U}, out);
+    }
     Rebuild(index, order, discard_id, out).document(*number, *content, 0);
 }
 
 // The root of a set of documents that does not say it.
-std::string_view find_root(const DocumentIndex& index, Arena& arena) {
+std::string_view find_root(const DocumentIndex& index) {
     if (const auto number = index.find(vocabulary::root_name)) return index.id(*number);
     std::vector<bool> referenced(index.size());
     mark_referenced_objects(index, referenced);
-    mark_listed_elements(index, arena, referenced);
+    mark_listed_elements(index, referenced);
     std::optional<std::uint32_t> root;
     for (std::uint32_t number = 0; number < index.size(); ++number) {
         if (has_ordering_id(index.id(number)) || referenced[number]) continue;
@@ -307,10 +313,10 @@ void unflatten_array(const JsonValue& documents, std::string_view root_id, const
     }
     if (flattened.empty()) return out.append("{}");
     DataHasher hasher(settings.hash_kind());
-    const DocumentStorage storage = store_documents({}, std::move(flattened), Unproduced::keep, hasher);
+    const DocumentStorage storage = store_documents({}, flattened, Unproduced::keep, hasher);
     const DocumentIndex index(storage);
     const ElementOrder order(index, settings.instance_id);
-    const std::string_view root = root_id.empty() ? find_root(index, arena) : root_id;
+    const std::string_view root = root_id.empty() ? find_root(index) : root_id;
     rebuild_from(index, order, root, std::nullopt, settings.discard_id, out);
 }
 

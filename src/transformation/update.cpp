@@ -1,7 +1,6 @@
 #include "transformation/update.h"
 
 #include <algorithm>
-#include <optional>
 #include <string>
 
 #include "common/canonical_object.h"
@@ -10,39 +9,35 @@
 #include "common/text_table.h"
 #include "data/data_hash.h"
 #include "transformation/document_changes.h"
-#include "transformation/document_path.h"
 #include "transformation/flattener.h"
 
 namespace libzentadbpp {
 
 namespace {
 
-// An empty array gets no ordering document, and keeps the one it has from before: an element that was removed here but
-// edited on another copy finds its place again. Only where an element lives on, the old list would show it here as well
-// as where it went, so then it is emptied.
-void add_emptied_lists(const DocumentStorage& storage, const TransformationSettings& settings, DataHasher& hasher,
-                       Arena& arena, Flattener::Result& flat) {
-    std::optional<TextTable> produced;
-    for (const std::string_view domain : flat.empty_arrays) {
-        const std::string id = ordering_id(settings.instance_id, domain, hasher);
-        const MultiVersionDocument* document = storage.find(id);
-        if (document == nullptr || !document->has_winning()) continue;
-        const auto content = storage.data().find(document->winning().datahash());
+// An array that is empty or gone gets no ordering document and keeps the one it has from before: an element that was removed
+// here but edited on another copy finds its place again. Only where an element lives on, the old list would show it there
+// as well as where it went, so then it is emptied.
+void add_emptied_lists(const DocumentStorage& storage, const TransformationSettings& settings, Arena& arena,
+                       std::vector<FlattenedDocument>& documents) {
+    TextTable produced(documents.size());
+    for (const FlattenedDocument& document : documents) produced.add(document.id);
+    const auto lives_on = [&](const JsonValue& id) {
+        return produced.find(id.as_string()) || has_ordering_id(id.as_string());
+    };
+    for (const auto& entry : storage.documents()) {
+        if (!has_ordering_id(entry.key) || produced.find(entry.key) || !entry.value->has_winning()) continue;
+        const auto content = storage.data().find(entry.value->winning().datahash());
         if (!content) continue;
         const JsonValue list = JsonScanner(*content, arena).read_value(0, deepest_content);
         const JsonValue* ids = list.find(vocabulary::ordering_ids_key);
-        if (ids == nullptr || ids->elements().empty()) continue;
-        if (!produced) {
-            produced.emplace(flat.documents.size());
-            for (const FlattenedDocument& flattened : flat.documents) produced->add(flattened.id);
-        }
-        const auto still_lives = [&](const JsonValue& element) {
-            return produced->find(element.as_string()) || has_ordering_id(element.as_string());
-        };
-        if (std::ranges::none_of(ids->elements(), still_lives)) continue;
+        const JsonValue* instance = list.find(vocabulary::ordering_instance_key);
+        const JsonValue* domain = list.find(vocabulary::ordering_domain_key);
+        if (ids == nullptr || instance == nullptr || domain == nullptr || !domain->is_string()) continue;
+        if (instance->as_string() != settings.instance_id || std::ranges::none_of(ids->elements(), lives_on)) continue;
         TextBuffer emptied;
-        write_ordering_content(settings.instance_id, domain, {}, emptied);
-        flat.documents.push_back({arena.copy(id), arena.copy(emptied.view())});
+        write_ordering_content(settings.instance_id, domain->as_string(), {}, emptied);
+        documents.push_back({entry.key, arena.copy(emptied.view())});
     }
 }
 
@@ -52,8 +47,8 @@ DocumentStorage update(const DocumentStorage& storage, const JsonValue& data, co
                        Arena& arena) {
     DataHasher hasher(settings.hash_kind());
     Flattener::Result flat = Flattener(settings, hasher, arena).flatten(data);
-    add_emptied_lists(storage, settings, hasher, arena, flat);
-    const DocumentStorage stored = store_documents(storage, std::move(flat.documents), Unproduced::remove, hasher);
+    add_emptied_lists(storage, settings, arena, flat.documents);
+    const DocumentStorage stored = store_documents(storage, flat.documents, Unproduced::remove, hasher);
     return DocumentStorage(stored.documents(), stored.data(), std::string(flat.root_id));
 }
 

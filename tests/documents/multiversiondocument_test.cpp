@@ -18,6 +18,20 @@ namespace {
 struct Model {
     std::map<Revision, Revision> parents;
 
+    // Adds a child, under an empty revision of its own where its name is taken; false where that is taken as well.
+    [[nodiscard]] bool add(const Revision& above, const std::string& hash) {
+        const Revision child(above.index() + 1, hash, above.datahash().substr(0, 7));
+        if (parents.try_emplace(child, above).first->second == above) return true;
+        const Revision between(above.index() + 1, "empty", above.datahash().substr(0, 7));
+        const Revision below(above.index() + 2, hash, "empty");
+        const auto taken = [&](const Revision& revision, const Revision& parent) {
+            return parents.contains(revision) && parents.at(revision) != parent;
+        };
+        if (taken(between, above) || taken(below, between)) return false;
+        parents.emplace(between, above);
+        parents.emplace(below, between);
+        return true;
+    }
     [[nodiscard]] std::vector<Revision> history_of(Revision revision) const {
         std::vector<Revision> history;
         for (; !revision.is_null(); revision = parents.at(revision)) history.push_back(revision);
@@ -215,7 +229,12 @@ TEST(MultiVersionDocument, GrowsByChildren) {
               R"(["0123456789_first", [["A_0123456", "C_A", "D_C"], ["B_0123456", "A_B"]]])");
     const DocumentRef same_prefix = read(R"(["A_x", ["0123456a_A", "0123456b_A"]])");
     const DocumentRef once = same_prefix->with_child(1, "C");
-    EXPECT_EQ(once->with_child(2, "C")->history(), once->history());
+    // The name is taken by a revision of the same content under another parent.
+    const DocumentRef both = once->with_child(2, "C");
+    EXPECT_EQ(both->history(), R"(["A_x", [["0123456a_A", "C_0123456"], ["0123456b_A", "empty_0123456", "C_empty"]]])");
+    EXPECT_EQ(both->with_child(2, "C")->history(), both->history());
+    const DocumentRef blocked = once->with_child(1, "empty");
+    EXPECT_THROW((void)blocked->with_child(2, "C"), InvalidParentRevisionException);
 }
 
 TEST(MultiVersionDocument, OutlivesWhatItWasMadeFrom) {
@@ -254,8 +273,11 @@ TEST(MultiVersionDocument, RandomTreesFollowTheModel) {
             const auto parent = static_cast<std::uint32_t>(size - 1 - random() % std::min(reach, size));
             const std::string& hash = hashes[random() % hashes.size()];
             const Revision above = document->revisions()[parent].revision();
-            model.parents.emplace(Revision(above.index() + 1, hash, above.datahash().substr(0, 7)), above);
-            document = document->with_child(parent, hash);
+            if (model.add(above, hash)) {
+                document = document->with_child(parent, hash);
+            } else {
+                EXPECT_THROW((void)document->with_child(parent, hash), InvalidParentRevisionException);
+            }
         }
         expect_like(*document, model);
 
