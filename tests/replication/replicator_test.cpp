@@ -1,0 +1,117 @@
+#include "replication/replicator.h"
+
+#include <gtest/gtest.h>
+
+#include "common/error.h"
+#include "documents/document_merge.h"
+#include "documents/document_queries.h"
+#include "documents/storage_queries.h"
+#include "transformation/in_texts.h"
+
+namespace libzentadbpp {
+namespace {
+
+using namespace in_texts;
+
+// A storage with the one document "root", or with another beside it.
+std::string text_of(const std::string& history, const std::string& contents = "", const std::string& beside = "") {
+    return "{\"d\": {" + (beside.empty() ? "" : beside + ", ") + "\"root\": " + history + "}, \"o\": {" + contents +
+           "}, \"r\": \"root\"}";
+}
+
+TEST(Replicate, CountsAndCarriesOver) {
+    const std::string contents = R"("A": {"v": 1}, "B": {"v": 2}, "C": {"v": 3})";
+    const struct {
+        std::string source;
+        std::string target;
+        std::size_t missing_found;
+        std::string result;
+    } cases[] = {
+        {text_of(R"(["A_first", "B_A"])", contents), "{}", 2,
+         text_of(R"(["A_first", "B_A"])", R"("A": {"v": 1}, "B": {"v": 2})")},
+        {"{}", "{}", 0, "{}"},
+        {text_of(R"(["A_first", "B_A"])", contents), text_of(R"(["A_first", "C_A"])", R"("C": {"v": 3})"), 1,
+         text_of(R"(["A_first", ["B_A", "C_A"]])", contents)},
+        // Contents that the target dropped come back, and what it holds is kept.
+        {text_of(R"(["A_first"])", R"("A": {"v": 1})"), text_of(R"(["A_first", "B_A"])", R"("B": {"v": 2})"), 0,
+         text_of(R"(["A_first", "B_A"])", R"("A": {"v": 1}, "B": {"v": 2})")},
+        {text_of(R"(["A_first"])", R"("A": {"v": 9})"), text_of(R"(["A_first"])", R"("A": {"v": 1})"), 0,
+         text_of(R"(["A_first"])", R"("A": {"v": 1})")},
+        {text_of(R"(["A_first", "deleted_A"])"), text_of(R"(["A_first"])"), 1, text_of(R"(["A_first", "deleted_A"])")},
+        // Two ways to one revision: the smaller parent stays, on both sides.
+        {text_of(R"(["A_first", ["hhhhhhha_A", ["hhhhhhhb_A", "D_hhhhhhh"]]])"),
+         text_of(R"(["A_first", [["hhhhhhha_A", "D_hhhhhhh"], "hhhhhhhb_A"]])"), 0,
+         text_of(R"(["A_first", [["hhhhhhha_A", "D_hhhhhhh"], "hhhhhhhb_A"]])")},
+        // Each side closed the branch that the other kept: the longest, then lowest closed one is opened again.
+        {text_of(R"(["A_first", [["B_A", "resolved_B"], "C_A"]])"), text_of(R"(["A_first", ["B_A", ["C_A", "resolved_C"]]])"), 1,
+         text_of(R"(["A_first", [["B_A", "resolved_B", "B_resolve"], ["C_A", "resolved_C"]]])")},
+        // Two ordering documents of one id: the larger tree hangs under the smaller first revision.
+        {text_of(R"(["A_first"])", "", R"("ord-1": ["K_first", "L_K"])"), text_of(R"(["A_first"])", "", R"("ord-1": ["M_first"])"), 2,
+         text_of(R"(["A_first"])", "", R"("ord-1": ["K_first", ["L_K", "M_first"]])")},
+    };
+    const auto written = [](const std::string& text) { return serialized(Opened(text).storage()); };
+    for (const auto& [source, target, missing_found, result] : cases) {
+        SCOPED_TRACE(source + " into " + target);
+        const Opened from(source);
+        const Opened to(target);
+        for (const Takeover takeover : {Takeover::copy, Takeover::share}) {
+            const ReplicationResult merged = replicate(from.storage(), to.storage(), takeover);
+            EXPECT_EQ(merged.missing_found, missing_found);
+            EXPECT_EQ(serialized(merged.target), written(result));
+            const ReplicationResult again = replicate(from.storage(), merged.target, takeover);
+            EXPECT_EQ(again.missing_found, 0U);
+            EXPECT_EQ(serialized(again.target), written(result));
+            if (to.storage().documents().empty()) continue;
+            const DocumentStorage back = replicate(to.storage(), from.storage(), takeover).target;
+            for (const auto& entry : merged.target.documents()) {
+                EXPECT_EQ(back.find(entry.key)->history(), entry.value->history());
+            }
+        }
+    }
+}
+
+TEST(Replicate, ACopyOutlivesItsSource) {
+    auto source = std::make_unique<Opened>(text_of(R"(["A_first", "B_A"])", R"("A": {"v": 1}, "B": {"v": 2})"));
+    const Opened target(text_of(R"(["A_first"])"));
+    const DocumentStorage merged = replicate(source->storage(), target.storage(), Takeover::copy).target;
+    const std::string before = serialized(merged);
+    source.reset();
+    EXPECT_EQ(serialized(merged), before);
+}
+
+TEST(Replicate, RefusesOtherRoots) {
+    const Opened ours(text_of(R"(["A_first"])"));
+    const Opened theirs(R"({"d": {"other": ["A_first"]}, "r": "other"})");
+    const Opened empty("{}");
+    for (const Opened* other : {&theirs, &empty}) {
+        EXPECT_EQ(failure<ReplicationException>(
+                      [&] { (void)replicate(other->storage(), ours.storage(), Takeover::share); }),
+                  record(source::replicator, "operator ()", "mismatching_root_document_identifiers"));
+    }
+}
+
+TEST(Replicate, TellsOfASecondFirstRevision) {
+    const Opened source(text_of(R"(["B_first"])"));
+    const Opened target(text_of(R"(["A_first", "C_A"])"));
+    testing::internal::CaptureStderr();
+    EXPECT_THROW((void)replicate(source.storage(), target.storage(), Takeover::share), SecondFirstRevision);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Document root\nActual root 1-A_first\nWannabe root 1-B_first\n2-C_A\n");
+}
+
+TEST(Update, IsNeverSilentlyDropped) {
+    // The revision that an update would make is known from another branch, which was settled.
+    const std::string now = hash(R"({"v": 2})");
+    const std::string then = hash(R"({"v": 1})");
+    const std::string old = then.substr(0, 7);
+    const Opened merged(R"({"d": {"root": ["A_first", [["P_A", ")" + then + R"(_P", ")" + now + "_" + old +
+                        R"(", "resolved_)" + now.substr(0, 7) + R"("], ["Q_A", ")" + then + R"(_Q"]]]}, "o": {")" + then +
+                        R"(": {"v": 1}}, "r": "root"})");
+    EXPECT_EQ(read(merged.storage()), R"({"_id": "root", "v": 1})");
+    const DocumentStorage changed = updated(merged.storage(), R"({"v": 2})");
+    EXPECT_EQ(read(changed), R"({"_id": "root", "v": 2})");
+    EXPECT_EQ(serialized(updated(changed, R"({"v": 2})")), serialized(changed));
+}
+
+}  // namespace
+}  // namespace libzentadbpp
