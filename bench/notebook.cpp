@@ -21,8 +21,8 @@ class Random {
 };
 
 constexpr std::array<std::string_view, 16> words{
-    "revision ", "merge ",   "copy ",  "Grüße ",  "\\\"quoted\\\" ", "line\\nbreak ", "notebook ",     "of ",
-    "and ",      "winter ",  "train ", "tab\\t ", "naïve ",          "paper ",        "\\\\backslash ", "meeting "};
+    "revision ", "merge ",  "copy ",  "Grüße ",  "\\\"quoted\\\" ", "line\\nbreak ", "notebook ",      "of ",
+    "and ",      "winter ", "train ", "tab\\t ", "naïve ",          "paper ",        "\\\\backslash ", "meeting "};
 
 std::string body(Random& random) {
     const std::size_t length = 120 + random.below(281);
@@ -72,7 +72,8 @@ std::string notebook(std::size_t notes, unsigned edited_percent) {
 
 std::string tiny_elements(std::size_t count) {
     std::string text = "{\"all\":[";
-    for (std::size_t i = 0; i < count; ++i) text += (i == 0 ? "{\"_id\":\"e" : ",{\"_id\":\"e") + std::to_string(i) + "\"}";
+    for (std::size_t i = 0; i < count; ++i)
+        text += (i == 0 ? "{\"_id\":\"e" : ",{\"_id\":\"e") + std::to_string(i) + "\"}";
     return text + "]}";
 }
 

@@ -58,11 +58,14 @@ struct Data {
     explicit Data(std::size_t notes) : host(bench::notebook(notes)), edited(bench::notebook(notes, 1)) {
         sync = take(update_sync_json(host.c_str(), none, none));
         sync_edited = take(update_sync_json(edited.c_str(), sync.c_str(), none));
-        require(take(update_sync_json(host.c_str(), sync.c_str(), none)) == sync, "an update with the same data changed it");
+        require(take(update_sync_json(host.c_str(), sync.c_str(), none)) == sync,
+                "an update with the same data changed it");
         const std::string discard = "{\"discard_id\": true}";
         const std::string read = take(read_sync_json(sync.c_str(), none));
-        require(take(update_sync_json(read.c_str(), sync.c_str(), none)) == sync, "what was read is not what was stored");
-        require(take(replicate_sync_json(sync_edited.c_str(), sync.c_str(), none)) == sync_edited, "replication lost edits");
+        require(take(update_sync_json(read.c_str(), sync.c_str(), none)) == sync,
+                "what was read is not what was stored");
+        require(take(replicate_sync_json(sync_edited.c_str(), sync.c_str(), none)) == sync_edited,
+                "replication lost edits");
         rapidjson::Document parsed;
         parsed.Parse(sync.c_str());
         documents = parsed["d"].MemberCount();

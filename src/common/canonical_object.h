@@ -37,8 +37,8 @@ class WrittenObject {
     const char* end_;
 };
 
-// Appends a written object with some members set: `members` in ascending order of (plain) keys, values written. Members of
-// those names that the object has give way.
+// Appends a written object with some members set: `members` in ascending order of (plain) keys, values written. Members
+// of those names that the object has give way.
 void write_object_with(std::string_view object, std::span<const WrittenMember> members, TextBuffer& out);
 
 }  // namespace libzentadbpp

@@ -23,8 +23,7 @@ inline constexpr std::string_view interface = "src/libzentadbpp";
 
 // The one-line JSON text that carries a failure to the host. No value in it is escaped.
 [[nodiscard]] std::string error_record(std::string_view filename, int line, std::string_view function,
-                                       std::string_view error,
-                                       std::optional<std::string_view> args = std::nullopt);
+                                       std::string_view error, std::optional<std::string_view> args = std::nullopt);
 
 struct DuplicateStorageException : std::runtime_error {
     using std::runtime_error::runtime_error;

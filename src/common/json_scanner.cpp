@@ -36,7 +36,8 @@ void expect_quote(char c) {
 }
 
 JsonValue number_value(const NumberToken& token, MinusZero minus_zero) {
-    if (!token.is_integer() || (minus_zero == MinusZero::real && token.text == "-0")) return JsonValue::real(read_real(token.text));
+    if (!token.is_integer() || (minus_zero == MinusZero::real && token.text == "-0"))
+        return JsonValue::real(read_real(token.text));
     std::int32_t value = 0;
     std::from_chars(token.text.data(), token.text.data() + token.text.size(), value);
     return JsonValue::integer(value);

@@ -8,8 +8,8 @@
 
 namespace libzentadbpp {
 
-// Finds the number of a text among texts that are all known beforehand; of equal texts the first. The texts must outlive
-// it. Hashing is seeded anew for every table, so that nobody can choose texts that collide.
+// Finds the number of a text among texts that are all known beforehand; of equal texts the first. The texts must
+// outlive it. Hashing is seeded anew for every table, so that nobody can choose texts that collide.
 class TextTable {
    public:
     explicit TextTable(std::size_t size);  // for at most that many

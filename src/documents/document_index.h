@@ -10,12 +10,12 @@
 
 namespace libzentadbpp {
 
-// The contents of all winning revisions, by document in ascending order of id; null data where one is not stored, or where
-// a document has no winning revision. One merge of sorted hashes instead of a look-up for each.
+// The contents of all winning revisions, by document in ascending order of id; null data where one is not stored, or
+// where a document has no winning revision. One merge of sorted hashes instead of a look-up for each.
 [[nodiscard]] std::vector<std::string_view> winning_contents(const DocumentStorage& storage);
 
-// The documents of a storage, numbered in ascending order of id, with what a walk over all of them needs again and again.
-// The storage must outlive it.
+// The documents of a storage, numbered in ascending order of id, with what a walk over all of them needs again and
+// again. The storage must outlive it.
 class DocumentIndex {
    public:
     explicit DocumentIndex(const DocumentStorage& storage);

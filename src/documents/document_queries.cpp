@@ -25,8 +25,7 @@ bool is_closed(const MultiVersionDocument& document, std::uint32_t position, std
 std::uint32_t position_in_tree(const MultiVersionDocument& document, const Revision& revision) {
     const auto position = document.find(revision);
     if (!position) {
-        raise<RevisionNotFoundException>(source::multiversiondocument, "ancestor_of",
-                                         "revision_not_found_in_ancestor");
+        raise<RevisionNotFoundException>(source::multiversiondocument, "ancestor_of", "revision_not_found_in_ancestor");
     }
     return *position;
 }
@@ -99,8 +98,7 @@ DocumentStorage resolve(const DocumentStorage& storage, const DocumentRef& docum
 
     DocumentChanges changes;
     changes.set(document->with_child(*position, resolved_hash));
-    return DocumentStorage(std::move(changes).applied_to(storage.documents()), storage.data(),
-                           storage.root_or_empty());
+    return DocumentStorage(std::move(changes).applied_to(storage.documents()), storage.data(), storage.root_or_empty());
 }
 
 }  // namespace libzentadbpp

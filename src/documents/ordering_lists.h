@@ -22,8 +22,8 @@ struct OrderingList {
     bool complete;                            // nothing was left out of `elements`
 };
 
-// Reads the lists of revisions, each content once: any number of revisions may share a long one. The lists live as long as
-// this; those of one content have their elements at one place.
+// Reads the lists of revisions, each content once: any number of revisions may share a long one. The lists live as long
+// as this; those of one content have their elements at one place.
 class OrderingLists {
    public:
     explicit OrderingLists(const DocumentIndex& index) : index_(&index) {}

@@ -43,9 +43,7 @@ class HashSet {
             if (limit != no_prune_limit) --left;
         }
     }
-    void sort() {
-        sort_unique(hashes_);
-    }
+    void sort() { sort_unique(hashes_); }
     [[nodiscard]] bool contains(std::string_view hash) const { return std::ranges::binary_search(hashes_, hash); }
 
    private:
@@ -117,9 +115,8 @@ std::vector<std::string> unresolved(const DocumentStorage& storage) {
 }
 
 std::vector<std::string> created(const DocumentStorage& storage, const DocumentStorage& old) {
-    return compare(storage, old, [](const MultiVersionDocument&, const MultiVersionDocument* before) {
-        return before == nullptr;
-    });
+    return compare(storage, old,
+                   [](const MultiVersionDocument&, const MultiVersionDocument* before) { return before == nullptr; });
 }
 
 std::vector<std::string> deleted(const DocumentStorage& storage, const DocumentStorage& old) {
@@ -157,8 +154,8 @@ DocumentStorage prune(const DocumentStorage& storage, std::uint32_t limit, bool 
     return DocumentStorage(storage.documents(), contents_where(storage.data(), keep), storage.root_or_empty());
 }
 
-DocumentStorage prune_ids(const DocumentStorage& storage, const std::vector<std::string_view>& ids,
-                          std::uint32_t limit, bool skip_winning) {
+DocumentStorage prune_ids(const DocumentStorage& storage, const std::vector<std::string_view>& ids, std::uint32_t limit,
+                          bool skip_winning) {
     HashSet retained;
     HashSet listed;
     for (const auto& entry : storage.documents()) {

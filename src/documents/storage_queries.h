@@ -9,8 +9,8 @@
 
 namespace libzentadbpp {
 
-// Questions about a whole storage, comparisons of two, and the operations that drop content. Sets come in ascending byte
-// order; O(documents) unless said otherwise.
+// Questions about a whole storage, comparisons of two, and the operations that drop content. Sets come in ascending
+// byte order; O(documents) unless said otherwise.
 
 // Whether a content is stored under the data hash of a revision (a reserved one always is). A text that is no revision
 // string but the id of a document asks for that document's winning revision; any other fails as parsing does.

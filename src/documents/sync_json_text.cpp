@@ -76,8 +76,8 @@ SyncJsonText::SyncJsonText(std::string_view text, Arena& arena, const std::share
     scanner.expect_end();
 }
 
-// The shape that nearly every document has: a chain of plain strings, written as the writer writes it. Answers null where
-// the history is anything else, however little, and `length` of the text otherwise.
+// The shape that nearly every document has: a chain of plain strings, written as the writer writes it. Answers null
+// where the history is anything else, however little, and `length` of the text otherwise.
 DocumentRef SyncJsonText::plain_document(std::string_view id, std::string_view text, std::size_t& length) {
     const char* at = text.data();
     const char* const end = at + text.size();
@@ -192,8 +192,7 @@ DocumentStorage::Documents SyncJsonText::build_documents() {
     for (DocumentPart& part : documents_) {
         if (part.document == nullptr) {
             if (part.history.empty()) refuse("expecting_revision_history_array");
-            const auto revisions =
-                part.id.empty() ? std::vector<TreeRevision>{} : read_history(part.history, *arena_);
+            const auto revisions = part.id.empty() ? std::vector<TreeRevision>{} : read_history(part.history, *arena_);
             part.document = MultiVersionDocument::make_in(*arena_, owner_, part.id, revisions, {});
         }
         entries.push_back({part.id, std::move(part.document)});

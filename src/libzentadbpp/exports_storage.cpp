@@ -31,9 +31,8 @@ using StorageQuery = CText (*)(const DocumentStorage&);
 using Comparison = std::vector<std::string> (*)(const DocumentStorage&, const DocumentStorage&);
 
 sync_json_result ask(const char* name, const char* sync_json, StorageQuery query) {
-    return answer(name, [&](Call& call) {
-        return query(call.open(call.sync_json(sync_json), Inflation::passed_over));
-    });
+    return answer(name,
+                  [&](Call& call) { return query(call.open(call.sync_json(sync_json), Inflation::passed_over)); });
 }
 
 sync_json_result ask(const char* name, sync_json_ptr ptr, StorageQuery query) {

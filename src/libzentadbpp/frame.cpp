@@ -108,7 +108,8 @@ auto Call::read_inflated(std::string_view base64, double claimed_size, Inflation
         try {
             auto value = read(text);
             if (is_object(value)) return value;
-            error = error_record(source::interface, __LINE__, "uncompress_object", "uncompressed_data_is_not_an_object");
+            error =
+                error_record(source::interface, __LINE__, "uncompress_object", "uncompressed_data_is_not_an_object");
         } catch (const ParseError& failure) {
             error = failure.what();
         } catch (const std::out_of_range& failure) {
@@ -121,9 +122,11 @@ auto Call::read_inflated(std::string_view base64, double claimed_size, Inflation
 
 DocumentStorage Call::open(SyncJsonText&& text, Inflation inflation) {
     if (!text.is_compressed()) return std::move(text).deserialize();
-    return read_inflated(text.compressed_data(), text.uncompressed_size(), inflation, [&](std::string_view inflated) {
-               return SyncJsonText(to_standard_text(inflated, memory_->arena), memory_->arena, owner_);
-           }).deserialize();
+    return read_inflated(text.compressed_data(), text.uncompressed_size(), inflation,
+                         [&](std::string_view inflated) {
+                             return SyncJsonText(to_standard_text(inflated, memory_->arena), memory_->arena, owner_);
+                         })
+        .deserialize();
 }
 
 WholeObject Call::inflated(const WholeObject& object, Inflation inflation) {
@@ -175,9 +178,7 @@ CText Call::rendered(const DocumentStorage& storage, bool compress) {
     return compress ? compressed(std::move(text)) : rendered(std::move(text));
 }
 
-sync_json_ptr Call::new_handle(DocumentStorage storage) {
-    return new zentadbpp_document_storage{std::move(storage)};
-}
+sync_json_ptr Call::new_handle(DocumentStorage storage) { return new zentadbpp_document_storage{std::move(storage)}; }
 
 bool asks_for_compression(const JsonValue& configuration) {
     const JsonValue* compressed = configuration.find("compressed");

@@ -36,8 +36,8 @@ struct CallMemory {
     std::deque<TextBuffer> texts;
 };
 
-// What becomes of a compressed object that cannot be inflated: it counts as the empty object, it is told with its reason,
-// or with the bare key "failed_to_uncompress_obj".
+// What becomes of a compressed object that cannot be inflated: it counts as the empty object, it is told with its
+// reason, or with the bare key "failed_to_uncompress_obj".
 enum class Inflation { passed_over, reported, reported_briefly };
 
 // An object as a tree, its members nested as deep as those of a sync JSON may be.
@@ -50,8 +50,8 @@ struct WholeObject {
 
 class Call {
    public:
-    // With `shared`, texts are copied into that memory, which the storages opened from them keep; without, the texts and all
-    // that is made of them end with the call.
+    // With `shared`, texts are copied into that memory, which the storages opened from them keep; without, the texts
+    // and all that is made of them end with the call.
     explicit Call(std::string_view export_name, std::shared_ptr<CallMemory> shared = nullptr)
         : name_(export_name), memory_(shared == nullptr ? &own_memory_ : shared.get()), owner_(std::move(shared)) {}
 

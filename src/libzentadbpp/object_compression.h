@@ -10,8 +10,8 @@ namespace libzentadbpp {
 
 // A compressed object: {"compressed": true, "data": <Base64 of a zlib stream>, "uncompressed_size": <bytes>}.
 
-// Appends the compressed object of a text to `out` (standard JSON text). On failure appends nothing and answers the error
-// record; empty on success.
+// Appends the compressed object of a text to `out` (standard JSON text). On failure appends nothing and answers the
+// error record; empty on success.
 [[nodiscard]] std::string compress_text(std::string_view text, TextBuffer& out);
 
 struct Inflated {

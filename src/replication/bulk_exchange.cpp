@@ -98,7 +98,8 @@ class BulkGet {
         std::vector<std::string_view> path(hashes.size());
         std::string_view parent_hash;
         for (std::size_t at = hashes.size(); at-- > 0;) {
-            path[at] = with_suffix(hashes[at].as_string(), at + 1 == hashes.size() ? "first" : parent_hash.substr(0, 7));
+            path[at] =
+                with_suffix(hashes[at].as_string(), at + 1 == hashes.size() ? "first" : parent_hash.substr(0, 7));
             parent_hash = path[at].substr(0, path[at].find('_', 1));
         }
         return path;
@@ -144,8 +145,8 @@ class BulkGet {
         contents_.push_back({&incoming, hash, arena_.copy(text.view())});
     }
 
-    // What the content is stored under: the hash in "_rev", which is a revision string, or the generation and the first of
-    // the ids as they came. Empty where nothing tells it.
+    // What the content is stored under: the hash in "_rev", which is a revision string, or the generation and the first
+    // of the ids as they came. Empty where nothing tells it.
     std::string_view content_hash(const JsonValue& returned, const GivenPath& given,
                                   std::span<const std::string_view> path) {
         const std::string_view newest = path.empty() ? given.newest() : path[0].substr(0, path[0].find('_', 1));

@@ -12,10 +12,10 @@ namespace libzentadbpp {
 // hashes that leads to it in "_revisions". O(contents + histories).
 void write_bulk_docs(const DocumentStorage& storage, TextBuffer& out);
 
-// A new storage from the answer to a _bulk_get request. What is not of the expected shape is passed over, as is a path that
-// does not reach back to the first revision. Ids of revisions are taken in both forms, "hash_suffix" and the bare hash that
-// the export sends. The root is the document "root", or else the smallest id that is no ordering document's and that no
-// other winning content refers to, or else the smallest id. O(body log body).
+// A new storage from the answer to a _bulk_get request. What is not of the expected shape is passed over, as is a path
+// that does not reach back to the first revision. Ids of revisions are taken in both forms, "hash_suffix" and the bare
+// hash that the export sends. The root is the document "root", or else the smallest id that is no ordering document's
+// and that no other winning content refers to, or else the smallest id. O(body log body).
 [[nodiscard]] DocumentStorage from_bulk_get(const JsonValue& body);
 
 }  // namespace libzentadbpp

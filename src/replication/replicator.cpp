@@ -63,9 +63,9 @@ ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage
         }
     }
 
-    result.target = DocumentStorage(std::move(changes).applied_to(target.documents()),
-                                    merged_contents(source, target, takeover),
-                                    root.empty() ? source.root_or_empty() : root);
+    result.target =
+        DocumentStorage(std::move(changes).applied_to(target.documents()), merged_contents(source, target, takeover),
+                        root.empty() ? source.root_or_empty() : root);
     return result;
 }
 

@@ -6,8 +6,9 @@
 
 namespace libzentadbpp {
 
-// Whether what comes over from the source is copied into memory of its own, or keeps sharing the source's. Sharing is for
-// storages that end with the call; a target that lives on would hold on to the whole text its source was opened from.
+// Whether what comes over from the source is copied into memory of its own, or keeps sharing the source's. Sharing is
+// for storages that end with the call; a target that lives on would hold on to the whole text its source was opened
+// from.
 enum class Takeover : bool { copy, share };
 
 struct ReplicationResult {

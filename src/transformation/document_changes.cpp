@@ -14,7 +14,7 @@ namespace {
 struct OpenDocument {
     const MultiVersionDocument* stored = nullptr;
     bool produced = false;
-    std::string_view winning_content;  // null data where it is not stored
+    std::string_view winning_content;     // null data where it is not stored
     std::vector<std::string_view> added;  // data hashes of the revisions to come
 
     [[nodiscard]] std::string_view winning_hash() const {

@@ -20,7 +20,8 @@ enum class Unproduced : bool { keep, remove };
 // winning revision where the content differs, a deleted one stays deleted. With Unproduced::remove every other document
 // that is no ordering document gets a deleted revision. Comparing contents by their text spares hashing what did not
 // change. O(documents of the storage + those produced).
-[[nodiscard]] DocumentStorage store_documents(const DocumentStorage& storage, std::span<const FlattenedDocument> documents,
-                                              Unproduced unproduced, DataHasher& hasher);
+[[nodiscard]] DocumentStorage store_documents(const DocumentStorage& storage,
+                                              std::span<const FlattenedDocument> documents, Unproduced unproduced,
+                                              DataHasher& hasher);
 
 }  // namespace libzentadbpp

@@ -105,8 +105,8 @@ std::string_view IdGenerator::array_domain(const DocumentPath& path) {
 }
 
 std::string ordering_id(std::string_view instance_id, std::string_view domain, DataHasher& hasher) {
-    const std::string text = replace_all(replace_all(vocabulary::ordering_id_format, "%instanceid%", instance_id),
-                                         "%domain%", domain);
+    const std::string text =
+        replace_all(replace_all(vocabulary::ordering_id_format, "%instanceid%", instance_id), "%domain%", domain);
     return std::string(ordering_id_prefix).append(hasher(text));
 }
 

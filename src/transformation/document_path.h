@@ -10,16 +10,16 @@
 
 namespace libzentadbpp {
 
-// Where a value lies in the host's data: a chain of steps from the root, each on the stack of the walk that takes it. The
-// text of a path is built, and ids on the way are made, only when something asks for them.
+// Where a value lies in the host's data: a chain of steps from the root, each on the stack of the walk that takes it.
+// The text of a path is built, and ids on the way are made, only when something asks for them.
 struct DocumentPath {
     enum class Step {
-        top,      // the root object itself: the empty path
-        root,     // leaving the root for its members
-        member,   // text: the key
-        object,   // value: the object entered; its id is made on demand
-        array,    // text: the domain of an array of objects
-        position, // text: the decimal position in an indexed array
+        top,       // the root object itself: the empty path
+        root,      // leaving the root for its members
+        member,    // text: the key
+        object,    // value: the object entered; its id is made on demand
+        array,     // text: the domain of an array of objects
+        position,  // text: the decimal position in an indexed array
         plain_array,
     };
 
@@ -38,7 +38,8 @@ class IdGenerator {
     IdGenerator(const TransformationSettings& settings, DataHasher& hasher, Arena& arena)
         : settings_(&settings), hasher_(&hasher), arena_(&arena) {}
 
-    // The id of an object at a path: its own "_id", or what the first rule that applies yields, or the hash of the path.
+    // The id of an object at a path: its own "_id", or what the first rule that applies yields, or the hash of the
+    // path.
     [[nodiscard]] std::string_view object_id(const JsonValue& object, const DocumentPath& path);
     // The domain of an array of objects at a path.
     [[nodiscard]] std::string_view array_domain(const DocumentPath& path);

@@ -15,9 +15,9 @@ class ElementList {
     void start_with(std::vector<std::uint32_t> numbers) { start_ = std::move(numbers); }
     [[nodiscard]] const std::vector<std::uint32_t>& start() const { return start_; }
 
-    // Adds those numbers of a list that `may_add` accepts, and tells each to `added`. A number goes right after the nearest
-    // one before it in the list that is here (its last occurrence), else right before the nearest one after it (its first
-    // occurrence), else to the end. O(list), after a first O(elements).
+    // Adds those numbers of a list that `may_add` accepts, and tells each to `added`. A number goes right after the
+    // nearest one before it in the list that is here (its last occurrence), else right before the nearest one after it
+    // (its first occurrence), else to the end. O(list), after a first O(elements).
     template <class MayAdd, class Added>
     void add_from(std::span<const std::uint32_t> list, const MayAdd& may_add, const Added& added) {
         std::uint32_t before = none;  // the nearest number before the current one that is here

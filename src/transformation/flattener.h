@@ -32,7 +32,7 @@ class Flattener {
 
     struct Result {
         std::string_view root_id;
-        std::vector<FlattenedDocument> documents;    // in the order in which they are to be stored
+        std::vector<FlattenedDocument> documents;  // in the order in which they are to be stored
     };
     // The answer lies in the arena and in the value. FlattenerException.
     [[nodiscard]] Result flatten(const JsonValue& data);
@@ -62,7 +62,7 @@ class Flattener {
     Arena* arena_;
     IdGenerator ids_;
     std::string_view root_id_;
-    std::optional<std::string_view> clashing_id_;  // where an element and an object have one id
+    std::optional<std::string_view> clashing_id_;                    // where an element and an object have one id
     std::map<std::string_view, std::string_view> object_documents_;  // contents by id
     std::map<std::string_view, Elements> arrays_;                    // by domain
     std::deque<TextBuffer> buffers_;                                 // one for each document being written

@@ -9,11 +9,11 @@
 
 #include "common/sort_unique.h"
 #include "data/data_hash.h"
+#include "documents/ordering_lists.h"
 #include "transformation/document_changes.h"
 #include "transformation/document_path.h"
 #include "transformation/element_list.h"
 #include "transformation/flattener.h"
-#include "documents/ordering_lists.h"
 
 namespace libzentadbpp {
 
@@ -27,8 +27,8 @@ struct InstanceLists {
 struct Array {
     bool is_shown = false;  // a live document refers to it
     ElementList elements;
-    const OrderingList* own = nullptr;                    // the configured instance's winning list
-    const MultiVersionDocument* own_document = nullptr;   // also where only another of its revisions could be read
+    const OrderingList* own = nullptr;                   // the configured instance's winning list
+    const MultiVersionDocument* own_document = nullptr;  // also where only another of its revisions could be read
 };
 
 // Carries out the steps; each is a method, in their order.
@@ -76,8 +76,8 @@ class Reconciliation {
         }
     }
 
-    // An array that nothing refers to any more shows nothing, so its lists place nothing: an element that stands in one of
-    // them and nowhere else would be lost.
+    // An array that nothing refers to any more shows nothing, so its lists place nothing: an element that stands in one
+    // of them and nowhere else would be lost.
     void collect_shown_arrays() {
         for (std::uint32_t number = 0; number < index_.size(); ++number) {
             if (!index_.is_live(number) || has_ordering_id(index_.id(number))) continue;
@@ -98,8 +98,8 @@ class Reconciliation {
         }
     }
 
-    // An element that was moved between arrays on one copy, while the other copy rewrote the array that it left, stands in
-    // both winning lists. The losing leaf of the array it left tells that it was moved away.
+    // An element that was moved between arrays on one copy, while the other copy rewrote the array that it left, stands
+    // in both winning lists. The losing leaf of the array it left tells that it was moved away.
     void settle_moves() {
         std::vector<std::uint32_t> places(index_.size());
         std::vector<const Array*> last_array(index_.size());
@@ -131,9 +131,10 @@ class Reconciliation {
         array.elements.start_with(std::move(kept));
     }
 
-    // Those of the elements (ascending) that another leaf of the list's document no longer lists, though its last common
-    // revision with the winner does.
-    std::vector<std::uint32_t> moved_away_from(const OrderingList& winning, const std::vector<std::uint32_t>& elements) {
+    // Those of the elements (ascending) that another leaf of the list's document no longer lists, though its last
+    // common revision with the winner does.
+    std::vector<std::uint32_t> moved_away_from(const OrderingList& winning,
+                                               const std::vector<std::uint32_t>& elements) {
         const std::vector<OrderingList>& leafs = lists_[winning.instance].other_leafs;
         const auto by_document = [](const OrderingList& a, const OrderingList& b) { return a.document < b.document; };
         const auto [first, last] = std::equal_range(leafs.begin(), leafs.end(), winning, by_document);
@@ -163,7 +164,8 @@ class Reconciliation {
         return moved;
     }
 
-    // The content of an older revision may still refer to an array that is not shown now; it gets its first list as it is.
+    // The content of an older revision may still refer to an array that is not shown now; it gets its first list as it
+    // is.
     static void keep_unshown(Array& array, const OrderingList& list) {
         if (array.own == nullptr && array.elements.start().empty()) {
             array.elements.start_with({list.elements.begin(), list.elements.end()});
@@ -274,10 +276,10 @@ class Reconciliation {
     const DocumentIndex& index_;
     std::string_view instance_id_;
     OrderingLists reader_;
-    std::map<std::string_view, InstanceLists> lists_;   // by instance
-    std::map<std::string_view, Array> arrays_;          // by domain
-    std::vector<std::uint32_t> placed_in_round_;        // by document number
-    std::unordered_set<const std::uint32_t*> added_;    // contents whose elements are all placed
+    std::map<std::string_view, InstanceLists> lists_;  // by instance
+    std::map<std::string_view, Array> arrays_;         // by domain
+    std::vector<std::uint32_t> placed_in_round_;       // by document number
+    std::unordered_set<const std::uint32_t*> added_;   // contents whose elements are all placed
 };
 
 }  // namespace
@@ -288,9 +290,9 @@ ElementOrder::ElementOrder(const DocumentIndex& index, std::string_view instance
     for (auto& [domain, array] : reconciliation.arrays()) {
         const auto entry = elements_.emplace(domain, std::move(array.elements).finish()).first;
         const bool stands =
-            !array.is_shown || (array.own != nullptr
-                                    ? array.own->complete && std::ranges::equal(array.own->elements, entry->second)
-                                    : entry->second.empty());
+            !array.is_shown ||
+            (array.own != nullptr ? array.own->complete && std::ranges::equal(array.own->elements, entry->second)
+                                  : entry->second.empty());
         if (!stands) outdated_.push_back({entry->first, array.own_document});
     }
 }
@@ -317,8 +319,8 @@ DocumentStorage store_order(const DocumentStorage& storage, const DocumentIndex&
             for (const std::uint32_t number : order.elements(domain)) ids.push_back(index.id(number));
             TextBuffer content;
             write_ordering_content(instance_id, domain, ids, content);
-            const std::string_view id = document != nullptr ? arena.copy(document->id())
-                                                            : arena.copy(ordering_id(instance_id, domain, hasher));
+            const std::string_view id =
+                document != nullptr ? arena.copy(document->id()) : arena.copy(ordering_id(instance_id, domain, hasher));
             documents.push_back({id, arena.copy(content.view())});
         }
         if (!documents.empty()) result = store_documents(result, documents, Unproduced::keep, hasher);

@@ -6,16 +6,16 @@
 #include <string_view>
 #include <vector>
 
-#include "documents/document_storage.h"
 #include "documents/document_index.h"
+#include "documents/document_storage.h"
 
 namespace libzentadbpp {
 
 // The elements of every array, put together from all ordering documents.
 //
-// An ordering document records one array's order as one instance wrote it: {"d": domain, "i": instance, "s": [ids]}. After
-// a merge there may be several for one array, and several open leaves of one. Reconciling them shows every live element as
-// often as its writer put it there, loses none, and does not depend on the order of merges:
+// An ordering document records one array's order as one instance wrote it: {"d": domain, "i": instance, "s": [ids]}.
+// After a merge there may be several for one array, and several open leaves of one. Reconciling them shows every live
+// element as often as its writer put it there, loses none, and does not depend on the order of merges:
 // 1. The winning lists of the configured instance stand. Where they place an element in several arrays, it leaves those
 //    that another leaf of the same ordering document moved it away from.
 // 2. What nothing placed yet is added from this instance's other leaves, then from each other instance in turn.

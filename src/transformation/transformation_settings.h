@@ -17,8 +17,8 @@ using IdGenerationRule = std::vector<KeyPath>;
 [[nodiscard]] std::vector<IdGenerationRule> parse_id_generation_rules(std::string_view text);
 [[nodiscard]] std::set<std::string, std::less<>> parse_indexed_array_paths(std::string_view text);
 
-// What a host's configuration object asks for. A value made for one call and passed down; nothing is remembered from call
-// to call. A member counts only when it has the expected kind, and only for the operations that read it.
+// What a host's configuration object asks for. A value made for one call and passed down; nothing is remembered from
+// call to call. A member counts only when it has the expected kind, and only for the operations that read it.
 struct TransformationSettings {
     std::string instance_id = "default";
     bool flatten_objects = false;

@@ -11,9 +11,9 @@
 #include "common/error.h"
 #include "common/json_scanner.h"
 #include "common/json_writer.h"
-#include "transformation/document_changes.h"
 #include "documents/document_index.h"
 #include "documents/ordering_lists.h"
+#include "transformation/document_changes.h"
 #include "transformation/ordering_reconciliation.h"
 
 namespace libzentadbpp {
@@ -23,8 +23,8 @@ namespace {
 using vocabulary::array_reference_marker;
 using vocabulary::object_reference_marker;
 
-// Whether a written object has one of the two members that the flattener looks for. Both sort before nearly everything, so
-// the first key settles it as a rule, unless it is written with an escape.
+// Whether a written object has one of the two members that the flattener looks for. Both sort before nearly everything,
+// so the first key settles it as a rule, unless it is written with an escape.
 bool has_member(const char* object, const char* end, std::string_view key) {
     if (object[1] != '"' || (object[2] > key[0] && object[2] != '\\')) return false;
     WrittenMember member;
@@ -43,8 +43,8 @@ int order_to_id(std::string_view key) {
     return compare_written_key(key, vocabulary::id_key);
 }
 
-// Walks written contents once and writes what they stand for. Every step takes the place where its value begins and answers
-// where it ends. Recursion is bounded by the depth that a result may have.
+// Walks written contents once and writes what they stand for. Every step takes the place where its value begins and
+// answers where it ends. Recursion is bounded by the depth that a result may have.
 class Rebuild {
    public:
     Rebuild(const DocumentIndex& index, const ElementOrder& order, bool discard_id, TextBuffer& out)
@@ -197,8 +197,7 @@ class Rebuild {
         const auto content = index_.winning_content(number);
         // Where there is none, those that are asked for it tell the failure.
         document(number,
-                 content ? *content
-                         : index_.storage().data().read_object(index_.document(number).winning().datahash()),
+                 content ? *content : index_.storage().data().read_object(index_.document(number).winning().datahash()),
                  depth);
     }
 

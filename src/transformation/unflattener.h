@@ -10,13 +10,13 @@
 
 namespace libzentadbpp {
 
-// Rebuilds the host's data from a storage and appends its text: references give way to what they name, strings lose their
-// markers, and what was a document gets its "_id". Starts at the given document and revision; an empty id means the
-// storage's root, no revision the winning one. A storage without documents gives "{}".
+// Rebuilds the host's data from a storage and appends its text: references give way to what they name, strings lose
+// their markers, and what was a document gets its "_id". Starts at the given document and revision; an empty id means
+// the storage's root, no revision the winning one. A storage without documents gives "{}".
 //
 // UnflattenerException; ObjectNotFoundException where a content was pruned; ParseError "exceeded maximum nesting depth"
-// where the result would nest deeper than a text may, std::length_error where it would grow out of all proportion to the
-// storage, as documents that refer to each other many times over can make it.
+// where the result would nest deeper than a text may, std::length_error where it would grow out of all proportion to
+// the storage, as documents that refer to each other many times over can make it.
 void unflatten(const DocumentStorage& storage, std::string_view root_id, const std::optional<Revision>& revision,
                const TransformationSettings& settings, TextBuffer& out);
 

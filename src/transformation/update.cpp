@@ -15,9 +15,9 @@ namespace libzentadbpp {
 
 namespace {
 
-// An array that is empty or gone gets no ordering document and keeps the one it has from before: an element that was removed
-// here but edited on another copy finds its place again. Only where an element lives on, the old list would show it there
-// as well as where it went, so then it is emptied.
+// An array that is empty or gone gets no ordering document and keeps the one it has from before: an element that was
+// removed here but edited on another copy finds its place again. Only where an element lives on, the old list would
+// show it there as well as where it went, so then it is emptied.
 void add_emptied_lists(const DocumentStorage& storage, const TransformationSettings& settings, Arena& arena,
                        std::vector<FlattenedDocument>& documents) {
     TextTable produced(documents.size());

@@ -43,10 +43,12 @@ TEST(Replicate, CountsAndCarriesOver) {
          text_of(R"(["A_first", [["hhhhhhha_A", "D_hhhhhhh"], "hhhhhhhb_A"]])"), 0,
          text_of(R"(["A_first", [["hhhhhhha_A", "D_hhhhhhh"], "hhhhhhhb_A"]])")},
         // Each side closed the branch that the other kept: the longest, then lowest closed one is opened again.
-        {text_of(R"(["A_first", [["B_A", "resolved_B"], "C_A"]])"), text_of(R"(["A_first", ["B_A", ["C_A", "resolved_C"]]])"), 1,
+        {text_of(R"(["A_first", [["B_A", "resolved_B"], "C_A"]])"),
+         text_of(R"(["A_first", ["B_A", ["C_A", "resolved_C"]]])"), 1,
          text_of(R"(["A_first", [["B_A", "resolved_B", "B_resolve"], ["C_A", "resolved_C"]]])")},
         // Two ordering documents of one id: the larger tree hangs under the smaller first revision.
-        {text_of(R"(["A_first"])", "", R"("ord-1": ["K_first", "L_K"])"), text_of(R"(["A_first"])", "", R"("ord-1": ["M_first"])"), 2,
+        {text_of(R"(["A_first"])", "", R"("ord-1": ["K_first", "L_K"])"),
+         text_of(R"(["A_first"])", "", R"("ord-1": ["M_first"])"), 2,
          text_of(R"(["A_first"])", "", R"("ord-1": ["K_first", ["L_K", "M_first"]])")},
     };
     const auto written = [](const std::string& text) { return serialized(Opened(text).storage()); };
@@ -84,9 +86,9 @@ TEST(Replicate, RefusesOtherRoots) {
     const Opened theirs(R"({"d": {"other": ["A_first"]}, "r": "other"})");
     const Opened empty("{}");
     for (const Opened* other : {&theirs, &empty}) {
-        EXPECT_EQ(failure<ReplicationException>(
-                      [&] { (void)replicate(other->storage(), ours.storage(), Takeover::share); }),
-                  record(source::replicator, "operator ()", "mismatching_root_document_identifiers"));
+        EXPECT_EQ(
+            failure<ReplicationException>([&] { (void)replicate(other->storage(), ours.storage(), Takeover::share); }),
+            record(source::replicator, "operator ()", "mismatching_root_document_identifiers"));
     }
 }
 
@@ -105,8 +107,8 @@ TEST(Update, IsNeverSilentlyDropped) {
     const std::string then = hash(R"({"v": 1})");
     const std::string old = then.substr(0, 7);
     const Opened merged(R"({"d": {"root": ["A_first", [["P_A", ")" + then + R"(_P", ")" + now + "_" + old +
-                        R"(", "resolved_)" + now.substr(0, 7) + R"("], ["Q_A", ")" + then + R"(_Q"]]]}, "o": {")" + then +
-                        R"(": {"v": 1}}, "r": "root"})");
+                        R"(", "resolved_)" + now.substr(0, 7) + R"("], ["Q_A", ")" + then + R"(_Q"]]]}, "o": {")" +
+                        then + R"(": {"v": 1}}, "r": "root"})");
     EXPECT_EQ(read(merged.storage()), R"({"_id": "root", "v": 1})");
     const DocumentStorage changed = updated(merged.storage(), R"({"v": 2})");
     EXPECT_EQ(read(changed), R"({"_id": "root", "v": 2})");

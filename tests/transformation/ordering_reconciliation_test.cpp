@@ -27,9 +27,10 @@ std::vector<std::string> words(const std::string& text) {
     return all;
 }
 
-// A root with the arrays a and b (domains DA and DB), the live elements n, p and q, the deleted x, and ordering documents
-// with the given histories and contents.
-std::string storage_text(const std::map<std::string, std::string>& histories, const std::map<std::string, List>& lists) {
+// A root with the arrays a and b (domains DA and DB), the live elements n, p and q, the deleted x, and ordering
+// documents with the given histories and contents.
+std::string storage_text(const std::map<std::string, std::string>& histories,
+                         const std::map<std::string, List>& lists) {
     std::string documents = R"("n": ["e_first"], "p": ["e_first"], "q": ["e_first"], "root": ["r_first"], )"
                             R"("x": ["e_first", "deleted_e"])";
     for (const auto& [id, history] : histories) documents += ", \"" + id + "\": " + history;
@@ -66,12 +67,18 @@ TEST(ElementOrder, PutsListsTogether) {
         std::map<std::string, List> lists;
         const char* expected;
     } cases[] = {
-        {"repetitions stay, dead ids go", {{"ord-1", R"(["w_first"])"}}, {{"w", {"me", "DA", "p q x p gone"}}}, "p q p|"},
+        {"repetitions stay, dead ids go",
+         {{"ord-1", R"(["w_first"])"}},
+         {{"w", {"me", "DA", "p q x p gone"}}},
+         "p q p|"},
         {"another leaf adds once, after the one before",
          {{"ord-1", forked}},
          {{"w0", {"me", "DA", "p q"}}, {"w1", {"me", "DA", "p q"}}, {"w2", {"me", "DA", "p n n q"}}},
          "p n q|"},
-        {"before the one after", {{"ord-1", forked}}, {{"w1", {"me", "DA", "p q"}}, {"w2", {"me", "DA", "n p q"}}}, "n p q|"},
+        {"before the one after",
+         {{"ord-1", forked}},
+         {{"w1", {"me", "DA", "p q"}}, {"w2", {"me", "DA", "n p q"}}},
+         "n p q|"},
         {"to the end", {{"ord-1", forked}}, {{"w1", {"me", "DA", "p q"}}, {"w2", {"me", "DA", "n"}}}, "p q n|"},
         {"after the last occurrence",
          {{"ord-1", forked}},
@@ -91,12 +98,19 @@ TEST(ElementOrder, PutsListsTogether) {
          "p n|q"},
         {"what another leaf moved away leaves",
          {{"ord-1", forked}, {"ord-2", R"(["v_first"])"}},
-         {{"w0", {"me", "DA", "p q"}}, {"w1", {"me", "DA", "p q n"}}, {"w2", {"me", "DA", "q"}}, {"v", {"me", "DB", "p"}}},
+         {{"w0", {"me", "DA", "p q"}},
+          {"w1", {"me", "DA", "p q n"}},
+          {"w2", {"me", "DA", "q"}},
+          {"v", {"me", "DB", "p"}}},
          "q n|p"},
         {"but one place remains",
          {{"ord-1", forked}, {"ord-2", R"(["v0_first", ["v1_v0", "v2_v0"]])"}},
-         {{"w0", {"me", "DA", "p"}}, {"w1", {"me", "DA", "p q"}}, {"w2", {"me", "DA", ""}},
-          {"v0", {"me", "DB", "p"}}, {"v1", {"me", "DB", "p n"}}, {"v2", {"me", "DB", ""}}},
+         {{"w0", {"me", "DA", "p"}},
+          {"w1", {"me", "DA", "p q"}},
+          {"w2", {"me", "DA", ""}},
+          {"v0", {"me", "DB", "p"}},
+          {"v1", {"me", "DB", "p n"}},
+          {"v2", {"me", "DB", ""}}},
          "p q|n"},
         {"what an older list held comes back",
          {{"ord-1", R"(["w0_first", "w1_w0", "w2_w1"])"}},
@@ -152,8 +166,10 @@ TEST(ElementOrder, AfterConcurrentChanges) {
         const char* yours;
         const char* merged;  // with "_id" left out where it stands in an array
     } cases[] = {
-        {"additions on both sides", R"({"a": ["p"]})", R"({"a": ["p", "m"]})", R"({"a": ["y", "p"]})", R"({"a": ["y", "p", "m"]})"},
-        {"a removal and an addition", R"({"a": ["p", "q"]})", R"({"a": ["q"]})", R"({"a": ["p", "q", "y"]})", R"({"a": ["q", "y"]})"},
+        {"additions on both sides", R"({"a": ["p"]})", R"({"a": ["p", "m"]})", R"({"a": ["y", "p"]})",
+         R"({"a": ["y", "p", "m"]})"},
+        {"a removal and an addition", R"({"a": ["p", "q"]})", R"({"a": ["q"]})", R"({"a": ["p", "q", "y"]})",
+         R"({"a": ["q", "y"]})"},
         {"a move and an addition", R"({"a": ["p", "q"], "b": ["r"]})", R"({"a": ["q"], "b": ["r", "p"]})",
          R"({"a": ["p", "q", "y"], "b": ["r"]})", R"({"a": ["q", "y"], "b": ["r", "p"]})"},
         {"the only element moved", R"({"a": ["p"], "b": ["r"]})", R"({"a": [], "b": ["r", "p"]})",
