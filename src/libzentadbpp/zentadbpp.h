@@ -123,7 +123,9 @@
 //            rebuilt; else "exceeded maximum nesting depth". In a sync JSON, member "d" is not limited, and each
 //            content in "o" may nest 256 levels of its own, so that whatever the library wrote it also reads.
 // Numbers    Whole numbers of up to nine characters, the sign counted, are integers. All others are read as double,
-//            so whole numbers beyond 2^53 lose digits; what is too large for a double is written as null.
+//            so whole numbers beyond 2^53 lose digits; what is too large for a double is written as null. The kind of
+//            a number is told by its text in a content, so 1.0, which is written 1, is an integer, as it is in the
+//            compact form.
 // Strings    A NUL byte inside a string ("\u0000") is kept in standard JSON. The compact form cannot tell it: writing
 //            one fails with "text_contains_nul" (error record of the function that was called).
 // Sizes      64-bit: texts may be larger than 4 GiB. Documents that refer to each other many times over could make
@@ -302,7 +304,9 @@ ZENTADBPP_EXPORT char* dump_sync_json_ptr(sync_json_ptr handle);
 // Brings a sync JSON up to date with the host's data. A document whose content changed gets a revision after its
 // winning one, a new one a first revision; one that the data no longer holds gets a deleted revision. A document
 // whose winning revision is deleted stays deleted, even if the data holds it again. Equal data changes nothing. The
-// root is then the root document of `input`.
+// root is then the root document of `input`; keep its id, as changing it away and back names a deleted document. A
+// change whose revision string is taken under another parent gets an "empty" revision in between. An array that is
+// empty or gone keeps its ordering document, with an empty list where one of its elements lives on elsewhere.
 //   input       JSON object, the host's data
 //   sync_json   what was there before; {} for a first version
 //   config      configuration
@@ -311,7 +315,8 @@ ZENTADBPP_EXPORT char* dump_sync_json_ptr(sync_json_ptr handle);
 // Errors: "input_is_not_an_object", "config_is_not_an_object", "synchronizable_json_is_not_an_object" (a text that is
 //   no object), [data], [sync]; "duplicate_array_domain_key" (from "flatten", args: path) for two arrays of objects
 //   in one place, "duplicate_objects_domain_key" (from "operator ()", args: path) for two objects that become
-//   documents under one id; "cannot_push_new_revision_if_document_is_missing_identifier" for an object whose "_id" is
+//   documents under one id: two that are split off, an element and one that is split off, or any and the root;
+//   "cannot_push_new_revision_if_document_is_missing_identifier" for an object whose "_id" is
 //   the empty text.
 // O(n + d + revisions of what changed); only what changed is hashed.
 ZENTADBPP_EXPORT sync_json_result update_sync_json(const char* input, const char* sync_json, const char* config);

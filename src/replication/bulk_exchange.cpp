@@ -15,6 +15,7 @@
 #include "common/json_writer.h"
 #include "documents/document_index.h"
 #include "documents/ordering_lists.h"
+#include "documents/result_limit.h"
 #include "documents/vocabulary.h"
 
 namespace libzentadbpp {
@@ -194,9 +195,11 @@ std::span<const JsonValue> elements_of(const JsonValue& object, std::string_view
 void write_bulk_docs(const DocumentStorage& storage, TextBuffer& out) {
     TextBuffer id;
     TextBuffer path;
+    const ResultLimit limit(storage, out);
     const char* separator = "";
     out.append(R"({"docs": [)");
     for (const auto& entry : storage.documents()) {
+        limit.check(out);
         out.append(separator);
         separator = ", ";
         id.clear();

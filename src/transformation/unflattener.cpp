@@ -13,6 +13,7 @@
 #include "common/json_writer.h"
 #include "documents/document_index.h"
 #include "documents/ordering_lists.h"
+#include "documents/result_limit.h"
 #include "transformation/document_changes.h"
 #include "transformation/ordering_reconciliation.h"
 
@@ -48,16 +49,18 @@ int order_to_id(std::string_view key) {
 class Rebuild {
    public:
     Rebuild(const DocumentIndex& index, const ElementOrder& order, bool discard_id, TextBuffer& out)
-        : index_(index), order_(order), discard_id_(discard_id), out_(out), in_progress_(index.size()) {
-        std::size_t contents = 0;
-        for (const auto& entry : index.storage().data().contents()) contents += entry.value.text.size();
-        size_limit_ = out.size() + smallest_size_limit + growth_limit * contents;
-        out.reserve(out.size() + contents);
+        : index_(index),
+          order_(order),
+          discard_id_(discard_id),
+          out_(out),
+          limit_(index.storage(), out),
+          in_progress_(index.size()) {
+        out.reserve(out.size() + limit_.contents());
     }
 
     void document(std::uint32_t number, std::string_view content, std::size_t depth) {
         if (in_progress_[number]) fail("cyclic_document_reference", index_.id(number));
-        if (out_.size() > size_limit_) throw std::length_error("exceeded maximum result size");
+        limit_.check(out_);
         in_progress_[number] = true;
         const char* const outer_end = std::exchange(end_, content.data() + content.size());
         object(content.data(), depth, index_.id(number), true);
@@ -70,9 +73,6 @@ class Rebuild {
     }
 
    private:
-    static constexpr std::size_t smallest_size_limit = std::size_t{1} << 28;
-    static constexpr std::size_t growth_limit = 64;
-
     static void check_depth(std::size_t depth) {
         if (depth > deepest_text) throw ParseError("exceeded maximum nesting depth");
     }
@@ -234,8 +234,8 @@ class Rebuild {
     const ElementOrder& order_;
     bool discard_id_;
     TextBuffer& out_;
+    ResultLimit limit_;
     std::vector<bool> in_progress_;
-    std::size_t size_limit_;
     const char* end_ = nullptr;  // of the content that is being walked
 };
 

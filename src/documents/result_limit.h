@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstddef>
+#include <stdexcept>
+
+#include "common/text_buffer.h"
+#include "documents/document_storage.h"
+
+namespace libzentadbpp {
+
+// Keeps a result from growing out of all proportion to the storage that it is made of: documents that share one
+// content, or refer to each other many times over, could make a small storage fill any memory.
+class ResultLimit {
+   public:
+    // `out` is what the result is appended to.
+    ResultLimit(const DocumentStorage& storage, const TextBuffer& out) {
+        for (const auto& entry : storage.data().contents()) contents_ += entry.value.text.size();
+        largest_ = out.size() + smallest_limit + growth * contents_;
+    }
+    [[nodiscard]] std::size_t contents() const { return contents_; }
+    void check(const TextBuffer& out) const {
+        if (out.size() > largest_) throw std::length_error("exceeded maximum result size");
+    }
+
+   private:
+    static constexpr std::size_t smallest_limit = std::size_t{1} << 28;
+    static constexpr std::size_t growth = 64;
+
+    std::size_t contents_ = 0;
+    std::size_t largest_ = 0;
+};
+
+}  // namespace libzentadbpp
