@@ -42,11 +42,15 @@ std::uint64_t TextTable::hash(std::string_view text) const {
 }
 
 void TextTable::add(std::string_view text) {
-    const std::uint64_t code = hash(text);
-    std::size_t slot = code & mask_;
-    while (slots_[slot].number != free_slot) slot = (slot + 1) & mask_;
-    slots_[slot] = {static_cast<std::uint32_t>(code >> 32), static_cast<std::uint32_t>(texts_.size())};
+    const auto number = static_cast<std::uint32_t>(texts_.size());
     texts_.push_back(text);
+    const std::uint64_t code = hash(text);
+    const auto tag = static_cast<std::uint32_t>(code >> 32);
+    std::size_t slot = code & mask_;
+    for (; slots_[slot].number != free_slot; slot = (slot + 1) & mask_) {
+        if (slots_[slot].tag == tag && texts_[slots_[slot].number] == text) return;  // the first one stays
+    }
+    slots_[slot] = {tag, number};
 }
 
 std::optional<std::uint32_t> TextTable::find(std::string_view text) const {

@@ -45,42 +45,106 @@ bool is_hex_digit(char c) { return is_decimal_digit(c) || (c >= 'a' && c <= 'f')
 struct FreeDigest {
     void operator()(EVP_MD_CTX* digest) const noexcept { EVP_MD_CTX_free(digest); }
 };
+using Digest = std::unique_ptr<EVP_MD_CTX, FreeDigest>;
+
+struct FreeFastState {
+    void operator()(XXH64_state_t* state) const noexcept { XXH64_freeState(state); }
+};
+using FastState = std::unique_ptr<XXH64_state_t, FreeFastState>;
+
+FastState new_fast_state() {
+    FastState state(XXH64_createState());
+    if (!state) throw std::bad_alloc();
+    return state;
+}
+
+Digest new_digest() {
+    Digest digest(EVP_MD_CTX_new());
+    if (!digest) throw std::bad_alloc();
+    return digest;
+}
+
+void require(int done) {
+    if (done != 1) throw std::runtime_error("SHA-256 failed");
+}
+
+using HashText = std::array<char, sha256_digits>;
+
+std::string_view write_sha256(EVP_MD_CTX* digest, HashText& text) {
+    std::array<unsigned char, sha256_bytes> result;
+    require(EVP_DigestFinal_ex(digest, result.data(), nullptr));
+    write_hex(result, text);
+    return {text.data(), sha256_digits};
+}
+
+std::string_view write_fast(XXH64_hash_t hash, HashText& text) {
+    text[0] = 'x';
+    const auto low_half = static_cast<std::uint32_t>(hash);
+    const char* end = std::to_chars(text.data() + 1, text.data() + 1 + most_fast_digits, low_half).ptr;
+    return {text.data(), static_cast<std::size_t>(end - text.data())};
+}
 
 }  // namespace
 
 struct DataHasher::Context {
-    std::unique_ptr<EVP_MD_CTX, FreeDigest> digest;  // only for SHA-256
-    std::array<char, sha256_digits> text;
-
-    std::string_view sha256(std::string_view bytes) {
-        std::array<unsigned char, sha256_bytes> result;
-        if (EVP_DigestInit_ex2(digest.get(), &sha256_algorithm(), nullptr) != 1 ||
-            EVP_DigestUpdate(digest.get(), bytes.data(), bytes.size()) != 1 ||
-            EVP_DigestFinal_ex(digest.get(), result.data(), nullptr) != 1) {
-            throw std::runtime_error("SHA-256 failed");
-        }
-        write_hex(result, text);
-        return {text.data(), sha256_digits};
-    }
-
-    std::string_view fast(std::string_view bytes) {
-        const auto low_half = static_cast<std::uint32_t>(XXH64(bytes.data(), bytes.size(), fast_seed));
-        text[0] = 'x';
-        const char* end = std::to_chars(text.data() + 1, text.data() + 1 + most_fast_digits, low_half).ptr;
-        return {text.data(), static_cast<std::size_t>(end - text.data())};
-    }
+    Digest digest;  // only for SHA-256
+    HashText text;
 };
 
 DataHasher::DataHasher(HashKind kind) : kind_(kind), context_(std::make_unique<Context>()) {
-    if (kind == HashKind::fast) return;
-    context_->digest.reset(EVP_MD_CTX_new());
-    if (!context_->digest) throw std::bad_alloc();
+    if (kind == HashKind::sha256) context_->digest = new_digest();
 }
 
 DataHasher::~DataHasher() = default;
 
 std::string_view DataHasher::operator()(std::string_view bytes) {
-    return kind_ == HashKind::fast ? context_->fast(bytes) : context_->sha256(bytes);
+    if (kind_ == HashKind::fast) return write_fast(XXH64(bytes.data(), bytes.size(), fast_seed), context_->text);
+    EVP_MD_CTX* const digest = context_->digest.get();
+    require(EVP_DigestInit_ex2(digest, &sha256_algorithm(), nullptr));
+    require(EVP_DigestUpdate(digest, bytes.data(), bytes.size()));
+    return write_sha256(digest, context_->text);
+}
+
+struct RunningHash::State {
+    // One of the two.
+    Digest sha256;
+    FastState fast;
+};
+
+RunningHash::RunningHash(HashKind kind) : state_(std::make_unique<State>()) {
+    if (kind == HashKind::fast) {
+        state_->fast = new_fast_state();
+        XXH64_reset(state_->fast.get(), fast_seed);
+    } else {
+        state_->sha256 = new_digest();
+        require(EVP_DigestInit_ex2(state_->sha256.get(), &sha256_algorithm(), nullptr));
+    }
+}
+
+RunningHash::~RunningHash() = default;
+
+RunningHash::RunningHash(const RunningHash& other) : state_(std::make_unique<State>()) {
+    if (other.state_->sha256 == nullptr) {
+        state_->fast = new_fast_state();
+        XXH64_copyState(state_->fast.get(), other.state_->fast.get());
+    } else {
+        state_->sha256 = new_digest();
+        require(EVP_MD_CTX_copy_ex(state_->sha256.get(), other.state_->sha256.get()));
+    }
+}
+
+void RunningHash::add(std::string_view bytes) {
+    if (state_->sha256 == nullptr) {
+        XXH64_update(state_->fast.get(), bytes.data(), bytes.size());
+    } else {
+        require(EVP_DigestUpdate(state_->sha256.get(), bytes.data(), bytes.size()));
+    }
+}
+
+std::string RunningHash::finish() {
+    HashText text;
+    return std::string(state_->sha256 == nullptr ? write_fast(XXH64_digest(state_->fast.get()), text)
+                                                 : write_sha256(state_->sha256.get(), text));
 }
 
 bool is_hash_of_kind(std::string_view hash, HashKind kind) {

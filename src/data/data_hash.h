@@ -27,6 +27,23 @@ class DataHasher {
     std::unique_ptr<Context> context_;
 };
 
+// A hash taken piece by piece. A copy goes on from where it stands, so that what begins alike is hashed once.
+class RunningHash {
+   public:
+    explicit RunningHash(HashKind kind);
+    ~RunningHash();
+    RunningHash(const RunningHash& other);
+    RunningHash& operator=(const RunningHash&) = delete;
+
+    void add(std::string_view bytes);
+    // The data hash of all that was added. Nothing can be added afterwards.
+    [[nodiscard]] std::string finish();
+
+   private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
 // The form a data hash is written in, told by its text alone: the kind that could have made it.
 [[nodiscard]] bool is_hash_of_kind(std::string_view hash, HashKind kind);
 

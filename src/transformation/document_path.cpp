@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "common/number_text.h"
@@ -32,6 +33,17 @@ bool append_whole_part(double value, std::string& id) {
     return true;
 }
 
+// The steps that lead to a path, the last one first, back to the first for which `ends` holds.
+template <class Ends>
+std::vector<const DocumentPath*> steps_from(const DocumentPath* step, const Ends& ends) {
+    std::vector<const DocumentPath*> steps;
+    for (; step != nullptr; step = step->parent) {
+        steps.push_back(step);
+        if (ends(*step)) break;
+    }
+    return steps;
+}
+
 }  // namespace
 
 bool apply_rule(const IdGenerationRule& rule, const JsonValue& object, std::string& id) {
@@ -54,40 +66,63 @@ bool apply_rule(const IdGenerationRule& rule, const JsonValue& object, std::stri
     return true;
 }
 
-std::string IdGenerator::path_text(const DocumentPath& path) {
-    std::vector<const DocumentPath*> steps;
-    for (const DocumentPath* step = &path; step != nullptr; step = step->parent) steps.push_back(step);
-    std::string text;
-    for (auto at = steps.rbegin(); at != steps.rend(); ++at) {
-        const DocumentPath& step = **at;
-        switch (step.step) {
-            case DocumentPath::Step::top:
-                break;
-            case DocumentPath::Step::root:
-                text.append(vocabulary::root_path);
-                break;
-            case DocumentPath::Step::member:
-                text.append(step.text).append(vocabulary::key_separator);
-                break;
-            case DocumentPath::Step::object:
-                if (step.object_id.data() == nullptr) step.object_id = object_id(*step.object, *step.parent);
-                text.append(vocabulary::object_path_open).append(step.object_id).append(vocabulary::path_close);
-                break;
-            case DocumentPath::Step::array:
-                text.append(vocabulary::array_path_open).append(step.text).append(vocabulary::path_close);
-                break;
-            case DocumentPath::Step::position:
-                text.append(step.text);
-                break;
-            case DocumentPath::Step::plain_array:
-                text.append(vocabulary::array_path_open);
-                break;
-        }
+void IdGenerator::append_step(const DocumentPath& step, std::string& text) {
+    switch (step.step) {
+        case DocumentPath::Step::top:
+            break;
+        case DocumentPath::Step::root:
+            text.append(vocabulary::root_path);
+            break;
+        case DocumentPath::Step::member:
+            text.append(step.text).append(vocabulary::key_separator);
+            break;
+        case DocumentPath::Step::object:
+            if (step.object_id.data() == nullptr) step.object_id = object_id(*step.object, *step.parent);
+            text.append(vocabulary::object_path_open).append(step.object_id).append(vocabulary::path_close);
+            break;
+        case DocumentPath::Step::array:
+            text.append(vocabulary::array_path_open).append(step.text).append(vocabulary::path_close);
+            break;
+        case DocumentPath::Step::position:
+            text.append(step.text);
+            break;
+        case DocumentPath::Step::plain_array:
+            text.append(vocabulary::array_path_open);
+            break;
     }
+}
+
+std::string IdGenerator::path_text(const DocumentPath& path) {
+    std::string text;
+    const auto steps = steps_from(&path, [](const DocumentPath&) { return false; });
+    for (auto at = steps.rbegin(); at != steps.rend(); ++at) append_step(**at, text);
     return text;
 }
 
-std::string_view IdGenerator::path_hash(const DocumentPath& path) { return arena_->copy((*hasher_)(path_text(path))); }
+// Paths are short as a rule, and hashed as one text. Along a long one, with keys of any length, many arrays and objects
+// may share what comes before them: its hash is kept on the way, or each of them would hash it again.
+std::string_view IdGenerator::path_hash(const DocumentPath& path) {
+    constexpr std::size_t long_text = 1024;
+    const auto is_kept = [](const DocumentPath& step) { return step.hash_so_far != nullptr; };
+    const auto steps = steps_from(&path, is_kept);
+    const DocumentPath& oldest = *steps.back();
+    std::optional<RunningHash> hash;
+    if (is_kept(oldest)) hash.emplace(*oldest.hash_so_far);
+    std::string text;
+    for (auto at = steps.rbegin(); at != steps.rend(); ++at) {
+        const DocumentPath& step = **at;
+        if (is_kept(step)) continue;
+        append_step(step, text);
+        if (text.size() < long_text) continue;
+        if (!hash) hash.emplace(hasher_->kind());
+        hash->add(text);
+        text.clear();
+        step.hash_so_far = std::make_shared<const RunningHash>(*hash);
+    }
+    if (!hash) return arena_->copy((*hasher_)(text));
+    hash->add(text);
+    return arena_->copy(hash->finish());
+}
 
 std::string_view IdGenerator::object_id(const JsonValue& object, const DocumentPath& path) {
     if (const JsonValue* id = object.find(vocabulary::id_key); id != nullptr && id->is_string()) {

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "common/arena.h"
 #include "common/json_value.h"
@@ -28,6 +30,8 @@ struct DocumentPath {
     std::string_view text;
     const JsonValue* object = nullptr;
     mutable std::string_view object_id{};  // once made
+    // The hash of the path up to here, kept here and there along a long one.
+    mutable std::shared_ptr<const RunningHash> hash_so_far{};
 
     [[nodiscard]] bool empty() const { return step == Step::top; }
 };
@@ -47,6 +51,7 @@ class IdGenerator {
     [[nodiscard]] std::string path_text(const DocumentPath& path);
 
    private:
+    void append_step(const DocumentPath& step, std::string& text);
     [[nodiscard]] std::string_view path_hash(const DocumentPath& path);
 
     const TransformationSettings* settings_;
