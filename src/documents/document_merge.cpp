@@ -70,8 +70,13 @@ DocumentRef reopened(const MultiVersionDocument& document) {
         if (has_child[at]) continue;
         if (closing == no_entry || revisions[at].index > revisions[closing].index) closing = at;
     }
-    std::uint32_t closed = revisions[closing].parent;
-    while (closed != no_entry && revisions[closed].is_resolved()) closed = revisions[closed].parent;
+    // An empty revision stands in for a taken name, not for a content, unless there is no other.
+    std::uint32_t closed = no_entry;
+    for (std::uint32_t at = revisions[closing].parent; at != no_entry; at = revisions[at].parent) {
+        if (revisions[at].is_resolved()) continue;
+        if (closed == no_entry || revisions[closed].datahash() == empty_hash) closed = at;
+        if (revisions[closed].datahash() != empty_hash) break;
+    }
     return closed == no_entry ? nullptr : document.with_child(closing, revisions[closed].datahash());
 }
 

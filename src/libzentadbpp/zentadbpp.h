@@ -124,8 +124,8 @@
 //            content in "o" may nest 256 levels of its own, so that whatever the library wrote it also reads.
 // Numbers    Whole numbers of up to nine characters, the sign counted, are integers. All others are read as double,
 //            so whole numbers beyond 2^53 lose digits; what is too large for a double is written as null. The kind of
-//            a number is told by its text in a content, so 1.0, which is written 1, is an integer, as it is in the
-//            compact form.
+//            a number is told by its text in a content: 1.0 is written as 1 (without USE_FAST_FLOAT) and so is an
+//            integer, in the compact form too.
 // Strings    A NUL byte inside a string ("\u0000") is kept in standard JSON. The compact form cannot tell it: writing
 //            one fails with "text_contains_nul" (error record of the function that was called).
 // Sizes      64-bit: texts may be larger than 4 GiB. Documents that refer to each other many times over could make
@@ -316,8 +316,7 @@ ZENTADBPP_EXPORT char* dump_sync_json_ptr(sync_json_ptr handle);
 //   no object), [data], [sync]; "duplicate_array_domain_key" (from "flatten", args: path) for two arrays of objects
 //   in one place, "duplicate_objects_domain_key" (from "operator ()", args: path) for two objects that become
 //   documents under one id: two that are split off, an element and one that is split off, or any and the root;
-//   "cannot_push_new_revision_if_document_is_missing_identifier" for an object whose "_id" is
-//   the empty text.
+//   "cannot_push_new_revision_if_document_is_missing_identifier" for an object whose "_id" is the empty text.
 // O(n + d + revisions of what changed); only what changed is hashed.
 ZENTADBPP_EXPORT sync_json_result update_sync_json(const char* input, const char* sync_json, const char* config);
 ZENTADBPP_EXPORT sync_json_ptr_result update_sync_json_ptr(const char* input, sync_json_ptr handle, const char* config);

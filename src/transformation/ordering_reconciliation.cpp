@@ -132,35 +132,57 @@ class Reconciliation {
     }
 
     // Those of the elements (ascending) that another leaf of the list's document no longer lists, though its last
-    // common revision with the winner does.
+    // common revision with the winner does. Leaves with one such revision are looked at together, and those of one
+    // content once, so that many of either cost no more than their lists.
     std::vector<std::uint32_t> moved_away_from(const OrderingList& winning,
                                                const std::vector<std::uint32_t>& elements) {
+        struct Leafs {
+            std::uint32_t count = 0;
+            std::map<const std::uint32_t*, std::uint32_t> by_content;
+        };
         const std::vector<OrderingList>& leafs = lists_[winning.instance].other_leafs;
         const auto by_document = [](const OrderingList& a, const OrderingList& b) { return a.document < b.document; };
         const auto [first, last] = std::equal_range(leafs.begin(), leafs.end(), winning, by_document);
         if (first == last) return {};
-        const auto listed = [&](const OrderingList& list) {
-            std::vector<std::uint32_t> numbers;
-            for (const std::uint32_t number : list.elements) {
-                if (std::ranges::binary_search(elements, number)) numbers.push_back(number);
-            }
-            sort_unique(numbers);
-            return numbers;
-        };
         const std::vector<std::uint32_t> common = last_common_with_winning(index_.document(winning.document));
-        std::vector<std::uint32_t> moved;
-        std::uint32_t last_base = no_entry;
-        std::vector<std::uint32_t> before;
-        for (const OrderingList& leaf : std::span(first, last)) {
-            const std::uint32_t base = common[leaf.revision];
-            if (base == no_entry) continue;
-            if (std::exchange(last_base, base) != base) {
-                const auto list = reader_.read(winning.document, base);
-                before = list ? listed(*list) : std::vector<std::uint32_t>{};
+        std::map<std::uint32_t, Leafs> leafs_by_base;
+        std::map<const std::uint32_t*, std::vector<std::uint32_t>> listed;  // by content; positions in `elements`
+        const auto listed_by = [&](const OrderingList& list) -> const std::vector<std::uint32_t>& {
+            const auto [entry, is_new] = listed.try_emplace(list.elements.data());
+            for (const std::uint32_t number : is_new ? list.elements : std::span<const std::uint32_t>{}) {
+                const auto at = std::ranges::lower_bound(elements, number);
+                if (at == elements.end() || *at != number) continue;
+                entry->second.push_back(static_cast<std::uint32_t>(at - elements.begin()));
             }
-            std::ranges::set_difference(before, listed(leaf), std::back_inserter(moved));
+            if (is_new) sort_unique(entry->second);
+            return entry->second;
+        };
+        for (const OrderingList& leaf : std::span(first, last)) {
+            if (common[leaf.revision] == no_entry) continue;
+            Leafs& group = leafs_by_base[common[leaf.revision]];
+            ++group.count;
+            ++group.by_content[leaf.elements.data()];
+            (void)listed_by(leaf);
         }
-        sort_unique(moved);
+
+        std::vector<bool> is_moved(elements.size());
+        std::vector<std::uint32_t> holders(elements.size());
+        for (const auto& [base, group] : leafs_by_base) {
+            const auto list = reader_.read(winning.document, base);
+            if (!list) continue;
+            const std::vector<std::uint32_t>& before = listed_by(*list);
+            for (const std::uint32_t at : before) holders[at] = 0;
+            for (const auto& [content, count] : group.by_content) {
+                for (const std::uint32_t at : listed.at(content)) holders[at] += count;
+            }
+            for (const std::uint32_t at : before) {
+                if (holders[at] < group.count) is_moved[at] = true;
+            }
+        }
+        std::vector<std::uint32_t> moved;
+        for (std::size_t at = 0; at < elements.size(); ++at) {
+            if (is_moved[at]) moved.push_back(elements[at]);
+        }
         return moved;
     }
 

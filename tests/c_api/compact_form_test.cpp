@@ -13,32 +13,19 @@ std::string sized(const std::string& text) { return std::to_string(text.size()) 
 
 // The compact form of a text as the library writes it, without escapes in its strings.
 std::string compact(const std::string& standard) {
-    switch (standard[0]) {
-        case 'n':
-            return "@N";
-        case 't':
-            return "@T";
-        case 'f':
-            return "@F";
-        case '"':
-            return "@" + sized(unquoted(standard));
-        case '[':
-        case '{': {
-            std::string text = standard[0] == '[' ? "@l" : "@d";
-            for (const std::string& entry : entries(standard)) {
-                if (standard[0] == '[') {
-                    text += compact(entry);
-                } else {
-                    const std::size_t colon = entry.find("\": ");
-                    text += sized(entry.substr(1, colon - 1)) + compact(entry.substr(colon + 3));
-                }
-            }
-            return text + "x";
-        }
-        default:
-            return (standard.find_first_of(".eE") == std::string::npos && standard.size() <= 9 ? "@i" : "@f") +
-                   standard + "x";
+    const char first = standard[0];
+    if (first == 'n' || first == 't' || first == 'f') return first == 'n' ? "@N" : first == 't' ? "@T" : "@F";
+    if (first == '"') return "@" + sized(unquoted(standard));
+    if (first != '[' && first != '{') {
+        const bool is_int = standard.find_first_of(".eE") == std::string::npos && standard.size() <= 9;
+        return (is_int ? "@i" : "@f") + standard + "x";
     }
+    std::string text = first == '[' ? "@l" : "@d";
+    for (const std::string& entry : entries(standard)) {
+        const std::size_t colon = first == '[' ? 0 : entry.find("\": ");
+        text += first == '[' ? compact(entry) : sized(entry.substr(1, colon - 1)) + compact(entry.substr(colon + 3));
+    }
+    return text + "x";
 }
 
 std::string standard_value(std::string_view& left) {
@@ -94,8 +81,7 @@ TEST(CompactForm, IsTakenByEveryFunction) {
         }
         const Answer answer = row.call(in_compact);
         EXPECT_EQ(answer, row.call(in_standard)) << row.name;
-        EXPECT_FALSE(answer.text().starts_with(writes_compact() ? "{" : "@")) << row.name;
-        EXPECT_FALSE(answer.text().starts_with("[") && writes_compact()) << row.name;
+        EXPECT_EQ(answer.text().find_first_of(writes_compact() ? "{[" : "@") == 0, false) << row.name;
     }
 }
 
@@ -173,15 +159,12 @@ TEST(CompactForm, DamagedIsAnError) {
                              "@q",
                              "@5:abc",
                              "@-1:a",
-                             "@99999999999999999999:a",
-                             "@18446744073709551615:a",
                              "@ 1:a",
                              "@3",
                              "@3:abcx",
                              "@ix",
                              "@i1",
                              "@i1.5x",
-                             "@i2147483648x",
                              "@f1",
                              "@fx",
                              "@f1x2x",
@@ -199,11 +182,13 @@ TEST(CompactForm, DamagedIsAnError) {
                              "@Nx",
                              "@i1x@i1x",
                              "@l,x",
-                             "@d1:a@Nxx"}) {
+                             "@d1:a@Nxx",
+                             "@i2147483648x",
+                             "@18446744073709551615:a",
+                             "@99999999999999999999:a"}) {
         EXPECT_NE(open(text).error, "") << text;
         EXPECT_NE(taken(sync_json_diff(text, "{}", "{}")).error, "") << text;
-        const std::string config = text;
-        EXPECT_NE(taken(read_sync_json("{}", config.c_str())).error, "") << text;
+        EXPECT_NE(taken(read_sync_json("{}", text)).error, "") << text;
     }
 }
 

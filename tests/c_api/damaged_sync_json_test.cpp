@@ -23,19 +23,14 @@ void expect_refused(const std::string& sync_json, const std::string& error) {
 TEST(DamagedSyncJson, ChecksStandInTheirOrder) {
     const std::vector<Case> keys{
         {R"({"o": 5})", "invalid_syncdata_data_node"},
-        {R"({"o": []})", "invalid_syncdata_data_node"},
         {R"({"d": {"a": 5}, "o": null})", "invalid_syncdata_data_node"},
         {R"({"d": [], "r": 5})", "invalid_syncdata_data_node"},
-        {R"({"d": null})", "invalid_syncdata_data_node"},
         {R"({"d": {"a": "A_first"}, "r": 5})", "expecting_revision_history_array"},
         {R"({"d": {"b": ["A"], "a": {}}})", "expecting_revision_history_array"},
         {R"({"d": {"a": 5, "a": ["A_first"]}})", "missing_root_identifier_in_non_empty_syncjson"},
-        {R"({"r": "a"})", "missing_documents"},
         {R"({"r": 5, "d": {}})", "missing_documents"},
         {R"({"d": {"a": ["A_first"]}, "r": 5})", "root_document_id_not_a_string"},
-        {R"({"d": {"a": ["A_first"]}, "r": null})", "root_document_id_not_a_string"},
         {R"({"d": {"a": ["A_first"]}, "r": "b"})", "root_is_missing_in_documents"},
-        {R"({"d": {"a": ["A_first"]}, "r": ""})", "root_is_missing_in_documents"},
     };
     for (const auto& [text, key] : keys) {
         expect_refused(text, record("deserialize", key, std::nullopt, "src/documents/documentstorage"));
@@ -79,15 +74,11 @@ TEST(DamagedSyncJson, HistoriesThatAreNone) {
 
 TEST(DamagedSyncJson, HistoriesAreReadAsFarAsTheyTell) {
     const std::vector<std::pair<std::string, std::string>> histories{
-        {R"(["A_first"])", R"(["A_first"])"},
         {R"(["A_first", 5, "B_A"])", R"(["A_first"])"},
-        {R"(["A_first", "B_A", null, "C_B"])", R"(["A_first", "B_A"])"},
         {R"(["A_first", {"x": ["B_A"]}, ["C_A"]])", R"(["A_first"])"},
         {R"(["A_first", ["C_A", "B_A"]])", R"(["A_first", ["B_A", "C_A"]])"},
-        {R"(["A_first", ["B_A"]])", R"(["A_first", "B_A"])"},
         {R"(["A_first", ["B_A", "C_A"], "D_A", 5])", R"(["A_first", ["B_A", "C_A"]])"},
         {R"(["A_first", ["B_A", 7, [], ["C_A", "D_C"]]])", R"(["A_first", ["B_A", ["C_A", "D_C"]]])"},
-        {R"(["A_first", [["B_A", 5, "C_B"]]])", R"(["A_first", "B_A"])"},
         {R"(["A_first", [["B_A", ["D_B", "C_B"]], ["B_A", "E_B"]]])", R"(["A_first", "B_A", ["C_B", "D_B", "E_B"]])"},
         {R"(["A_first", [[["B_A"]], [["C_A"], "D_A"]]])", R"(["A_first", ["B_A", "C_A"]])"},
         {R"(["A_first", [["B_A", "X_y"], ["C_A", "X_y"]]])", R"(["A_first", [["B_A", "X_y"], "C_A"]])"},
@@ -147,20 +138,12 @@ TEST(DamagedSyncJson, AnyTextGetsAnAnswer) {
         for (std::size_t change = below(3) + 1; change > 0; --change) {
             const std::size_t at = below(text.size());
             const std::size_t from = below(text.size());
-            switch (below(4)) {
-                case 0:
-                    text[at] = static_cast<char>(below(255) + 1);
-                    break;
-                case 1:
-                    text.replace(at, below(3), pieces[below(std::size(pieces))]);
-                    break;
-                case 2:
-                    text.insert(at, std::string(text, from, below(80)));
-                    break;
-                default:
-                    text.erase(at, below(20));
-                    if (text.empty()) text = "{";
-            }
+            const std::size_t how = below(4);
+            if (how == 0) text[at] = static_cast<char>(below(255) + 1);
+            if (how == 1) text.replace(at, below(3), pieces[below(std::size(pieces))]);
+            if (how == 2) text.insert(at, std::string(text, from, below(80)));
+            if (how == 3) text.erase(at, below(20));
+            if (text.empty()) text = "{";
         }
         const Answer handle = open(text);
         for (const Export& row : exports()) {
@@ -215,19 +198,16 @@ std::string repeated(std::string_view text, std::size_t times) {
 
 std::string nested(std::size_t levels) { return repeated("[", levels) + repeated("]", levels); }
 
-#ifdef __has_feature
-constexpr bool checked_by_clang = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-constexpr bool checked_by_clang = false;
-#endif
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool checked_by_gcc = true;
+constexpr bool checked = true;
+#elif defined(__has_feature)
+constexpr bool checked = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
 #else
-constexpr bool checked_by_gcc = false;
+constexpr bool checked = false;
 #endif
 
 // As small a stack as a host may have; the checkers need several times what the library does.
-constexpr std::size_t stack_size = (checked_by_clang || checked_by_gcc ? 1024 : 256) * std::size_t{1024};
+constexpr std::size_t stack_size = (checked ? 1024 : 256) * std::size_t{1024};
 
 void on_small_stack(void (*run)()) {
     pthread_attr_t attributes;
@@ -307,8 +287,7 @@ TEST(DamagedSyncJson, LongHistoriesAreNoTrouble) {
     const Answer resolved = taken(sync_json_ptr_resolve(handle.handle.get(), "root", "2-B0_A"));
     EXPECT_EQ(taken(sync_json_ptr_winning(resolved.handle.get(), "root")).text(),
               "2-B100000_A");  // the bytes decide, and a digit is less than "_"
-    EXPECT_EQ(taken(replicate_sync_json_ptr(resolved.handle.get(), handle.handle.get(), "{}")).value == resolved.value,
-              true);
+    EXPECT_TRUE(taken(replicate_sync_json_ptr(resolved.handle.get(), handle.handle.get(), "{}")) == resolved);
 }
 
 }  // namespace

@@ -63,14 +63,14 @@ Caller calls(Record (*function)(Parameters...), Handles handles = Handles::stay_
 const Argument sync{Kind::sync_json};
 const Argument whole{Kind::object};
 const Argument read_sync{Kind::sync_json, Check::record, "synchronizable_json_is_not_an_object"};
-const Argument source_sync{Kind::sync_json, Check::record, "source_synchronizable_json_is_not_an_object",
-                           "null_source_syncjson"};
-const Argument target_sync{Kind::sync_json, Check::record, "target_synchronizable_json_is_not_an_object",
-                           "null_target_syncjson"};
+const Argument from{Kind::sync_json, Check::record, "source_synchronizable_json_is_not_an_object",
+                    "null_source_syncjson"};
+const Argument to{Kind::sync_json, Check::record, "target_synchronizable_json_is_not_an_object",
+                  "null_target_syncjson"};
 const Argument ptr{Kind::handle, Check::record, "invalid_sync_json_ptr"};
 const Argument old_ptr{Kind::handle, Check::record, "invalid_old_sync_json_ptr"};
-const Argument source_ptr{Kind::handle, Check::record, "invalid_source_sync_json_ptr"};
-const Argument target_ptr{Kind::handle, Check::record, "invalid_target_sync_json_ptr"};
+const Argument from_ptr{Kind::handle, Check::record, "invalid_source_sync_json_ptr"};
+const Argument to_ptr{Kind::handle, Check::record, "invalid_target_sync_json_ptr"};
 const Argument input{Kind::object, Check::record, "input_is_not_an_object"};
 const Argument config{Kind::config, Check::record, "config_is_not_an_object"};
 const Argument id{Kind::id};
@@ -86,11 +86,13 @@ const Argument root_id{Kind::optional_text};
 
 constexpr auto reported = Inflation::reported;
 constexpr auto passed_over = Inflation::passed_over;
-constexpr auto not_opened = Inflation::not_opened;
+constexpr auto closed = Inflation::not_opened;
 constexpr auto never = Compression::never;
 constexpr auto like_first = Compression::like_first;
 constexpr auto by_config = Compression::by_config;
 constexpr auto set = Gives::sync_json;
+constexpr auto plain = Gives::text;
+constexpr auto writes = Handles::may_be_written;
 
 std::vector<Export> make_exports() {
     return {
@@ -111,7 +113,7 @@ std::vector<Export> make_exports() {
         {"sync_json_history", calls(sync_json_history), {sync, id, rev}, passed_over},
         {"sync_json_ptr_history", calls(sync_json_ptr_history), {ptr, id, rev}},
         {"sync_json_resolve", calls(sync_json_resolve), {sync, id, rev}, passed_over, never, set},
-        {"sync_json_ptr_resolve", calls(sync_json_ptr_resolve), {ptr, id, rev}, not_opened, never, set},
+        {"sync_json_ptr_resolve", calls(sync_json_ptr_resolve), {ptr, id, rev}, closed, never, set},
         {"sync_json_instances", calls(sync_json_instances), {sync}, passed_over},
         {"sync_json_ptr_instances", calls(sync_json_ptr_instances), {ptr}},
         {"sync_json_unresolved", calls(sync_json_unresolved), {sync}, passed_over},
@@ -119,7 +121,7 @@ std::vector<Export> make_exports() {
         {"sync_json_all_docs", calls(sync_json_all_docs), {sync}, passed_over},
         {"sync_json_ptr_all_docs", calls(sync_json_ptr_all_docs), {ptr}},
         {"sync_json_all_winning", calls(sync_json_all_winning), {sync}, passed_over, never, set},
-        {"sync_json_ptr_all_winning", calls(sync_json_ptr_all_winning), {ptr}, not_opened, never, set},
+        {"sync_json_ptr_all_winning", calls(sync_json_ptr_all_winning), {ptr}, closed, never, set},
         {"sync_json_created", calls(sync_json_created), {sync, sync}, passed_over},
         {"sync_json_ptr_created", calls(sync_json_ptr_created), {ptr, old_ptr}},
         {"sync_json_updated", calls(sync_json_updated), {sync, sync}, passed_over},
@@ -129,45 +131,33 @@ std::vector<Export> make_exports() {
         {"sync_json_data", calls(sync_json_data), {sync, id, rev, config}, reported},
         {"sync_json_ptr_data", calls(sync_json_ptr_data), {ptr, id, rev, config}},
         {"sync_json_prune", calls(sync_json_prune), {sync, depth, flag}, passed_over, like_first, set},
-        {"sync_json_ptr_prune", calls(sync_json_ptr_prune), {ptr, depth, flag}, not_opened, never, set},
+        {"sync_json_ptr_prune", calls(sync_json_ptr_prune), {ptr, depth, flag}, closed, never, set},
         {"sync_json_prune_ids", calls(sync_json_prune_ids), {sync, ids, depth, flag}, passed_over, like_first, set},
-        {"sync_json_ptr_prune_ids", calls(sync_json_ptr_prune_ids), {ptr, ids, depth, flag}, not_opened, never, set},
+        {"sync_json_ptr_prune_ids", calls(sync_json_ptr_prune_ids), {ptr, ids, depth, flag}, closed, never, set},
         {"sync_json_to_bulk_docs", calls(sync_json_to_bulk_docs), {sync}, passed_over, like_first},
         {"sync_json_ptr_to_bulk_docs", calls(sync_json_ptr_to_bulk_docs), {ptr}},
         {"sync_json_from_bulk_get", calls(sync_json_from_bulk_get), {sync, config}, reported, by_config, set},
         {"sync_json_ptr_from_bulk_get", calls(sync_json_ptr_from_bulk_get), {sync, config}, reported, never, set},
-        {"read_sync_json", calls(read_sync_json), {read_sync, config}, reported, never, Gives::text, {1, 0}},
-        {"read_sync_json_ptr",
-         calls(read_sync_json_ptr, Handles::may_be_written),
-         {ptr, config},
-         not_opened,
-         never,
-         Gives::text,
-         {1, 0}},
+        {"read_sync_json", calls(read_sync_json), {read_sync, config}, reported, never, plain, {1, 0}},
+        {"read_sync_json_ptr", calls(read_sync_json_ptr, writes), {ptr, config}, closed, never, plain, {1, 0}},
         {"update_sync_json", calls(update_sync_json), {input, read_sync, config}, reported, by_config, set, {0, 2, 1}},
-        {"update_sync_json_ptr", calls(update_sync_json_ptr), {input, ptr, config}, not_opened, never, set, {0, 2, 1}},
-        {"replicate_sync_json",
-         calls(replicate_sync_json),
-         {source_sync, target_sync, config},
-         reported,
-         by_config,
-         set,
-         {2, 0, 1}},
+        {"update_sync_json_ptr", calls(update_sync_json_ptr), {input, ptr, config}, closed, never, set, {0, 2, 1}},
+        {"replicate_sync_json", calls(replicate_sync_json), {from, to, config}, reported, by_config, set, {2, 0, 1}},
         {"replicate_sync_json_ptr",
          calls(replicate_sync_json_ptr),
-         {source_ptr, target_ptr, config},
-         not_opened,
+         {from_ptr, to_ptr, config},
+         closed,
          never,
          set,
          {2, 0, 1}},
         {"json_object_flatten", calls(json_object_flatten), {flatten_input, flatten_config}},
         {"json_array_unflatten", calls(json_array_unflatten), {unflatten_input, flatten_config, root_id}},
-        {"sync_json_diff", calls(sync_json_diff), {sync, sync, config}, reported, by_config, Gives::text, {2, 0, 1}},
+        {"sync_json_diff", calls(sync_json_diff), {sync, sync, config}, reported, by_config, plain, {2, 0, 1}},
         {"sync_json_patch", calls(sync_json_patch), {sync, sync}, reported, like_first},
-        {"sync_json_compress", calls(sync_json_compress), {whole}, not_opened, Compression::always},
+        {"sync_json_compress", calls(sync_json_compress), {whole}, closed, Compression::always},
         {"sync_json_uncompress", calls(sync_json_uncompress), {sync}, reported, never, set},
         {"new_sync_json_ptr", calls(new_sync_json_ptr), {sync}, Inflation::bare_key, never, set},
-        {"dump_sync_json_ptr", calls(dump_sync_json_ptr), {ptr}, not_opened, never, set},
+        {"dump_sync_json_ptr", calls(dump_sync_json_ptr), {ptr}, closed, never, set},
     };
 }
 

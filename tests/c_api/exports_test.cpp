@@ -108,14 +108,11 @@ TEST(Exports, FirstFaultInOrderDecidesTheError) {
                     if (faults[at] == Fault::null) given[at] = std::nullopt;
                     if (faults[at] == Fault::empty) given[at] = "";
                     if (faults[at] == Fault::malformed) given[at] = malformed_text(at);
+                    if (faults[at] == Fault::unopenable) given[at] = damaged_object;
                     if (faults[at] == Fault::wrong_kind) {
                         given[at] = row.arguments[at].kind == Kind::array && wrong[0] == '[' ? "{}" : wrong;
-                        as_empty[at] = "{}";
                     }
-                    if (faults[at] == Fault::unopenable) {
-                        given[at] = damaged_object;
-                        as_empty[at] = "{}";
-                    }
+                    if (faults[at] >= Fault::wrong_kind) as_empty[at] = "{}";
                 }
                 const Answer answer = row.call(given);
                 const auto error = expected_error(row, faults);
@@ -202,21 +199,15 @@ TEST(Exports, CompressedObjectTellsTheWrittenSize) {
 }
 
 TEST(Exports, CompressedObjectsThatCannotBeOpened) {
-    const std::string list = R"("eJyLNowFAAHTAOo=")";             // [1]
-    const std::string malformed = R"("eJyrVkq0MgQABLwBag==")";    // {"a:1
-    const std::string cut = R"("eJyrVkpUsjLUUTJUsjKoBQAV/QM=")";  // {"a":1,"1":0} without the last byte
+    const std::string list = R"("eJyLNowFAAHTAOo=")";           // [1]
+    const std::string malformed = R"("eJyrVkq0MgQABLwBag==")";  // {"a:1
     const std::string damaged = record("uncompress_object", "failed_to_uncompress_data");
-    const std::string too_large = record("uncompress_object", "failed_to_allocate_memory_for_uncompressed_data");
     const auto error = [](const std::string& members) {
         return taken(sync_json_uncompress((R"({"compressed": true, )" + members + "}").c_str())).error;
     };
-    for (const char* size : {"-1", "6.5", "1e300", "9223372036854775807"}) {
-        EXPECT_EQ(error(R"("data": )" + list + R"(, "uncompressed_size": )" + size), too_large) << size;
-    }
-    for (const char* size : {"0", "2", "4", "100000"}) {
-        EXPECT_EQ(error(R"("data": )" + list + R"(, "uncompressed_size": )" + size), damaged) << size;
-    }
-    EXPECT_EQ(error(R"("data": )" + cut + R"(, "uncompressed_size": 13)"), damaged);
+    EXPECT_EQ(error(R"("data": )" + list + R"(, "uncompressed_size": 1e300)"),
+              record("uncompress_object", "failed_to_allocate_memory_for_uncompressed_data"));
+    EXPECT_EQ(error(R"("data": )" + list + R"(, "uncompressed_size": 4)"), damaged);
     EXPECT_EQ(error(R"("data": 5, "uncompressed_size": 0)"), damaged);
     EXPECT_EQ(error(R"("uncompressed_size": 0)"), damaged);
     EXPECT_EQ(error(R"("data": )" + malformed + R"(, "uncompressed_size": 5)"), "unexpected end of input in string");
@@ -305,53 +296,6 @@ TEST(Exports, ReadingAHandleStoresTheOrderUnlessTold) {
     EXPECT_NE(stored, handle.value);
     EXPECT_EQ(taken(read_sync_json_ptr(handle.handle.get(), "{}")), read);
     EXPECT_EQ(dump(handle.handle), stored);
-}
-
-TEST(Exports, HandlesAreFreedInAnyOrder) {
-    const auto derive = [](const Handle& from) {
-        const std::string winning = taken(sync_json_ptr_winning(from.get(), "root")).text();
-        std::vector<Handle> made;
-        for (Answer answer : {taken(update_sync_json_ptr(R"({"n": 1})", from.get(), "{}")),
-                              taken(replicate_sync_json_ptr(from.get(), from.get(), "{}")),
-                              taken(sync_json_ptr_resolve(from.get(), "root", winning.c_str())),
-                              taken(sync_json_ptr_prune(from.get(), 1, false)),
-                              taken(sync_json_ptr_prune_ids(from.get(), "root", 0, true)),
-                              taken(sync_json_ptr_all_winning(from.get()))}) {
-            made.push_back(std::move(answer.handle));
-        }
-        return made;
-    };
-    for (const bool source_first : {true, false}) {
-        Answer source = open(rich_sample());
-        std::vector<Handle> made = derive(source.handle);
-        std::vector<std::optional<std::string>> dumps;
-        for (const Handle& handle : made) dumps.push_back(dump(handle));
-        // What comes of it in turn, in both directions.
-        for (const Handle& handle : made) (void)derive(handle);
-        if (source_first) {
-            source.handle.reset();
-            for (std::size_t at = 0; at < made.size(); ++at) EXPECT_EQ(dump(made[at]), dumps[at]);
-        } else {
-            made.clear();
-            EXPECT_EQ(dump(source.handle), source.value);
-        }
-    }
-}
-
-TEST(Exports, FreeingNothingDoesNothing) {
-    free_sync_json_ptr(nullptr);
-    free_sync_json_ptr_result_all(nullptr);
-    sync_json_ptr_result none{};
-    free_sync_json_ptr_result_all(&none);
-    sync_json_query_result query{};
-    free_sync_json_query_result(&query);
-    sync_json_ptr_result kept = new_sync_json_ptr("{}");
-    free_sync_json_ptr_result(&kept);
-    ASSERT_NE(kept.ptr, nullptr);
-    EXPECT_EQ(taken(dump_sync_json_ptr(kept.ptr)).value, "{}");
-    free_sync_json_ptr_result_all(&kept);
-    EXPECT_STREQ(sync_json_lib_version(), "2019-06-07");
-    EXPECT_EQ(sync_json_lib_version(), sync_json_lib_version());
 }
 
 // --- What one function writes, every other reads

@@ -55,51 +55,44 @@ std::string merged_notes() {
 
 using Query = std::function<Answer(sync_json_ptr)>;
 
+// Asks about a revision of a document.
+template <class Function, class... More>
+Query of_revision(Function* function, const char* id, sync_json_result (*which)(sync_json_ptr, const char*),
+                  More... more) {
+    return [=](sync_json_ptr h) { return taken(function(h, id, taken(which(h, id)).text().c_str(), more...)); };
+}
+
 const std::vector<Query>& queries() {
-    static const std::vector<Query> all = {
-        [](sync_json_ptr h) { return taken(dump_sync_json_ptr(h)); },
-        [](sync_json_ptr h) { return taken(read_sync_json_ptr(h, R"({"preserve_old_ordering": true})")); },
-        [](sync_json_ptr h) {
-            return taken(read_sync_json_ptr(h, R"({"preserve_old_ordering": true, "instance_id": "left"})"));
-        },
-        [](sync_json_ptr h) {
-            const std::string winner = taken(sync_json_ptr_winning(h, "n3")).text();
-            return taken(sync_json_ptr_data(h, "n3", winner.c_str(), "{}"));
-        },
-        [](sync_json_ptr h) { return taken(sync_json_ptr_leafs(h, "n4")); },
-        [](sync_json_ptr h) {
-            const std::string loser = taken(sync_json_ptr_conflicting(h, "n4")).text();
-            return taken(sync_json_ptr_history(h, "n4", loser.c_str()));
-        },
-        [](sync_json_ptr h) {
-            const std::string winner = taken(sync_json_ptr_winning(h, "n5")).text();
-            return taken(sync_json_ptr_siblings(h, "n5", winner.c_str()));
-        },
-        [](sync_json_ptr h) {
-            const std::string winner = taken(sync_json_ptr_winning(h, "n5")).text();
-            return taken(sync_json_ptr_ancestor(h, "n5", winner.c_str()));
-        },
-        [](sync_json_ptr h) { return taken(sync_json_ptr_available(h, "n6")); },
-        [](sync_json_ptr h) { return taken(sync_json_ptr_root(h)); },
-        [](sync_json_ptr h) { return taken(sync_json_ptr_all_docs(h)); },
-        [](sync_json_ptr h) { return taken(sync_json_ptr_instances(h)); },
-        [](sync_json_ptr h) { return taken(sync_json_ptr_unresolved(h)); },
-        [](sync_json_ptr h) { return taken(sync_json_ptr_created(h, h)); },
-        [](sync_json_ptr h) { return taken(sync_json_ptr_updated(h, h)); },
-        [](sync_json_ptr h) { return taken(sync_json_ptr_deleted(h, h)); },
-        [](sync_json_ptr h) { return taken(sync_json_ptr_to_bulk_docs(h)); },
-        [](sync_json_ptr h) { return taken(sync_json_ptr_winning(h, "nobody")); },
-        // Those that make a handle only look at the given one.
-        [](sync_json_ptr h) { return taken(sync_json_ptr_all_winning(h)); },
-        [](sync_json_ptr h) { return taken(sync_json_ptr_prune(h, 1, false)); },
-        [](sync_json_ptr h) { return taken(sync_json_ptr_prune_ids(h, R"(["n1", "n2"])", 1, false)); },
-        [](sync_json_ptr h) { return taken(replicate_sync_json_ptr(h, h, "{}")); },
-        [](sync_json_ptr h) { return taken(update_sync_json_ptr(notes(5, "new").c_str(), h, "{}")); },
-        [](sync_json_ptr h) {
-            const std::string loser = taken(sync_json_ptr_conflicting(h, "n7")).text();
-            return taken(sync_json_ptr_resolve(h, "n7", loser.c_str()));
-        },
-    };
+    static const std::vector<Query> all = [] {
+        std::vector<Query> made = {
+            of_revision(sync_json_ptr_data, "n3", sync_json_ptr_winning, "{}"),
+            of_revision(sync_json_ptr_history, "n4", sync_json_ptr_conflicting),
+            of_revision(sync_json_ptr_siblings, "n5", sync_json_ptr_winning),
+            of_revision(sync_json_ptr_ancestor, "n5", sync_json_ptr_winning),
+            of_revision(sync_json_ptr_resolve, "n7", sync_json_ptr_conflicting),
+            [](sync_json_ptr h) { return taken(dump_sync_json_ptr(h)); },
+            [](sync_json_ptr h) { return taken(sync_json_ptr_winning(h, "nobody")); },
+            [](sync_json_ptr h) { return taken(sync_json_ptr_leafs(h, "n4")); },
+            [](sync_json_ptr h) { return taken(sync_json_ptr_available(h, "n6")); },
+            [](sync_json_ptr h) { return taken(sync_json_ptr_prune(h, 1, false)); },
+            [](sync_json_ptr h) { return taken(sync_json_ptr_prune_ids(h, R"(["n1", "n2"])", 1, false)); },
+            [](sync_json_ptr h) { return taken(replicate_sync_json_ptr(h, h, "{}")); },
+            [](sync_json_ptr h) { return taken(update_sync_json_ptr(notes(5, "new").c_str(), h, "{}")); },
+            [](sync_json_ptr h) { return taken(sync_json_ptr_all_winning(h)); },
+        };
+        for (const auto function : {sync_json_ptr_root, sync_json_ptr_all_docs, sync_json_ptr_instances,
+                                    sync_json_ptr_unresolved, sync_json_ptr_to_bulk_docs}) {
+            made.emplace_back([=](sync_json_ptr h) { return taken(function(h)); });
+        }
+        for (const auto function : {sync_json_ptr_created, sync_json_ptr_updated, sync_json_ptr_deleted}) {
+            made.emplace_back([=](sync_json_ptr h) { return taken(function(h, h)); });
+        }
+        for (const char* config :
+             {R"({"preserve_old_ordering": true})", R"({"preserve_old_ordering": true, "instance_id": "left"})"}) {
+            made.emplace_back([=](sync_json_ptr h) { return taken(read_sync_json_ptr(h, config)); });
+        }
+        return made;
+    }();
     return all;
 }
 
@@ -125,18 +118,13 @@ std::vector<std::string> by_value(int thread) {
 }
 
 // Stands first, and is run in a process of its own as well: then nothing of the library was used before.
-TEST(Threads, FirstUseMayBeSimultaneous) {
-    std::vector<std::vector<std::string>> answers(thread_count);
-    at_once([&](int thread) { answers[static_cast<std::size_t>(thread)] = by_value(thread); });
-    for (int thread = 0; thread < thread_count; ++thread) {
-        EXPECT_EQ(answers[static_cast<std::size_t>(thread)], by_value(thread)) << "configuration " << thread;
-    }
-}
-
-TEST(Threads, ConfigurationsDoNotMix) {
+TEST(Threads, FirstUseMayBeSimultaneousAndConfigurationsDoNotMix) {
+    std::vector<std::vector<std::string>> first(thread_count);
+    at_once([&](int thread) { first[static_cast<std::size_t>(thread)] = by_value(thread); });
     std::vector<std::vector<std::string>> alone;
     for (int thread = 0; thread < thread_count; ++thread) alone.push_back(by_value(thread));
-    for (int i = 1; i < thread_count; ++i) EXPECT_NE(alone[0], alone[static_cast<std::size_t>(i)]);
+    EXPECT_EQ(first, alone);
+    for (std::size_t i = 1; i < thread_count; ++i) EXPECT_NE(alone[0], alone[i]);
     at_once([&](int thread) {
         for (int i = 0; i < 8; ++i) {
             const int which = (thread + i) % thread_count;

@@ -59,41 +59,31 @@ inline std::optional<std::string> dump(const Handle& handle) {
     return text ? std::optional<std::string>(text.get()) : std::nullopt;
 }
 
-template <class Record, class Check>
-Answer taken(Record record, void (*release)(Record*), const Check& check) {
+template <class Record>
+Answer taken(Record made, void (*release)(Record*)) {
     Answer answer;
-    if (record.error != nullptr) answer.error = without_line(record.error);
-    check(record, answer);
+    if constexpr (requires { made.reserved; }) {
+        EXPECT_EQ(made.reserved, nullptr);
+    }
+    if constexpr (requires { made.ptr; }) {
+        EXPECT_NE(made.ptr == nullptr, made.error == nullptr);
+        answer.handle = Handle(made.ptr, free_sync_json_ptr);
+        answer.value = dump(answer.handle);
+    } else {
+        EXPECT_NE(made.value == nullptr, made.error == nullptr);
+        if (made.value != nullptr) answer.value = made.value;
+    }
+    if (made.error != nullptr) answer.error = without_line(made.error);
     for (int i = 0; i < 2; ++i) {
-        release(&record);
-        EXPECT_EQ(record.error, nullptr);
+        release(&made);
+        EXPECT_EQ(made.error, nullptr);
     }
     return answer;
 }
 
-inline Answer taken(sync_json_result record) {
-    return taken(record, free_sync_json_result, [](const sync_json_result& made, Answer& answer) {
-        EXPECT_NE(made.value == nullptr, made.error == nullptr);
-        EXPECT_EQ(made.reserved, nullptr);
-        if (made.value != nullptr) answer.value = made.value;
-    });
-}
-
-inline Answer taken(flatten_result record) {
-    return taken(record, free_flatten_result, [](const flatten_result& made, Answer& answer) {
-        EXPECT_NE(made.value == nullptr, made.error == nullptr);
-        if (made.value != nullptr) answer.value = made.value;
-    });
-}
-
-inline Answer taken(sync_json_ptr_result record) {
-    return taken(record, free_sync_json_ptr_result, [](const sync_json_ptr_result& made, Answer& answer) {
-        EXPECT_NE(made.ptr == nullptr, made.error == nullptr);
-        EXPECT_EQ(made.reserved, nullptr);
-        answer.handle = Handle(made.ptr, free_sync_json_ptr);
-        answer.value = dump(answer.handle);
-    });
-}
+inline Answer taken(sync_json_result made) { return taken(made, free_sync_json_result); }
+inline Answer taken(flatten_result made) { return taken(made, free_flatten_result); }
+inline Answer taken(sync_json_ptr_result made) { return taken(made, free_sync_json_ptr_result); }
 
 inline Answer taken(char* text) {
     Answer answer;

@@ -1,10 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "common/environment.h"
 #include "common/error.h"
@@ -58,11 +59,9 @@ std::string message(std::string_view text, Comments comments = Comments::refused
 
 std::string nested(std::size_t levels, std::string_view inner, std::string_view open = "[",
                    std::string_view close = "]") {
-    std::string text;
-    for (std::size_t i = 0; i < levels; ++i) text += open;
-    text += inner;
-    for (std::size_t i = 0; i < levels; ++i) text += close;
-    return text;
+    std::string before, after;
+    for (std::size_t i = 0; i < levels; ++i) before += open, after += close;
+    return before.append(inner).append(after);
 }
 
 TEST(JsonText, ReadsAndWrites) {
@@ -79,16 +78,11 @@ TEST(JsonText, ReadsAndWrites) {
         {R"("\u00e9\u20ac\ud83d\ude00")", "\"\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\""},
         {R"("\ud83d")", "\"\xed\xa0\xbd\""},
         {R"("\ud83dx\ude00")", "\"\xed\xa0\xbdx\xed\xb8\x80\""},
-        {R"("\ude00\ud83d")", "\"\xed\xb8\x80\xed\xa0\xbd\""},
         {R"("\ud83d\ud83d\ude00")", "\"\xed\xa0\xbd\xf0\x9f\x98\x80\""},
         {R"("\ud83d\u0041")", "\"\xed\xa0\xbd\x41\""},
         {"\"\xe2\x80\xa8\xe2\x80\xa9\xe2\x80\xaa\xe2\x80\"", "\"\\u2028\\u2029\xe2\x80\xaa\xe2\x80\""},
         {"\"\xe2\xe2\x80\xa8\x80\xff\"", "\"\xe2\\u2028\x80\xff\""},
-        {"999999999", "999999999"},
-        {"-99999999", "-99999999"},
-        {"-0", "0"},
-        {"1e999", "null"},
-        {"-1e999", "null"},
+        {"[-0,1e999,-1e999]", "[0, null, null]"},
     };
     for (const auto& c : cases) EXPECT_EQ(rewritten(c.text), c.result) << c.text;
     EXPECT_EQ(rewritten("[0.1, 1.0, 1e3, 1234567890, -0.0]"), fast_float_enabled()
@@ -98,75 +92,57 @@ TEST(JsonText, ReadsAndWrites) {
 
 TEST(JsonText, NumbersAreIntegersUpToNineCharacters) {
     Arena arena;
-    for (const char* text : {"0", "-0", "999999999", "-99999999"}) {
-        EXPECT_EQ(parse_json(text, arena).kind(), JsonValue::Kind::integer) << text;
-    }
-    for (const char* text : {"1234567890", "-999999999", "0.0", "1e1", "1E1", "0e0"}) {
+    EXPECT_EQ(parse_json("-99999999", arena).as_int32(), -99999999);
+    EXPECT_EQ(parse_json("999999999", arena).as_int32(), 999999999);
+    EXPECT_EQ(parse_json("-0", arena).kind(), JsonValue::Kind::integer);
+    EXPECT_EQ(parse_json("-12.5E-1", arena).as_real(), -1.25);
+    for (const char* text : {"1234567890", "-999999999", "0.0", "1e1", "0e0"}) {
         EXPECT_EQ(parse_json(text, arena).kind(), JsonValue::Kind::real) << text;
     }
-    EXPECT_EQ(parse_json("-99999999", arena).as_int32(), -99999999);
-    EXPECT_EQ(parse_json("-12.5E-1", arena).as_real(), -1.25);
 }
 
 TEST(JsonText, Messages) {
-    const struct {
-        std::string_view text, message;
-    } cases[] = {
-        {" ", "unexpected end of input"},
-        {"{", "unexpected end of input"},
-        {"[1", "unexpected end of input"},
-        {"[1,", "unexpected end of input"},
-        {"{\"a\"", "unexpected end of input"},
-        {"{\"a\":", "unexpected end of input"},
-        {"{\"a\":1", "unexpected end of input"},
-        {"{\"a\":1,", "unexpected end of input"},
-        {"1 x", "unexpected trailing 'x' (120)"},
-        {"1\xc3", "unexpected trailing (-61)"},
-        {"{}}", "unexpected trailing '}' (125)"},
-        {"null\x7f", "unexpected trailing '\x7f' (127)"},
-        {"12a", "unexpected trailing 'a' (97)"},
-        {std::string_view("1\0", 2), "unexpected trailing (0)"},
-        {"+1", "expected value, got '+' (43)"},
-        {"[1,]", "expected value, got ']' (93)"},
-        {"[,", "expected value, got ',' (44)"},
-        {"\x1f", "expected value, got (31)"},
-        {"// x", "expected value, got '/' (47)"},
-        {"tru", "parse error: expected true, got tru"},
-        {"trueish", "unexpected trailing 'i' (105)"},
-        {"[tRue]", "parse error: expected true, got tRue"},
-        {"falsy!", "parse error: expected false, got falsy"},
-        {"n", "parse error: expected null, got n"},
-        {"{a", "expected '\"' in object, got 'a' (97)"},
-        {R"({"a":1,})", "expected '\"' in object, got '}' (125)"},
-        {"{,", "expected '\"' in object, got ',' (44)"},
-        {R"({"a" 1})", "expected ':' in object, got '1' (49)"},
-        {R"({"a":1 "b"})", "expected ',' in object, got '\"' (34)"},
-        {R"({"a":1])", "expected ',' in object, got ']' (93)"},
-        {"[1 2]", "expected ',' in list, got '2' (50)"},
-        {"[1}", "expected ',' in list, got '}' (125)"},
-        {"\"abc", "unexpected end of input in string"},
-        {"\"abc\\", "unexpected end of input in string"},
-        {"{\"abc", "unexpected end of input in string"},
-        {"\"a\nb\"", "unescaped (10) in string"},
-        {std::string_view("\"a\0b\"", 5), "unescaped (0) in string"},
-        {"\"\\u12", "bad \\u escape: 12"},
-        {"\"\\u", "bad \\u escape: "},
-        {"\"\\u12\"", "bad \\u escape: 12\""},
-        {"\"\\u12g4\"", "bad \\u escape: 12g4"},
-        {"\"\\ud83d\\u+123\"", "bad \\u escape: +123"},
-        {"\"\\x\"", "invalid escape character 'x' (120)"},
-        {"\"\\\xc3\"", "invalid escape character (-61)"},
-        {"01", "leading 0s not permitted in numbers"},
-        {"-00", "leading 0s not permitted in numbers"},
-        {"-", "invalid (0) in number"},
-        {"[-]", "invalid ']' (93) in number"},
-        {"1.", "at least one digit required in fractional part"},
-        {"1.e5", "at least one digit required in fractional part"},
-        {"1e", "at least one digit required in exponent"},
-        {"1.5E+", "at least one digit required in exponent"},
-        {"1e-x", "at least one digit required in exponent"},
+    const std::vector<std::pair<std::string_view, std::vector<std::string_view>>> cases = {
+        {"unexpected end of input", {" ", "{", "[1", "[1,", R"({"a")", R"({"a":)", R"({"a":1)", R"({"a":1,)"}},
+        {"unexpected trailing 'x' (120)", {"1 x", "12x", "{}x"}},
+        {"unexpected trailing (-61)", {"1\xc3"}},
+        {"unexpected trailing '\x7f' (127)", {"null\x7f"}},
+        {"unexpected trailing (0)", {std::string_view("1\0", 2)}},
+        {"expected value, got '+' (43)", {"+1"}},
+        {"expected value, got ']' (93)", {"[1,]"}},
+        {"expected value, got (31)", {"\x1f"}},
+        {"expected value, got '/' (47)", {"// x"}},
+        {"parse error: expected true, got tru", {"tru"}},
+        {"unexpected trailing 'i' (105)", {"trueish"}},
+        {"parse error: expected true, got tRue", {"[tRue]"}},
+        {"parse error: expected false, got falsy", {"falsy!"}},
+        {"parse error: expected null, got n", {"n"}},
+        {"expected '\"' in object, got 'a' (97)", {"{a"}},
+        {"expected '\"' in object, got '}' (125)", {R"({"a":1,})"}},
+        {"expected '\"' in object, got ',' (44)", {"{,"}},
+        {"expected ':' in object, got '1' (49)", {R"({"a" 1})"}},
+        {"expected ',' in object, got ']' (93)", {R"({"a":1])"}},
+        {"expected ',' in list, got '2' (50)", {"[1 2]"}},
+        {"expected ',' in list, got '}' (125)", {"[1}"}},
+        {"unexpected end of input in string", {"\"abc", "\"abc\\", "{\"abc"}},
+        {"unescaped (10) in string", {"\"a\nb\""}},
+        {"unescaped (0) in string", {std::string_view("\"a\0b\"", 5)}},
+        {"bad \\u escape: 12", {"\"\\u12"}},
+        {"bad \\u escape: ", {"\"\\u"}},
+        {"bad \\u escape: 12\"", {"\"\\u12\""}},
+        {"bad \\u escape: 12g4", {"\"\\u12g4\""}},
+        {"bad \\u escape: +123", {"\"\\ud83d\\u+123\""}},
+        {"invalid escape character 'x' (120)", {"\"\\x\""}},
+        {"invalid escape character (-61)", {"\"\\\xc3\""}},
+        {"leading 0s not permitted in numbers", {"01", "-00"}},
+        {"invalid (0) in number", {"-"}},
+        {"invalid ']' (93) in number", {"[-]"}},
+        {"at least one digit required in fractional part", {"1.", "1.e5"}},
+        {"at least one digit required in exponent", {"1e", "1.5E+", "1e-x"}},
     };
-    for (const auto& c : cases) EXPECT_EQ(message(c.text), c.message) << c.text;
+    for (const auto& [expected, texts] : cases) {
+        for (const std::string_view text : texts) EXPECT_EQ(message(text), expected) << text;
+    }
 }
 
 TEST(JsonText, AnEmptyTextIsNotRead) {
@@ -184,18 +160,15 @@ TEST(JsonText, AnEmptyTextIsNotRead) {
 TEST(JsonText, Comments) {
     EXPECT_EQ(rewritten("/* a *//**/ { // b\n \"a\" /***/ : [ // c\n1//\n,/*,*/2] } // d", Comments::allowed),
               R"({"a": [1, 2]})");
-    const struct {
-        std::string_view text, message;
-    } cases[] = {
-        {"1 /", "unexpected end of input after start of comment"},
-        {"/", "unexpected end of input after start of comment"},
-        {"1 /*", "unexpected end of input inside multi-line comment"},
-        {"/* *", "unexpected end of input inside multi-line comment"},
-        {"/*/", "unexpected end of input inside multi-line comment"},
-        {"[1 /x", "malformed comment"},
-        {"// only", "unexpected end of input"},
+    const std::vector<std::pair<std::string_view, std::vector<std::string_view>>> cases = {
+        {"unexpected end of input after start of comment", {"1 /", "/"}},
+        {"unexpected end of input inside multi-line comment", {"1 /*", "/* *", "/*/"}},
+        {"malformed comment", {"[1 /x"}},
+        {"unexpected end of input", {"// only"}},
     };
-    for (const auto& c : cases) EXPECT_EQ(message(c.text, Comments::allowed), c.message) << c.text;
+    for (const auto& [expected, texts] : cases) {
+        for (const std::string_view text : texts) EXPECT_EQ(message(text, Comments::allowed), expected) << text;
+    }
 }
 
 TEST(JsonText, NestsToADepthOf200) {
@@ -241,15 +214,6 @@ TEST(JsonText, SyncJsonNestsDeeperWhereItMust) {
         R"({"a": {"o": {}}, "d": [], "o": {"c": {}, "z": 1}})");
 }
 
-TEST(JsonText, EveryCutTextFails) {
-    const std::string text =
-        R"({"a": [1, -2.5e-7, true, false, null, "x\u00e9\ud83d\ude00\n"], "b": {"c": {}, "d": []}, "e": "y"})";
-    ASSERT_EQ(message(text), "");
-    for (std::size_t size = 1; size < text.size(); ++size) {
-        EXPECT_NE(message(text.substr(0, size)), "") << text.substr(0, size);
-    }
-}
-
 TEST(JsonText, SkippingAnswersTheText) {
     Arena arena;
     JsonScanner scanner(R"(  {"a": [1, "]\""]} , 2)", arena);
@@ -264,22 +228,15 @@ TEST(JsonText, MembersAreSortedLikeAMap) {
     Arena arena;
     RandomJson random(seed, arena);
     for (int round = 0; round < 2000; ++round) {
-        std::map<std::string, std::size_t> model;
-        std::string text = "{";
-        const std::size_t count = random.below(40);
-        for (std::size_t i = 0; i < count; ++i) {
-            const std::string key = "k" + std::to_string(random.below(30));
-            model[key] = i;
-            text.append(i == 0 ? "\"" : ",\"").append(key).append("\":").append(std::to_string(i));
+        std::map<std::string, std::string> model;
+        std::string text, expected;
+        for (std::size_t i = random.below(40); i > 0; --i) {
+            const std::string member = "\"k" + std::to_string(random.below(30)) + "\": ";
+            text += ", " + member + (model[member] = std::to_string(i));
         }
-        text.push_back('}');
-        const JsonValue value = parse_json(text, arena);
-        ASSERT_EQ(value.members().size(), model.size());
-        auto expected = model.begin();
-        for (const JsonMember& member : value.members()) {
-            ASSERT_EQ(member.key, expected->first) << text;
-            ASSERT_EQ(static_cast<std::size_t>(member.value.as_int32()), (expected++)->second) << text;
-        }
+        for (const auto& [member, number] : model) expected.append(", ").append(member).append(number);
+        if (!text.empty()) text.erase(0, 2), expected.erase(0, 2);
+        ASSERT_EQ(rewritten("{" + text + "}"), "{" + expected + "}");
     }
 }
 
@@ -292,23 +249,21 @@ TEST(JsonText, HugeUnorderedObjects) {
 }
 
 std::string escaped_byte_by_byte(std::string_view text) {
+    constexpr std::string_view named = "\"\\\b\f\n\r\t";
     std::string out;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        const std::string_view three = text.substr(i, 3);
-        const std::map<unsigned char, const char*> named = {{'"', "\\\""}, {'\\', "\\\\"}, {8, "\\b"}, {12, "\\f"},
-                                                            {10, "\\n"},   {13, "\\r"},    {9, "\\t"}};
-        if (named.contains(byte)) {
-            out += named.at(byte);
-        } else if (byte < 0x20) {
+    for (; !text.empty(); text.remove_prefix(1)) {
+        const std::size_t name = named.find(text[0]);
+        if (text.starts_with("\xe2\x80\xa8") || text.starts_with("\xe2\x80\xa9")) {
+            out += text[2] == '\xa8' ? "\\u2028" : "\\u2029";
+            text.remove_prefix(2);
+        } else if (name != std::string_view::npos) {
+            out.append("\\").push_back("\"\\bfnrt"[name]);
+        } else if (static_cast<unsigned char>(text[0]) < 0x20) {
             char code[8];
-            std::snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(byte));
+            std::snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(text[0]));
             out += code;
-        } else if (three == "\xe2\x80\xa8" || three == "\xe2\x80\xa9") {
-            out += three == "\xe2\x80\xa8" ? "\\u2028" : "\\u2029";
-            i += 2;
         } else {
-            out += text[i];
+            out += text[0];
         }
     }
     return out;
@@ -340,6 +295,7 @@ TEST(JsonText, WhatIsWrittenIsReadAndWrittenAgain) {
         if (!testing_json::may_hold_minus_zero(text)) {
             ASSERT_EQ(rewritten(text), text) << "round " << round;
         }
+        ASSERT_NE(message("[" + text.substr(0, random.below(text.size()))), "") << "round " << round;
         const std::string damaged = random.damaged(text);
         if (damaged.empty() || damaged.front() == '@' || !message(damaged).empty()) continue;
         ++well_formed;

@@ -32,10 +32,10 @@ struct Model {
         parents.emplace(below, between);
         return true;
     }
-    [[nodiscard]] std::vector<Revision> history_of(Revision revision) const {
-        std::vector<Revision> history;
-        for (; !revision.is_null(); revision = parents.at(revision)) history.push_back(revision);
-        return history;
+    [[nodiscard]] std::size_t history_length(Revision revision) const {
+        std::size_t length = 0;
+        for (; !revision.is_null(); revision = parents.at(revision)) ++length;
+        return length;
     }
     [[nodiscard]] std::vector<Revision> leafs() const {
         std::set<Revision> left;
@@ -47,27 +47,20 @@ struct Model {
         return {left.begin(), left.end()};
     }
     [[nodiscard]] std::string winning() const {
-        const Revision* winner = nullptr;
+        std::string winner = "none";
         std::size_t longest = 0;
-        const auto all = leafs();
-        for (const Revision& leaf : all) {
-            const std::size_t length = history_of(leaf).size();
-            if (length > longest) winner = &leaf;
+        for (const Revision& leaf : leafs()) {
+            const std::size_t length = history_length(leaf);
+            if (length > longest) winner = leaf.revision_string();
             longest = std::max(longest, length);
         }
-        return winner == nullptr ? "none" : winner->revision_string();
+        return winner;
     }
 };
 
 DocumentRef read(std::string_view history) {
     Arena arena;
     return MultiVersionDocument::make("id", read_history(history, arena));
-}
-
-std::vector<std::string> strings(const MultiVersionDocument& document, const std::vector<std::uint32_t>& positions) {
-    std::vector<std::string> result;
-    for (const std::uint32_t position : positions) result.push_back(document.revision_string(position));
-    return result;
 }
 
 std::string winning_of(const MultiVersionDocument& document) {
@@ -88,9 +81,9 @@ void expect_like(const MultiVersionDocument& document, const Model& model) {
                   model.parents.contains(Revision(revision.index + 1, revision.text)));
     }
     EXPECT_TRUE(parents == model.parents);
-    std::vector<std::string> leafs;
-    for (const Revision& leaf : model.leafs()) leafs.push_back(leaf.revision_string());
-    EXPECT_EQ(strings(document, document.open_leafs()), leafs);
+    std::vector<Revision> leafs;
+    for (const std::uint32_t at : document.open_leafs()) leafs.push_back(revisions[at].revision());
+    EXPECT_TRUE(leafs == model.leafs());
     EXPECT_EQ(winning_of(document), model.winning());
 }
 
@@ -105,50 +98,24 @@ std::string failure_of(const auto& action) {
     return "none";
 }
 
-TEST(MultiVersionDocument, TellsLeavesWinnerAndHistory) {
+TEST(MultiVersionDocument, TellsWinnerAndHistory) {
     const struct {
-        const char* read;
-        std::vector<std::string> leafs;
-        const char* winning;
-        const char* written;
+        const char *read, *winning, *written;
     } cases[] = {
-        {R"(["A_first"])", {"1-A_first"}, "1-A_first", R"(["A_first"])"},
-        {R"(["A_first","B_A","C_B"])", {"3-C_B"}, "3-C_B", R"(["A_first", "B_A", "C_B"])"},
-        {R"(["A_x", ["C_x", "B_x"]])", {"2-B_x", "2-C_x"}, "2-B_x", R"(["A_x", ["B_x", "C_x"]])"},
-        {R"(["A_x", ["C_x", ["B_x", "deleted_y"]]])",
-         {"2-C_x", "3-deleted_y"},
-         "3-deleted_y",
-         R"(["A_x", [["B_x", "deleted_y"], "C_x"]])"},
-        {R"(["A_x", [["C_x", "resolved_C"], "B_x"]])",
-         {"2-B_x"},
-         "2-B_x",
-         R"(["A_x", ["B_x", ["C_x", "resolved_C"]]])"},
-        {R"(["A_x", [["C_x", "resolved_C"], ["B_x", "resolved_B"]]])",
-         {},
-         "none",
-         R"(["A_x", [["B_x", "resolved_B"], ["C_x", "resolved_C"]]])"},
-        {R"(["A_x", "resolved_A"])", {}, "none", R"(["A_x", "resolved_A"])"},
-        {R"(["resolved_x"])", {}, "none", R"(["resolved_x"])"},
-        {R"(["A_x", "resolved_A", "B_resolve"])",
-         {"3-B_resolve"},
-         "3-B_resolve",
-         R"(["A_x", "resolved_A", "B_resolve"])"},
-        {R"(["a-b_x", ["\u0001_x", 5, "z_x"], "passed over"])",
-         {"2-\x01_x", "2-z_x"},
-         "2-\x01_x",
-         R"(["a-b_x", ["\u0001_x", "z_x"]])"},
+        {"[]", "none", "[]"},
+        {R"(["A_x", ["C_x", "B_x"]])", "2-B_x", R"(["A_x", ["B_x", "C_x"]])"},
+        {R"(["A_x", ["C_x", ["B_x", "deleted_y"]]])", "3-deleted_y", R"(["A_x", [["B_x", "deleted_y"], "C_x"]])"},
+        {R"(["A_x", [["C_x", "resolved_C"], "B_x"]])", "2-B_x", R"(["A_x", ["B_x", ["C_x", "resolved_C"]]])"},
+        {R"(["A_x", "resolved_A"])", "none", R"(["A_x", "resolved_A"])"},
+        {R"(["A_x", "resolved_A", "B_resolve"])", "3-B_resolve", R"(["A_x", "resolved_A", "B_resolve"])"},
+        {R"(["a-b_x", ["\u0001_x", 5, "z_x"], "passed over"])", "2-\x01_x", R"(["a-b_x", ["\u0001_x", "z_x"]])"},
         // Met twice, the first parent stays and what follows goes on from it.
-        {R"(["A_x", [["B_x", "D_x"], ["C_x", "D_x", "E_x"], "B_x"]])",
-         {"2-C_x", "4-E_x"},
-         "4-E_x",
+        {R"(["A_x", [["B_x", "D_x"], ["C_x", "D_x", "E_x"], "B_x"]])", "4-E_x",
          R"(["A_x", [["B_x", "D_x", "E_x"], "C_x"]])"},
-        {"[]", {}, "none", "[]"},
     };
-    for (const auto& [text, leafs, winning, written] : cases) {
+    for (const auto& [text, winning, written] : cases) {
         SCOPED_TRACE(text);
         const DocumentRef document = read(text);
-        EXPECT_EQ(document->id(), "id");
-        EXPECT_EQ(strings(*document, document->open_leafs()), leafs);
         EXPECT_EQ(winning_of(*document), winning);
         EXPECT_EQ(document->history(), written);
     }
@@ -175,26 +142,18 @@ TEST(MultiVersionDocument, TellsFailures) {
 }
 
 TEST(MultiVersionDocument, RefusesHistories) {
-    const auto lone = [](const std::string& entry) {
-        return R"("function" : "parse_revision", "error" : "invalid_revision_format", "args" : "1-)" + entry + "\" }";
-    };
-    const auto longer = [](const std::string& entry) {
-        return R"("function" : "Revision", "error" : "invalid_revision_string_format", "args" : ")" + entry + "\" }";
-    };
+    const std::string lone = R"("function" : "parse_revision", "error" : "invalid_revision_format", "args" : "1-)";
+    const std::string longer = R"("function" : "Revision", "error" : "invalid_revision_string_format", "args" : ")";
     const struct {
         const char* history;
         std::string failure;
     } cases[] = {
-        {R"([""])", lone("")},
-        {"[5]", lone("")},
-        {"[[[]]]", lone("")},
-        {R"([["A_x"]])", lone("")},
-        {R"(["A"])", lone("A")},
-        {R"(["_A"])", lone("_A")},
-        {R"(["a-b_c"])", lone("a-b_c")},
-        {R"(["A_x", "B"])", longer("B")},
-        {R"(["A_x", ""])", longer("")},
-        {R"(["A_x", ["B_x", "C_x_y"]])", longer("C_x_y")},
+        {"[5]", lone + "\" }"},
+        {R"([["A_x"]])", lone + "\" }"},
+        {R"(["_A"])", lone + "_A\" }"},
+        {R"(["a-b_c"])", lone + "a-b_c\" }"},
+        {R"(["A_x", ""])", longer + "\" }"},
+        {R"(["A_x", ["B_x", "C_x_y"]])", longer + "C_x_y\" }"},
         {R"([5, "A_x"])", R"("function" : "unfold", "error" : "revision_not_a_string" })"},
         {R"(["", 5])", R"("function" : "unfold", "error" : "empty_revstring" })"},
     };
@@ -216,25 +175,17 @@ TEST(MultiVersionDocument, GrowsByChildren) {
     const DocumentRef first = MultiVersionDocument::first("id", "0123456789");
     EXPECT_EQ(first->history(), R"(["0123456789_first"])");
     const DocumentRef second = first->with_child(0, "B");
-    EXPECT_EQ(second->history(), R"(["0123456789_first", "B_0123456"])");
     const DocumentRef forked = second->with_child(0, "A");
     EXPECT_EQ(forked->history(), R"(["0123456789_first", ["A_0123456", "B_0123456"]])");
     EXPECT_EQ(second->history(), R"(["0123456789_first", "B_0123456"])") << "a document never changes";
     EXPECT_EQ(forked->with_child(0, "B")->history(), forked->history());
     EXPECT_EQ(forked->with_child(1, resolved_hash)->with_child(3, resolved_hash)->history(),
               R"(["0123456789_first", [["A_0123456", "resolved_A", "resolved_resolve"], "B_0123456"]])");
-    // Known under another parent already.
-    const DocumentRef joined = forked->with_child(1, "C")->with_child(3, "D");
-    EXPECT_EQ(joined->with_child(2, "A")->history(),
-              R"(["0123456789_first", [["A_0123456", "C_A", "D_C"], ["B_0123456", "A_B"]]])");
-    const DocumentRef same_prefix = read(R"(["A_x", ["0123456a_A", "0123456b_A"]])");
-    const DocumentRef once = same_prefix->with_child(1, "C");
     // The name is taken by a revision of the same content under another parent.
-    const DocumentRef both = once->with_child(2, "C");
-    EXPECT_EQ(both->history(), R"(["A_x", [["0123456a_A", "C_0123456"], ["0123456b_A", "empty_0123456", "C_empty"]]])");
-    EXPECT_EQ(both->with_child(2, "C")->history(), both->history());
-    const DocumentRef blocked = once->with_child(1, "empty");
-    EXPECT_THROW((void)blocked->with_child(2, "C"), InvalidParentRevisionException);
+    const DocumentRef once = read(R"(["A_x", ["0123456a_A", "0123456b_A"]])")->with_child(1, "C");
+    EXPECT_EQ(once->with_child(2, "C")->history(),
+              R"(["A_x", [["0123456a_A", "C_0123456"], ["0123456b_A", "empty_0123456", "C_empty"]]])");
+    EXPECT_THROW((void)once->with_child(1, "empty")->with_child(2, "C"), InvalidParentRevisionException);
 }
 
 TEST(MultiVersionDocument, OutlivesWhatItWasMadeFrom) {

@@ -39,13 +39,10 @@ TEST(Revision, ParsesTexts) {
     const struct {
         const char* text;
         std::uint32_t index;
-        const char* datahash;
-        const char* uuid;
-        const char* composed;
+        const char *datahash, *uuid, *composed;
     } cases[] = {
         {"3-abc_def", 3, "abc", "def", "3-abc_def"},
         {"3z-abc_def", 3, "abc", "def", "3-abc_def"},
-        {"+3-abc_def", 3, "abc", "def", "3-abc_def"},
         {" \t\n\v\f\r3-abc_def", 3, "abc", "def", "3-abc_def"},
         {"007-abc_def", 7, "abc", "def", "7-abc_def"},
         {"-3-abc_def", 4294967293U, "abc", "def", "4294967293-abc_def"},
@@ -53,7 +50,7 @@ TEST(Revision, ParsesTexts) {
         {"-2147483648-a_b", 2147483648U, "a", "b", "2147483648-a_b"},
         {"3-_a_b", 3, "_a", "b", "3-_a_b"},
         {"3-a_", 3, "a", "", "3-a_"},
-        {"0-a_b", 0, "a", "b", "0-a_b"},
+        {"+0-a_b", 0, "a", "b", "0-a_b"},
     };
     for (const auto& [text, index, datahash, uuid, composed] : cases) {
         SCOPED_TRACE(text);
@@ -68,35 +65,20 @@ TEST(Revision, ParsesTexts) {
 }
 
 TEST(Revision, RefusesOtherTexts) {
-    const auto format = [](const char* text) { return record_end("parse_revision", "invalid_revision_format", text); };
-    const struct {
-        const char* text;
-        std::string failure;
-    } cases[] = {
-        {"", record_end("Revision", "empty_revision")},
-        {"3abc_def", format("3abc_def")},
-        {"3-abcdef", format("3-abcdef")},
-        {"3-a_b_c", format("3-a_b_c")},
-        {"3-a-b_c", format("3-a-b_c")},
-        {"3--a_b", format("3--a_b")},
-        {"-abc_def", format("-abc_def")},
-        {"3-", format("3-")},
-        {"3-_a", format("3-_a")},
-        {"x-abcdef", format("x-abcdef")},
-        {"x-abc_def", "invalid_argument: invalid stoi argument"},
-        {" -abc_def", "invalid_argument: invalid stoi argument"},
-        {"+ 3-a_b", "invalid_argument: invalid stoi argument"},
-        {"+-3-a_b", format("+-3-a_b")},
-        {"\xa0"
-         "3-a_b",
-         "invalid_argument: invalid stoi argument"},
-        {"2147483648-a_b", "out_of_range: stoi argument out of range"},
-        {"-2147483649-a_b", "out_of_range: stoi argument out of range"},
-        {"99999999999999999999999999x-a_b", "out_of_range: stoi argument out of range"},
-    };
-    for (const auto& [text, failure] : cases) {
-        EXPECT_EQ(failure_of([&, t = text] { (void)Revision{std::string_view(t)}; }), failure) << text;
+    for (const char* text :
+         {"3abc_def", "3-abcdef", "3-a_b_c", "3-a-b_c", "3--a_b", "-abc_def", "3-", "3-_a", "x-abcdef", "+-3-a_b"}) {
+        EXPECT_EQ(failure_of([&] { (void)Revision{std::string_view(text)}; }),
+                  record_end("parse_revision", "invalid_revision_format", text));
     }
+    const std::string malformed = "invalid_argument: invalid stoi argument";
+    for (const char* text : {"x-abc_def", " -abc_def", "+ 3-a_b", "\xa0\x33-a_b"}) {
+        EXPECT_EQ(failure_of([&] { (void)Revision{std::string_view(text)}; }), malformed) << text;
+    }
+    const std::string too_large = "out_of_range: stoi argument out of range";
+    for (const char* text : {"2147483648-a_b", "-2147483649-a_b", "99999999999999999999999999x-a_b"}) {
+        EXPECT_EQ(failure_of([&] { (void)Revision{std::string_view(text)}; }), too_large) << text;
+    }
+    EXPECT_EQ(failure_of([] { (void)Revision{""}; }), record_end("Revision", "empty_revision"));
 }
 
 TEST(Revision, SplitsHashAndSuffix) {

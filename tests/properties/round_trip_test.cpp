@@ -24,6 +24,7 @@ struct Host {
     std::vector<Host> elements;
     std::map<std::string, Host> members;
 
+    static Host of(Kind kind, std::string text = {}) { return {kind, std::move(text), {}, {}}; }
     [[nodiscard]] bool has(const std::string& key) const { return members.contains(key); }
 };
 
@@ -41,7 +42,7 @@ std::string written(const Host& host) {
             return "[" + text + "]";
         default:
             for (const auto& [key, member] : host.members) {
-                text += (text.empty() ? "" : ",") + written({Host::string, key, {}, {}}) + ":" + written(member);
+                text += (text.empty() ? "" : ",") + written(Host::of(Host::string, key)) + ":" + written(member);
             }
             return "{" + text + "}";
     }
@@ -71,12 +72,13 @@ class Account {
         root_ = object_id(data, "");
         ids_.insert(root_);
         read_back_ = object(data, "", root_, true);
+        refused_ = refused_ || std::ranges::any_of(elements_, [&](const auto& id) { return objects_.contains(id); });
     }
 
     [[nodiscard]] const Host& read_back() const { return read_back_; }
     [[nodiscard]] const std::set<std::string>& ids() const { return ids_; }
     [[nodiscard]] bool is_refused() const { return refused_; }
-    // Several elements, or an element and another document, share one id.
+    // Several elements share one id.
     [[nodiscard]] bool is_ambiguous() const { return ambiguous_; }
 
    private:
@@ -101,7 +103,7 @@ class Account {
         const bool stays = host.has("#nf");
         const bool splits = configuration_.flatten_objects || host.has("#df");
         const std::string inside = path.empty() ? "root->" : path + "o(" + id + ")->";
-        Host result{Host::object, {}, {}, {}};
+        Host result = Host::of(Host::object);
         for (const auto& [key, member] : host.members) {
             if (key == "_id") continue;
             const std::string member_path = inside + key + "-";
@@ -118,7 +120,7 @@ class Account {
         }
         if (is_document ? !configuration_.discard_id
                         : (stays || splits) && !(configuration_.discard_id && (stays || host.has("#df")))) {
-            result.members["_id"] = {Host::string, id, {}, {}};
+            result.members["_id"] = Host::of(Host::string, id);
         } else if (!is_document && !stays && !splits && host.has("_id")) {
             result.members["_id"] = host.members.at("_id");
         }
@@ -128,7 +130,7 @@ class Account {
     Host value(const Host& host, const std::string& path) {
         if (host.kind == Host::object) return object(host, path, object_id(host, path), false);
         if (host.kind != Host::array) return host;
-        Host result{Host::array, {}, {}, {}};
+        Host result = Host::of(Host::array);
         if (!std::ranges::all_of(host.elements, [](const Host& element) { return element.kind == Host::object; })) {
             for (const Host& element : host.elements) result.elements.push_back(value(element, path + "a("));
             return result;
@@ -141,6 +143,7 @@ class Account {
             if (configuration_.indexed && path == "root->x-") element_path += std::to_string(result.elements.size());
             const std::string id = object_id(element, element_path);
             if (id == root_) refused_ = true;
+            elements_.insert(id);
             ambiguous_ = !ids_.insert(id).second || ambiguous_;
             result.elements.push_back(object(element, element_path, id, true));
         }
@@ -152,6 +155,7 @@ class Account {
     Host read_back_;
     std::set<std::string> ids_;
     std::set<std::string> objects_;
+    std::set<std::string> elements_;
     std::map<std::string, std::size_t> domains_;
     bool refused_ = false;
     bool ambiguous_ = false;
@@ -165,9 +169,9 @@ class Hosts {
 
     Host root() {
         Host data = object(3);
-        if (one_in(8)) data.members["_id"] = {Host::string, one_in(2) ? "r1" : "r2", {}, {}};
+        if (one_in(8)) data.members["_id"] = Host::of(Host::string, one_in(2) ? "r1" : "r2");
         if (one_in(3)) {  // what may be indexed
-            Host& x = data.members["x"] = {Host::array, {}, {}, {}};
+            Host& x = data.members["x"] = Host::of(Host::array);
             for (std::size_t i = below(4); i > 0; --i) x.elements.push_back(object(1));
         }
         return data;
@@ -206,40 +210,33 @@ class Hosts {
     }
 
     Host scalar() {
-        if (one_in(2)) {
-            return {Host::string,
-                    one_of<12>({"", "A", "Oe1", "!", "text", "\"\\/", "\n\x01", "\xc3\xa9", "\xe2\x80\xa9", "O", "k1",
-                                "\xf0\x9f\x98\x80"}),
-                    {},
-                    {}};
-        }
-        return {Host::plain,
-                one_of<13>({"0", "7", "-5", "1.5", "-2.75", "0.1", "1e300", "123456789012", "2147483648", "true",
-                            "false", "null", "4e-9"}),
-                {},
-                {}};
+        return one_in(2)
+                   ? Host::of(Host::string, one_of<12>({"", "A", "Oe1", "!", "text", "\"\\/", "\n\x01", "\xc3\xa9",
+                                                        "\xe2\x80\xa9", "O", "k1", "\xf0\x9f\x98\x80"}))
+                   : Host::of(Host::plain, one_of<13>({"0", "7", "-5", "1.5", "-2.75", "0.1", "1e300", "123456789012",
+                                                       "2147483648", "true", "false", "null", "4e-9"}));
     }
 
     Host object(int levels) {
-        Host host{Host::object, {}, {}, {}};
+        Host host = Host::of(Host::object);
         for (std::size_t i = below(5); i > 0; --i) host.members[key()] = value(levels - 1);
         if (one_in(10)) host.members["#nf"] = scalar();
         if (one_in(6)) host.members["#df"] = scalar();
         if (one_in(12)) host.members["_id"] = scalar().kind == Host::plain ? scalar() : value(levels - 1);
-        if (one_in(6)) host.members["_id"] = {Host::string, id(), {}, {}};
+        if (one_in(6)) host.members["_id"] = Host::of(Host::string, id());
         return host;
     }
 
     Host element(int levels) {
         Host host = object(levels);
-        if (!one_in(12)) host.members["_id"] = {Host::string, id(), {}, {}};
+        if (!one_in(12)) host.members["_id"] = Host::of(Host::string, id());
         return host;
     }
 
     Host value(int levels) {
         if (levels <= 0 || one_in(3)) return scalar();
         if (one_in(3)) return object(levels);
-        Host host{Host::array, {}, {}, {}};
+        Host host = Host::of(Host::array);
         const bool is_mixed = one_in(3);
         for (std::size_t i = below(5); i > 0; --i) {
             host.elements.push_back(is_mixed ? value(levels - 1) : element(levels - 1));
