@@ -8,7 +8,7 @@ namespace libzentadbpp {
 // A data hash for sorting, with its first eight bytes as a number, so that comparing seldom has to look at the text.
 class HashKey {
    public:
-    explicit HashKey(std::string_view hash) : prefix_(0), hash_(hash) {
+    explicit HashKey(std::string_view hash) : hash_(hash) {
         for (std::size_t i = 0; i < 8; ++i) {
             prefix_ = prefix_ << 8 | (i < hash.size() ? static_cast<unsigned char>(hash[i]) : 0U);
         }
@@ -20,7 +20,7 @@ class HashKey {
     }
 
    private:
-    std::uint64_t prefix_;
+    std::uint64_t prefix_ = 0;
     std::string_view hash_;
 };
 
