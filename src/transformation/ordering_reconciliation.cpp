@@ -64,13 +64,13 @@ class Reconciliation {
             if (!document.has_winning()) continue;
             const std::uint32_t winning = document.winning_position();
             if (auto list = reader_.read(number, winning)) {
-                lists_[list->instance].winning.push_back(std::move(*list));
+                lists_[list->instance].winning.push_back(*list);
             }
             if (document.revisions().size() == document.winning().index) continue;  // a single chain
             for (const std::uint32_t leaf : document.open_leafs()) {
                 if (leaf == winning) continue;
                 if (auto list = reader_.read(number, leaf)) {
-                    lists_[list->instance].other_leafs.push_back(std::move(*list));
+                    lists_[list->instance].other_leafs.push_back(*list);
                 }
             }
         }

@@ -91,5 +91,17 @@ TEST(OrderingId, HashesInstanceAndDomain) {
     EXPECT_TRUE(ordering_id("a", "x1", fast).starts_with("ord-x"));
 }
 
+TEST(ArrayDomain, OfALongPathIsTheHashOfItsText) {
+    const std::string key(5000, 'k');
+    for (const HashKind kind : {HashKind::sha256, HashKind::fast}) {
+        const std::string config = kind == HashKind::fast ? R"({"force_fast_hash_only": true})" : "{}";
+        const std::string text = flattened("{\"" + key + R"(": {"_id": "o", "a": [], "b": []}})", config);
+        for (const char* array : {"a", "b"}) {
+            const std::string domain = hash("root->" + key + "-o(o)->" + array + "-", kind);
+            EXPECT_NE(text.find("\"" + std::string(array) + "\": \"A" + domain + "\""), std::string::npos) << array;
+        }
+    }
+}
+
 }  // namespace
 }  // namespace libzentadbpp
