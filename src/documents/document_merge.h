@@ -12,8 +12,9 @@ struct MergedDocument {
     std::size_t added = 0;  // revisions of the source that the target did not know
 };
 
-// Brings every revision of `source` into `target`, two copies of one document. Pure, linear, and independent of the
-// direction and order in which copies are merged:
+// Brings every revision of `source` into `target`, two copies of one document. Pure, linear, and the same in both
+// directions. Copies that are merged into each other until nothing is new end up alike, whatever the order; where
+// merges graft or reopen, what single merges answer on the way can depend on it.
 // - A revision that both know under different parents keeps the smaller of the two.
 // - Two ordering documents with different first revisions are grafted: the smaller one is the root, the other tree
 //   hangs under it, one generation later. Any other document with two first revisions throws SecondFirstRevision, after

@@ -1,6 +1,5 @@
 // Questions about one document, by value and by handle.
 
-#include "common/json_writer.h"
 #include "documents/document_queries.h"
 #include "libzentadbpp/frame.h"
 #include "libzentadbpp/text_sets.h"

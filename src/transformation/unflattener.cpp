@@ -1,7 +1,6 @@
 #include "transformation/unflattener.h"
 
 #include <algorithm>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
