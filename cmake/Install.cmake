@@ -1,9 +1,9 @@
-# The library, its header, and the files through which pkg-config and CMake find them.
+# The library, its headers, and the files through which pkg-config and CMake find them.
 
 include(CMakePackageConfigHelpers)
 
 install(TARGETS zentadbpp EXPORT zentadbppTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(FILES "${ZENTADBPP_HEADER}" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES "${ZENTADBPP_HEADER}" "${ZENTADBPP_CPP_HEADER}" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zentadbpp)
 install(EXPORT zentadbppTargets NAMESPACE zentadbpp:: DESTINATION ${package_dir})
