@@ -1,0 +1,38 @@
+#include <iostream>
+#include <memory>
+
+#include "commands.h"
+#include "host/settings.h"
+#include "host/store.h"
+
+namespace zentadb {
+
+namespace {
+
+struct Options {
+    std::string store;
+    std::string output = "-";
+    Settings settings;
+};
+
+Outcome read(const Options& options) {
+    const Store store = open_store(options.store);
+    const std::string config = options.settings.config_for(store);
+    write_output(options.output, value_of(read_sync_json_ptr(store.handle.get(), config.c_str())) + "\n");
+    return Outcome::done;
+}
+
+}  // namespace
+
+void add_read(Program& program) {
+    const auto options = std::make_shared<Options>();
+    CLI::App& command = program.command("read", daily_use, "Print the data of a store",
+                                        "zentadb read trip.sync > trip.json\n"
+                                        "zentadb read trip.sync --discard-id -o trip.json");
+    command.add_option("STORE", options->store, "The store, - for standard input")->required();
+    command.add_option("-o,--output", options->output, "Write the data into this file");
+    options->settings.declare_reading(command);
+    program.on(command, [options] { return read(*options); });
+}
+
+}  // namespace zentadb

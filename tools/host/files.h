@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace zentadb {
+
+// "-" for a path is standard input or output.
+
+[[nodiscard]] bool file_exists(const std::string& path);
+
+// All of a file. Throws Failure (input) where it is not there or holds a NUL byte, which no JSON text does.
+[[nodiscard]] std::string read_file(const std::string& path);
+
+// Replaces what stands in a file, so that at any moment, whatever happens, the file holds all of the old text or all of
+// the new one, and on return the new one is on the disk: it is written to a file beside it ("<path>.zentadb-new"),
+// synced, and renamed. What an interrupted run left there is overwritten. The caller holds the file's lock.
+void replace_file(const std::string& path, std::string_view text);
+
+// Keeps processes that change one file apart: at most one of them holds its lock ("<path>.zentadb-lock"), which ends
+// with the object or the process, however that ends. Others wait for some seconds, then fail (busy).
+class FileLock {
+   public:
+    explicit FileLock(const std::string& path);
+    ~FileLock();
+    FileLock(FileLock&& other) noexcept;
+    FileLock& operator=(FileLock&&) = delete;
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+
+   private:
+    std::string path_;
+    int descriptor_ = -1;
+};
+
+// Writes a text that is an outcome of its own: locks and replaces the file. What is no regular file, such as
+// a pipe, is just written to.
+void write_output(const std::string& path, std::string_view text);
+
+}  // namespace zentadb

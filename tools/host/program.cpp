@@ -1,0 +1,75 @@
+#include "host/program.h"
+
+#include <zentadbpp.h>
+
+#include <iostream>
+
+#include "host/library.h"
+#include "host/terminal.h"
+
+namespace zentadb {
+
+namespace {
+
+int complain(Outcome outcome, const std::string& what, const std::string& advice = {}) {
+    std::cout.flush();
+    std::cerr << painted(Paint::red, "zentadb: ", std::cerr) << what << '\n';
+    if (!advice.empty()) std::cerr << advice << '\n';
+    return static_cast<int>(outcome);
+}
+
+}  // namespace
+
+Program::Program()
+    : app_("Keeps JSON data as versioned documents whose copies can be changed apart and merged.", "zentadb") {
+    app_.set_version_flag("--version",
+                          std::string("zentadb " ZENTADB_VERSION ", interface ") + sync_json_lib_version());
+    app_.add_option_function<std::string>("--color", choose_colours, "auto (the default), always or never")
+        ->check(CLI::IsMember({"auto", "always", "never"}))
+        ->type_name("WHEN");
+    app_.require_subcommand(1);
+    app_.fallthrough();
+    app_.footer(
+        "zentadb COMMAND --help tells more about a command. STORE and DATA may be - for standard input and output.");
+}
+
+CLI::App& Program::command(const std::string& name, const std::string& group, const std::string& does,
+                           const std::string& examples) {
+    CLI::App* command = app_.add_subcommand(name, does);
+    command->group(group);
+    command->fallthrough();
+    std::string footer = "Examples:\n";
+    for (std::size_t begin = 0; begin < examples.size();) {
+        const std::size_t end = std::min(examples.find('\n', begin), examples.size());
+        footer.append("  ").append(examples, begin, end - begin).append("\n");
+        begin = end + 1;
+    }
+    command->footer(footer);
+    return *command;
+}
+
+void Program::on(CLI::App& command, std::function<Outcome()> run) {
+    command.callback([this, run = std::move(run)] { outcome_ = run(); });
+}
+
+int Program::run(int count, char** arguments) {
+    try {
+        app_.parse(count, arguments);
+        if (!std::cout.flush()) return complain(Outcome::system, "standard output cannot be written");
+        return static_cast<int>(outcome_);
+    } catch (const CLI::ParseError& error) {
+        const int code = app_.exit(error);
+        return code == 0 ? 0 : static_cast<int>(Outcome::usage);
+    } catch (const Failure& failure) {
+        return complain(failure.outcome(), failure.what(), failure.advice());
+    } catch (const LibraryError& error) {
+        const Failure failure = explained(error);
+        return complain(failure.outcome(), failure.what(), failure.advice());
+    } catch (const std::bad_alloc&) {
+        return complain(Outcome::system, "there is not enough memory");
+    } catch (const std::exception& error) {
+        return complain(Outcome::system, error.what());
+    }
+}
+
+}  // namespace zentadb

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
+
+#include "host/failure.h"
+
+namespace zentadb {
+
+// The headlines of the help.
+inline constexpr const char* daily_use = "Daily use";
+inline constexpr const char* looking = "Looking into a store";
+inline constexpr const char* settling = "Settling and tidying";
+inline constexpr const char* exchange = "Exchange with servers";
+inline constexpr const char* texts = "Sync JSONs as texts";
+
+// The command line as a whole: commands put themselves in, and the one that the user names is run.
+//
+//     void add_read(Program& program) {
+//         struct Options { std::string store; };
+//         const auto options = std::make_shared<Options>();
+//         CLI::App& command = program.command("read", daily_use, "Print the data of a store", "zentadb read my.sync");
+//         command.add_option("STORE", options->store, "The store")->required();
+//         program.on(command, [options] { return read(*options); });
+//     }
+class Program {
+   public:
+    Program();
+
+    // A command that stands under the headline `group` in the help. `examples` are lines of a shell.
+    CLI::App& command(const std::string& name, const std::string& group, const std::string& does,
+                      const std::string& examples);
+    // What a command does. It may throw Failure, and whatever the library's wrapper throws.
+    void on(CLI::App& command, std::function<Outcome()> run);
+
+    int run(int count, char** arguments);
+
+   private:
+    CLI::App app_;
+    Outcome outcome_ = Outcome::done;
+};
+
+}  // namespace zentadb

@@ -1,0 +1,72 @@
+#include "host/settings.h"
+
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+
+namespace zentadb {
+
+namespace {
+
+using nlohmann::json;
+
+json given_config(const std::string& option) {
+    const char* environment = std::getenv("ZENTADB_CONFIG");
+    const std::string given = !option.empty() ? option : environment != nullptr ? environment : "";
+    if (given.empty()) return json::object();
+    const bool inline_text = given.starts_with('{');
+    const json config = json::parse(inline_text ? given : read_file(given), nullptr, false);
+    if (!config.is_object()) {
+        throw Failure(Outcome::usage, (inline_text ? "the configuration" : given) + " is no JSON object",
+                      R"(A configuration looks like {"instance_id": "anna", "id_generation_rules": "code"}.)");
+    }
+    return config;
+}
+
+}  // namespace
+
+void Settings::declare_reading(CLI::App& command) {
+    command.add_option("--config", config_, "Configuration: a JSON object or a file with one (or: ZENTADB_CONFIG)")
+        ->group("Configuration");
+    command.add_option("--instance", instance_, "Name of who writes; all copies of one user's data share one")
+        ->group("Configuration");
+    command.add_flag("--discard-id", discard_id_, "Leave \"_id\" out of the data")->group("Configuration");
+}
+
+void Settings::declare_writing(CLI::App& command) {
+    declare_reading(command);
+    command.add_option("--ids", id_rules_, "Rules for ids, such as \"code\" or \"user.id;name,year\"")
+        ->group("Configuration");
+    command.add_option("--indexed", indexed_, "Domains of arrays whose elements are told apart by position")
+        ->group("Configuration");
+    command.add_flag("--flatten-objects", flatten_objects_, "Make a document of every object")->group("Configuration");
+    command.add_flag("--fast-hash", fast_hash_, "Short hashes, for small data of one trusted writer")
+        ->group("Configuration");
+}
+
+std::string Settings::config() const {
+    json config = given_config(config_);
+    if (!instance_.empty()) config["instance_id"] = instance_;
+    if (!id_rules_.empty()) config["id_generation_rules"] = id_rules_;
+    if (!indexed_.empty()) config["indexed_array_paths"] = indexed_;
+    if (discard_id_) config["discard_id"] = true;
+    if (flatten_objects_) config["flatten_objects"] = true;
+    if (fast_hash_) config["force_fast_hash_only"] = true;
+    return config.dump();
+}
+
+std::string Settings::config_for(const Store& store) const {
+    json config = json::parse(this->config());
+    const sync_json_ptr handle = store.handle.get();
+    if (!config.contains("instance_id")) {
+        const std::string instances = value_of(sync_json_ptr_instances(handle));
+        if (!instances.empty() && instances.find(',') == std::string::npos) config["instance_id"] = instances;
+    }
+    if (!config.contains("force_fast_hash_only") && value_of(sync_json_ptr_all_docs(handle)) != "[]") {
+        const std::string root = value_of(sync_json_ptr_root(handle));
+        const std::string winning = value_of(sync_json_ptr_winning(handle, root.c_str()));
+        if (winning.find("-x") != std::string::npos) config["force_fast_hash_only"] = true;
+    }
+    return config.dump();
+}
+
+}  // namespace zentadb
