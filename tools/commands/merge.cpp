@@ -17,11 +17,10 @@ struct Options {
 
 Outcome merge(const Options& options) {
     StoreChange change(options.store, options.output, StoreChange::Missing::is_empty);
-    Handle merged;
+    zentadbpp::Handle merged;
     for (const std::string& path : options.sources) {
         const Store source = open_store(path);
-        const sync_json_ptr target = merged ? merged.get() : change.store().handle.get();
-        merged = value_of(replicate_sync_json_ptr(source.handle.get(), target, "{}"));
+        merged = zentadbpp::replicate(source.handle, merged ? merged : change.store().handle);
     }
     change.commit(merged);
     return Outcome::done;

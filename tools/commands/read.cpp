@@ -16,9 +16,9 @@ struct Options {
 };
 
 Outcome read(const Options& options) {
-    const Store store = open_store(options.store);
+    Store store = open_store(options.store);
     const std::string config = options.settings.config_for(store);
-    write_output(options.output, value_of(read_sync_json_ptr(store.handle.get(), config.c_str())) + "\n");
+    write_output(options.output, store.handle.read(config).str() + "\n");
     return Outcome::done;
 }
 

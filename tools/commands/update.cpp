@@ -25,7 +25,7 @@ Outcome update(const Options& options) {
     StoreChange change(options.store, options.output, StoreChange::Missing::is_empty);
     if (options.compress) change.compress(true);
     const std::string config = options.settings.config_for(change.store());
-    change.commit(value_of(update_sync_json_ptr(data.c_str(), change.store().handle.get(), config.c_str())));
+    change.commit(change.store().handle.update(data, config));
     return Outcome::done;
 }
 

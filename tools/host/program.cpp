@@ -4,7 +4,7 @@
 
 #include <iostream>
 
-#include "host/library.h"
+#include "host/explain.h"
 #include "host/terminal.h"
 
 namespace zentadb {
@@ -62,7 +62,7 @@ int Program::run(int count, char** arguments) {
         return code == 0 ? 0 : static_cast<int>(Outcome::usage);
     } catch (const Failure& failure) {
         return complain(failure.outcome(), failure.what(), failure.advice());
-    } catch (const LibraryError& error) {
+    } catch (const zentadbpp::Error& error) {
         const Failure failure = explained(error);
         return complain(failure.outcome(), failure.what(), failure.advice());
     } catch (const std::bad_alloc&) {

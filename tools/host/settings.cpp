@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 
+#include "host/failure.h"
+
 namespace zentadb {
 
 namespace {
@@ -56,15 +58,14 @@ std::string Settings::config() const {
 
 std::string Settings::config_for(const Store& store) const {
     json config = json::parse(this->config());
-    const sync_json_ptr handle = store.handle.get();
+    const zentadbpp::Handle& handle = store.handle;
     if (!config.contains("instance_id")) {
-        const std::string instances = value_of(sync_json_ptr_instances(handle));
-        if (!instances.empty() && instances.find(',') == std::string::npos) config["instance_id"] = instances;
+        const zentadbpp::List instances = handle.instances();
+        if (instances.size() == 1) config["instance_id"] = instances[0];
     }
-    if (!config.contains("force_fast_hash_only") && value_of(sync_json_ptr_all_docs(handle)) != "[]") {
-        const std::string root = value_of(sync_json_ptr_root(handle));
-        const std::string winning = value_of(sync_json_ptr_winning(handle, root.c_str()));
-        if (winning.find("-x") != std::string::npos) config["force_fast_hash_only"] = true;
+    if (!config.contains("force_fast_hash_only") && !(handle.all_docs() == "[]")) {
+        const zentadbpp::Value winning = handle.winning(handle.root());
+        if (winning.view().find("-x") != std::string_view::npos) config["force_fast_hash_only"] = true;
     }
     return config.dump();
 }

@@ -2,6 +2,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "host/explain.h"
+#include "host/failure.h"
+
 namespace zentadb {
 
 namespace {
@@ -21,7 +24,7 @@ bool is_compressed(const std::string& text) {
 // Any object is a sync JSON to the library, as unknown members are passed over. To replace somebody's data by an empty
 // set would be a poor service, though.
 void refuse_other_data(const std::string& path, const Store& store, const std::string& text) {
-    if (store.compressed || value_of(sync_json_ptr_all_docs(store.handle.get())) != "[]") return;
+    if (store.compressed || !(store.handle.all_docs() == "[]")) return;
     const auto json = nlohmann::json::parse(text, nullptr, false);
     if (json.is_discarded() && text.starts_with('@')) return;
     bool known = json.is_object();
@@ -40,10 +43,10 @@ Store store_of(const std::string& path, const std::string& text) {
                       "A store is never empty. Remove the file to begin a new one, or bring back a copy of it.");
     }
     try {
-        Store store{path, value_of(new_sync_json_ptr(text.c_str())), is_compressed(text)};
+        Store store{path, zentadbpp::Handle(text), is_compressed(text)};
         refuse_other_data(name, store, text);
         return store;
-    } catch (const LibraryError& error) {
+    } catch (const zentadbpp::Error& error) {
         throw Failure(Outcome::damaged, name + ": " + explained(error).what(),
                       "zentadb verify " + path + " tells what of it is damaged.");
     }
@@ -58,7 +61,7 @@ StoreChange::StoreChange(const std::string& path, const std::string& output, Mis
     const bool in_place = output_ == path && path != "-";
     if (in_place) lock_.emplace(path);
     if (missing == Missing::is_empty && path != "-" && !file_exists(path)) {
-        store_ = Store{path, value_of(new_sync_json_ptr("{}")), false};
+        store_ = Store{path, zentadbpp::Handle("{}"), false};
     } else {
         text_ = read_file(path);
         store_ = store_of(path, text_);
@@ -67,9 +70,9 @@ StoreChange::StoreChange(const std::string& path, const std::string& output, Mis
     compressed_ = store_.compressed;
 }
 
-void StoreChange::commit(const Handle& changed) {
-    std::string text = dump(changed);
-    if (compressed_) text = value_of(sync_json_compress(text.c_str()));
+void StoreChange::commit(const zentadbpp::Handle& changed) {
+    zentadbpp::Value text = changed.dump();
+    if (compressed_) text = zentadbpp::compress(text);
     if (text == text_) return;
     if (lock_) {
         replace_file(output_, text);

@@ -2,16 +2,16 @@
 
 #include <optional>
 #include <string>
+#include <zentadbpp.hpp>
 
 #include "host/files.h"
-#include "host/library.h"
 
 namespace zentadb {
 
 // A store is a file that holds a sync JSON, compressed or not.
 struct Store {
     std::string path;
-    Handle handle;
+    zentadbpp::Handle handle;
     bool compressed = false;
 };
 
@@ -23,7 +23,7 @@ struct Store {
 // writing.
 //
 //     StoreChange change(path, output);
-//     change.commit(value_of(sync_json_ptr_resolve(change.store().handle.get(), id, rev)));
+//     change.commit(change.store().handle.resolve(id, rev));
 class StoreChange {
    public:
     enum class Missing { fails, is_empty };
@@ -33,7 +33,7 @@ class StoreChange {
 
     [[nodiscard]] const Store& store() const { return store_; }
     // Writes the new state, compressed where the store was. Nothing is written where it is what the file holds already.
-    void commit(const Handle& changed);
+    void commit(const zentadbpp::Handle& changed);
     // Whether stores that are written from now on are compressed.
     void compress(bool compressed) { compressed_ = compressed; }
 
