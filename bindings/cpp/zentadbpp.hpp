@@ -227,7 +227,11 @@ Value value(R record) {
 
 inline List list(sync_json_result record) { return List(value(record)); }
 
-inline bool truth(sync_json_result record) { return value(record).view().ends_with("true"); }
+// In either form of JSON.
+inline bool truth(sync_json_result record) {
+    const Value given = value(record);
+    return given == "true" || given == "@T";
+}
 
 }  // namespace detail
 

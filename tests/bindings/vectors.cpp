@@ -59,8 +59,8 @@ class Run {
     // Arguments, by their place.
     z::Text text(std::size_t at) {
         const json& value = args_->at(at);
-        if (value.is_null()) return nullptr;
         const bool is_set = value.is_object() && value.contains("set");
+        if (value.is_null() || (is_set && value.at("set").is_null())) return nullptr;
         given_.push_back(value.is_string() ? value.get<std::string>()
                          : is_set          ? texts_.at(value.at("set"))
                                            : value.at("json").dump());
@@ -68,9 +68,9 @@ class Run {
         return std::string_view(given_.back());
     }
     z::Handle& handle(std::size_t at) {
-        const json& value = args_->at(at);
-        if (value.is_null()) return opened_.emplace_back();
-        const std::string name = value.at("set");
+        const json& set = args_->at(at).at("set");
+        if (set.is_null()) return opened_.emplace_back();
+        const std::string name = set;
         if (const auto saved = handles_.find(name); saved != handles_.end()) return saved->second;
         return opened_.emplace_back(z::Handle(texts_.at(name)));
     }
@@ -164,7 +164,7 @@ std::string Run::check(const json& vector) try {
                          : vector.contains("text") ? outcome.text == vector.at("text")
                                                    : true;
     const std::string complaint = matches ? "" : "gives " + outcome.text;
-    if (vector.contains("save")) {
+    if (vector.contains("save") && call_ == vector.at("call").front()) {
         if (outcome.handle) handles_[vector.at("save")] = *std::move(outcome.handle);
         texts_[vector.at("save")] = outcome.text;
     }

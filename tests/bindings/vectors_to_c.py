@@ -48,6 +48,8 @@ class File:
         """The expression for an argument; what it takes before and after the call is added to the lines."""
         if isinstance(value, dict) and "set" in value:
             name = value["set"]
+            if name is None:
+                return "NULL", ""
             variable = f"{self.stem}_{name}"
             kind = self.saved.get(name)
             if kind == HANDLE:

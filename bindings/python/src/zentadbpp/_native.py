@@ -1,0 +1,219 @@
+"""The shared library: every function that it exports, and how their results become Python values and are freed."""
+
+from __future__ import annotations
+
+import ctypes
+import os
+import re
+import sys
+from ctypes import c_bool, c_char_p, c_uint32, c_void_p
+from typing import Any, Union
+
+Text = Union[str, bytes, None]
+"""A text for the library: a str, or UTF-8; None stands for a null pointer."""
+
+
+class Error(Exception):
+    """What the library says about a failed call."""
+
+    _RECORD = re.compile(
+        r'\{ "filename" : "([^"]*)", "line": (\d+), "function" : "([^"]*)", "error" : "([^"]*)"(?:, "args" : "(.*)")? \}',
+        re.DOTALL,
+    )
+
+    def __init__(self, text: str) -> None:
+        super().__init__(text)
+        record = self._RECORD.fullmatch(text)
+        self.text = text
+        """The text as it stands."""
+        self.key = record[4] if record else text
+        """The key of an error record; any other text is its own key."""
+        self.function = record[3] if record else None
+        self.filename = record[1] if record else None
+        self.line = int(record[2]) if record else None
+        self.details = record[5] if record else None
+        """The "args" of an error record: what there is to tell about the case, such as an id."""
+
+
+# The texts of a record stay pointers, so that the library can free them.
+class Result(ctypes.Structure):
+    _fields_ = [("value", c_void_p), ("error", c_void_p), ("reserved", c_void_p)]
+
+
+class HandleResult(ctypes.Structure):
+    _fields_ = [("value", c_void_p), ("error", c_void_p), ("reserved", c_void_p)]
+
+
+class FlattenResult(ctypes.Structure):
+    _fields_ = [("value", c_void_p), ("error", c_void_p)]
+
+
+class QueryResult(ctypes.Structure):
+    _fields_ = [("value", c_void_p), ("error", c_void_p)]
+
+
+# What a function returns, and what it takes: a (t)ext, a (h)andle, a (n)umber, a (b)oolean, or a record.
+_EXPORTS: dict[str, tuple[Any, Any]] = {
+    "dump_sync_json_ptr": (c_void_p, "h"),
+    "free_flatten_result": (None, FlattenResult),
+    "free_sync_json_ptr": (None, "h"),
+    "free_sync_json_ptr_result": (None, HandleResult),
+    "free_sync_json_ptr_result_all": (None, HandleResult),
+    "free_sync_json_query_result": (None, QueryResult),
+    "free_sync_json_result": (None, Result),
+    "json_array_unflatten": (FlattenResult, "ttt"),
+    "json_object_flatten": (FlattenResult, "tt"),
+    "new_sync_json_ptr": (HandleResult, "t"),
+    "read_sync_json": (Result, "tt"),
+    "read_sync_json_ptr": (Result, "ht"),
+    "replicate_sync_json": (Result, "ttt"),
+    "replicate_sync_json_ptr": (HandleResult, "hht"),
+    "sync_json_all_docs": (Result, "t"),
+    "sync_json_all_winning": (Result, "t"),
+    "sync_json_ancestor": (Result, "ttt"),
+    "sync_json_available": (Result, "tt"),
+    "sync_json_compress": (Result, "t"),
+    "sync_json_conflicting": (Result, "tt"),
+    "sync_json_created": (Result, "tt"),
+    "sync_json_data": (Result, "tttt"),
+    "sync_json_deleted": (Result, "tt"),
+    "sync_json_diff": (Result, "ttt"),
+    "sync_json_from_bulk_get": (Result, "tt"),
+    "sync_json_history": (Result, "ttt"),
+    "sync_json_instances": (Result, "t"),
+    "sync_json_leafs": (Result, "tt"),
+    "sync_json_lib_version": (c_char_p, ""),
+    "sync_json_patch": (Result, "tt"),
+    "sync_json_prune": (Result, "tnb"),
+    "sync_json_prune_ids": (Result, "ttnb"),
+    "sync_json_ptr_all_docs": (Result, "h"),
+    "sync_json_ptr_all_winning": (HandleResult, "h"),
+    "sync_json_ptr_ancestor": (Result, "htt"),
+    "sync_json_ptr_available": (Result, "ht"),
+    "sync_json_ptr_conflicting": (Result, "ht"),
+    "sync_json_ptr_created": (Result, "hh"),
+    "sync_json_ptr_data": (Result, "httt"),
+    "sync_json_ptr_deleted": (Result, "hh"),
+    "sync_json_ptr_from_bulk_get": (HandleResult, "tt"),
+    "sync_json_ptr_history": (Result, "htt"),
+    "sync_json_ptr_instances": (Result, "h"),
+    "sync_json_ptr_leafs": (Result, "ht"),
+    "sync_json_ptr_prune": (HandleResult, "hnb"),
+    "sync_json_ptr_prune_ids": (HandleResult, "htnb"),
+    "sync_json_ptr_resolve": (HandleResult, "htt"),
+    "sync_json_ptr_root": (Result, "h"),
+    "sync_json_ptr_siblings": (Result, "htt"),
+    "sync_json_ptr_to_bulk_docs": (Result, "h"),
+    "sync_json_ptr_unresolved": (Result, "h"),
+    "sync_json_ptr_updated": (Result, "hh"),
+    "sync_json_ptr_winning": (Result, "ht"),
+    "sync_json_resolve": (Result, "ttt"),
+    "sync_json_root": (Result, "t"),
+    "sync_json_siblings": (Result, "ttt"),
+    "sync_json_to_bulk_docs": (Result, "t"),
+    "sync_json_uncompress": (Result, "t"),
+    "sync_json_unresolved": (Result, "t"),
+    "sync_json_updated": (Result, "tt"),
+    "sync_json_winning": (Result, "tt"),
+    "update_sync_json": (Result, "ttt"),
+    "update_sync_json_ptr": (HandleResult, "tht"),
+}
+
+
+def _load() -> ctypes.CDLL:
+    name = "libzentadbpp.1.dylib" if sys.platform == "darwin" else "libzentadbpp.so.1"
+    try:
+        return ctypes.CDLL(os.environ.get("ZENTADBPP_LIBRARY") or name)
+    except OSError as failure:
+        raise ImportError(f"{failure}. Install the library, or let ZENTADBPP_LIBRARY name its file.") from failure
+
+
+def _bind(library: ctypes.CDLL) -> dict[str, Any]:
+    kinds = {"t": c_char_p, "h": c_void_p, "n": c_uint32, "b": c_bool}
+    functions: dict[str, Any] = {}
+    for name, (returns, takes) in _EXPORTS.items():
+        function = getattr(library, name)
+        function.restype = returns
+        function.argtypes = [kinds[kind] for kind in takes] if isinstance(takes, str) else [ctypes.POINTER(takes)]
+        functions[name] = function
+    return functions
+
+
+_functions = _bind(_load())
+_release = {
+    Result: _functions["free_sync_json_result"],
+    HandleResult: _functions["free_sync_json_ptr_result"],
+    FlattenResult: _functions["free_flatten_result"],
+}
+free_handle = _functions["free_sync_json_ptr"]
+_free = ctypes.CDLL(None).free
+_free.restype = None
+_free.argtypes = [c_void_p]
+
+
+def _given(value: object) -> object:
+    if isinstance(value, str):
+        value = value.encode("utf-8", "surrogateescape")
+    if isinstance(value, bytes) and b"\0" in value:
+        raise Error("text_contains_nul")
+    return value
+
+
+def number(value: int) -> int:
+    """A number of 32 bits; ctypes would cut a larger one."""
+    if not 0 <= value < 2**32:
+        raise OverflowError(f"{value} is not between 0 and {2**32 - 1}")
+    return value
+
+
+def _taken(pointer: int) -> str:
+    return ctypes.string_at(pointer).decode("utf-8", "surrogateescape")
+
+
+def _call(name: str, arguments: tuple[object, ...], take: Any) -> Any:
+    record = _functions[name](*map(_given, arguments))
+    try:
+        if record.value is not None:
+            return take(record.value)
+        error = _taken(record.error) if record.error is not None else "std::bad_alloc"
+        raise MemoryError(error) if error == "std::bad_alloc" else Error(error)
+    finally:
+        _release[type(record)](record)
+
+
+def text(name: str, *arguments: object) -> str:
+    """Calls the function of that name, which gives a text."""
+    result: str = _call(name, arguments, _taken)
+    return result
+
+
+def items(name: str, *arguments: object) -> list[str]:
+    """Calls the function of that name, which gives a list."""
+    joined = text(name, *arguments)
+    return joined.split(",") if joined else []
+
+
+def truth(name: str, *arguments: object) -> bool:
+    """Calls the function of that name, which gives true or false, in either form of JSON."""
+    return text(name, *arguments) in ("true", "@T")
+
+
+def handle(name: str, *arguments: object) -> int:
+    """Calls the function of that name, which gives a handle that the caller frees."""
+    result: int = _call(name, arguments, int)
+    return result
+
+
+def dump(pointer: int | None) -> str:
+    given = _functions["dump_sync_json_ptr"](pointer)
+    if given is None:
+        raise Error("dump_sync_json_ptr gave no text")
+    try:
+        return _taken(given)
+    finally:
+        _free(given)
+
+
+def version() -> str:
+    given: bytes = _functions["sync_json_lib_version"]()
+    return given.decode()

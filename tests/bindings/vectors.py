@@ -1,0 +1,170 @@
+"""vectors.py FILE...: makes the calls of the vectors through the Python package and checks what they give."""
+
+import gc
+import json
+import pathlib
+import resource
+import sys
+import threading
+
+import zentadbpp
+from zentadbpp import Error, Handle
+
+# Where the package has another name for a function, or another order of arguments.
+CALLS = {
+    "dump_sync_json_ptr": lambda handle: handle.dump(),
+    "free_sync_json_ptr": lambda handle: handle.close(),
+    "json_array_unflatten": zentadbpp.unflatten,
+    "json_object_flatten": zentadbpp.flatten,
+    "new_sync_json_ptr": Handle,
+    "read_sync_json_ptr": lambda handle, config: handle.read(config),
+    "replicate_sync_json_ptr": zentadbpp.replicate,
+    "sync_json_lib_version": zentadbpp.version,
+    "sync_json_ptr_from_bulk_get": Handle.from_bulk_get,
+    "update_sync_json_ptr": lambda input, handle, config: handle.update(input, config),
+}
+
+
+def call_of(name):
+    if name in CALLS:
+        return CALLS[name]
+    if name.startswith("sync_json_ptr_"):
+        return lambda handle, *arguments: getattr(handle, name.removeprefix("sync_json_ptr_"))(*arguments)
+    return getattr(zentadbpp, name.removeprefix("sync_json_").removesuffix("_sync_json"))
+
+
+def nothing():
+    handle = Handle("{}")
+    handle.close()
+    return handle
+
+
+def argument(value, name, saved):
+    if isinstance(value, dict) and "json" in value:
+        return json.dumps(value["json"], ensure_ascii=False)
+    if not isinstance(value, dict):
+        return value
+    takes_handles = "_ptr" in name and name != "new_sync_json_ptr"
+    if value["set"] is None:
+        return nothing() if takes_handles else None
+    found = saved[value["set"]]
+    return Handle(found) if takes_handles and isinstance(found, str) else found
+
+
+def matches(vector, name, given):
+    if "error" in vector:
+        return False
+    if "list" in vector:
+        return given == vector["list"]
+    if "json" in vector:
+        text = given.dump() if isinstance(given, Handle) else given
+        return (text if isinstance(text, bool) else json.loads(text)) == vector["json"]
+    return given == vector["text"] if "text" in vector else True
+
+
+def fails_so(expected, name, error):
+    if expected is None:
+        return True
+    if isinstance(expected, str):
+        return error.key == error.text == expected and error.function is None
+    function = name if expected["function"] == "*" else expected["function"]
+    told = (error.function, error.key, error.details)
+    return told == (function, expected["error"], expected.get("args")) and error.line > 0 and str(error) == error.text
+
+
+def run(file):
+    content = json.loads(pathlib.Path(file).read_text(encoding="utf-8"))
+    saved = {name: json.dumps(value, ensure_ascii=False) for name, value in content["given"].items()}
+    calls = failures = 0
+    for number, vector in enumerate(content["vectors"], 1):
+        for name in vector["call"]:
+            calls += 1
+            try:
+                given = call_of(name)(*(argument(value, name, saved) for value in vector["args"]))
+                right = matches(vector, name, given)
+                if "save" in vector and name == vector["call"][0]:
+                    saved[vector["save"]] = given
+            except Error as error:
+                given = error
+                right = "error" in vector and fails_so(vector["error"], name, error)
+            if not right:
+                failures += 1
+                print(f"{file} {number}: {name} gives {given}", file=sys.stderr)
+    return calls, failures
+
+
+def fails(kind, call):
+    try:
+        call()
+    except kind:
+        return True
+    return False
+
+
+def what_no_vector_tells():
+    """What the package itself has to see to."""
+    branch = '{"d": {"a": ["A_first"]}, "o": {"A": {}}, "r": "a"}'
+    with Handle(branch) as handle:
+        inside = handle.closed
+    yield "a handle is open in its with, and closed after it", not inside and handle.closed
+    yield "a text with a NUL byte", fails(Error, lambda: zentadbpp.read("{}\0"))
+    yield "bytes", zentadbpp.root(branch.encode()) == "a"
+    yield "bytes that are no UTF-8", zentadbpp.root(b'{"d": {"\xff": ["A_first"]}, "r": "\xff"}') == "\udcff"
+    yield "a number for a text", fails(Exception, lambda: zentadbpp.read(5))
+    yield "a text for a handle", fails(Exception, lambda: zentadbpp.replicate(handle, "{}"))
+    yield "a number that is too large", fails(OverflowError, lambda: zentadbpp.prune(branch, 2**32))
+    yield "a negative number", fails(OverflowError, lambda: zentadbpp.prune(branch, -1))
+
+    shared = Handle(branch)
+    found = []
+    threads = [threading.Thread(target=lambda: found.append(shared.root())) for _ in range(8)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    yield "threads share a handle", found == ["a"] * 8
+
+
+def all_memory_is_freed():
+    """Each kind of result and of failure, a megabyte at a time, until keeping a tenth of them would be seen."""
+    large = "x" * 1_000_000
+    content = json.dumps({"d": {"a": ["A_first"]}, "o": {"A": {"t": "!" + large}}, "r": "a"})
+    handle = Handle(content)
+
+    def failing(call):
+        try:
+            call()
+        except Error:
+            pass
+
+    kinds = {
+        "text": lambda: zentadbpp.read(content),
+        "error": lambda: failing(lambda: zentadbpp.winning("{}", large)),
+        "flattened": lambda: zentadbpp.flatten(json.dumps({"t": large})),
+        "handle": lambda: Handle(content),
+        "error for a handle": lambda: failing(lambda: handle.resolve(large, "1-A_first")),
+        "dump": handle.dump,
+    }
+    for name, call in kinds.items():
+        for _ in range(10):
+            call()
+        gc.collect()
+        before = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+        for _ in range(300):
+            call()
+        grown = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss - before
+        yield f"{name}: grew by {grown} KiB", grown < 30_000
+
+
+def main():
+    results = [run(file) for file in sys.argv[1:]]
+    calls, failures = (sum(column) for column in zip(*results))
+    for what, holds in (*what_no_vector_tells(), *all_memory_is_freed()):
+        if not holds:
+            failures += 1
+            print(f"not so: {what}", file=sys.stderr)
+    print(f"{calls} calls checked, {failures} failures")
+    sys.exit(failures > 0 or calls == 0)
+
+
+main()
