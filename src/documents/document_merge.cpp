@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <numeric>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -12,37 +14,113 @@ namespace libzentadbpp {
 
 namespace {
 
-// One of the two trees on its way into the merged one: all generations later by `shift` where it is grafted, and where
-// each of its revisions came to stand.
+bool precedes(const TreeRevision& a, const TreeRevision& b) {
+    return a.index != b.index ? a.index < b.index : a.text < b.text;
+}
+
+// One of the two trees on its way into the merged one, and where each of its revisions came to stand.
 struct Incoming {
     std::span<const TreeRevision> revisions;
-    std::uint32_t shift;
     std::vector<std::uint32_t> merged;  // by position
     std::size_t next = 0;
 
-    Incoming(const MultiVersionDocument& document, bool grafted)
-        : revisions(document.revisions()), shift(grafted ? 1 : 0), merged(revisions.size()) {}
+    explicit Incoming(std::span<const TreeRevision> tree) : revisions(tree), merged(tree.size()) {}
 
     [[nodiscard]] bool done() const { return next == revisions.size(); }
-    [[nodiscard]] std::uint32_t index() const { return revisions[next].index + shift; }
-    [[nodiscard]] std::string_view text() const { return revisions[next].text; }
-    // The parent of the next revision in the merged tree; the first revision of a grafted tree hangs under the root.
-    [[nodiscard]] std::uint32_t parent() const {
-        const std::uint32_t own = revisions[next].parent;
-        if (own != no_entry) return merged[own];
-        return shift == 0 ? no_entry : 0;
-    }
+    [[nodiscard]] const TreeRevision& head() const { return revisions[next]; }
     TreeRevision take(std::size_t position) {
         TreeRevision revision = revisions[next];
-        revision.index += shift;
-        revision.parent = parent();
+        if (revision.parent != no_entry) revision.parent = merged[revision.parent];
         merged[next++] = static_cast<std::uint32_t>(position);
         return revision;
     }
 };
 
-bool precedes(const Incoming& a, const Incoming& b) {
-    return a.index() != b.index() ? a.index() < b.index() : a.text() < b.text();
+// The tree under another, smaller first revision. What its own first revision began hangs there a generation later;
+// what was grafted onto that one, as its suffix tells, comes to hang beside it as it stands.
+std::vector<TreeRevision> grafted(std::span<const TreeRevision> tree, const TreeRevision& root) {
+    std::vector<TreeRevision> moved{root};
+    moved.insert(moved.end(), tree.begin(), tree.end());
+    std::vector<bool> is_graft(moved.size());
+    for (std::uint32_t at = 1; at < moved.size(); ++at) {
+        TreeRevision& revision = moved[at];
+        const bool began_graft = revision.index == 2 && revision.suffix() == first_suffix;
+        is_graft[at] = began_graft || (revision.parent != no_entry && is_graft[revision.parent + 1]);
+        revision.parent = revision.parent == no_entry || began_graft ? 0 : revision.parent + 1;
+        if (!is_graft[at]) ++revision.index;
+    }
+
+    std::vector<std::uint32_t> order(moved.size());
+    std::iota(order.begin(), order.end(), 0U);
+    std::sort(order.begin(), order.end(),
+              [&](std::uint32_t a, std::uint32_t b) { return precedes(moved[a], moved[b]); });
+    std::vector<std::uint32_t> position(moved.size());
+    std::vector<TreeRevision> sorted;
+    sorted.reserve(moved.size());
+    for (const std::uint32_t at : order) {
+        TreeRevision revision = moved[at];
+        if (revision.parent != no_entry) revision.parent = position[revision.parent];
+        if (sorted.empty() || precedes(sorted.back(), revision)) {
+            sorted.push_back(revision);
+        } else {
+            sorted.back().parent = std::min(sorted.back().parent, revision.parent);
+        }
+        position[at] = static_cast<std::uint32_t>(sorted.size() - 1);
+    }
+    return sorted;
+}
+
+// For each revision the position of the content that a branch closed by it had last. An empty revision stands in for a
+// taken name, not for a content, unless there is no other.
+std::vector<std::uint32_t> last_contents(std::span<const TreeRevision> tree) {
+    std::vector<std::uint32_t> contents(tree.size());
+    for (std::uint32_t at = 0; at < tree.size(); ++at) {
+        const std::uint32_t above = tree[at].parent == no_entry ? no_entry : contents[tree[at].parent];
+        const bool is_content = !tree[at].is_resolved() && (tree[at].datahash() != empty_hash || above == no_entry);
+        contents[at] = is_content ? at : above;
+    }
+    return contents;
+}
+
+std::vector<bool> parents_in(std::span<const TreeRevision> tree) {
+    std::vector<bool> is_parent(tree.size());
+    for (const TreeRevision& revision : tree) {
+        if (revision.parent != no_entry) is_parent[revision.parent] = true;
+    }
+    return is_parent;
+}
+
+// Takes out the leaves that earlier merges opened again. What the union needs is opened anew, so that nothing depends
+// on which copies met first. Answers whether there were any.
+bool drop_reopened(std::vector<TreeRevision>& tree) {
+    const std::vector<bool> is_parent = parents_in(tree);
+    const std::vector<std::uint32_t> contents = last_contents(tree);
+    const auto repeats_closed = [&](const TreeRevision& revision) {
+        if (revision.parent == no_entry || revision.is_resolved() || !tree[revision.parent].is_resolved()) return false;
+        const std::uint32_t closed = contents[revision.parent];
+        return closed != no_entry && tree[closed].datahash() == revision.datahash();
+    };
+    std::vector<std::uint32_t> position(tree.size());
+    std::vector<TreeRevision> kept;
+    kept.reserve(tree.size());
+    for (std::uint32_t at = 0; at < tree.size(); ++at) {
+        if (!is_parent[at] && repeats_closed(tree[at])) continue;
+        position[at] = static_cast<std::uint32_t>(kept.size());
+        kept.push_back(tree[at]);
+        if (kept.back().parent != no_entry) kept.back().parent = position[kept.back().parent];
+    }
+    if (kept.size() == tree.size()) return false;
+    tree = std::move(kept);
+    return true;
+}
+
+// How many of the revisions only the second tree has.
+std::size_t count_added(std::span<const TreeRevision> revisions, std::span<const TreeRevision> ours,
+                        std::span<const TreeRevision> theirs) {
+    return static_cast<std::size_t>(std::ranges::count_if(revisions, [&](const TreeRevision& revision) {
+        return std::ranges::binary_search(theirs, revision, precedes) &&
+               !std::ranges::binary_search(ours, revision, precedes);
+    }));
 }
 
 void report_second_first_revision(const MultiVersionDocument& target, const TreeRevision& wannabe) {
@@ -60,71 +138,69 @@ void report_second_first_revision(const MultiVersionDocument& target, const Tree
 DocumentRef reopened(const MultiVersionDocument& document) {
     if (document.has_winning() || document.revisions().empty()) return nullptr;
     const auto revisions = document.revisions();
-    std::vector<bool> has_child(revisions.size());
-    for (const TreeRevision& revision : revisions) {
-        if (revision.parent != no_entry) has_child[revision.parent] = true;
-    }
-    // Every leafless branch ends in a resolved revision; ascending order leaves the lowest of the longest first.
+    const std::vector<bool> is_parent = parents_in(revisions);
+    const std::vector<std::uint32_t> contents = last_contents(revisions);
+    // Every branch ends in a resolved revision; ascending order leaves the lowest of the longest first.
     std::uint32_t closing = no_entry;
     for (std::uint32_t at = 0; at < revisions.size(); ++at) {
-        if (has_child[at]) continue;
+        if (is_parent[at] || contents[at] == no_entry) continue;
         if (closing == no_entry || revisions[at].index > revisions[closing].index) closing = at;
     }
-    // An empty revision stands in for a taken name, not for a content, unless there is no other.
-    std::uint32_t closed = no_entry;
-    for (std::uint32_t at = revisions[closing].parent; at != no_entry; at = revisions[at].parent) {
-        if (revisions[at].is_resolved()) continue;
-        if (closed == no_entry || revisions[closed].datahash() == empty_hash) closed = at;
-        if (revisions[closed].datahash() != empty_hash) break;
-    }
-    return closed == no_entry ? nullptr : document.with_child(closing, revisions[closed].datahash());
+    return closing == no_entry ? nullptr : document.with_child(closing, revisions[contents[closing]].datahash());
 }
 
 MergedDocument merge_documents(const MultiVersionDocument& target, const MultiVersionDocument& source) {
-    bool graft_target = false;
-    bool graft_source = false;
-    if (!target.revisions().empty() && !source.revisions().empty()) {
-        const TreeRevision& ours = target.revisions().front();
-        const TreeRevision& theirs = source.revisions().front();
-        if (ours.text != theirs.text) {
-            if (!has_ordering_id(target.id())) {
-                report_second_first_revision(target, theirs);
-                throw SecondFirstRevision{std::string(target.id())};
-            }
-            graft_target = theirs.text < ours.text;
-            graft_source = !graft_target;
+    std::span<const TreeRevision> ours = target.revisions();
+    std::span<const TreeRevision> theirs = source.revisions();
+    std::vector<TreeRevision> moved;
+    bool changed = false;
+    if (!ours.empty() && !theirs.empty() && ours.front().text != theirs.front().text) {
+        if (!has_ordering_id(target.id())) {
+            report_second_first_revision(target, theirs.front());
+            throw SecondFirstRevision{std::string(target.id())};
         }
+        changed = theirs.front().text < ours.front().text;
+        moved = changed ? grafted(ours, theirs.front()) : grafted(theirs, ours.front());
+        (changed ? ours : theirs) = moved;
     }
 
-    Incoming ours(target, graft_target);
-    Incoming theirs(source, graft_source);
+    Incoming from_ours(ours);
+    Incoming from_theirs(theirs);
     std::vector<TreeRevision> merged;
-    merged.reserve(ours.revisions.size() + theirs.revisions.size());
-    MergedDocument result;
-    bool changed = graft_target;
-    while (!ours.done() || !theirs.done()) {
-        if (theirs.done() || (!ours.done() && precedes(ours, theirs))) {
-            merged.push_back(ours.take(merged.size()));
-        } else if (ours.done() || precedes(theirs, ours)) {
-            merged.push_back(theirs.take(merged.size()));
+    merged.reserve(ours.size() + theirs.size());
+    const std::size_t new_roots = changed ? 1 : 0;
+    MergedDocument result{nullptr, new_roots};
+    bool follows_resolved = false;
+    while (!from_ours.done() || !from_theirs.done()) {
+        if (from_theirs.done() || (!from_ours.done() && precedes(from_ours.head(), from_theirs.head()))) {
+            merged.push_back(from_ours.take(merged.size()));
+        } else if (from_ours.done() || precedes(from_theirs.head(), from_ours.head())) {
+            merged.push_back(from_theirs.take(merged.size()));
             ++result.added;
         } else {
             // The merged tree is in revision order, so the smaller parent is the one that stands first.
-            TreeRevision revision = ours.take(merged.size());
-            const std::uint32_t their_parent = theirs.take(merged.size()).parent;
+            TreeRevision revision = from_ours.take(merged.size());
+            const std::uint32_t their_parent = from_theirs.take(merged.size()).parent;
             if (their_parent < revision.parent) {
                 revision.parent = their_parent;
                 changed = true;
             }
             merged.push_back(revision);
         }
+        const std::uint32_t parent = merged.back().parent;
+        follows_resolved = follows_resolved || (parent != no_entry && merged[parent].is_resolved());
     }
 
-    if (changed || result.added != 0) {
-        result.document = MultiVersionDocument::make(target.id(), merged);
-        if (DocumentRef opened = reopened(*result.document)) result.document = std::move(opened);
-    } else {
+    const bool dropped = follows_resolved && drop_reopened(merged);
+    if (!changed && !dropped && result.added == 0) {
         result.document = reopened(target);
+        return result;
+    }
+    result.document = MultiVersionDocument::make(target.id(), merged);
+    if (DocumentRef opened = reopened(*result.document)) result.document = std::move(opened);
+    if (dropped) {
+        result.added = new_roots + count_added(result.document->revisions(), ours, theirs);
+        if (result.document->history() == target.history()) result.document = nullptr;
     }
     return result;
 }

@@ -12,15 +12,18 @@ struct MergedDocument {
     std::size_t added = 0;  // revisions of the source that the target did not know
 };
 
-// Brings every revision of `source` into `target`, two copies of one document. Pure, linear, and the same in both
-// directions. Copies that are merged into each other until nothing is new end up alike, whatever the order; where
-// merges graft or reopen, what single merges answer on the way can depend on it.
+// Brings every revision of `source` into `target`, two copies of one document. Pure, commutative, associative and
+// idempotent: the outcome depends only on the revisions that were made. Linear, but for n log n where trees are
+// grafted.
 // - A revision that both know under different parents keeps the smaller of the two.
-// - Two ordering documents with different first revisions are grafted: the smaller one is the root, the other tree
-//   hangs under it, one generation later. Any other document with two first revisions throws SecondFirstRevision, after
-//   telling both on standard error.
-// - Where every branch of the result is closed, because two copies settled one conflict in opposite ways, the longest
-//   closed one is opened again with its last content.
+// - Ordering documents with different first revisions are grafted: the smallest is the root, and what each other one
+//   began hangs directly under it, one generation later. Any other document with two first revisions throws
+//   SecondFirstRevision, after telling both on standard error.
+// - Where every branch is closed, because copies settled one conflict in opposite ways, a leaf with the last content of
+//   the longest opens it again. Nobody made such a leaf: while it has no child, merging passes it over, so that it goes
+//   where the union has an open leaf or a longer closed branch.
+// Where grafting or closing gives one name to two revisions, the smaller parent decides which of them it is, and merges
+// in another order can differ until copies with both outcomes meet.
 [[nodiscard]] MergedDocument merge_documents(const MultiVersionDocument& target, const MultiVersionDocument& source);
 
 // The document with its longest closed branch opened again, where it has revisions but no leaf; null otherwise.

@@ -26,6 +26,7 @@ struct TreeRevision {
     static TreeRevision make(std::string_view text, std::uint32_t index, std::uint32_t parent);
 
     [[nodiscard]] std::string_view datahash() const { return text.substr(0, datahash_length); }
+    [[nodiscard]] std::string_view suffix() const { return text.substr(datahash_length + 1); }
     [[nodiscard]] bool is_deleted() const { return datahash() == deleted_hash; }
     [[nodiscard]] bool is_resolved() const { return datahash() == resolved_hash; }
     [[nodiscard]] std::string revision_string() const;

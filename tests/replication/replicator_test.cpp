@@ -50,6 +50,31 @@ TEST(Replicate, CountsAndCarriesOver) {
         {text_of(R"(["A_first"])", "", R"("ord-1": ["K_first", "L_K"])"),
          text_of(R"(["A_first"])", "", R"("ord-1": ["M_first"])"), 2,
          text_of(R"(["A_first"])", "", R"("ord-1": ["K_first", ["L_K", "M_first"]])")},
+        // A third one, smaller still, takes both, each as if it came alone.
+        {text_of(R"(["A_first"])", "", R"("ord-1": ["J_first", "M_J"])"),
+         text_of(R"(["A_first"])", "", R"("ord-1": ["K_first", ["L_K", ["M_first", "N_M"]]])"), 2,
+         text_of(R"(["A_first"])", "", R"("ord-1": ["J_first", [["K_first", "L_K"], ["M_first", "N_M"], "M_J"]])")},
+        {text_of(R"(["A_first"])", "", R"("ord-1": ["K_first", ["L_K", ["M_first", "O_M"]]])"),
+         text_of(R"(["A_first"])", "", R"("ord-1": ["J_first", "M_first", "N_M"])"), 3,
+         text_of(R"(["A_first"])", "", R"("ord-1": ["J_first", [["K_first", "L_K"], ["M_first", ["N_M", "O_M"]]]])")},
+        // What was only opened again goes where another branch is open or the longest closed one is another.
+        {text_of(R"(["A_first", ["B_A", ["C_A", "D_C"]]])"),
+         text_of(R"(["A_first", [["B_A", "resolved_B", "B_resolve"], ["C_A", "resolved_C"]]])"), 1,
+         text_of(R"(["A_first", [["B_A", "resolved_B"], ["C_A", ["D_C", "resolved_C"]]]])")},
+        {text_of(R"(["A_first", ["B_A", ["C_A", "D_C", "resolved_D"]]])"),
+         text_of(R"(["A_first", [["B_A", "resolved_B", "B_resolve"], ["C_A", "resolved_C"]]])"), 2,
+         text_of(
+             R"(["A_first", [["B_A", "resolved_B"], ["C_A", [["D_C", "resolved_D", "D_resolve"], "resolved_C"]]]])")},
+        // What was done on top of it stays, and so does another content and what nothing could take the place of.
+        {text_of(R"(["A_first", ["B_A", ["C_A", "D_C"]]])"),
+         text_of(R"(["A_first", [["B_A", "resolved_B", "B_resolve", "E_B"], ["C_A", "resolved_C"]]])"), 1,
+         text_of(R"(["A_first", [["B_A", "resolved_B", "B_resolve", "E_B"], ["C_A", ["D_C", "resolved_C"]]]])")},
+        {text_of(R"(["A_first", "C_A"])"), text_of(R"(["A_first", "B_A", "resolved_B", "E_resolve"])"), 1,
+         text_of(R"(["A_first", [["B_A", "resolved_B", "E_resolve"], "C_A"]])")},
+        {text_of(R"(["resolved_first", "resolved_resolve", "resolved_resolve", "resolved_resolve"])"),
+         text_of(R"(["resolved_first", "B_resolve", "resolved_B", "B_resolve"])"), 3,
+         text_of(R"(["resolved_first", [["B_resolve", "resolved_B", "B_resolve"], )"
+                 R"(["resolved_resolve", "resolved_resolve", "resolved_resolve"]]])")},
     };
     const auto written = [](const std::string& text) { return serialized(Opened(text).storage()); };
     for (const auto& [source, target, missing_found, result] : cases) {
