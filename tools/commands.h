@@ -9,5 +9,20 @@ namespace zentadb {
 void add_update(Program& program);
 void add_read(Program& program);
 void add_merge(Program& program);
+void add_status(Program& program);
+void add_docs(Program& program);
+void add_show(Program& program);
+void add_log(Program& program);
+void add_graph(Program& program);
+void add_changes(Program& program);
+void add_arrays(Program& program);
+void add_conflicts(Program& program);
+void add_resolve(Program& program);
+void add_prune(Program& program);
+void add_verify(Program& program);
+void add_diff(Program& program);
+void add_patch(Program& program);
+void add_compress(Program& program);
+void add_uncompress(Program& program);
 
 }  // namespace zentadb

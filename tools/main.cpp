@@ -9,5 +9,20 @@ int main(int count, char** arguments) {
     zentadb::add_update(program);
     zentadb::add_read(program);
     zentadb::add_merge(program);
+    zentadb::add_status(program);
+    zentadb::add_docs(program);
+    zentadb::add_show(program);
+    zentadb::add_log(program);
+    zentadb::add_graph(program);
+    zentadb::add_changes(program);
+    zentadb::add_arrays(program);
+    zentadb::add_conflicts(program);
+    zentadb::add_resolve(program);
+    zentadb::add_prune(program);
+    zentadb::add_verify(program);
+    zentadb::add_diff(program);
+    zentadb::add_patch(program);
+    zentadb::add_compress(program);
+    zentadb::add_uncompress(program);
     return program.run(count, arguments);
 }

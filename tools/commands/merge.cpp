@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "host/arguments.h"
 #include "host/store.h"
 
 namespace zentadb {
@@ -33,9 +34,10 @@ void add_merge(Program& program) {
     CLI::App& command = program.command("merge", daily_use, "Merge other copies into a store",
                                         "zentadb merge laptop.sync phone.sync\n"
                                         "ssh phone cat trip.sync | zentadb merge trip.sync -");
-    command.add_option("STORE", options->store, "The store; it is made if there is none")->required();
-    command.add_option("FROM", options->sources, "The stores to learn from, - for standard input")->required();
-    command.add_option("-o,--output", options->output, "Write the result into this file, and leave STORE as it is");
+    Arguments arguments(command);
+    arguments.required("STORE", options->store, "The store; it is made if there is none");
+    arguments.required("FROM", options->sources, "The stores to learn from, - for standard input");
+    arguments.optional("-o,--output", options->output, "Write the result into this file, and leave STORE as it is");
     program.on(command, [options] { return merge(*options); });
 }
 

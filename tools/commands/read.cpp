@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "commands.h"
+#include "host/arguments.h"
 #include "host/settings.h"
 #include "host/store.h"
 
@@ -29,9 +30,10 @@ void add_read(Program& program) {
     CLI::App& command = program.command("read", daily_use, "Print the data of a store",
                                         "zentadb read trip.sync > trip.json\n"
                                         "zentadb read trip.sync --discard-id -o trip.json");
-    command.add_option("STORE", options->store, "The store, - for standard input")->required();
-    command.add_option("-o,--output", options->output, "Write the data into this file");
-    options->settings.declare_reading(command);
+    Arguments arguments(command);
+    arguments.required("STORE", options->store, "The store, - for standard input");
+    arguments.optional("-o,--output", options->output, "Write the data into this file");
+    options->settings.declare_reading(arguments);
     program.on(command, [options] { return read(*options); });
 }
 

@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "commands.h"
+#include "host/arguments.h"
 #include "host/settings.h"
 #include "host/store.h"
 
@@ -36,11 +37,12 @@ void add_update(Program& program) {
     CLI::App& command = program.command("update", daily_use, "Bring a store up to date with data",
                                         "zentadb update trip.sync trip.json\n"
                                         "curl -s https://example.org/trip.json | zentadb update trip.sync -");
-    command.add_option("STORE", options->store, "The store; it is made if there is none")->required();
-    command.add_option("DATA", options->data, "A JSON object, - for standard input")->required();
-    command.add_option("-o,--output", options->output, "Write the store into this file, and leave STORE as it is");
-    command.add_flag("--compress", options->compress, "Keep the store compressed from now on");
-    options->settings.declare_writing(command);
+    Arguments arguments(command);
+    arguments.required("STORE", options->store, "The store; it is made if there is none");
+    arguments.required("DATA", options->data, "A JSON object, - for standard input");
+    arguments.optional("-o,--output", options->output, "Write the store into this file, and leave STORE as it is");
+    arguments.flag("--compress", options->compress, "Keep the store compressed from now on");
+    options->settings.declare_writing(arguments);
     program.on(command, [options] { return update(*options); });
 }
 

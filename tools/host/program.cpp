@@ -2,6 +2,7 @@
 
 #include <zentadbpp.h>
 
+#include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "host/explain.h"
@@ -21,21 +22,24 @@ int complain(Outcome outcome, const std::string& what, const std::string& advice
 }  // namespace
 
 Program::Program()
-    : app_("Keeps JSON data as versioned documents whose copies can be changed apart and merged.", "zentadb") {
-    app_.set_version_flag("--version",
-                          std::string("zentadb " ZENTADB_VERSION ", interface ") + sync_json_lib_version());
-    app_.add_option_function<std::string>("--color", choose_colours, "auto (the default), always or never")
+    : app_(std::make_unique<CLI::App>(
+          "Keeps JSON data as versioned documents whose copies can be changed apart and merged.", "zentadb")) {
+    app_->set_version_flag("--version",
+                           std::string("zentadb " ZENTADB_VERSION ", interface ") + sync_json_lib_version());
+    app_->add_option_function<std::string>("--color", choose_colours, "auto (the default), always or never")
         ->check(CLI::IsMember({"auto", "always", "never"}))
         ->type_name("WHEN");
-    app_.require_subcommand(1);
-    app_.fallthrough();
-    app_.footer(
+    app_->require_subcommand(1);
+    app_->fallthrough();
+    app_->footer(
         "zentadb COMMAND --help tells more about a command. STORE and DATA may be - for standard input and output.");
 }
 
+Program::~Program() = default;
+
 CLI::App& Program::command(const std::string& name, const std::string& group, const std::string& does,
                            const std::string& examples) {
-    CLI::App* command = app_.add_subcommand(name, does);
+    CLI::App* command = app_->add_subcommand(name, does);
     command->group(group);
     command->fallthrough();
     std::string footer = "Examples:\n";
@@ -54,11 +58,11 @@ void Program::on(CLI::App& command, std::function<Outcome()> run) {
 
 int Program::run(int count, char** arguments) {
     try {
-        app_.parse(count, arguments);
+        app_->parse(count, arguments);
         if (!std::cout.flush()) return complain(Outcome::system, "standard output cannot be written");
         return static_cast<int>(outcome_);
     } catch (const CLI::ParseError& error) {
-        const int code = app_.exit(error);
+        const int code = app_->exit(error);
         return code == 0 ? 0 : static_cast<int>(Outcome::usage);
     } catch (const Failure& failure) {
         return complain(failure.outcome(), failure.what(), failure.advice());

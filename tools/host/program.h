@@ -1,10 +1,14 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "host/failure.h"
+
+namespace CLI {
+class App;
+}
 
 namespace zentadb {
 
@@ -21,12 +25,15 @@ inline constexpr const char* texts = "Sync JSONs as texts";
 //         struct Options { std::string store; };
 //         const auto options = std::make_shared<Options>();
 //         CLI::App& command = program.command("read", daily_use, "Print the data of a store", "zentadb read my.sync");
-//         command.add_option("STORE", options->store, "The store")->required();
+//         Arguments(command).required("STORE", options->store, "The store");
 //         program.on(command, [options] { return read(*options); });
 //     }
 class Program {
    public:
     Program();
+    ~Program();
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
 
     // A command that stands under the headline `group` in the help. `examples` are lines of a shell.
     CLI::App& command(const std::string& name, const std::string& group, const std::string& does,
@@ -37,7 +44,7 @@ class Program {
     int run(int count, char** arguments);
 
    private:
-    CLI::App app_;
+    std::unique_ptr<CLI::App> app_;
     Outcome outcome_ = Outcome::done;
 };
 

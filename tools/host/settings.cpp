@@ -26,23 +26,19 @@ json given_config(const std::string& option) {
 
 }  // namespace
 
-void Settings::declare_reading(CLI::App& command) {
-    command.add_option("--config", config_, "Configuration: a JSON object or a file with one (or: ZENTADB_CONFIG)")
-        ->group("Configuration");
-    command.add_option("--instance", instance_, "Name of who writes; all copies of one user's data share one")
-        ->group("Configuration");
-    command.add_flag("--discard-id", discard_id_, "Leave \"_id\" out of the data")->group("Configuration");
+void Settings::declare_reading(Arguments& arguments) {
+    arguments.group("Configuration");
+    arguments.optional("--config", config_, "Configuration: a JSON object or a file with one (or: ZENTADB_CONFIG)");
+    arguments.optional("--instance", instance_, "Name of who writes; all copies of one user's data share one");
+    arguments.flag("--discard-id", discard_id_, "Leave \"_id\" out of the data");
 }
 
-void Settings::declare_writing(CLI::App& command) {
-    declare_reading(command);
-    command.add_option("--ids", id_rules_, "Rules for ids, such as \"code\" or \"user.id;name,year\"")
-        ->group("Configuration");
-    command.add_option("--indexed", indexed_, "Domains of arrays whose elements are told apart by position")
-        ->group("Configuration");
-    command.add_flag("--flatten-objects", flatten_objects_, "Make a document of every object")->group("Configuration");
-    command.add_flag("--fast-hash", fast_hash_, "Short hashes, for small data of one trusted writer")
-        ->group("Configuration");
+void Settings::declare_writing(Arguments& arguments) {
+    declare_reading(arguments);
+    arguments.optional("--ids", id_rules_, "Rules for ids, such as \"code\" or \"user.id;name,year\"");
+    arguments.optional("--indexed", indexed_, "Domains of arrays whose elements are told apart by position");
+    arguments.flag("--flatten-objects", flatten_objects_, "Make a document of every object");
+    arguments.flag("--fast-hash", fast_hash_, "Short hashes, for small data of one trusted writer");
 }
 
 std::string Settings::config() const {

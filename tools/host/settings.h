@@ -1,8 +1,8 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 
+#include "host/arguments.h"
 #include "host/store.h"
 
 namespace zentadb {
@@ -11,8 +11,8 @@ namespace zentadb {
 class Settings {
    public:
     // Adds the options for what rebuilds data, or also those for what takes data apart.
-    void declare_reading(CLI::App& command);
-    void declare_writing(CLI::App& command);
+    void declare_reading(Arguments& arguments);
+    void declare_writing(Arguments& arguments);
 
     // The configuration for a store. What the user left open is as the store has it: its kind of hash, and the name of
     // its instance where it has but one.

@@ -31,7 +31,7 @@ class StoreChange {
     // With an output, that is written instead, and the store is only read. From "-" it goes to "-".
     explicit StoreChange(const std::string& path, const std::string& output = {}, Missing missing = Missing::fails);
 
-    [[nodiscard]] const Store& store() const { return store_; }
+    [[nodiscard]] Store& store() { return store_; }
     // Writes the new state, compressed where the store was. Nothing is written where it is what the file holds already.
     void commit(const zentadbpp::Handle& changed);
     // Whether stores that are written from now on are compressed.

@@ -1,5 +1,6 @@
 #include "host/terminal.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <array>
@@ -31,6 +32,12 @@ void choose_colours(const std::string& when) { choice() = when; }
 bool is_terminal(const std::ostream& stream) {
     if (&stream == &std::cout) return ::isatty(STDOUT_FILENO) == 1;
     return &stream == &std::cerr && ::isatty(STDERR_FILENO) == 1;
+}
+
+std::optional<std::size_t> terminal_width(const std::ostream& stream) {
+    winsize size{};
+    if (!is_terminal(stream) || ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return std::nullopt;
+    return size.ws_col;
 }
 
 std::string painted(Paint paint, std::string_view text, const std::ostream& stream) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -11,6 +13,8 @@ enum class Paint { bold, dim, red, green, yellow, cyan };
 // auto, always or never. "auto" is the default: on a terminal, unless NO_COLOR is in the environment or TERM is dumb.
 void choose_colours(const std::string& when);
 [[nodiscard]] bool is_terminal(const std::ostream& stream);
+// How many columns it has, where it is a terminal.
+[[nodiscard]] std::optional<std::size_t> terminal_width(const std::ostream& stream);
 // The text in a colour where the stream is to have colours, else as it is.
 [[nodiscard]] std::string painted(Paint paint, std::string_view text, const std::ostream& stream);
 

@@ -1,0 +1,121 @@
+#include <algorithm>
+#include <iostream>
+#include <memory>
+
+#include "commands.h"
+#include "host/arguments.h"
+#include "host/data_shape.h"
+#include "host/files.h"
+#include "host/inside.h"
+#include "host/settings.h"
+#include "host/table.h"
+
+namespace zentadb {
+
+namespace {
+
+using nlohmann::ordered_json;
+
+struct Options {
+    std::string data;
+    bool json = false;
+    bool exit_code = false;
+    Settings settings;
+};
+
+std::string ids_of(const ArrayPlace& array) {
+    std::string words;
+    const auto add = [&](std::size_t count, const char* source) {
+        if (count == 0) return;
+        words.append(words.empty() ? "" : ", ");
+        if (count < array.elements.size()) words.append(std::to_string(count)).append(" ");
+        words.append(source);
+    };
+    add(array.with_own_id, "_id");
+    add(array.with_rule_id, "by rule");
+    add(array.with_position, "by position");
+    add(array.elements.size() - array.with_own_id - array.with_rule_id - array.with_position, "none");
+    return words.empty() ? "-" : words;
+}
+
+void warn(const ArrayPlace& array) {
+    const std::string begin = painted(Paint::yellow, "warning: ", std::cout) + printable(array.path) + ": ";
+    if (array.lost > 0) {
+        std::cout << begin << counted(array.lost, "element")
+                  << " would be lost: another one with the same id takes the place\n";
+    } else if (array.shared > 0) {
+        std::cout << begin << counted(array.shared, "element") << " would be one document with an equal one\n";
+    } else if (!array.all_have_ids()) {
+        std::cout << begin << "elements without an id; a second one would take the place of the first\n";
+    }
+}
+
+Outcome arrays(const Options& options) {
+    const std::string text = read_file(options.data);
+    const nlohmann::json config = nlohmann::json::parse(options.settings.config());
+    // Says what is wrong with a text that is no host data. Ids that clash are what is looked for here.
+    try {
+        static_cast<void>(zentadbpp::flatten(text, config.dump()));
+    } catch (const zentadbpp::Error& error) {
+        if (!error.key().starts_with("duplicate_")) throw;
+    }
+    const nlohmann::json data = nlohmann::json::parse(text, nullptr, false);
+    if (!data.is_object()) throw Failure(Outcome::input, options.data + ": this is no JSON object in UTF-8");
+    const DataShape shape(data, config);
+    const bool all_well = std::ranges::all_of(
+        shape.arrays(), [](const ArrayPlace& array) { return array.all_have_ids() && array.lost == 0; });
+    const nlohmann::json suggested = all_well ? config : shape.suggested_config();
+    const bool helps = suggested != config;
+
+    if (options.json) {
+        ordered_json list = ordered_json::array();
+        for (const ArrayPlace& array : shape.arrays()) {
+            list.push_back({{"path", array.path},
+                            {"domains", array.domains},
+                            {"elements", array.elements.size()},
+                            {"with_own_id", array.with_own_id},
+                            {"with_rule_id", array.with_rule_id},
+                            {"with_position", array.with_position},
+                            {"lost", array.lost},
+                            {"shared", array.shared}});
+        }
+        std::cout << pretty({{"arrays", list}, {"configuration", helps ? ordered_json(suggested) : ordered_json()}})
+                  << '\n';
+        return options.exit_code && !all_well ? Outcome::found : Outcome::done;
+    }
+    Table table({"PATH", "ELEMENTS", "IDS", "DOMAIN"});
+    for (const ArrayPlace& array : shape.arrays()) {
+        const std::size_t more = array.domains.size() - 1;
+        table.add({{array.path, Paint::cyan},
+                   {std::to_string(array.elements.size())},
+                   {ids_of(array)},
+                   {array.domains.front() + (more > 0 ? " and " + std::to_string(more) + " more" : "")}});
+    }
+    if (table.empty()) {
+        std::cout << "no arrays of objects\n";
+    } else {
+        table.print(std::cout);
+    }
+    for (const ArrayPlace& array : shape.arrays()) warn(array);
+    if (helps) std::cout << "This configuration gives ids that stay:\n  " << one_line(suggested) << '\n';
+    return options.exit_code && !all_well ? Outcome::found : Outcome::done;
+}
+
+}  // namespace
+
+void add_arrays(Program& program) {
+    const auto options = std::make_shared<Options>();
+    CLI::App& command =
+        program.command("arrays", looking, "Show the arrays in data, and whether their elements have ids",
+                        "zentadb arrays trip.json\n"
+                        "zentadb arrays trip.json --ids 'code;name,year'\n"
+                        "zentadb arrays trip.json --json | jq .configuration > config.json");
+    Arguments arguments(command);
+    arguments.required("DATA", options->data, "A JSON object, - for standard input");
+    arguments.flag("--json", options->json, "As JSON");
+    arguments.flag("--exit-code", options->exit_code, "Exit with 1 where an element has no id of its own");
+    options->settings.declare_writing(arguments);
+    program.on(command, [options] { return arrays(*options); });
+}
+
+}  // namespace zentadb

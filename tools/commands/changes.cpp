@@ -1,0 +1,71 @@
+#include <iostream>
+#include <memory>
+#include <unordered_set>
+
+#include "commands.h"
+#include "host/arguments.h"
+#include "host/inside.h"
+#include "host/store.h"
+#include "host/table.h"
+
+namespace zentadb {
+
+namespace {
+
+struct Options {
+    std::string older;
+    std::string newer;
+    bool all = false;
+    bool json = false;
+    bool exit_code = false;
+};
+
+Outcome changes(const Options& options) {
+    Store older = open_store(options.older);
+    Store newer = open_store(options.newer);
+    const auto places = places_in(newer);
+    auto result = nlohmann::ordered_json::object();
+    Table table({});
+    std::size_t count = 0;
+    const zentadbpp::List deleted = newer.handle.deleted(older.handle);
+    const std::unordered_set<std::string_view> gone(deleted.begin(), deleted.end());
+    const auto add = [&](const char* kind, Paint paint, const zentadbpp::List& ids) {
+        auto& list = result[kind] = nlohmann::ordered_json::array();
+        for (const std::string_view id : ids) {
+            if (is_ordering(id) && !options.all) continue;
+            // A deletion is an update as well, to the library.
+            if (&ids != &deleted && gone.contains(id)) continue;
+            list.push_back(id);
+            ++count;
+            const auto place = places.find(std::string(id));
+            table.add({{kind, paint}, {std::string(id)}, {place == places.end() ? "" : place->second, Paint::cyan}});
+        }
+    };
+    add("created", Paint::green, newer.handle.created(older.handle));
+    add("updated", Paint::yellow, newer.handle.updated(older.handle));
+    add("deleted", Paint::red, deleted);
+    if (options.json) {
+        std::cout << pretty(result) << '\n';
+    } else {
+        table.print(std::cout);
+    }
+    return options.exit_code && count > 0 ? Outcome::found : Outcome::done;
+}
+
+}  // namespace
+
+void add_changes(Program& program) {
+    const auto options = std::make_shared<Options>();
+    CLI::App& command = program.command("changes", looking, "List the documents that differ from an older state",
+                                        "zentadb changes yesterday.sync trip.sync\n"
+                                        "git show HEAD:trip.sync | zentadb changes - trip.sync");
+    Arguments arguments(command);
+    arguments.required("OLD", options->older, "The older store, - for standard input");
+    arguments.required("NEW", options->newer, "The newer store, - for standard input");
+    arguments.flag("-a,--all", options->all, "Also the documents that hold the order of arrays");
+    arguments.flag("--json", options->json, "As JSON");
+    arguments.flag("--exit-code", options->exit_code, "Exit with 1 where there are changes");
+    program.on(command, [options] { return changes(*options); });
+}
+
+}  // namespace zentadb

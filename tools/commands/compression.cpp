@@ -1,0 +1,67 @@
+#include <memory>
+#include <optional>
+
+#include "commands.h"
+#include "host/arguments.h"
+#include "host/explain.h"
+#include "host/files.h"
+
+namespace zentadb {
+
+namespace {
+
+struct Options {
+    std::string file;
+    std::string output;
+};
+
+Outcome convert(const Options& options, zentadbpp::Value (*conversion)(const zentadbpp::Text&)) {
+    const bool in_place = options.output.empty() && options.file != "-";
+    std::optional<FileLock> lock;
+    if (in_place) lock.emplace(options.file);
+    const std::string text = read_file(options.file);
+    const zentadbpp::Value converted = [&] {
+        try {
+            return conversion(text);
+        } catch (const zentadbpp::Error& error) {
+            throw Failure(Outcome::damaged, options.file + ": " + explained(error).what(), explained(error).advice());
+        }
+    }();
+    if (converted == "{}" && text.find('{') == std::string::npos) {
+        throw Failure(Outcome::input, options.file + ": this is no JSON object");
+    }
+    if (!in_place) {
+        write_output(options.output.empty() ? "-" : options.output, converted.view());
+    } else if (!(converted == text)) {
+        replace_file(options.file, converted.view());
+    }
+    return Outcome::done;
+}
+
+void add(Program& program, const char* name, const char* does, const char* examples,
+         zentadbpp::Value (*conversion)(const zentadbpp::Text&)) {
+    const auto options = std::make_shared<Options>();
+    CLI::App& command = program.command(name, texts, does, examples);
+    Arguments arguments(command);
+    arguments.required("FILE", options->file, "A store, or any other JSON object; - for standard input and output");
+    arguments.optional("-o,--output", options->output, "Write the result into this file, and leave FILE as it is");
+    program.on(command, [options, conversion] { return convert(*options, conversion); });
+}
+
+}  // namespace
+
+void add_compress(Program& program) {
+    add(program, "compress", "Make a compressed object of a store, which all commands read as well",
+        "zentadb compress trip.sync\n"
+        "zentadb compress - < trip.sync | ssh server 'cat > trip.sync'",
+        zentadbpp::compress);
+}
+
+void add_uncompress(Program& program) {
+    add(program, "uncompress", "Make a plain store of a compressed one",
+        "zentadb uncompress trip.sync\n"
+        "zentadb uncompress trip.sync -o - | jq .",
+        zentadbpp::uncompress);
+}
+
+}  // namespace zentadb

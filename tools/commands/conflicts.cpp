@@ -1,0 +1,169 @@
+#include <algorithm>
+#include <iostream>
+#include <memory>
+
+#include "commands.h"
+#include "host/arguments.h"
+#include "host/inside.h"
+#include "host/revision_marks.h"
+#include "host/store.h"
+#include "host/table.h"
+
+namespace zentadb {
+
+namespace {
+
+using nlohmann::ordered_json;
+
+struct Options {
+    std::string store;
+    std::string id;
+    bool json = false;
+    bool exit_code = false;
+};
+
+// One version of a document in conflict, the winning one first.
+struct Version {
+    std::size_t revision;
+    bool deleted;
+    std::optional<ordered_json> content;
+};
+
+struct Conflict {
+    std::string id;
+    std::string place;
+    RevisionTree tree;
+    std::vector<Version> versions;
+};
+
+std::vector<Conflict> conflicts_of(Store& store, const std::string& only) {
+    const Inside inside(store.handle);
+    if (!only.empty()) static_cast<void>(inside.tree(only));
+    const auto places = places_in(store);
+    std::vector<Conflict> conflicts;
+    for (const Entry& document : inside.histories()) {
+        if (!only.empty() ? document.key != only : is_ordering(document.key)) continue;
+        // A history without a branch needs no question.
+        if (document.value.find('[', 1) == std::string_view::npos) continue;
+        const zentadbpp::List losers = store.handle.conflicting(document.key);
+        if (losers.empty()) continue;
+        const auto place = places.find(document.key);
+        Conflict conflict{document.key, place == places.end() ? "" : place->second, RevisionTree(document.value), {}};
+        const auto add = [&](std::string_view name) {
+            const std::size_t index = conflict.tree.find(name);
+            const Revision& revision = conflict.tree[index];
+            conflict.versions.push_back({index, revision.hash() == "deleted", inside.content(revision)});
+        };
+        add(store.handle.winning(document.key));
+        for (const std::string_view loser : losers) add(loser);
+        conflicts.push_back(std::move(conflict));
+    }
+    return conflicts;
+}
+
+// Keys that not all versions have with the same value, in order.
+std::vector<std::string> differing_keys(const std::vector<Version>& versions) {
+    std::vector<std::string> keys;
+    for (const Version& version : versions) {
+        if (!version.content) continue;
+        for (const auto& [key, value] : version.content->items()) keys.push_back(key);
+    }
+    std::ranges::sort(keys);
+    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+    std::erase_if(keys, [&](const std::string& key) {
+        const auto value_in = [&](const Version& version) {
+            return version.content && version.content->contains(key) ? version.content->at(key)
+                                                                     : ordered_json(ordered_json::value_t::discarded);
+        };
+        return std::ranges::all_of(versions, [&](const Version& version) {
+            const auto value = value_in(version);
+            return !value.is_discarded() && value == value_in(versions.front());
+        });
+    });
+    return keys;
+}
+
+void print(const Conflict& conflict) {
+    constexpr std::size_t side_by_side = 4;  // versions
+    const std::vector<std::string> names = conflict.tree.short_names();
+    const std::vector<std::string> keys = differing_keys(conflict.versions);
+    std::cout << painted(Paint::bold, printable(conflict.id), std::cout);
+    std::cout << (conflict.place.empty() ? "  not in the data"
+                                         : "  at " + painted(Paint::cyan, printable(conflict.place), std::cout));
+    std::cout << '\n';
+    // The winner stands beside every group of losers.
+    for (std::size_t begin = 1; begin < conflict.versions.size(); begin += side_by_side - 1) {
+        std::vector<const Version*> group{&conflict.versions.front()};
+        for (std::size_t at = begin; at < std::min(begin + side_by_side - 1, conflict.versions.size()); ++at) {
+            group.push_back(&conflict.versions[at]);
+        }
+        const std::size_t width = (terminal_width(std::cout).value_or(120) - 20) / group.size();
+        Table table({});
+        std::vector<Cell> heads{{""}};
+        for (const Version* version : group) {
+            const bool wins = version == group.front();
+            heads.push_back(
+                {(wins ? "wins  " : "loses ") + names[version->revision], wins ? Paint::green : Paint::yellow});
+        }
+        table.add(heads);
+        for (const std::string& key : keys) {
+            std::vector<Cell> row{{key}};
+            for (const Version* version : group) {
+                const bool has = version->content && version->content->contains(key);
+                row.push_back({has ? cut(one_line(version->content->at(key)), std::max<std::size_t>(width, 12))
+                               : version->deleted ? "(deleted)"
+                               : version->content ? "-"
+                                                  : "(pruned)"});
+            }
+            table.add(row);
+        }
+        table.print(std::cout, "  ");
+    }
+    std::cout << '\n';
+}
+
+ordered_json as_json(const Conflict& conflict) {
+    ordered_json versions = ordered_json::array();
+    for (const Version& version : conflict.versions) {
+        versions.push_back({{"revision", conflict.tree[version.revision].name},
+                            {"wins", &version == &conflict.versions.front()},
+                            {"deleted", version.deleted},
+                            {"content", version.content ? *version.content : ordered_json()}});
+    }
+    return {{"id", conflict.id},
+            {"place", conflict.place.empty() ? ordered_json() : ordered_json(conflict.place)},
+            {"versions", versions}};
+}
+
+Outcome show_conflicts(const Options& options) {
+    Store store = open_store(options.store);
+    const std::vector<Conflict> conflicts = conflicts_of(store, options.id);
+    if (options.json) {
+        ordered_json list = ordered_json::array();
+        for (const Conflict& conflict : conflicts) list.push_back(as_json(conflict));
+        std::cout << pretty(list) << '\n';
+    } else {
+        for (const Conflict& conflict : conflicts) print(conflict);
+        std::cout << (conflicts.empty() ? "no conflicts" : counted(conflicts.size(), "document") + " in conflict")
+                  << '\n';
+    }
+    return options.exit_code && !conflicts.empty() ? Outcome::found : Outcome::done;
+}
+
+}  // namespace
+
+void add_conflicts(Program& program) {
+    const auto options = std::make_shared<Options>();
+    CLI::App& command =
+        program.command("conflicts", settling, "Show the documents that were changed apart",
+                        "zentadb conflicts trip.sync\n"
+                        "zentadb conflicts trip.sync --exit-code > /dev/null || echo something is to be settled");
+    Arguments arguments(command);
+    arguments.required("STORE", options->store, "The store");
+    arguments.optional("ID", options->id, "Only this document");
+    arguments.flag("--json", options->json, "As JSON, the winning version first");
+    arguments.flag("--exit-code", options->exit_code, "Exit with 1 where there are conflicts");
+    program.on(command, [options] { return show_conflicts(*options); });
+}
+
+}  // namespace zentadb

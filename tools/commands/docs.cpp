@@ -1,0 +1,74 @@
+#include <algorithm>
+#include <iostream>
+#include <memory>
+
+#include "commands.h"
+#include "host/arguments.h"
+#include "host/inside.h"
+#include "host/store.h"
+#include "host/table.h"
+
+namespace zentadb {
+
+namespace {
+
+struct Options {
+    std::string store;
+    bool all = false;
+    bool json = false;
+};
+
+Outcome docs(const Options& options) {
+    Store store = open_store(options.store);
+    const Inside inside(store.handle);
+    const auto places = places_in(store);
+    auto list = nlohmann::ordered_json::array();
+    Table table({"ID", "REVISIONS", "WINNING", "STATE", "PLACE"});
+    for (const Entry& history : inside.histories()) {
+        if (is_ordering(history.key) && !options.all) continue;
+        const RevisionTree tree(history.value);
+        const std::string winning = store.handle.winning(history.key).str();
+        const auto conflicts = store.handle.conflicting(history.key).size();
+        const auto place = places.find(history.key);
+        const bool deleted = tree[tree.find(winning)].hash() == "deleted";
+        std::string state = deleted ? "deleted" : is_ordering(history.key) ? "order of an array" : "";
+        if (conflicts > 0 && !is_ordering(history.key)) state += (state.empty() ? "" : ", ") + std::string("conflict");
+        if (options.json) {
+            list.push_back(
+                {{"id", history.key},
+                 {"revisions", tree.revisions().size()},
+                 {"winning", winning},
+                 {"deleted", deleted},
+                 {"conflicts", conflicts},
+                 {"place", place == places.end() ? nlohmann::ordered_json() : nlohmann::ordered_json(place->second)}});
+            continue;
+        }
+        table.add({{history.key},
+                   {std::to_string(tree.revisions().size())},
+                   {tree.short_names()[tree.find(winning)]},
+                   {state, deleted ? Paint::dim : Paint::yellow},
+                   {place == places.end() ? "" : place->second, Paint::cyan}});
+    }
+    if (options.json) {
+        std::cout << pretty(list) << '\n';
+    } else if (!table.empty()) {
+        table.print(std::cout);
+    }
+    return Outcome::done;
+}
+
+}  // namespace
+
+void add_docs(Program& program) {
+    const auto options = std::make_shared<Options>();
+    CLI::App& command = program.command("docs", looking, "List the documents of a store",
+                                        "zentadb docs trip.sync\n"
+                                        "zentadb docs trip.sync --json | jq '.[] | select(.deleted) | .id'");
+    Arguments arguments(command);
+    arguments.required("STORE", options->store, "The store");
+    arguments.flag("-a,--all", options->all, "Also the documents that hold the order of arrays");
+    arguments.flag("--json", options->json, "As JSON");
+    program.on(command, [options] { return docs(*options); });
+}
+
+}  // namespace zentadb

@@ -1,0 +1,149 @@
+#include <iostream>
+#include <memory>
+
+#include "commands.h"
+#include "host/arguments.h"
+#include "host/child_process.h"
+#include "host/inside.h"
+#include "host/revision_marks.h"
+#include "host/store.h"
+#include "host/table.h"
+
+namespace zentadb {
+
+namespace {
+
+struct Options {
+    std::string store;
+    std::string id;
+    std::string format = "dot";
+    std::string output = "-";
+};
+
+// A node: its label in lines, and what it is.
+struct Node {
+    std::string name;
+    std::string content;
+    std::string words;
+    Mark mark;
+    std::size_t parent;
+};
+
+std::vector<Node> nodes_of(const Options& options) {
+    constexpr std::size_t label = 60;
+    const Store store = open_store(options.store);
+    const Inside inside(store.handle);
+    const RevisionTree tree = inside.tree(options.id);
+    const RevisionMarks marks(store, options.id, tree);
+    const std::vector<std::string> names = tree.short_names();
+    std::vector<Node> nodes;
+    for (std::size_t index = 0; index < tree.revisions().size(); ++index) {
+        nodes.push_back({printable(names[index]), cut(printable(change_line(inside, tree, index)), label),
+                         marks.words(index), marks.of(index), tree[index].parent});
+    }
+    return nodes;
+}
+
+std::string replaced(std::string text, std::initializer_list<std::pair<char, const char*>> pairs) {
+    std::string result;
+    for (const char character : text) {
+        const char* other = nullptr;
+        for (const auto& [from, to] : pairs) {
+            if (character == from) other = to;
+        }
+        if (other != nullptr) {
+            result += other;
+        } else {
+            result += character;
+        }
+    }
+    return result;
+}
+
+std::string label_of(const Node& node, const std::string& line_break,
+                     std::initializer_list<std::pair<char, const char*>> pairs) {
+    std::string label = replaced(node.name, pairs);
+    if (!node.content.empty()) label += line_break + replaced(node.content, pairs);
+    if (!node.words.empty()) label += line_break + node.words;
+    return label;
+}
+
+std::string dot_style(Mark mark) {
+    switch (mark) {
+        case Mark::wins:
+            return ", penwidth=2, fillcolor=palegreen";
+        case Mark::conflict:
+            return ", fillcolor=khaki";
+        case Mark::deleted:
+            return ", fillcolor=lightpink";
+        case Mark::closed:
+            return ", style=\"rounded,filled,dashed\", fillcolor=whitesmoke";
+        case Mark::none:
+            break;
+    }
+    return {};
+}
+
+std::string dot_text(const std::string& id, const std::vector<Node>& nodes) {
+    std::string text = "digraph \"" + replaced(printable(id), {{'"', "\\\""}, {'\\', "\\\\"}}) + "\" {\n";
+    text +=
+        "    rankdir=LR;\n    node [shape=box, style=\"rounded,filled\", fillcolor=white, fontname=\"sans-serif\"];\n";
+    for (std::size_t index = 0; index < nodes.size(); ++index) {
+        const std::string label = label_of(nodes[index], "\\n", {{'"', "\\\""}, {'\\', "\\\\"}});
+        text += "    r" + std::to_string(index) + " [label=\"" + label + "\"" + dot_style(nodes[index].mark) + "];\n";
+        if (nodes[index].parent != Revision::none) {
+            text += "    r" + std::to_string(nodes[index].parent) + " -> r" + std::to_string(index) + ";\n";
+        }
+    }
+    return text + "}\n";
+}
+
+std::string mermaid_text(const std::vector<Node>& nodes) {
+    const auto escapes = {std::pair('"', "#quot;"), {'<', "#lt;"}, {'>', "#gt;"}, {'#', "#35;"},
+                          {'&', "#amp;"},           {'`', "#96;"}};
+    std::string text = "flowchart LR\n";
+    for (std::size_t index = 0; index < nodes.size(); ++index) {
+        const Node& node = nodes[index];
+        text += "    r" + std::to_string(index) + "[\"" + label_of(node, "<br>", escapes) + "\"]";
+        if (node.mark == Mark::wins) text += ":::wins";
+        if (node.mark == Mark::conflict) text += ":::conflict";
+        text += '\n';
+        if (node.parent != Revision::none) {
+            text += "    r" + std::to_string(node.parent) + " --> r" + std::to_string(index) + "\n";
+        }
+    }
+    return text + "    classDef wins stroke-width:3px\n    classDef conflict stroke-dasharray:4\n";
+}
+
+Outcome graph(const Options& options) {
+    const std::vector<Node> nodes = nodes_of(options);
+    if (options.format == "mermaid") {
+        write_output(options.output, mermaid_text(nodes));
+    } else if (options.format == "dot") {
+        write_output(options.output, dot_text(options.id, nodes));
+    } else {
+        write_output(options.output,
+                     output_of({"dot", "-Tsvg"}, dot_text(options.id, nodes),
+                               "Install Graphviz (apt-get install graphviz), or take --format mermaid."));
+    }
+    return Outcome::done;
+}
+
+}  // namespace
+
+void add_graph(Program& program) {
+    const auto options = std::make_shared<Options>();
+    CLI::App& command = program.command("graph", looking, "The history of a document as a drawing",
+                                        "zentadb graph trip.sync t1 --format svg -o t1.svg\n"
+                                        "zentadb graph trip.sync t1 | dot -Tpng > t1.png\n"
+                                        "zentadb graph trip.sync t1 --format mermaid");
+    Arguments arguments(command);
+    arguments.required("STORE", options->store, "The store");
+    arguments.required("ID", options->id, "Id of the document");
+    arguments.choice("--format", options->format, {"dot", "svg", "mermaid"},
+                     "dot (the default), svg (through Graphviz's dot) or mermaid");
+    arguments.optional("-o,--output", options->output, "Write the drawing into this file");
+    program.on(command, [options] { return graph(*options); });
+}
+
+}  // namespace zentadb

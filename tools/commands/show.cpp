@@ -1,0 +1,45 @@
+#include <iostream>
+#include <memory>
+
+#include "commands.h"
+#include "host/arguments.h"
+#include "host/inside.h"
+#include "host/settings.h"
+#include "host/store.h"
+
+namespace zentadb {
+
+namespace {
+
+struct Options {
+    std::string store;
+    std::string id;
+    std::string revision;
+    Settings settings;
+};
+
+Outcome show(const Options& options) {
+    const Store store = open_store(options.store);
+    const RevisionTree tree = Inside(store.handle).tree(options.id);
+    const std::string revision =
+        options.revision.empty() ? store.handle.winning(options.id).str() : tree[tree.find(options.revision)].name;
+    std::cout << store.handle.data(options.id, revision, options.settings.config_for(store)) << '\n';
+    return Outcome::done;
+}
+
+}  // namespace
+
+void add_show(Program& program) {
+    const auto options = std::make_shared<Options>();
+    CLI::App& command = program.command("show", looking, "Print one document, as it is or as it was",
+                                        "zentadb show trip.sync root\n"
+                                        "zentadb show trip.sync t1 2-5a8f3c2");
+    Arguments arguments(command);
+    arguments.required("STORE", options->store, "The store");
+    arguments.required("ID", options->id, "Id of the document");
+    arguments.optional("REV", options->revision, "Revision, or how it begins; the winning one if left out");
+    options->settings.declare_reading(arguments);
+    program.on(command, [options] { return show(*options); });
+}
+
+}  // namespace zentadb

@@ -1,0 +1,126 @@
+#include <algorithm>
+#include <iostream>
+#include <memory>
+
+#include "commands.h"
+#include "host/arguments.h"
+#include "host/inside.h"
+#include "host/store.h"
+#include "host/table.h"
+
+namespace zentadb {
+
+namespace {
+
+struct Options {
+    std::string store;
+    bool json = false;
+    bool exit_code = false;
+};
+
+struct Counts {
+    std::size_t documents = 0;
+    std::size_t deleted = 0;
+    std::size_t orderings = 0;
+    std::size_t revisions = 0;
+    std::size_t conflicts = 0;
+    std::size_t pruned = 0;
+};
+
+Counts count(const Store& store, const Inside& inside) {
+    Counts counts;
+    for (const Entry& document : inside.histories()) {
+        const RevisionTree tree(document.value);
+        counts.revisions += tree.revisions().size();
+        counts.pruned += static_cast<std::size_t>(std::ranges::count_if(
+            tree.revisions(), [&](const Revision& revision) { return !inside.content(revision); }));
+        if (is_ordering(document.key)) {
+            ++counts.orderings;
+            continue;
+        }
+        const zentadbpp::Value winning = store.handle.winning(document.key);
+        ++(winning.view().find("-deleted_") == std::string_view::npos ? counts.documents : counts.deleted);
+        if (!store.handle.conflicting(document.key).empty()) ++counts.conflicts;
+    }
+    return counts;
+}
+
+// The size with the fast hash, about: each SHA-256 makes room for what is on average an "x" and ten digits.
+std::size_t size_with_fast_hash(std::string_view text) {
+    constexpr std::size_t long_hash = 64;
+    constexpr std::size_t short_hash = 11;
+    std::size_t size = text.size();
+    std::size_t digits = 0;
+    for (const char character : text) {
+        const bool is_digit = (character >= '0' && character <= '9') || (character >= 'a' && character <= 'f');
+        if (!is_digit && digits == long_hash) size -= long_hash - short_hash;
+        digits = is_digit ? digits + 1 : 0;
+    }
+    return size;
+}
+
+std::string compared(std::size_t size, std::size_t with) {
+    const auto percent = with == 0 || size >= with ? 0 : 100 - size * 100 / with;
+    return readable_size(size) + (percent > 0 ? ", " + std::to_string(percent) + " % less" : ", nothing less");
+}
+
+Outcome status(const Options& options) {
+    const Store store = open_store(options.store);
+    const Inside inside(store.handle);
+    const Counts counts = count(store, inside);
+    const bool empty = inside.histories().empty();
+    const std::string root = empty ? "" : store.handle.root().str();
+    const zentadbpp::List instances = store.handle.instances();
+    const std::size_t compressed = zentadbpp::compress(inside.text()).size();
+    const std::size_t fast = size_with_fast_hash(inside.text());
+    if (options.json) {
+        nlohmann::ordered_json result{{"root", root},
+                                      {"instances", std::vector<std::string>(instances.begin(), instances.end())},
+                                      {"documents", counts.documents},
+                                      {"deleted", counts.deleted},
+                                      {"orderings", counts.orderings},
+                                      {"revisions", counts.revisions},
+                                      {"conflicts", counts.conflicts},
+                                      {"pruned", counts.pruned},
+                                      {"compressed", store.compressed},
+                                      {"size", inside.size()},
+                                      {"size_compressed", compressed},
+                                      {"size_with_fast_hash", fast}};
+        std::cout << pretty(result) << '\n';
+    } else {
+        Table table({});
+        table.add({{"documents"},
+                   {std::to_string(counts.documents) + ", and " + std::to_string(counts.deleted) + " deleted"}});
+        table.add({{"revisions"},
+                   {std::to_string(counts.revisions) +
+                    (counts.pruned > 0 ? ", the contents of " + std::to_string(counts.pruned) + " pruned" : "")}});
+        table.add(
+            {{"conflicts"}, {std::to_string(counts.conflicts), counts.conflicts > 0 ? Paint::yellow : Paint::green}});
+        table.add({{"arrays"}, {counted(counts.orderings, "order") + " of elements"}});
+        std::string names;
+        for (const std::string_view instance : instances) names.append(names.empty() ? "" : ", ").append(instance);
+        if (!empty) table.add({{"root"}, {root}});
+        if (!names.empty()) table.add({{"instances"}, {names}});
+        table.add({{"size"}, {readable_size(inside.size()) + (store.compressed ? ", kept compressed" : "")}});
+        table.add({{"compressed"}, {compared(compressed, inside.size())}});
+        if (fast < inside.size()) table.add({{"fast hash"}, {"about " + compared(fast, inside.size())}});
+        table.print(std::cout);
+    }
+    return options.exit_code && counts.conflicts > 0 ? Outcome::found : Outcome::done;
+}
+
+}  // namespace
+
+void add_status(Program& program) {
+    const auto options = std::make_shared<Options>();
+    CLI::App& command = program.command("status", looking, "What is in a store: documents, conflicts, sizes",
+                                        "zentadb status trip.sync\n"
+                                        "zentadb status trip.sync --json | jq .conflicts");
+    Arguments arguments(command);
+    arguments.required("STORE", options->store, "The store");
+    arguments.flag("--json", options->json, "As JSON; sizes in bytes");
+    arguments.flag("--exit-code", options->exit_code, "Exit with 1 where there are conflicts");
+    program.on(command, [options] { return status(*options); });
+}
+
+}  // namespace zentadb

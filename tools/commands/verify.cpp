@@ -1,0 +1,111 @@
+#include <algorithm>
+#include <iostream>
+#include <memory>
+
+#include "commands.h"
+#include "host/arguments.h"
+#include "host/explain.h"
+#include "host/files.h"
+#include "host/inside.h"
+#include "host/salvage.h"
+#include "host/table.h"
+#include "integrity.h"
+
+namespace zentadb {
+
+namespace {
+
+struct Options {
+    std::string store;
+    std::string salvage;
+    bool quiet = false;
+    bool json = false;
+};
+
+constexpr std::size_t most_lines = 20;
+
+void print_lines(const std::string& headline, const std::vector<std::string>& lines, Paint paint, bool all) {
+    if (lines.empty()) return;
+    std::cout << painted(paint, headline, std::cout) << '\n';
+    const std::size_t shown = all ? lines.size() : std::min(lines.size(), most_lines);
+    for (std::size_t at = 0; at < shown; ++at) std::cout << "  " << printable(lines[at]) << '\n';
+    if (shown < lines.size()) std::cout << "  and " << lines.size() - shown << " more; --json lists all\n";
+}
+
+// The text of the store, as far as it can be had: what is inside where it is compressed.
+std::string inner_text(const std::string& text) {
+    try {
+        return zentadbpp::uncompress(text).str();
+    } catch (const zentadbpp::Error&) {
+        return text;
+    }
+}
+
+Outcome verify(const Options& options) {
+    const std::string text = read_file(options.store);
+    const std::string name = options.store == "-" ? "standard input" : options.store;
+    if (text.empty()) throw Failure(Outcome::damaged, name + ": the file is empty");
+    const IntegrityReport report = check_integrity(text);
+    const bool damaged = report.is_damaged();
+    Salvage saved;
+    if (damaged) saved = salvage(inner_text(text));
+
+    std::vector<std::string> damages;
+    std::vector<std::string> notes;
+    for (const Finding& finding : report.findings)
+        (is_damage(finding.trouble) ? damages : notes).push_back(describe(finding));
+    if (!report.refused.empty()) {
+        damages.push_back(explained(zentadbpp::Error(report.refused)).what());
+        if (saved.stopped_at > 0)
+            damages.push_back("the text breaks off or goes wrong at byte " + std::to_string(saved.stopped_at) + " of " +
+                              std::to_string(text.size()));
+        damages.insert(damages.end(), saved.damaged.begin(), saved.damaged.end());
+    }
+    const std::size_t histories = damaged ? saved.histories : report.documents;
+    const std::size_t contents = damaged ? saved.contents : report.contents;
+    if (options.json) {
+        nlohmann::ordered_json result{{"damaged", damaged},
+                                      {"damages", damages},
+                                      {"notes", notes},
+                                      {"whole_histories", histories},
+                                      {"whole_contents", contents}};
+        std::cout << pretty(result) << '\n';
+    } else if (!options.quiet) {
+        print_lines("damaged:", damages, Paint::red, false);
+        print_lines("to note:", notes, Paint::yellow, false);
+        std::cout << "whole: the histories of " << counted(histories, "document") << ", "
+                  << counted(contents, "content");
+        if (!damaged) std::cout << ", " << report.checked_contents << " of them checked by their hash";
+        std::cout << '\n';
+    }
+    if (!damaged) return Outcome::done;
+    if (options.salvage.empty()) {
+        if (!options.json && !options.quiet) {
+            std::cerr << "Bring back a copy of the file, or save what is whole with --salvage FILE and merge another "
+                         "copy into that.\n";
+        }
+        return Outcome::damaged;
+    }
+    if (saved.sync_json.empty())
+        throw Failure(Outcome::damaged, name + ": nothing can be saved", "Bring back a copy of the file.");
+    write_output(options.salvage, zentadbpp::Handle(saved.sync_json).dump().view());
+    return Outcome::damaged;
+}
+
+}  // namespace
+
+void add_verify(Program& program) {
+    const auto options = std::make_shared<Options>();
+    CLI::App& command =
+        program.command("verify", settling, "Check a store for damage: its structure, and contents by their hashes",
+                        "zentadb verify trip.sync\n"
+                        "zentadb verify trip.sync --salvage saved.sync; zentadb merge saved.sync phone.sync");
+    Arguments arguments(command);
+    arguments.required("STORE", options->store, "The store");
+    arguments.optional("--salvage", options->salvage, "Write a store with what is whole into this file");
+    arguments.flag("-q,--quiet", options->quiet, "Only exit, with 4 where there is damage");
+    arguments.flag("--json", options->json, "As JSON");
+    program.on(command, [options] { return verify(*options); });
+}
+
+}  // namespace zentadb

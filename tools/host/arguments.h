@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace zentadb {
+
+// Declares what a command takes, by name: "STORE" is told by its place, "-o,--output" by its name. What is given goes
+// into the variable when the command line is read; what is not leaves it as it is.
+//
+// It keeps the command line parser, which is large, out of all but two files.
+class Arguments {
+   public:
+    explicit Arguments(CLI::App& command) : command_(&command) {}
+
+    // Those that follow stand under this headline in the help.
+    void group(const std::string& headline) { group_ = headline; }
+
+    void required(const std::string& name, std::string& value, const std::string& help);
+    void required(const std::string& name, std::vector<std::string>& values, const std::string& help);
+    void optional(const std::string& name, std::string& value, const std::string& help);
+    void optional(const std::string& name, std::vector<std::string>& values, const std::string& help);
+    void optional(const std::string& name, std::uint32_t& value, const std::string& help);
+    void choice(const std::string& name, std::string& value, const std::vector<std::string>& choices,
+                const std::string& help);
+    void flag(const std::string& name, bool& value, const std::string& help);
+
+   private:
+    CLI::App* command_;
+    std::string group_;
+};
+
+}  // namespace zentadb

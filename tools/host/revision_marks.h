@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <unordered_set>
+
+#include "host/revision_tree.h"
+#include "host/store.h"
+#include "host/terminal.h"
+
+namespace zentadb {
+
+enum class Mark { none, wins, conflict, deleted, closed };
+
+[[nodiscard]] Paint paint_of(Mark mark);
+
+// What the revisions of a document are, to those who look at its tree.
+class RevisionMarks {
+   public:
+    RevisionMarks(const Store& store, const std::string& id, const RevisionTree& tree);
+
+    [[nodiscard]] std::size_t winner() const { return winner_; }
+    [[nodiscard]] Mark of(std::size_t index) const;
+    // "wins", "wins, deleted", "conflict", "deleted", "closed", or nothing.
+    [[nodiscard]] std::string words(std::size_t index) const;
+
+   private:
+    const RevisionTree* tree_;
+    std::size_t winner_;
+    std::unordered_set<std::string> conflicting_;
+};
+
+}  // namespace zentadb

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zentadb {
+
+// One revision in the tree of its document.
+struct Revision {
+    static constexpr std::size_t none = static_cast<std::size_t>(-1);
+
+    std::string name;  // the revision string
+    std::size_t parent = none;
+    std::vector<std::size_t> children;
+
+    // The hash of its content, or one of the words "deleted", "resolved" and "empty".
+    [[nodiscard]] std::string_view hash() const;
+    [[nodiscard]] bool is_leaf() const { return children.empty() && hash() != "resolved"; }
+};
+
+// The revisions of a document, parents before their children.
+class RevisionTree {
+   public:
+    // From a history array as it stands in a sync JSON; what it claims is taken as it is, whatever its depth.
+    explicit RevisionTree(std::string_view history);
+
+    [[nodiscard]] const std::vector<Revision>& revisions() const { return revisions_; }
+    [[nodiscard]] const Revision& operator[](std::size_t index) const { return revisions_[index]; }
+
+    // The revision of a name or of the only one that begins like this. Throws Failure (input).
+    [[nodiscard]] std::size_t find(std::string_view beginning) const;
+    // Each name cut so that it still names its revision, generation and seven characters at least.
+    [[nodiscard]] std::vector<std::string> short_names() const;
+    // How many revisions stand under each, itself counted.
+    [[nodiscard]] std::vector<std::size_t> sizes() const;
+
+   private:
+    std::vector<Revision> revisions_;
+};
+
+}  // namespace zentadb
