@@ -90,21 +90,16 @@ WholeObject Call::whole_object(const JsonValue& value) const {
     return {value, compressed != nullptr && compressed->as_boolean() && size != nullptr && size->is_number()};
 }
 
-std::string Call::inflate(std::string_view base64, double claimed_size, std::string_view& text) {
-    Inflated inflated = uncompress_text(base64, claimed_size);
-    // The compressed text is done with, so that a handle does not hold on to it.
-    if (owner_ != nullptr) memory_->texts.clear();
-    if (inflated.error.empty()) text = memory_->texts.emplace_back(std::move(inflated.text)).view();
-    return inflated.error;
-}
-
 // A text that was compressed is read as one that was given; its failures are told as those of the compressed object.
 template <class Read>
 auto Call::read_inflated(std::string_view base64, double claimed_size, Inflation inflation, const Read& read)
     -> decltype(read(std::string_view{})) {
-    std::string_view text;
-    std::string error = inflate(base64, claimed_size, text);
+    Inflated inflated = uncompress_text(base64, claimed_size);
+    // The compressed text is done with, so that a handle does not hold on to it.
+    if (owner_ != nullptr) memory_->texts.clear();
+    std::string error = std::move(inflated.error);
     if (error.empty()) {
+        const std::string_view text = memory_->texts.emplace_back(std::move(inflated.text)).view();
         try {
             auto value = read(text);
             if (is_object(value)) return value;
@@ -116,7 +111,10 @@ auto Call::read_inflated(std::string_view base64, double claimed_size, Inflation
             error = failure.what();
         }
     }
-    if (inflation == Inflation::passed_over) return read("{}");
+    if (inflation == Inflation::passed_over) {
+        if (inflated.out_of_memory) throw std::bad_alloc();
+        return read("{}");
+    }
     throw CallFailure{inflation == Inflation::reported ? std::move(error) : "failed_to_uncompress_obj"};
 }
 

@@ -37,7 +37,7 @@ struct CallMemory {
 };
 
 // What becomes of a compressed object that cannot be inflated: it counts as the empty object, it is told with its
-// reason, or with the bare key "failed_to_uncompress_obj".
+// reason, or with the bare key "failed_to_uncompress_obj". One for which there was no memory never counts as empty.
 enum class Inflation { passed_over, reported, reported_briefly };
 
 // An object as a tree, its members nested as deep as those of a sync JSON may be.
@@ -102,9 +102,6 @@ class Call {
 
    private:
     std::string_view keep(const char* argument);
-    // Inflates into `text`; answers the error text, or the empty one.
-    [[nodiscard]] std::string inflate(std::string_view base64, double claimed_size, std::string_view& text);
-
     template <class Read>
     auto read_inflated(std::string_view base64, double claimed_size, Inflation inflation, const Read& read)
         -> decltype(read(std::string_view{}));

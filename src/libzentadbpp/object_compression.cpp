@@ -55,7 +55,9 @@ bool can_be_allocated(double size) { return size >= 0 && size <= memory_size() &
 
 class InflateStream {
    public:
-    explicit InflateStream(std::string_view compressed) : rest_(compressed) { begun_ = inflateInit(&stream_) == Z_OK; }
+    explicit InflateStream(std::string_view compressed) : rest_(compressed) {
+        begun_ = checked(inflateInit(&stream_)) == Z_OK;
+    }
     ~InflateStream() {
         if (begun_) inflateEnd(&stream_);
     }
@@ -75,7 +77,7 @@ class InflateStream {
             const uInt wanted = portion(std::min(step, room - out.size()));
             stream_.next_out = reinterpret_cast<Bytef*>(out.grow(wanted));
             stream_.avail_out = wanted;
-            status = inflate(&stream_, Z_NO_FLUSH);
+            status = checked(inflate(&stream_, Z_NO_FLUSH));
             out.truncate(out.size() - stream_.avail_out);
             if (status == Z_STREAM_END) return out.size() == size;
         }
@@ -83,6 +85,11 @@ class InflateStream {
     }
 
    private:
+    static int checked(int status) {
+        if (status == Z_MEM_ERROR) throw std::bad_alloc();
+        return status;
+    }
+
     void feed() {
         if (stream_.avail_in != 0) return;
         stream_.avail_in = portion(rest_.size());
@@ -127,7 +134,7 @@ Inflated uncompress_text(std::string_view base64, double claimed_size) {
         result.text.truncate(std::min(result.text.view().find('\0'), result.text.size()));
         return result;
     } catch (const std::bad_alloc&) {
-        return {{}, failure(function, failed_to_allocate)};
+        return {{}, failure(function, failed_to_allocate), true};
     }
 }
 

@@ -15,8 +15,9 @@ namespace libzentadbpp {
 [[nodiscard]] std::string compress_text(std::string_view text, TextBuffer& out);
 
 struct Inflated {
-    TextBuffer text;    // cut at the first NUL byte, as every text is
-    std::string error;  // an error record; empty on success
+    TextBuffer text;             // cut at the first NUL byte, as every text is
+    std::string error;           // an error record; empty on success
+    bool out_of_memory = false;  // rather than that the object is damaged
 };
 // Inflates "data" of a compressed object whose "uncompressed_size" reads as `claimed_size`. The claim is checked before
 // any memory of that size is taken: a zlib stream holds at most about 1032 times its own length.

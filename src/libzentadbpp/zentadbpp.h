@@ -56,8 +56,10 @@
 //           text for none. Nothing is escaped, so keep ',' and NUL bytes out of ids
 //   JSON    a JSON text: ", " between elements and members, ": " after a key, keys in ascending byte order
 //
-// Where memory runs out, `error` is "std::bad_alloc"; where there is none even for that text, `value` (or `ptr`) and
-// `error` are both null. As a success always has a value or a handle, test for it and not for `error`:
+// Where memory runs out, the call fails as a whole: nothing is changed, nothing stays allocated, and no part of a
+// result is passed off as all of it. `error` is then "std::bad_alloc", or what is told of zlib and libcrypto below;
+// where there is no memory even for that text, `value` (or `ptr`) and `error` are both null. As a success always has a
+// value or a handle, test for it and not for `error`:
 //
 //     sync_json_result result = read_sync_json(text, "{}");
 //     if (result.value == NULL) report(result.error != NULL ? result.error : "out of memory");
@@ -80,7 +82,8 @@
 //                     <key>, <function> and the layout; <line> changes with every release.
 //   standard text     Of a failure of the C++ library: "std::bad_alloc"; "invalid string_view position" for an empty
 //                     JSON text; "invalid map<K, T> key" for a member that must be there; "invalid stoi argument" and
-//                     "stoi argument out of range" for the generation of a revision string.
+//                     "stoi argument out of range" for the generation of a revision string. Of one of libcrypto:
+//                     "SHA-256 failed", "SHA-256 is not available".
 //
 // Three groups are named once here and referred to below. All but the marked ones are error records.
 //
@@ -97,7 +100,7 @@
 //   [data]   A compressed object that cannot be opened, from "uncompress_object": "failed_to_uncompress_data",
 //            "failed_to_allocate_memory_for_uncompressed_data", "uncompressed_data_is_not_an_object"; or the parser
 //            message for what was inside. Functions that do not list [data] pass this over and go on with the empty
-//            set.
+//            set, except where it was for want of memory, which is "std::bad_alloc" there.
 //
 // Besides, every function that looks at a document's winning revision or leaves can fail with
 // "no_revision_in_document" (from "leafs") or, for an empty tree, "no_revisions_in_winning" (from "get_winning",

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -35,14 +36,25 @@ struct Given {
 
 enum class Handles : bool { stay_unchanged, may_be_written };
 
+template <class Record>
+bool gives_nothing(const Record& record) {
+    if constexpr (requires { record.ptr; }) return record.ptr == nullptr && record.error == nullptr;
+    if constexpr (requires { record.value; }) return record.value == nullptr && record.error == nullptr;
+    return false;
+}
+
 template <class Record, class... Parameters, std::size_t... at>
-Answer call_with(Record (*function)(Parameters...), const Texts& texts, Handles handles,
+Answer call_with(Record (*function)(Parameters...), const Texts& texts, Handles handles, const Around& around,
                  std::index_sequence<at...> /*positions*/) {
     EXPECT_EQ(texts.size(), sizeof...(Parameters));
     std::array<Given, sizeof...(at)> given{Given{texts.at(at)}...};
-    Answer answer = taken(function(given[at].template as<Parameters>()...));
+    const std::tuple<Parameters...> arguments{given[at].template as<Parameters>()...};
+    around.begin();
+    const Record record = std::apply(function, arguments);
+    around.end();
+    Answer answer = around.may_give_nothing && gives_nothing(record) ? Answer{} : taken(record);
     for (Given& argument : given) {
-        if (handles == Handles::stay_unchanged && argument.opened.handle) {
+        if ((handles == Handles::stay_unchanged || !answer.value) && argument.opened.handle) {
             EXPECT_EQ(dump(argument.opened.handle), argument.opened.value);
         }
         argument.opened.handle.reset();
@@ -55,9 +67,9 @@ Answer call_with(Record (*function)(Parameters...), const Texts& texts, Handles 
 
 template <class Record, class... Parameters>
 Caller calls(Record (*function)(Parameters...), Handles handles = Handles::stay_unchanged) {
-    return [=](const Texts& texts) {
-        return call_with(function, texts, handles, std::index_sequence_for<Parameters...>());
-    };
+    return {[=](const Texts& texts, const Around& around) {
+        return call_with(function, texts, handles, around, std::index_sequence_for<Parameters...>());
+    }};
 }
 
 const Argument sync{Kind::sync_json};

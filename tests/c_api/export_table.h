@@ -45,9 +45,20 @@ enum class Compression : std::uint8_t { never, always, like_first, by_config };
 enum class Gives : std::uint8_t { text, sync_json };
 
 // Calls with a text for each argument in C order; none is null. Handles are opened from their texts and freed before
-// the answer is looked at. A call must leave them as they were, except where `writes` says otherwise.
+// the answer is looked at. A call must leave them as they were, except where `writes` says otherwise and it succeeds.
 using Texts = std::vector<std::optional<std::string>>;
-using Caller = std::function<Answer(const Texts&)>;
+
+// What is to be done right before and after the C function runs.
+struct Around {
+    std::function<void()> begin = [] {};
+    std::function<void()> end = [] {};
+    bool may_give_nothing = false;  // neither value nor error, as where no memory is left
+};
+
+struct Caller {
+    std::function<Answer(const Texts&, const Around&)> function;
+    Answer operator()(const Texts& texts, const Around& around = {}) const { return function(texts, around); }
+};
 
 struct Export {
     std::string_view name;
