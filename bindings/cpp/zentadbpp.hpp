@@ -171,7 +171,7 @@ class Text {
 
    private:
     static const char* whole(const std::string& text) {
-        if (std::memchr(text.data(), '\0', text.size()) != nullptr) throw Error("text_contains_nul");
+        if (text.find('\0') != std::string::npos) throw Error("text_contains_nul");
         return text.c_str();
     }
 
@@ -236,7 +236,7 @@ inline bool truth(sync_json_result record) {
 }  // namespace detail
 
 // An opened sync JSON.
-class Handle {
+class [[nodiscard]] Handle {
    public:
     Handle() noexcept = default;                                         // holds nothing
     explicit Handle(sync_json_ptr handle) noexcept : handle_(handle) {}  // takes the handle
