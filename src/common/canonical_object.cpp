@@ -45,18 +45,17 @@ const char* written_value_end(const char* begin, const char* end) {
     return at;
 }
 
-std::string decode_written(std::string_view escaped) {
-    if (escaped.find('\\') == std::string_view::npos) return std::string(escaped);
+void DecodedString::decode() {
     Arena arena;
     std::string quoted = "\"";
-    quoted.append(escaped).push_back('"');
+    quoted.append(text_).push_back('"');
     JsonScanner scanner(quoted, arena);
-    return std::string(scanner.read_value(0, deepest_text).as_string());
+    decoded_ = scanner.read_value(0, deepest_text).as_string();
+    text_ = decoded_;
 }
 
 int compare_written_key(std::string_view escaped, std::string_view key) {
-    if (escaped.find('\\') == std::string_view::npos) return escaped.compare(key);
-    return std::string_view(decode_written(escaped)).compare(key);
+    return DecodedString(escaped).text().compare(key);
 }
 
 bool WrittenObject::next(WrittenMember& member) {

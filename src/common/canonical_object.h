@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "common/arena.h"
 #include "common/text_buffer.h"
 
 namespace libzentadbpp {
@@ -15,8 +16,30 @@ namespace libzentadbpp {
 // The end of any value.
 [[nodiscard]] const char* written_value_end(const char* begin, const char* end);
 
-// What stands between the quotes of a written string, decoded.
-[[nodiscard]] std::string decode_written(std::string_view escaped);
+// What stands between the quotes of a written string.
+[[nodiscard]] inline std::string_view inside_quotes(std::string_view string) {
+    return string.substr(1, string.size() - 2);
+}
+// The same decoded; almost always that is the same text.
+class DecodedString {
+   public:
+    explicit DecodedString(std::string_view escaped) : text_(escaped) {
+        if (escaped.find('\\') != std::string_view::npos) decode();
+    }
+    DecodedString(const DecodedString&) = delete;
+    DecodedString& operator=(const DecodedString&) = delete;
+
+    // As long as this and the written text.
+    [[nodiscard]] std::string_view text() const { return text_; }
+    // As long as the arena and the written text.
+    [[nodiscard]] std::string_view text_in(Arena& arena) const { return decoded_.empty() ? text_ : arena.copy(text_); }
+
+   private:
+    void decode();
+
+    std::string_view text_;
+    std::string decoded_;
+};
 // Orders a key as written (without its quotes) against a plain one.
 [[nodiscard]] int compare_written_key(std::string_view escaped, std::string_view key);
 

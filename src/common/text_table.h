@@ -8,13 +8,16 @@
 
 namespace libzentadbpp {
 
-// Finds the number of a text among texts that are all known beforehand; of equal texts the first. The texts must
+// Numbers different texts, counted from zero in the order of adding, and finds the number of a text. The texts must
 // outlive it. Hashing is seeded anew for every table, so that nobody can choose texts that collide.
 class TextTable {
    public:
-    explicit TextTable(std::size_t size);  // for at most that many
-    // Numbers count from zero, in the order of adding.
-    void add(std::string_view text);
+    explicit TextTable(std::size_t expected = 0);  // how many texts there will be, as far as that is known
+    struct Added {
+        std::uint32_t number;
+        bool is_new;
+    };
+    Added add(std::string_view text);
     [[nodiscard]] std::optional<std::uint32_t> find(std::string_view text) const;
 
    private:
@@ -25,6 +28,9 @@ class TextTable {
     };
 
     [[nodiscard]] std::uint64_t hash(std::string_view text) const;
+    // The slot that holds the text, or the free one where it belongs.
+    [[nodiscard]] std::size_t slot_of(std::string_view text, std::uint64_t code) const;
+    void grow();
 
     std::uint64_t seed_;
     std::vector<std::string_view> texts_;

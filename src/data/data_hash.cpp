@@ -40,7 +40,9 @@ void write_hex(const std::array<unsigned char, sha256_bytes>& bytes, std::array<
 }
 
 bool is_decimal_digit(char c) { return c >= '0' && c <= '9'; }
-bool is_hex_digit(char c) { return is_decimal_digit(c) || (c >= 'a' && c <= 'f'); }
+bool is_hex_digit(char c) {
+    return (static_cast<unsigned char>(c - '0') < 10) | (static_cast<unsigned char>(c - 'a') < 6);
+}
 
 struct FreeDigest {
     void operator()(EVP_MD_CTX* digest) const noexcept { EVP_MD_CTX_free(digest); }
@@ -149,7 +151,10 @@ std::string RunningHash::finish() {
 
 bool is_hash_of_kind(std::string_view hash, HashKind kind) {
     if (kind == HashKind::sha256) {
-        return hash.size() == sha256_digits && std::all_of(hash.begin(), hash.end(), is_hex_digit);
+        // All digits are looked at, so that the compiler looks at many at a time.
+        bool all = hash.size() == sha256_digits;
+        for (const char c : hash.substr(0, sha256_digits)) all &= is_hex_digit(c);
+        return all;
     }
     return hash.size() >= 2 && hash.size() <= 1 + most_fast_digits && hash.front() == 'x' &&
            std::all_of(hash.begin() + 1, hash.end(), is_decimal_digit);

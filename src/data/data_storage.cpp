@@ -1,9 +1,9 @@
 #include "data/data_storage.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "common/error.h"
+#include "common/text_order.h"
 
 namespace libzentadbpp {
 
@@ -17,8 +17,6 @@ std::optional<std::string_view> reserved_content(std::string_view hash) {
 
 }  // namespace
 
-bool DataStorage::is_reserved(std::string_view hash) { return reserved_content(hash).has_value(); }
-
 std::optional<std::string_view> DataStorage::find(std::string_view hash) const {
     if (auto reserved = reserved_content(hash)) return reserved;
     const Content* content = contents_.find(hash);
@@ -31,17 +29,17 @@ std::string_view DataStorage::read_object(std::string_view hash) const {
     return *text;
 }
 
-void ContentChanges::add(std::string_view hash, std::string_view text) {
-    auto memory = std::make_shared_for_overwrite<char[]>(hash.size() + text.size());
-    char* place = memory.get();
-    std::memcpy(place, hash.data(), hash.size());
-    std::memcpy(place + hash.size(), text.data(), text.size());
-    changes_.push_back({{place, hash.size()}, {{place + hash.size(), text.size()}, std::move(memory)}});
+std::string_view ContentChanges::add(std::string_view hash, std::string_view text, SharedMemory& memory) {
+    auto [bytes, owner] = memory.allocate(hash.size() + text.size());
+    std::memcpy(bytes, hash.data(), hash.size());
+    std::memcpy(bytes + hash.size(), text.data(), text.size());
+    changes_.push_back({{bytes, hash.size()}, {{bytes + hash.size(), text.size()}, std::move(owner)}});
+    return changes_.back().key;
 }
 
 DataStorage ContentChanges::applied_to(const DataStorage& storage) && {
     if (changes_.empty()) return storage;
-    std::stable_sort(changes_.begin(), changes_.end(), [](const auto& a, const auto& b) { return a.key < b.key; });
+    sort_by_text(changes_, [](const auto& change) { return change.key; });
     std::size_t kept = 0;
     for (std::size_t i = 0; i < changes_.size(); ++i) {
         if (i + 1 < changes_.size() && changes_[i].key == changes_[i + 1].key) continue;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "common/ordered_map.h"
+#include "common/shared_memory.h"
 
 namespace libzentadbpp {
 
@@ -27,7 +28,9 @@ class DataStorage {
     DataStorage() = default;
     explicit DataStorage(Map contents) : contents_(std::move(contents)) {}
 
-    [[nodiscard]] static bool is_reserved(std::string_view hash);
+    [[nodiscard]] static bool is_reserved(std::string_view hash) {
+        return hash == "deleted" || hash == "resolved" || hash == "empty";
+    }
 
     // The content under a hash, reserved ones included, or nothing.
     [[nodiscard]] std::optional<std::string_view> find(std::string_view hash) const;
@@ -44,8 +47,8 @@ class DataStorage {
 // Collects contents to be added to a storage. Of several under one hash the last one counts.
 class ContentChanges {
    public:
-    // Copies hash and text into memory of their own.
-    void add(std::string_view hash, std::string_view text);
+    // Copies hash and text into the memory, and answers the copy of the hash.
+    std::string_view add(std::string_view hash, std::string_view text, SharedMemory& memory);
     // Keeps what is there.
     void share(const DataStorage::Map::Entry& entry) { changes_.push_back(entry); }
 

@@ -5,7 +5,8 @@
 
 #include "common/arena.h"
 #include "common/json_scanner.h"
-#include "documents/hash_key.h"
+#include "common/pair_scan.h"
+#include "common/text_order.h"
 #include "documents/vocabulary.h"
 
 namespace libzentadbpp {
@@ -30,13 +31,11 @@ void visit_references(const JsonValue& value, const Visit& visit) {
 }  // namespace
 
 std::vector<std::string_view> winning_contents(const DocumentStorage& storage) {
-    struct Wanted {
-        HashKey hash;
-        std::uint32_t number;
-    };
     std::vector<std::string_view> contents(storage.documents().size());
-    std::vector<Wanted> wanted;
-    wanted.reserve(contents.size());
+    std::vector<std::string_view> hashes;  // of the winning revisions, and whose they are
+    std::vector<std::uint32_t> numbers;
+    hashes.reserve(contents.size());
+    numbers.reserve(contents.size());
     std::uint32_t number = 0;
     for (const auto& entry : storage.documents()) {
         if (entry.value->has_winning()) {
@@ -44,19 +43,19 @@ std::vector<std::string_view> winning_contents(const DocumentStorage& storage) {
             if (DataStorage::is_reserved(hash)) {
                 contents[number] = *storage.data().find(hash);
             } else {
-                wanted.push_back({HashKey(hash), number});
+                hashes.push_back(hash);
+                numbers.push_back(number);
             }
         }
         ++number;
     }
-    std::sort(wanted.begin(), wanted.end(), [](const Wanted& a, const Wanted& b) { return a.hash < b.hash; });
-    auto next = wanted.begin();
-    for (const auto& entry : storage.data().contents()) {
-        const HashKey stored(entry.key);
-        while (next != wanted.end() && next->hash < stored) ++next;
-        for (; next != wanted.end() && next->hash.text() == entry.key; ++next) {
-            contents[next->number] = entry.value.text;
-        }
+    auto stored = storage.data().contents().begin();
+    const auto end = storage.data().contents().end();
+    for (const std::uint32_t at : text_order(hashes)) {
+        int order = -1;
+        while (stored != end && (order = stored->key.compare(hashes[at])) < 0) ++stored;
+        if (stored == end) break;
+        if (order == 0) contents[numbers[at]] = stored->value.text;
     }
     return contents;
 }
@@ -80,7 +79,8 @@ void mark_referenced_objects(const DocumentIndex& index, std::vector<bool>& refe
         if (!index.is_live(number) || has_ordering_id(index.id(number))) continue;
         const auto content = index.winning_content(number);
         if (!content || (content->size() > cheap_to_repeat && !visited.insert(content->data()).second)) continue;
-        if (content->find("\"O") == std::string_view::npos) continue;
+        const char* const end = content->data() + content->size();
+        if (find_pair(content->data(), end, '"', vocabulary::object_reference_marker) == end) continue;
         Arena arena;
         visit_references(JsonScanner(*content, arena).read_value(0, deepest_content), [&](std::string_view id) {
             if (const auto target = index.find(id); target && *target != number) referenced[*target] = true;

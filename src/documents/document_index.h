@@ -31,6 +31,14 @@ class DocumentIndex {
         const std::string_view content = contents_[number];
         return content.data() == nullptr ? std::nullopt : std::optional(content);
     }
+    // Has the beginning of that content brought near, as far as the machine can.
+    void prefetch(std::uint32_t number) const {
+        constexpr std::size_t cache_line = 64;
+        const std::string_view content = contents_[number];
+        for (std::size_t at = 0; at < content.size() && at < 4 * cache_line; at += cache_line) {
+            __builtin_prefetch(content.data() + at);
+        }
+    }
     // A live document has a winning revision, and that is no deleted one.
     [[nodiscard]] bool is_live(std::uint32_t number) const { return live_[number]; }
 

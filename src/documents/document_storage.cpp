@@ -1,28 +1,24 @@
 #include "documents/document_storage.h"
 
 #include <algorithm>
-#include <cstdint>
+#include <functional>
 
 #include "common/error.h"
 #include "common/json_writer.h"
-#include "documents/hash_key.h"
+#include "common/text_order.h"
 
 namespace libzentadbpp {
 
 std::vector<std::string_view> referenced_hashes(const DocumentStorage::Documents& documents) {
-    std::vector<HashKey> sorted;
-    sorted.reserve(documents.size());
+    std::vector<std::string_view> hashes;
+    hashes.reserve(documents.size());
     for (const auto& entry : documents) {
         for (const TreeRevision& revision : entry.value->revisions()) {
-            if (!DataStorage::is_reserved(revision.datahash())) sorted.emplace_back(revision.datahash());
+            if (!DataStorage::is_reserved(revision.datahash())) hashes.push_back(revision.datahash());
         }
     }
-    std::sort(sorted.begin(), sorted.end());
-    std::vector<std::string_view> hashes;
-    hashes.reserve(sorted.size());
-    for (const HashKey& entry : sorted) {
-        if (hashes.empty() || hashes.back() != entry.text()) hashes.push_back(entry.text());
-    }
+    sort_by_text(hashes, std::identity());
+    hashes.erase(std::unique(hashes.begin(), hashes.end()), hashes.end());
     return hashes;
 }
 
@@ -83,8 +79,7 @@ void DocumentStorage::serialize(TextBuffer& out) const {
 
 DocumentStorage::Documents DocumentChanges::applied_to(const DocumentStorage::Documents& documents) && {
     if (changes_.empty()) return documents;
-    const auto by_id = [](const auto& a, const auto& b) { return a.key < b.key; };
-    if (!std::is_sorted(changes_.begin(), changes_.end(), by_id)) std::sort(changes_.begin(), changes_.end(), by_id);
+    sort_by_text(changes_, [](const auto& change) { return change.key; });
     return documents.with(std::move(changes_));
 }
 

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "common/byte_scan.h"
 #include "common/error.h"
 #include "common/json_scanner.h"
 #include "common/json_writer.h"
@@ -105,6 +106,29 @@ class Packer {
     char* at_;
 };
 
+// A chain whose texts need no escapes is written with them as they stand, so its history holds them: they are packed
+// once. Each comes with quotes and ", ", but for the last one with quotes, "[" and "]".
+constexpr std::size_t chain_entry_extra = 4;
+
+bool is_plain_chain(std::span<const TreeRevision> revisions) {
+    return is_chain(revisions) && std::ranges::all_of(revisions, [](const TreeRevision& revision) {
+               const char* const end = revision.text.data() + revision.text.size();
+               return find_stop<StopAt::escape>(revision.text.data(), end) == end;
+           });
+}
+
+std::string_view pack_plain_chain(std::span<TreeRevision> revisions, Packer& packer) {
+    const char* const begin = packer.pack("[").data();
+    std::string_view separator = "\"";
+    for (TreeRevision& revision : revisions) {
+        packer.pack(separator);
+        revision.text = packer.pack(revision.text);
+        separator = "\", \"";
+    }
+    const std::string_view last = packer.pack("\"]");
+    return {begin, static_cast<std::size_t>(last.data() + last.size() - begin)};
+}
+
 }  // namespace
 
 TreeRevision TreeRevision::make(std::string_view text, std::uint32_t index, std::uint32_t parent) {
@@ -120,33 +144,41 @@ std::string TreeRevision::revision_string() const { return std::to_string(index)
 Revision TreeRevision::revision() const { return Revision(index, datahash(), text.substr(datahash_length + 1)); }
 
 DocumentRef MultiVersionDocument::make(std::string_view id, std::span<const TreeRevision> given) {
+    SharedMemory memory = SharedMemory::unshared();
+    return make(id, given, memory);
+}
+
+DocumentRef MultiVersionDocument::make(std::string_view id, std::span<const TreeRevision> given, SharedMemory& memory) {
     if (id.empty()) {
         raise<InvalidDocumentException>(source::multiversiondocument, "MultiVersionDocument",
                                         "cannot_push_new_revision_if_document_is_missing_identifier");
     }
-    std::vector<TreeRevision> revisions =
-        is_in_order(given) ? std::vector<TreeRevision>(given.begin(), given.end()) : in_order(given);
-    TextBuffer history;
-    write_history(revisions, history);
+    std::vector<TreeRevision> sorted;
+    if (!is_in_order(given)) given = sorted = in_order(given);
+    const bool plain = is_plain_chain(given);
+    TextBuffer folded;
+    if (!plain) write_history(given, folded);
 
-    std::size_t texts = id.size() + history.size();
-    for (const TreeRevision& revision : revisions) texts += revision.text.size();
-    const std::size_t head = sizeof(MultiVersionDocument) + revisions.size() * sizeof(TreeRevision);
+    std::size_t texts = id.size() + folded.size();
+    for (const TreeRevision& revision : given) texts += revision.text.size() + (plain ? chain_entry_extra : 0);
+    const std::size_t head = sizeof(MultiVersionDocument) + given.size() * sizeof(TreeRevision);
     static_assert(alignof(MultiVersionDocument) <= alignof(std::uint64_t));
     static_assert(sizeof(MultiVersionDocument) % alignof(TreeRevision) == 0);
-    std::shared_ptr<std::uint64_t[]> memory = std::make_shared_for_overwrite<std::uint64_t[]>(
-        (head + texts + sizeof(std::uint64_t) - 1) / sizeof(std::uint64_t));
+    auto [bytes, owner] = memory.allocate(head + texts);
 
-    char* const bytes = reinterpret_cast<char*>(memory.get());
     Packer packer(bytes + head);
-    for (TreeRevision& revision : revisions) revision.text = packer.pack(revision.text);
     auto* const tree = reinterpret_cast<TreeRevision*>(bytes + sizeof(MultiVersionDocument));
-    std::uninitialized_copy(revisions.begin(), revisions.end(), tree);
+    std::uninitialized_copy(given.begin(), given.end(), tree);
     auto* const document = new (bytes) MultiVersionDocument;
     document->id_ = packer.pack(id);
-    document->history_ = packer.pack(history.view());
-    document->set_revisions({tree, revisions.size()});
-    return DocumentRef(std::move(memory), document);
+    if (plain) {
+        document->history_ = pack_plain_chain({tree, given.size()}, packer);
+    } else {
+        for (std::size_t at = 0; at < given.size(); ++at) tree[at].text = packer.pack(given[at].text);
+        document->history_ = packer.pack(folded.view());
+    }
+    document->set_revisions({tree, given.size()});
+    return DocumentRef(std::move(owner), document);
 }
 
 DocumentRef MultiVersionDocument::make_in(Arena& arena, const std::shared_ptr<const void>& owner, std::string_view id,
@@ -174,17 +206,26 @@ void MultiVersionDocument::set_revisions(std::span<const TreeRevision> revisions
     winning_ = find_winning(revisions);
 }
 
-DocumentRef MultiVersionDocument::first(std::string_view id, std::string_view datahash) {
-    const std::string text = std::string(datahash).append("_").append(first_suffix);
+DocumentRef MultiVersionDocument::first(std::string_view id, std::string_view datahash, SharedMemory& memory) {
+    std::string text;
+    text.reserve(datahash.size() + 1 + first_suffix.size());
+    text.append(datahash).append("_").append(first_suffix);
     const TreeRevision revision = TreeRevision::make(text, 1, no_entry);
-    return make(id, {&revision, 1});
+    return make(id, {&revision, 1}, memory);
+}
+
+DocumentRef MultiVersionDocument::first(std::string_view id, std::string_view datahash) {
+    SharedMemory memory = SharedMemory::unshared();
+    return first(id, datahash, memory);
 }
 
 DocumentRef MultiVersionDocument::with_child(std::uint32_t parent, std::string_view datahash) const {
-    return with_chain(parent, {&datahash, 1});
+    SharedMemory memory = SharedMemory::unshared();
+    return with_chain(parent, {&datahash, 1}, memory);
 }
 
-DocumentRef MultiVersionDocument::with_chain(std::uint32_t parent, std::span<const std::string_view> datahashes) const {
+DocumentRef MultiVersionDocument::with_chain(std::uint32_t parent, std::span<const std::string_view> datahashes,
+                                             SharedMemory& memory) const {
     std::vector<TreeRevision> grown(revisions_, revisions_ + count_);
     grown.reserve(grown.size() + datahashes.size());
     std::deque<std::string> texts;
@@ -209,7 +250,7 @@ DocumentRef MultiVersionDocument::with_chain(std::uint32_t parent, std::span<con
         }
         parent = child;
     }
-    return make(id_, grown);
+    return make(id_, grown, memory);
 }
 
 std::optional<std::uint32_t> MultiVersionDocument::find(std::uint32_t index, std::string_view text) const {

@@ -10,6 +10,7 @@
 
 #include "common/arena.h"
 #include "common/history.h"
+#include "common/shared_memory.h"
 #include "documents/revision.h"
 
 namespace libzentadbpp {
@@ -48,8 +49,9 @@ using DocumentRef = std::shared_ptr<const MultiVersionDocument>;
 class MultiVersionDocument {
    public:
     // A document from its revisions in any order, `parent` being a position in `revisions`. An empty tree is allowed.
-    // Empty id: InvalidDocumentException. The texts are copied. Exactly one revision has no parent (unless there is
-    // none). Of equal revisions the first stays.
+    // Empty id: InvalidDocumentException. The texts are copied into the memory (without one, into a block of their
+    // own). Exactly one revision has no parent (unless there is none). Of equal revisions the first stays.
+    static DocumentRef make(std::string_view id, std::span<const TreeRevision> revisions, SharedMemory& memory);
     static DocumentRef make(std::string_view id, std::span<const TreeRevision> revisions);
     // The same in memory of the arena (texts are not copied and must live as long as it does); `owner` keeps that
     // memory alive. `history` is the folded tree where the caller has it already (a text that lives as long), else
@@ -57,6 +59,7 @@ class MultiVersionDocument {
     static DocumentRef make_in(Arena& arena, const std::shared_ptr<const void>& owner, std::string_view id,
                                std::span<const TreeRevision> revisions, std::string_view history);
     // A document with the single revision 1-<datahash>_first.
+    static DocumentRef first(std::string_view id, std::string_view datahash, SharedMemory& memory);
     static DocumentRef first(std::string_view id, std::string_view datahash);
 
     // This document with one more revision, a child of the one at `parent`, which carries the data hash. Where that
@@ -64,7 +67,8 @@ class MultiVersionDocument {
     // the same content as this one, the child hangs under an empty revision in between. O(revisions log revisions).
     [[nodiscard]] DocumentRef with_child(std::uint32_t parent, std::string_view datahash) const;
     // The same for several, each the child of the one before.
-    [[nodiscard]] DocumentRef with_chain(std::uint32_t parent, std::span<const std::string_view> datahashes) const;
+    [[nodiscard]] DocumentRef with_chain(std::uint32_t parent, std::span<const std::string_view> datahashes,
+                                         SharedMemory& memory) const;
 
     [[nodiscard]] std::string_view id() const { return id_; }
     // All revisions in ascending revision order; parents come before their children.

@@ -8,7 +8,10 @@
 #include <vector>
 
 #include "common/arena.h"
+#include "common/canonical_object.h"
+#include "common/pair_scan.h"
 #include "documents/document_index.h"
+#include "documents/vocabulary.h"
 
 namespace libzentadbpp {
 
@@ -22,8 +25,8 @@ struct OrderingList {
     bool complete;                            // nothing was left out of `elements`
 };
 
-// Reads the lists of revisions, each content once: any number of revisions may share a long one. The lists live as long
-// as this; those of one content have their elements at one place.
+// Reads the lists of revisions. Any number of revisions may share one long content, so that is read once: its lists
+// have their elements at one place. The lists live as long as this.
 class OrderingLists {
    public:
     explicit OrderingLists(const DocumentIndex& index) : index_(&index) {}
@@ -36,27 +39,39 @@ class OrderingLists {
         bool is_list = false;
         std::string_view instance;
         std::string_view domain;
-        std::vector<std::uint32_t> elements;
+        std::span<const std::uint32_t> elements;
         bool complete = true;
     };
     [[nodiscard]] Content parse(std::string_view text);
+    void parse_elements(std::string_view array, Content& content);
 
     const DocumentIndex* index_;
     Arena arena_;
-    std::unordered_map<const char*, Content> contents_;  // by where their texts lie
+    std::unordered_map<const char*, Content> long_contents_;  // by where their texts lie
+    std::vector<std::uint32_t> elements_;
 };
 
-// Calls `visit(domain)` for every string of a written content that refers to an array.
+// Calls `visit(domain)` for every string of a written content that refers to an array. The domain lives as long as the
+// visit.
 template <class Visit>
 void visit_array_references(std::string_view content, const Visit& visit) {
+    const char* const end = content.data() + content.size();
     // In a written text a quote before a letter opens a string, unless it is escaped.
-    constexpr std::string_view opening = "\"A";
-    for (std::size_t at = content.find(opening); at != std::string_view::npos; at = content.find(opening, at + 1)) {
-        if (content[at - 1] == '\\') continue;
-        const std::size_t end = content.find('"', at + 1);
-        if (content[end + 1] != ':') visit(content.substr(at + 2, end - at - 2));
+    for (const char* at = content.data(); (at = find_pair(at, end, '"', vocabulary::array_reference_marker)) != end;
+         ++at) {
+        if (at[-1] == '\\') continue;
+        const char* const string_end = written_string_end(at, end);
+        if (*string_end == ':') continue;
+        visit(DecodedString({at + 2, static_cast<std::size_t>(string_end - at - 3)}).text());
     }
 }
+
+// The numbers of the ordering documents.
+struct NumberRange {
+    std::uint32_t first;
+    std::uint32_t end;
+};
+[[nodiscard]] NumberRange ordering_documents(const DocumentIndex& index);
 
 // Marks the documents that the winning lists of the ordering documents name.
 void mark_listed_elements(const DocumentIndex& index, std::vector<bool>& listed);

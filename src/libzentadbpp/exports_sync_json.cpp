@@ -22,9 +22,10 @@ sync_json_result update_sync_json(const char* input, const char* sync_json, cons
         const JsonValue configuration = call.configuration(config);
         SyncJsonText text = call.sync_json_object(sync_json, "synchronizable_json_is_not_an_object");
         const DocumentStorage storage = call.open(std::move(text), Inflation::reported);
-        return Call::rendered(
-            update(storage, data, TransformationSettings::for_flattening(configuration), call.arena()),
-            asks_for_compression(configuration));
+        const auto settings = TransformationSettings::for_flattening(configuration);
+        SharedMemory memory(call.arena());
+        return Call::rendered(update(storage, data, settings, call.arena(), memory),
+                              asks_for_compression(configuration));
     });
 }
 
@@ -61,7 +62,8 @@ sync_json_ptr_result update_sync_json_ptr(const char* input, sync_json_ptr ptr, 
     return answer_handle("update_sync_json_ptr", [&](Call& call) {
         const JsonValue data = call.object(input, "input_is_not_an_object");
         const auto settings = TransformationSettings::for_flattening(call.configuration(config));
-        return update(call.handle(ptr), data, settings, call.arena());
+        SharedMemory memory;
+        return update(call.handle(ptr), data, settings, call.arena(), memory);
     });
 }
 

@@ -76,14 +76,15 @@ class BulkGet {
     [[nodiscard]] DocumentStorage storage() {
         DocumentChanges changes;
         ContentChanges contents;
+        SharedMemory memory;
         for (const auto& [id, incoming] : documents_) {
             if (incoming.revisions.empty()) continue;
             // A history of one entry is read as a revision string, so it must be one.
             if (incoming.revisions.size() == 1) (void)Revision(incoming.revisions.front().revision_string());
-            changes.set(MultiVersionDocument::make(id, incoming.revisions));
+            changes.set(MultiVersionDocument::make(id, incoming.revisions, memory));
         }
         for (const Returned& content : contents_) {
-            if (!content.document->revisions.empty()) contents.add(content.hash, content.text);
+            if (!content.document->revisions.empty()) contents.add(content.hash, content.text, memory);
         }
         DocumentStorage storage(std::move(changes).applied_to({}), std::move(contents).applied_to({}), {});
         if (storage.documents().empty()) return {};

@@ -9,13 +9,15 @@ namespace libzentadbpp {
 
 namespace {
 
-DocumentRef taken_over(const DocumentRef& document, Takeover takeover) {
+DocumentRef taken_over(const DocumentRef& document, Takeover takeover, SharedMemory& memory) {
     if (DocumentRef opened = reopened(*document)) return opened;
-    return takeover == Takeover::share ? document : MultiVersionDocument::make(document->id(), document->revisions());
+    if (takeover == Takeover::share) return document;
+    return MultiVersionDocument::make(document->id(), document->revisions(), memory);
 }
 
 // The contents that the source's revisions name and the target lacks.
-DataStorage merged_contents(const DocumentStorage& source, const DocumentStorage& target, Takeover takeover) {
+DataStorage merged_contents(const DocumentStorage& source, const DocumentStorage& target, Takeover takeover,
+                            SharedMemory& memory) {
     std::vector<const DataStorage::Map::Entry*> missing;
     auto theirs = target.data().contents().begin();
     const auto end = target.data().contents().end();
@@ -32,7 +34,7 @@ DataStorage merged_contents(const DocumentStorage& source, const DocumentStorage
         if (takeover == Takeover::share) {
             changes.share(*entry);
         } else {
-            changes.add(entry->key, entry->value.text);
+            changes.add(entry->key, entry->value.text, memory);
         }
     }
     return std::move(changes).applied_to(target.data());
@@ -48,12 +50,13 @@ ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage
 
     ReplicationResult result;
     DocumentChanges changes;
+    SharedMemory memory;
     auto ours = target.documents().begin();
     const auto end = target.documents().end();
     for (const auto& entry : source.documents()) {
         while (ours != end && ours->key < entry.key) ++ours;
         if (ours == end || ours->key != entry.key) {
-            changes.set(taken_over(entry.value, takeover));
+            changes.set(taken_over(entry.value, takeover, memory));
             result.missing_found += entry.value->revisions().size();
         } else if (ours->value != entry.value &&
                    (ours->value->history() != entry.value->history() || !ours->value->has_winning())) {
@@ -63,9 +66,9 @@ ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage
         }
     }
 
-    result.target =
-        DocumentStorage(std::move(changes).applied_to(target.documents()), merged_contents(source, target, takeover),
-                        root.empty() ? source.root_or_empty() : root);
+    result.target = DocumentStorage(std::move(changes).applied_to(target.documents()),
+                                    merged_contents(source, target, takeover, memory),
+                                    root.empty() ? source.root_or_empty() : root);
     return result;
 }
 

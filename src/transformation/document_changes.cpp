@@ -1,19 +1,17 @@
 #include "transformation/document_changes.h"
 
-#include <algorithm>
+#include <utility>
+#include <vector>
 
-#include "common/arena.h"
-#include "common/text_table.h"
 #include "documents/document_index.h"
 
 namespace libzentadbpp {
 
 namespace {
 
-// A document while contents are stored in it one after the other. The revisions are added at the end, all at once.
+// A document while contents are stored in it one after the other. Its revisions are added at the end, all at once.
 struct OpenDocument {
     const MultiVersionDocument* stored = nullptr;
-    bool produced = false;
     std::string_view winning_content;     // null data where it is not stored
     std::vector<std::string_view> added;  // data hashes of the revisions to come
 
@@ -21,82 +19,75 @@ struct OpenDocument {
         if (!added.empty()) return added.back();
         return stored != nullptr ? stored->winning().datahash() : std::string_view{};
     }
-    [[nodiscard]] DocumentRef changed(std::string_view id) const {
-        if (stored != nullptr) return stored->with_chain(stored->winning_position(), added);
-        const DocumentRef document = MultiVersionDocument::first(id, added.front());
-        return added.size() == 1 ? document : document->with_chain(0, std::span(added).subspan(1));
+    [[nodiscard]] DocumentRef changed(std::string_view id, SharedMemory& memory) const {
+        if (stored != nullptr) return stored->with_chain(stored->winning_position(), added, memory);
+        const DocumentRef document = MultiVersionDocument::first(id, added.front(), memory);
+        return added.size() == 1 ? document : document->with_chain(0, std::span(added).subspan(1), memory);
     }
 };
 
 class DocumentWriter {
    public:
-    DocumentWriter(DataHasher& hasher, Arena& arena) : hasher_(&hasher), arena_(&arena) {}
+    DocumentWriter(DataHasher& hasher, SharedMemory& memory) : hasher_(&hasher), memory_(&memory) {}
 
-    void store(OpenDocument& document, const FlattenedDocument& produced) {
-        document.produced = true;
-        const std::string_view winning = document.winning_hash();
-        if (winning == deleted_hash) return;
-        if (document.winning_content == produced.content && is_hash_of_kind(winning, hasher_->kind())) return;
-        const std::string_view hash = arena_->copy((*hasher_)(produced.content));
-        contents.add(hash, produced.content);
-        if (hash != winning) document.added.push_back(hash);
-        document.winning_content = produced.content;
+    // Stores what was produced for one document, which may be nothing.
+    void store(const MultiVersionDocument* stored, std::string_view winning_content,
+               std::span<const FlattenedDocument> produced, Unproduced unproduced) {
+        document_.stored = stored;
+        document_.winning_content = winning_content;
+        document_.added.clear();
+        for (const FlattenedDocument& content : produced) add(content.content);
+        if (produced.empty() && unproduced == Unproduced::remove && !has_ordering_id(stored->id()) &&
+            document_.winning_hash() != deleted_hash) {
+            document_.added.push_back(deleted_hash);
+        }
+        if (document_.added.empty()) return;
+        documents_.set(document_.changed(stored != nullptr ? stored->id() : produced.front().id, *memory_));
     }
 
-    static void remove(OpenDocument& document) {
-        if (document.winning_hash() != deleted_hash) document.added.push_back(deleted_hash);
+    [[nodiscard]] DocumentStorage applied_to(const DocumentStorage& storage) && {
+        return DocumentStorage(std::move(documents_).applied_to(storage.documents()),
+                               std::move(contents_).applied_to(storage.data()), storage.root_or_empty());
     }
-
-    ContentChanges contents;
 
    private:
+    void add(std::string_view content) {
+        const std::string_view winning = document_.winning_hash();
+        if (winning == deleted_hash) return;
+        if (document_.winning_content == content && is_hash_of_kind(winning, hasher_->kind())) return;
+        const std::string_view hash = contents_.add((*hasher_)(content), content, *memory_);
+        if (hash != winning) document_.added.push_back(hash);
+        document_.winning_content = content;
+    }
+
     DataHasher* hasher_;
-    Arena* arena_;
+    SharedMemory* memory_;
+    OpenDocument document_;
+    DocumentChanges documents_;
+    ContentChanges contents_;
 };
 
 }  // namespace
 
 DocumentStorage store_documents(const DocumentStorage& storage, std::span<const FlattenedDocument> documents,
-                                Unproduced unproduced, DataHasher& hasher) {
-    std::vector<OpenDocument> open(storage.documents().size());
-    TextTable numbers(open.size());
+                                Unproduced unproduced, DataHasher& hasher, SharedMemory& memory) {
+    DocumentWriter writer(hasher, memory);
+    auto next = documents.begin();
+    // Those that come next and have one id.
+    const auto take = [&] {
+        const auto first = next;
+        while (next != documents.end() && next->id == first->id) ++next;
+        return std::span(first, next);
+    };
     const std::vector<std::string_view> contents = winning_contents(storage);
-    std::size_t next = 0;
-    for (const auto& entry : storage.documents()) {
-        numbers.add(entry.key);
-        open[next].stored = entry.value.get();
-        open[next].winning_content = contents[next];
-        ++next;
+    auto content = contents.begin();
+    for (const auto& [id, document] : storage.documents()) {
+        while (next != documents.end() && next->id < id) writer.store(nullptr, {}, take(), unproduced);
+        const bool is_produced = next != documents.end() && next->id == id;
+        writer.store(document.get(), *content++, is_produced ? take() : std::span(next, next), unproduced);
     }
-
-    Arena arena;
-    DocumentWriter writer(hasher, arena);
-    DocumentChanges changes;
-    std::vector<const FlattenedDocument*> added;
-    for (const FlattenedDocument& produced : documents) {
-        if (const auto number = numbers.find(produced.id)) {
-            writer.store(open[*number], produced);
-        } else {
-            added.push_back(&produced);
-        }
-    }
-    for (OpenDocument& document : open) {
-        if (unproduced == Unproduced::remove && !document.produced && !has_ordering_id(document.stored->id())) {
-            DocumentWriter::remove(document);
-        }
-        if (!document.added.empty()) changes.set(document.changed(document.stored->id()));
-    }
-
-    std::stable_sort(added.begin(), added.end(), [](const auto* a, const auto* b) { return a->id < b->id; });
-    for (auto produced = added.begin(); produced != added.end();) {
-        OpenDocument document;
-        const std::string_view id = (*produced)->id;
-        for (; produced != added.end() && (*produced)->id == id; ++produced) writer.store(document, **produced);
-        changes.set(document.changed(id));
-    }
-
-    return DocumentStorage(std::move(changes).applied_to(storage.documents()),
-                           std::move(writer.contents).applied_to(storage.data()), storage.root_or_empty());
+    while (next != documents.end()) writer.store(nullptr, {}, take(), unproduced);
+    return std::move(writer).applied_to(storage);
 }
 
 }  // namespace libzentadbpp

@@ -16,12 +16,13 @@ struct FlattenedDocument {
 
 enum class Unproduced : bool { keep, remove };
 
-// Stores documents in their order, each under its id: a new document gets a first revision, a live one a child of its
-// winning revision where the content differs, a deleted one stays deleted. With Unproduced::remove every other document
-// that is no ordering document gets a deleted revision. Comparing contents by their text spares hashing what did not
-// change. O(documents of the storage + those produced).
+// Stores documents under their ids: a new document gets a first revision, a live one a child of its winning revision
+// where the content differs, a deleted one stays deleted. With Unproduced::remove every other document that is no
+// ordering document gets a deleted revision. The documents come in ascending order of id; of several of one id each is
+// a further revision. Comparing contents by their text spares hashing what did not change. What is new lies in the
+// memory. O(documents of the storage + those produced).
 [[nodiscard]] DocumentStorage store_documents(const DocumentStorage& storage,
                                               std::span<const FlattenedDocument> documents, Unproduced unproduced,
-                                              DataHasher& hasher);
+                                              DataHasher& hasher, SharedMemory& memory);
 
 }  // namespace libzentadbpp

@@ -1,26 +1,35 @@
 #include "transformation/document_path.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "common/number_text.h"
+#include "common/small_stack.h"
 #include "documents/document_storage.h"
 
 namespace libzentadbpp {
 
 namespace {
 
-// Text and then every later step may hold the pattern again: what was inserted is never scanned.
-std::string replace_all(std::string_view text, std::string_view pattern, std::string_view replacement) {
-    std::string result;
+// What lies before, between and behind the occurrences of a pattern.
+std::vector<std::string> pieces_around(std::string_view text, std::string_view pattern) {
+    std::vector<std::string> pieces;
     std::size_t begin = 0;
     for (std::size_t at; (at = text.find(pattern, begin)) != std::string_view::npos; begin = at + pattern.size()) {
-        result.append(text.substr(begin, at - begin)).append(replacement);
+        pieces.emplace_back(text.substr(begin, at - begin));
     }
-    return result.append(text.substr(begin));
+    pieces.emplace_back(text.substr(begin));
+    return pieces;
+}
+
+void join(std::span<const std::string> pieces, std::string_view separator, std::string& joined) {
+    joined = pieces.front();
+    for (const std::string& piece : pieces.subspan(1)) joined.append(separator).append(piece);
 }
 
 // What a number adds to an id: its whole part, where that fits 64 bits.
@@ -34,14 +43,13 @@ bool append_whole_part(double value, std::string& id) {
 }
 
 // The steps that lead to a path, the last one first, back to the first for which `ends` holds.
+using Steps = SmallStack<const DocumentPath*, 16>;
 template <class Ends>
-std::vector<const DocumentPath*> steps_from(const DocumentPath* step, const Ends& ends) {
-    std::vector<const DocumentPath*> steps;
+void collect_steps(const DocumentPath* step, const Ends& ends, Steps& steps) {
     for (; step != nullptr; step = step->parent) {
-        steps.push_back(step);
+        steps.push(step);
         if (ends(*step)) break;
     }
-    return steps;
 }
 
 }  // namespace
@@ -94,8 +102,10 @@ void IdGenerator::append_step(const DocumentPath& step, std::string& text) {
 
 std::string IdGenerator::path_text(const DocumentPath& path) {
     std::string text;
-    const auto steps = steps_from(&path, [](const DocumentPath&) { return false; });
-    for (auto at = steps.rbegin(); at != steps.rend(); ++at) append_step(**at, text);
+    Steps steps;
+    collect_steps(
+        &path, [](const DocumentPath&) { return false; }, steps);
+    for (; !steps.empty(); steps.pop()) append_step(*steps.top(), text);
     return text;
 }
 
@@ -103,21 +113,24 @@ std::string IdGenerator::path_text(const DocumentPath& path) {
 // may share what comes before them: its hash is kept on the way, or each of them would hash it again.
 std::string_view IdGenerator::path_hash(const DocumentPath& path) {
     constexpr std::size_t long_text = 1024;
-    const auto is_kept = [](const DocumentPath& step) { return step.hash_so_far != nullptr; };
-    const auto steps = steps_from(&path, is_kept);
-    const DocumentPath& oldest = *steps.back();
+    Steps steps;
+    collect_steps(
+        &path, [](const DocumentPath& step) { return step.hash_so_far != nullptr; }, steps);
     std::optional<RunningHash> hash;
-    if (is_kept(oldest)) hash.emplace(*oldest.hash_so_far);
+    if (steps.top()->hash_so_far != nullptr) {
+        hash.emplace(*steps.top()->hash_so_far);
+        steps.pop();
+    }
     std::string text;
-    for (auto at = steps.rbegin(); at != steps.rend(); ++at) {
-        const DocumentPath& step = **at;
-        if (is_kept(step)) continue;
+    text.reserve(long_text / 4);
+    for (; !steps.empty(); steps.pop()) {
+        const DocumentPath& step = *steps.top();
         append_step(step, text);
         if (text.size() < long_text) continue;
         if (!hash) hash.emplace(hasher_->kind());
         hash->add(text);
         text.clear();
-        step.hash_so_far = std::make_shared<const RunningHash>(*hash);
+        step.hash_so_far = &kept_hashes_.emplace_back(*hash);
     }
     if (!hash) return arena_->copy((*hasher_)(text));
     hash->add(text);
@@ -139,10 +152,19 @@ std::string_view IdGenerator::array_domain(const DocumentPath& path) {
     return path.empty() ? vocabulary::root_name : path_hash(path);
 }
 
-std::string ordering_id(std::string_view instance_id, std::string_view domain, DataHasher& hasher) {
-    const std::string text =
-        replace_all(replace_all(vocabulary::ordering_id_format, "%instanceid%", instance_id), "%domain%", domain);
-    return std::string(ordering_id_prefix).append(hasher(text));
+OrderingIds::OrderingIds(std::string_view instance_id) {
+    std::string format;
+    join(pieces_around(vocabulary::ordering_id_format, "%instanceid%"), instance_id, format);
+    // An instance id may hold the other placeholder; it is filled in there as well.
+    pieces_ = pieces_around(format, "%domain%");
+}
+
+std::string_view OrderingIds::id(std::string_view domain, DataHasher& hasher, Arena& arena) {
+    join(pieces_, domain, name_);
+    const std::string_view hash = hasher(name_);
+    char* const id = static_cast<char*>(arena.allocate(ordering_id_prefix.size() + hash.size(), 1));
+    std::ranges::copy(hash, std::ranges::copy(ordering_id_prefix, id).out);
+    return {id, ordering_id_prefix.size() + hash.size()};
 }
 
 }  // namespace libzentadbpp

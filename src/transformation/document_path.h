@@ -1,6 +1,6 @@
 #pragma once
 
-#include <memory>
+#include <deque>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,8 +30,8 @@ struct DocumentPath {
     std::string_view text;
     const JsonValue* object = nullptr;
     mutable std::string_view object_id{};  // once made
-    // The hash of the path up to here, kept here and there along a long one.
-    mutable std::shared_ptr<const RunningHash> hash_so_far{};
+    // The hash of the path up to here, kept here and there along a long one by the generator.
+    mutable const RunningHash* hash_so_far = nullptr;
 
     [[nodiscard]] bool empty() const { return step == Step::top; }
 };
@@ -57,11 +57,21 @@ class IdGenerator {
     const TransformationSettings* settings_;
     DataHasher* hasher_;
     Arena* arena_;
+    std::deque<RunningHash> kept_hashes_;
 };
 
 // Yields the id that a rule makes from an object, or false where it yields none.
 [[nodiscard]] bool apply_rule(const IdGenerationRule& rule, const JsonValue& object, std::string& id);
 
-[[nodiscard]] std::string ordering_id(std::string_view instance_id, std::string_view domain, DataHasher& hasher);
+// Makes the ids of one instance's ordering documents.
+class OrderingIds {
+   public:
+    explicit OrderingIds(std::string_view instance_id);
+    [[nodiscard]] std::string_view id(std::string_view domain, DataHasher& hasher, Arena& arena);
+
+   private:
+    std::vector<std::string> pieces_;  // of the name that is hashed: the domain goes between them
+    std::string name_;
+};
 
 }  // namespace libzentadbpp

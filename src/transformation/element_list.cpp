@@ -2,18 +2,6 @@
 
 namespace libzentadbpp {
 
-void ElementList::link() {
-    if (linked_) return;
-    linked_ = true;
-    occurrences_.reserve(start_.size());
-    for (const std::uint32_t number : start_) insert_after(tail_, number);
-}
-
-bool ElementList::contains(std::uint32_t number) {
-    link();
-    return occurrences_.contains(number);
-}
-
 void ElementList::insert_after(std::uint32_t node, std::uint32_t number) {
     const auto inserted = static_cast<std::uint32_t>(nodes_.size());
     const std::uint32_t next = node == none ? head_ : nodes_[node].next;
@@ -34,12 +22,11 @@ void ElementList::insert_before_nearest(std::span<const std::uint32_t> following
     insert_after(tail_, number);
 }
 
-std::vector<std::uint32_t> ElementList::finish() && {
-    if (!linked_) return std::move(start_);
+std::span<const std::uint32_t> ElementList::finish(Arena& arena) const {
     std::vector<std::uint32_t> numbers;
     numbers.reserve(nodes_.size());
     for (std::uint32_t node = head_; node != none; node = nodes_[node].next) numbers.push_back(nodes_[node].number);
-    return numbers;
+    return arena.copy(std::span<const std::uint32_t>(numbers));
 }
 
 }  // namespace libzentadbpp

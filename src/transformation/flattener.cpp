@@ -7,6 +7,7 @@
 #include "common/error.h"
 #include "common/json_writer.h"
 #include "common/number_text.h"
+#include "common/text_order.h"
 
 namespace libzentadbpp {
 
@@ -21,6 +22,12 @@ void write_reference(char marker, std::string_view target, TextBuffer& out) {
     out.push_back('"');
 }
 
+// Whether an object has one of the two members that the flattener looks for, which come before nearly all others.
+bool has_marker(const JsonValue& object, std::string_view key) {
+    const auto members = object.members();
+    return !members.empty() && members.front().key <= key && object.find(key) != nullptr;
+}
+
 bool is_array_of_objects(const JsonValue& array) {
     return std::ranges::all_of(array.elements(), [](const JsonValue& element) { return element.is_object(); });
 }
@@ -28,26 +35,30 @@ bool is_array_of_objects(const JsonValue& array) {
 }  // namespace
 
 void write_ordering_content(std::string_view instance_id, std::string_view domain,
-                            std::span<const std::string_view> element_ids, TextBuffer& out) {
+                            std::span<const FlattenedDocument> elements, TextBuffer& out) {
     out.append(R"({"d": )");
     write_json_string(domain, out);
     out.append(R"(, "i": )");
     write_json_string(instance_id, out);
     out.append(R"(, "s": [)");
     const char* separator = "";
-    for (const std::string_view id : element_ids) {
+    for (const FlattenedDocument& element : elements) {
         out.append(separator);
-        write_json_string(id, out);
+        write_json_string(element.id, out);
         separator = ", ";
     }
     out.append("]}");
 }
 
 Flattener::Flattener(const TransformationSettings& settings, DataHasher& hasher, Arena& arena)
-    : settings_(&settings), hasher_(&hasher), arena_(&arena), ids_(settings, hasher, arena) {}
+    : settings_(&settings),
+      hasher_(&hasher),
+      arena_(&arena),
+      ids_(settings, hasher, arena),
+      ordering_ids_(settings.instance_id) {}
 
 bool Flattener::splits(const JsonValue& object) const {
-    return settings_->flatten_objects || object.find(vocabulary::do_flatten_key) != nullptr;
+    return settings_->flatten_objects || has_marker(object, vocabulary::do_flatten_key);
 }
 
 Flattener::Result Flattener::flatten(const JsonValue& data) {
@@ -59,46 +70,54 @@ Flattener::Result Flattener::flatten(const JsonValue& data) {
     const std::string_view root = flatten_document(data, top, root_id_);
     refuse_clashes(data);
 
-    Result result{root_id_, {}};
-    result.documents.push_back({root_id_, root});
-    for (const auto& [id, content] : object_documents_) result.documents.push_back({id, content});
-    for (const auto& [domain, elements] : arrays_) {
-        if (elements.empty()) continue;
-        result.documents.insert(result.documents.end(), elements.begin(), elements.end());
-        result.documents.push_back(ordering_document(domain, elements));
-    }
-    return result;
+    return {root_id_, all_documents(root)};
 }
 
 // An element and an object that is split off must not become one document. Which object it is, a second walk tells.
 void Flattener::refuse_clashes(const JsonValue& data) {
-    if (object_documents_.empty() || clashing_id_) return;
-    for (const auto& [domain, elements] : arrays_) {
-        for (const FlattenedDocument& element : elements) {
-            if (!object_documents_.contains(element.id)) continue;
-            clashing_id_ = element.id;
-            object_documents_.clear();
-            arrays_.clear();
-            (void)flatten_document(data, DocumentPath(), root_id_);
-            return;
-        }
+    if (objects_.empty() || clashing_id_) return;
+    for (const FlattenedDocument& element : elements_) {
+        if (!object_ids_.find(element.id)) continue;
+        clashing_id_ = element.id;
+        object_ids_ = TextTable();
+        objects_.clear();
+        domains_ = TextTable();
+        arrays_.clear();
+        (void)flatten_document(data, DocumentPath(), root_id_);
+        return;
     }
 }
 
-FlattenedDocument Flattener::ordering_document(std::string_view domain, const Elements& elements) {
-    std::vector<std::string_view> element_ids;
-    element_ids.reserve(elements.size());
-    for (const FlattenedDocument& element : elements) element_ids.push_back(element.id);
-    TextBuffer content;
-    write_ordering_content(settings_->instance_id, domain, element_ids, content);
-    return {arena_->copy(ordering_id(settings_->instance_id, domain, *hasher_)), arena_->copy(content.view())};
+// Only where elements have one id does it matter in which order documents are stored: that of their arrays' domains.
+std::vector<FlattenedDocument> Flattener::all_documents(std::string_view root) {
+    sort_by_text(arrays_, [](const Array& array) { return array.domain; });
+    std::vector<FlattenedDocument> documents;
+    documents.reserve(1 + objects_.size() + elements_.size() + arrays_.size());
+    documents.push_back({root_id_, root});
+    documents.insert(documents.end(), objects_.begin(), objects_.end());
+    for (const Array& array : arrays_) {
+        if (array.count == 0) continue;
+        const auto first = elements_.begin() + static_cast<std::ptrdiff_t>(array.first);
+        documents.insert(documents.end(), first, first + static_cast<std::ptrdiff_t>(array.count));
+        documents.push_back(ordering_document(array));
+    }
+    sort_by_text(documents, [](const FlattenedDocument& document) { return document.id; });
+    return documents;
+}
+
+FlattenedDocument Flattener::ordering_document(const Array& array) {
+    TextBuffer& content = buffers_.front();
+    content.clear();
+    write_ordering_content(settings_->instance_id, array.domain, std::span(elements_).subspan(array.first, array.count),
+                           content);
+    return {ordering_ids_.id(array.domain, *hasher_, *arena_), arena_->copy(content.view())};
 }
 
 std::string_view Flattener::flatten_document(const JsonValue& object, const DocumentPath& path, std::string_view id) {
     if (open_documents_ == buffers_.size()) buffers_.emplace_back();
     TextBuffer& out = buffers_[open_documents_++];
     out.clear();
-    if (object.find(vocabulary::no_flatten_key) != nullptr) {
+    if (has_marker(object, vocabulary::no_flatten_key)) {
         write_verbatim(object, id, IdMember::leave_out, out);
     } else {
         write_members(object, path, id, IdMember::leave_out, out);
@@ -129,7 +148,7 @@ void Flattener::write_value(const JsonValue& value, const DocumentPath& path, Te
 }
 
 void Flattener::write_inline_object(const JsonValue& object, const DocumentPath& path, TextBuffer& out) {
-    if (object.find(vocabulary::no_flatten_key) != nullptr) {
+    if (has_marker(object, vocabulary::no_flatten_key)) {
         write_verbatim(object, ids_.object_id(object, path), IdMember::set, out);
     } else if (splits(object)) {
         write_members(object, path, ids_.object_id(object, path), IdMember::set, out);
@@ -164,7 +183,7 @@ void Flattener::write_members(const JsonValue& object, const DocumentPath& path,
         const DocumentPath member{&inside, Step::member, key};
         if (is_id) {
             write_json(value, out);
-        } else if (split && value.is_object() && value.find(vocabulary::no_flatten_key) == nullptr) {
+        } else if (split && value.is_object() && !has_marker(value, vocabulary::no_flatten_key)) {
             write_object_reference(value, member, out);
         } else {
             write_value(value, member, out);
@@ -196,35 +215,39 @@ void Flattener::refuse_duplicate(const DocumentPath& path) {
 void Flattener::write_object_reference(const JsonValue& object, const DocumentPath& path, TextBuffer& out) {
     const std::string_view id = ids_.object_id(object, path);
     // The id is taken before the object is entered, so that another object of that id inside it is met as well.
-    const auto [entry, is_new] = object_documents_.try_emplace(id);
-    if (!is_new || id == root_id_ || id == clashing_id_) refuse_duplicate(path);
+    if (!object_ids_.add(id).is_new || id == root_id_ || id == clashing_id_) refuse_duplicate(path);
     write_reference(vocabulary::object_reference_marker, id, out);
-    entry->second = flatten_document(object, path, id);
+    objects_.push_back({id, flatten_document(object, path, id)});
 }
 
 void Flattener::write_array_reference(const JsonValue& array, const DocumentPath& path, TextBuffer& out) {
     const std::string_view domain = ids_.array_domain(path);
-    const auto [entry, is_new] = arrays_.try_emplace(domain);
+    const auto [number, is_new] = domains_.add(domain);
     // Two arrays of one domain would share their elements; only where both are empty is nothing lost.
-    if (!is_new && !(array.elements().empty() && entry->second.empty())) {
+    if (!is_new && !(array.elements().empty() && arrays_[number].count == 0)) {
         raise<FlattenerException>(source::flattener, "flatten", "duplicate_array_domain_key", ids_.path_text(path));
     }
     write_reference(vocabulary::array_reference_marker, domain, out);
+    if (!is_new) return;
+    arrays_.push_back({domain, 0, array.elements().size()});
 
     const DocumentPath inside{&path, Step::array, domain};
     const bool indexed = settings_->indexed_array_paths.contains(domain);
-    Elements& elements = entry->second;
-    elements.reserve(array.elements().size());
+    const std::size_t first_waiting = waiting_.size();
     for (const JsonValue& element : array.elements()) {
         std::array<char, longest_number> digits;
-        const auto position = static_cast<std::int64_t>(elements.size());
+        const auto position = static_cast<std::int64_t>(waiting_.size() - first_waiting);
         const DocumentPath indexed_path{
-            &inside, Step::position, {digits.data(), write_integer(position, digits.data())}};
+            &inside, Step::position, {digits.data(), indexed ? write_integer(position, digits.data()) : digits.data()}};
         const DocumentPath& element_path = indexed ? indexed_path : inside;
         const std::string_view id = ids_.object_id(element, element_path);
         if (id == root_id_) refuse_duplicate(element_path);
-        elements.push_back({id, flatten_document(element, element_path, id)});
+        waiting_.push_back({id, flatten_document(element, element_path, id)});
     }
+    arrays_[number].first = elements_.size();
+    const auto first = waiting_.begin() + static_cast<std::ptrdiff_t>(first_waiting);
+    elements_.insert(elements_.end(), first, waiting_.end());
+    waiting_.erase(first, waiting_.end());
 }
 
 }  // namespace libzentadbpp

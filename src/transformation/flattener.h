@@ -1,15 +1,15 @@
 #pragma once
 
 #include <deque>
-#include <map>
 #include <optional>
-#include <set>
+#include <span>
 #include <string_view>
 #include <vector>
 
 #include "common/arena.h"
 #include "common/json_value.h"
 #include "common/text_buffer.h"
+#include "common/text_table.h"
 #include "data/data_hash.h"
 #include "transformation/document_changes.h"
 #include "transformation/document_path.h"
@@ -32,7 +32,7 @@ class Flattener {
 
     struct Result {
         std::string_view root_id;
-        std::vector<FlattenedDocument> documents;  // in the order in which they are to be stored
+        std::vector<FlattenedDocument> documents;  // sorted; of one id in the order in which they are to be stored
     };
     // The answer lies in the arena and in the value. FlattenerException.
     [[nodiscard]] Result flatten(const JsonValue& data);
@@ -42,7 +42,11 @@ class Flattener {
     // keeps its own, or is given one.
     enum class IdMember { leave_out, keep, set };
 
-    using Elements = std::vector<FlattenedDocument>;
+    struct Array {
+        std::string_view domain;
+        std::size_t first = 0;  // its elements among those of all arrays
+        std::size_t count = 0;
+    };
 
     std::string_view flatten_document(const JsonValue& object, const DocumentPath& path, std::string_view id);
     void write_value(const JsonValue& value, const DocumentPath& path, TextBuffer& out);
@@ -55,22 +59,28 @@ class Flattener {
     void refuse_clashes(const JsonValue& data);
     [[noreturn]] void refuse_duplicate(const DocumentPath& path);
     [[nodiscard]] bool splits(const JsonValue& object) const;
-    [[nodiscard]] FlattenedDocument ordering_document(std::string_view domain, const Elements& elements);
+    [[nodiscard]] std::vector<FlattenedDocument> all_documents(std::string_view root);
+    [[nodiscard]] FlattenedDocument ordering_document(const Array& array);
 
     const TransformationSettings* settings_;
     DataHasher* hasher_;
     Arena* arena_;
     IdGenerator ids_;
+    OrderingIds ordering_ids_;
     std::string_view root_id_;
-    std::optional<std::string_view> clashing_id_;                    // where an element and an object have one id
-    std::map<std::string_view, std::string_view> object_documents_;  // contents by id
-    std::map<std::string_view, Elements> arrays_;                    // by domain
-    std::deque<TextBuffer> buffers_;                                 // one for each document being written
+    std::optional<std::string_view> clashing_id_;  // where an element and an object have one id
+    TextTable object_ids_;
+    std::vector<FlattenedDocument> objects_;  // split off from the objects that they lie in
+    TextTable domains_;
+    std::vector<Array> arrays_;
+    std::vector<FlattenedDocument> elements_;  // of all arrays that were left, each array's together
+    std::vector<FlattenedDocument> waiting_;   // of those that are being walked
+    std::deque<TextBuffer> buffers_;           // one for each document being written
     std::size_t open_documents_ = 0;
 };
 
 // The content of an ordering document.
 void write_ordering_content(std::string_view instance_id, std::string_view domain,
-                            std::span<const std::string_view> element_ids, TextBuffer& out);
+                            std::span<const FlattenedDocument> elements, TextBuffer& out);
 
 }  // namespace libzentadbpp

@@ -1,13 +1,17 @@
 #include "transformation/ordering_reconciliation.h"
 
 #include <algorithm>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
 #include <span>
 #include <tuple>
-#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
 #include "common/sort_unique.h"
+#include "common/text_order.h"
 #include "data/data_hash.h"
 #include "documents/ordering_lists.h"
 #include "transformation/document_changes.h"
@@ -25,54 +29,79 @@ struct InstanceLists {
 };
 
 struct Array {
-    bool is_shown = false;  // a live document refers to it
-    ElementList elements;
+    std::string_view domain;
+    bool is_shown = false;                               // a live document refers to it
+    std::span<const std::uint32_t> start;                // what it holds before anything is added
+    std::unique_ptr<ElementList> grown;                  // what it holds then, once something was
     const OrderingList* own = nullptr;                   // the configured instance's winning list
     const MultiVersionDocument* own_document = nullptr;  // also where only another of its revisions could be read
+
+    template <class MayAdd, class Added>
+    void add_from(std::span<const std::uint32_t> list, const MayAdd& may_add, const Added& added) {
+        if (grown == nullptr) {
+            if (std::ranges::none_of(list, may_add)) return;
+            grown = std::make_unique<ElementList>(start);
+        }
+        grown->add_from(list, may_add, added);
+    }
 };
 
 // Carries out the steps; each is a method, in their order.
 class Reconciliation {
    public:
-    Reconciliation(const DocumentIndex& index, std::string_view instance_id)
-        : index_(index), instance_id_(instance_id), reader_(index), placed_in_round_(index.size(), unplaced) {
-        collect_lists();
-        collect_shown_arrays();
-    }
+    Reconciliation(const DocumentIndex& index, std::string_view instance_id, OrderingLists& reader, TextTable& domains,
+                   Arena& arena)
+        : index_(index),
+          instance_id_(instance_id),
+          reader_(reader),
+          domains_(domains),
+          arena_(arena),
+          placed_in_round_(index.size(), unplaced) {}
 
     void run() {
-        start_with_own_winning_lists();
-        settle_moves();
-        for (auto& [domain, array] : arrays_) {
-            if (!array.is_shown) continue;
-            for (const std::uint32_t number : array.elements.start()) placed_in_round_[number] = own_round;
-        }
+        collect_lists();
+        collect_shown_arrays();
+        place_own_winning_lists();
         add_other_lists();
         restore_lost();
     }
 
-    [[nodiscard]] std::map<std::string_view, Array>& arrays() { return arrays_; }
+    [[nodiscard]] std::deque<Array>& arrays() { return arrays_; }
 
    private:
     static constexpr std::uint32_t unplaced = 0;
     static constexpr std::uint32_t own_round = 1;
 
+    Array& array_of(std::string_view domain) {
+        const auto [number, is_new] = domains_.add(domain);
+        if (is_new) arrays_.emplace_back().domain = domain;
+        return arrays_[number];
+    }
+
+    InstanceLists& lists_of(std::string_view instance) {
+        return instance == instance_id_ ? own_lists_ : other_lists_[instance];
+    }
+
     void collect_lists() {
-        for (std::uint32_t number = 0; number < index_.size(); ++number) {
-            if (!has_ordering_id(index_.id(number))) continue;
+        const auto [first, end] = ordering_documents(index_);
+        own_lists_.winning.reserve(end - first);
+        for (std::uint32_t number = first; number < end; ++number) {
             const MultiVersionDocument& document = index_.document(number);
             if (!document.has_winning()) continue;
             const std::uint32_t winning = document.winning_position();
-            if (auto list = reader_.read(number, winning)) {
-                lists_[list->instance].winning.push_back(*list);
-            }
+            if (auto list = reader_.read(number, winning)) lists_of(list->instance).winning.push_back(*list);
             if (document.revisions().size() == document.winning().index) continue;  // a single chain
             for (const std::uint32_t leaf : document.open_leafs()) {
                 if (leaf == winning) continue;
-                if (auto list = reader_.read(number, leaf)) {
-                    lists_[list->instance].other_leafs.push_back(*list);
-                }
+                if (auto list = reader_.read(number, leaf)) lists_of(list->instance).other_leafs.push_back(*list);
             }
+        }
+        for (const OrderingList& list : own_lists_.winning) {
+            Array& array = array_of(list.domain);
+            if (array.own != nullptr) continue;  // a second one of this domain adds what is left, with the other lists
+            array.own = &list;
+            array.own_document = &index_.document(list.document);
+            array.start = list.elements;
         }
     }
 
@@ -81,21 +110,27 @@ class Reconciliation {
     void collect_shown_arrays() {
         for (std::uint32_t number = 0; number < index_.size(); ++number) {
             if (!index_.is_live(number) || has_ordering_id(index_.id(number))) continue;
-            if (const auto content = index_.winning_content(number)) {
-                visit_array_references(*content, [&](std::string_view domain) { arrays_[domain].is_shown = true; });
-            }
+            const auto content = index_.winning_content(number);
+            if (!content) continue;
+            visit_array_references(*content, [&](std::string_view domain) {
+                const auto known = domains_.find(domain);
+                (known ? arrays_[*known] : array_of(arena_.copy(domain))).is_shown = true;
+            });
         }
     }
 
-    void start_with_own_winning_lists() {
-        for (const OrderingList& list : lists_[instance_id_].winning) {
-            Array& array = arrays_[list.domain];
-            if (array.own != nullptr) continue;  // a second one of this domain adds what is left, with the other lists
-            array.own = &list;
-            array.own_document = &index_.document(list.document);
-            array.elements.start_with({list.elements.begin(), list.elements.end()});
-            added_.insert(list.elements.data());
+    void place_own_winning_lists() {
+        bool any_in_several = false;
+        std::vector<const Array*> first_array(index_.size());
+        for (const Array& array : arrays_) {
+            if (!array.is_shown) continue;
+            for (const std::uint32_t number : array.start) {
+                if (first_array[number] == nullptr) first_array[number] = &array;
+                any_in_several = any_in_several || first_array[number] != &array;
+                placed_in_round_[number] = own_round;
+            }
         }
+        if (any_in_several) settle_moves();
     }
 
     // An element that was moved between arrays on one copy, while the other copy rewrote the array that it left, stands
@@ -103,22 +138,21 @@ class Reconciliation {
     void settle_moves() {
         std::vector<std::uint32_t> places(index_.size());
         std::vector<const Array*> last_array(index_.size());
-        bool any = false;
-        for (const auto& [domain, array] : arrays_) {
+        std::vector<Array*> shown;
+        for (Array& array : arrays_) {
             if (!array.is_shown) continue;
-            for (const std::uint32_t number : array.elements.start()) {
-                if (std::exchange(last_array[number], &array) != &array && ++places[number] > 1) any = true;
+            if (array.own != nullptr) shown.push_back(&array);
+            for (const std::uint32_t number : array.start) {
+                if (std::exchange(last_array[number], &array) != &array) ++places[number];
             }
         }
-        if (!any) return;
-        for (auto array = arrays_.rbegin(); array != arrays_.rend(); ++array) {
-            if (array->second.is_shown && array->second.own != nullptr) remove_moved(array->second, places);
-        }
+        std::ranges::sort(shown, std::greater(), &Array::domain);
+        for (Array* array : shown) remove_moved(*array, places);
     }
 
     void remove_moved(Array& array, std::vector<std::uint32_t>& places) {
         std::vector<std::uint32_t> in_several;
-        for (const std::uint32_t number : array.elements.start()) {
+        for (const std::uint32_t number : array.start) {
             if (places[number] > 1) in_several.push_back(number);
         }
         if (in_several.empty()) return;
@@ -126,9 +160,9 @@ class Reconciliation {
         const std::vector<std::uint32_t> moved = moved_away_from(*array.own, in_several);
         if (moved.empty()) return;
         for (const std::uint32_t number : moved) --places[number];  // more than one, so one is left
-        std::vector<std::uint32_t> kept = array.elements.start();
+        std::vector<std::uint32_t> kept(array.start.begin(), array.start.end());
         std::erase_if(kept, [&](std::uint32_t number) { return std::ranges::binary_search(moved, number); });
-        array.elements.start_with(std::move(kept));
+        array.start = arena_.copy(std::span<const std::uint32_t>(kept));
     }
 
     // Those of the elements (ascending) that another leaf of the list's document no longer lists, though its last
@@ -140,7 +174,7 @@ class Reconciliation {
             std::uint32_t count = 0;
             std::map<const std::uint32_t*, std::uint32_t> by_content;
         };
-        const std::vector<OrderingList>& leafs = lists_[winning.instance].other_leafs;
+        const std::vector<OrderingList>& leafs = own_lists_.other_leafs;
         const auto by_document = [](const OrderingList& a, const OrderingList& b) { return a.document < b.document; };
         const auto [first, last] = std::equal_range(leafs.begin(), leafs.end(), winning, by_document);
         if (first == last) return {};
@@ -189,43 +223,46 @@ class Reconciliation {
     // The content of an older revision may still refer to an array that is not shown now; it gets its first list as it
     // is.
     static void keep_unshown(Array& array, const OrderingList& list) {
-        if (array.own == nullptr && array.elements.start().empty()) {
-            array.elements.start_with({list.elements.begin(), list.elements.end()});
-        }
+        if (array.own == nullptr && array.start.empty()) array.start = list.elements;
     }
 
     // Adds what nothing has placed yet, each element once.
     void add_unplaced(const OrderingList& list, std::uint32_t round) {
-        Array& array = arrays_[list.domain];
+        Array& array = array_of(list.domain);
         if (list.instance == instance_id_ && array.own_document == nullptr) {
             array.own_document = &index_.document(list.document);
         }
         if (!array.is_shown) return keep_unshown(array, list);
         if (!added_.insert(list.elements.data()).second) return;
-        array.elements.add_from(
+        array.add_from(
             list.elements, [&](std::uint32_t number) { return placed_in_round_[number] == unplaced; },
             [&](std::uint32_t number) { placed_in_round_[number] = round; });
     }
 
     void add_other_lists() {
-        for (const OrderingList& list : lists_[instance_id_].winning) {
-            if (arrays_[list.domain].own != &list) add_unplaced(list, own_round);
+        const auto is_second = [&](const OrderingList& list) { return array_of(list.domain).own != &list; };
+        const bool any_second = std::ranges::any_of(own_lists_.winning, is_second);
+        if (!any_second && own_lists_.other_leafs.empty() && other_lists_.empty()) return;
+        for (const OrderingList& list : own_lists_.winning) {
+            if (!is_second(list)) added_.insert(list.elements.data());
         }
-        for (const OrderingList& list : lists_[instance_id_].other_leafs) add_unplaced(list, own_round);
+        for (const OrderingList& list : own_lists_.winning) {
+            if (is_second(list)) add_unplaced(list, own_round);
+        }
+        for (const OrderingList& list : own_lists_.other_leafs) add_unplaced(list, own_round);
 
         std::uint32_t round = own_round;
-        for (const auto& [instance, lists] : lists_) {
-            if (instance == instance_id_) continue;
+        for (const auto& [instance, lists] : other_lists_) {
             ++round;
             // The first instance that lists an element decides where it stands: wherever its winning lists have it.
             for (const OrderingList& list : lists.winning) {
-                Array& array = arrays_[list.domain];
+                Array& array = array_of(list.domain);
                 if (!array.is_shown) {
                     keep_unshown(array, list);
                     continue;
                 }
                 if (!added_.insert(list.elements.data()).second) continue;
-                array.elements.add_from(
+                array.add_from(
                     list.elements,
                     [&](std::uint32_t number) {
                         return placed_in_round_[number] == unplaced || placed_in_round_[number] == round;
@@ -241,8 +278,8 @@ class Reconciliation {
         std::vector<bool> lost(index_.size());
         bool any = false;
         for (std::uint32_t number = 0; number < index_.size(); ++number) {
-            lost[number] = placed_in_round_[number] == unplaced && !has_ordering_id(index_.id(number)) &&
-                           index_.id(number) != index_.storage().root_or_empty() && index_.is_live(number);
+            if (placed_in_round_[number] != unplaced || !index_.is_live(number)) continue;
+            lost[number] = !has_ordering_id(index_.id(number)) && index_.id(number) != index_.storage().root_or_empty();
             any = any || lost[number];
         }
         if (!any) return;
@@ -274,7 +311,7 @@ class Reconciliation {
         std::ranges::sort(lists, {}, rank);
         std::unordered_set<const std::uint32_t*> seen;
         std::erase_if(lists, [&](const OrderingList& list) {
-            return !arrays_[list.domain].is_shown || !seen.insert(list.elements.data()).second ||
+            return !array_of(list.domain).is_shown || !seen.insert(list.elements.data()).second ||
                    std::ranges::none_of(list.elements, [&](std::uint32_t element) { return lost[element]; });
         });
         return lists;
@@ -286,49 +323,51 @@ class Reconciliation {
             for (const std::uint32_t number : list.elements) {
                 if (lost[number] && newest[number] == nullptr) newest[number] = &list;
             }
-            Array& array = arrays_[list.domain];
+            Array& array = array_of(list.domain);
             if (list.instance == instance_id_ && array.own_document == nullptr) {
                 array.own_document = &index_.document(list.document);
             }
-            array.elements.add_from(
+            array.add_from(
                 list.elements, [&](std::uint32_t number) { return newest[number] == &list; }, [](std::uint32_t) {});
         }
     }
 
     const DocumentIndex& index_;
     std::string_view instance_id_;
-    OrderingLists reader_;
-    std::map<std::string_view, InstanceLists> lists_;  // by instance
-    std::map<std::string_view, Array> arrays_;         // by domain
-    std::vector<std::uint32_t> placed_in_round_;       // by document number
-    std::unordered_set<const std::uint32_t*> added_;   // contents whose elements are all placed
+    OrderingLists& reader_;
+    TextTable& domains_;
+    Arena& arena_;
+    InstanceLists own_lists_;
+    std::map<std::string_view, InstanceLists> other_lists_;  // by instance
+    std::deque<Array> arrays_;                               // by number of the domain
+    std::vector<std::uint32_t> placed_in_round_;             // by document number
+    std::unordered_set<const std::uint32_t*> added_;         // contents whose elements are all placed
 };
 
 }  // namespace
 
-ElementOrder::ElementOrder(const DocumentIndex& index, std::string_view instance_id) {
-    Reconciliation reconciliation(index, instance_id);
+ElementOrder::ElementOrder(const DocumentIndex& index, std::string_view instance_id) : lists_(index) {
+    const auto [first, end] = ordering_documents(index);
+    domains_ = TextTable(end - first);
+    Reconciliation reconciliation(index, instance_id, lists_, domains_, arena_);
     reconciliation.run();
-    for (auto& [domain, array] : reconciliation.arrays()) {
-        const auto entry = elements_.emplace(domain, std::move(array.elements).finish()).first;
+    elements_.reserve(reconciliation.arrays().size());
+    for (Array& array : reconciliation.arrays()) {
+        elements_.push_back(array.grown == nullptr ? array.start : array.grown->finish(arena_));
         const bool stands =
             !array.is_shown ||
-            (array.own != nullptr ? array.own->complete && std::ranges::equal(array.own->elements, entry->second)
-                                  : entry->second.empty());
-        if (!stands) outdated_.push_back({entry->first, array.own_document});
+            (array.own != nullptr ? array.own->complete && std::ranges::equal(array.own->elements, elements_.back())
+                                  : elements_.back().empty());
+        if (!stands) outdated_.push_back({array.domain, array.own_document});
     }
-}
-
-const std::vector<std::uint32_t>& ElementOrder::elements(std::string_view domain) const {
-    static const std::vector<std::uint32_t> none;
-    const auto at = elements_.find(domain);
-    return at == elements_.end() ? none : at->second;
 }
 
 DocumentStorage store_order(const DocumentStorage& storage, const DocumentIndex& index, const ElementOrder& order,
                             std::string_view instance_id) {
     DocumentStorage result = storage;
     Arena arena;
+    SharedMemory memory;
+    OrderingIds ids(instance_id);
     // Data written with the fast hash keeps its form.
     for (const HashKind kind : {HashKind::sha256, HashKind::fast}) {
         DataHasher hasher(kind);
@@ -337,15 +376,16 @@ DocumentStorage store_order(const DocumentStorage& storage, const DocumentIndex&
             const std::string_view form =
                 document != nullptr && document->has_winning() ? document->winning().datahash() : domain;
             if (is_hash_of_kind(form, HashKind::fast) != (kind == HashKind::fast)) continue;
-            std::vector<std::string_view> ids;
-            for (const std::uint32_t number : order.elements(domain)) ids.push_back(index.id(number));
+            std::vector<FlattenedDocument> elements;
+            for (const std::uint32_t number : order.elements(domain)) elements.push_back({index.id(number), {}});
             TextBuffer content;
-            write_ordering_content(instance_id, domain, ids, content);
-            const std::string_view id =
-                document != nullptr ? arena.copy(document->id()) : arena.copy(ordering_id(instance_id, domain, hasher));
+            write_ordering_content(instance_id, domain, elements, content);
+            const std::string_view id = document != nullptr ? document->id() : ids.id(domain, hasher, arena);
             documents.push_back({id, arena.copy(content.view())});
         }
-        if (!documents.empty()) result = store_documents(result, documents, Unproduced::keep, hasher);
+        if (documents.empty()) continue;
+        sort_by_text(documents, [](const FlattenedDocument& produced) { return produced.id; });
+        result = store_documents(result, documents, Unproduced::keep, hasher, memory);
     }
     return result;
 }

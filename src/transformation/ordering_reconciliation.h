@@ -1,13 +1,15 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
-#include <string>
+#include <span>
 #include <string_view>
 #include <vector>
 
+#include "common/arena.h"
+#include "common/text_table.h"
 #include "documents/document_index.h"
 #include "documents/document_storage.h"
+#include "documents/ordering_lists.h"
 
 namespace libzentadbpp {
 
@@ -26,7 +28,10 @@ class ElementOrder {
     ElementOrder(const DocumentIndex& index, std::string_view instance_id);
 
     // Numbers of the elements of a domain, in order; empty for an unknown one.
-    [[nodiscard]] const std::vector<std::uint32_t>& elements(std::string_view domain) const;
+    [[nodiscard]] std::span<const std::uint32_t> elements(std::string_view domain) const {
+        const auto number = domains_.find(domain);
+        return number ? elements_[*number] : std::span<const std::uint32_t>{};
+    }
 
     // An ordering document of the configured instance that no longer says what the array holds.
     struct Outdated {
@@ -36,7 +41,10 @@ class ElementOrder {
     [[nodiscard]] const std::vector<Outdated>& outdated() const { return outdated_; }
 
    private:
-    std::map<std::string, std::vector<std::uint32_t>, std::less<>> elements_;
+    OrderingLists lists_;
+    Arena arena_;
+    TextTable domains_;
+    std::vector<std::span<const std::uint32_t>> elements_;  // by number of the domain, in the lists or the arena
     std::vector<Outdated> outdated_;
 };
 

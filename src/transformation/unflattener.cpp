@@ -10,6 +10,7 @@
 #include "common/error.h"
 #include "common/json_scanner.h"
 #include "common/json_writer.h"
+#include "common/text_order.h"
 #include "documents/document_index.h"
 #include "documents/ordering_lists.h"
 #include "documents/result_limit.h"
@@ -43,8 +44,9 @@ int order_to_id(std::string_view key) {
     return compare_written_key(key, vocabulary::id_key);
 }
 
-// Walks written contents once and writes what they stand for. Every step takes the place where its value begins and
-// answers where it ends. Recursion is bounded by the depth that a result may have.
+// Walks written contents once and writes what they stand for. Nearly all of a content stays as it is: it is copied in
+// runs, from `copied_` up to where something is left out or put in. Every step takes the place where its value begins
+// and answers where it ends. Recursion is bounded by the depth that a result may have.
 class Rebuild {
    public:
     Rebuild(const DocumentIndex& index, const ElementOrder& order, bool discard_id, TextBuffer& out)
@@ -62,7 +64,8 @@ class Rebuild {
         limit_.check(out_);
         in_progress_[number] = true;
         const char* const outer_end = std::exchange(end_, content.data() + content.size());
-        object(content.data(), depth, index_.id(number), true);
+        const char* const outer_copied = std::exchange(copied_, content.data());
+        leave_out(object(content.data(), depth, index_.id(number), true), outer_copied);
         end_ = outer_end;
         in_progress_[number] = false;
     }
@@ -79,6 +82,12 @@ class Rebuild {
         return {begin, static_cast<std::size_t>(end - begin)};
     }
 
+    // Copies up to one place, and goes on from another.
+    void leave_out(const char* begin, const char* end) {
+        out_.append(slice(copied_, begin));
+        copied_ = end;
+    }
+
     // An object document (with its id), or an object that lies inside one.
     const char* object(const char* at, std::size_t depth, std::string_view id, bool is_document) {
         check_depth(depth);
@@ -89,105 +98,106 @@ class Rebuild {
         bool id_is_due = is_document && !discard_id_ && !id.empty();
         bool first = true;
 
-        out_.push_back('{');
         ++at;
         while (*at != '}') {
-            if (*at == ',') at += 2;
-            const char* const key = at;
+            const char* const member = at;  // with the separator before it
+            const char* const key = *at == ',' ? at + 2 : at;
             const char* const key_end = written_string_end(key, end_);
             at = key_end + 2;
             const int order = order_to_id(slice(key + 1, key_end - 1));
             if (id_is_due && order >= 0) {
-                write_id(id, depth + 1, first);
+                write_id(member, id, depth + 1, first);
                 id_is_due = false;
+                first = false;
             }
             if ((order == 0 && drop_id) || (!verbatim && order != 0 && refers_to_deleted(at))) {
                 at = written_value_end(at, end_);
+                leave_out(member, at);
                 continue;
             }
-            if (!first) out_.append(", ");
+            if (first && key != member) {
+                leave_out(member, key);
+            } else if (!first && key == member) {
+                leave_out(member, member);
+                out_.append(", ");
+            }
             first = false;
-            out_.append(slice(key, at));
-            at = verbatim || order == 0 ? copy(at, depth + 1) : value(at, depth + 1);
+            at = verbatim || order == 0 ? verbatim_end(at, depth + 1) : value(at, depth + 1);
         }
-        if (id_is_due) write_id(id, depth + 1, first);
-        out_.push_back('}');
+        if (id_is_due) write_id(at, id, depth + 1, first);
         return at + 1;
     }
 
-    void write_id(std::string_view id, std::size_t depth, bool& first) {
+    void write_id(const char* at, std::string_view id, std::size_t depth, bool first) {
         check_depth(depth);
+        leave_out(at, at);
         out_.append(first ? R"("_id": )" : R"(, "_id": )");
         write_json_string(id, out_);
-        first = false;
     }
 
     const char* value(const char* at, std::size_t depth) {
         check_depth(depth);
         switch (*at) {
-            case '"': {
-                const char* const end = written_string_end(at, end_);
-                string(slice(at + 1, end - 1), depth);
-                return end;
-            }
+            case '"':
+                return string(at, depth);
             case '{':
                 return object(at, depth, {}, false);
             case '[':
                 return array(at, depth);
-            default: {
-                const char* const end = written_value_end(at, end_);
-                out_.append(slice(at, end));
-                return end;
-            }
+            default:
+                return written_value_end(at, end_);
         }
     }
 
-    // What stands between the quotes.
-    void string(std::string_view inside, std::size_t depth) {
-        if (!inside.empty() && inside[0] == array_reference_marker) {
-            elements(decode_written(inside.substr(1)), depth);
-        } else if (!inside.empty() && inside[0] == object_reference_marker) {
-            const std::string id = decode_written(inside.substr(1));
-            const auto number = index_.find(id);
-            if (!number) fail("missing_document", id);
+    const char* string(const char* at, std::size_t depth) {
+        const char* const end = written_string_end(at, end_);
+        const std::string_view inside = slice(at + 1, end - 1);
+        if (inside.empty()) return end;
+        if (inside[0] == array_reference_marker) {
+            leave_out(at, end);
+            elements(DecodedString(inside.substr(1)).text(), depth);
+        } else if (inside[0] == object_reference_marker) {
+            leave_out(at, end);
+            const DecodedString id(inside.substr(1));
+            const auto number = index_.find(id.text());
+            if (!number) fail("missing_document", id.text());
             winning_document(*number, depth);
+        } else if (inside[0] == '\\') {
+            // Not written by the flattener: the character that goes is an escaped one.
+            leave_out(at, end);
+            write_json_string(DecodedString(inside).text().substr(1), out_);
         } else {
-            out_.push_back('"');
-            if (!inside.empty() && inside[0] == '\\') {
-                // Not written by the flattener: the character that goes is an escaped one.
-                write_json_escaped(std::string_view(decode_written(inside)).substr(1), out_);
-            } else if (!inside.empty()) {
-                out_.append(inside.substr(1));
-            }
-            out_.push_back('"');
+            leave_out(at + 1, at + 2);
         }
+        return end;
     }
 
     const char* array(const char* at, std::size_t depth) {
         bool first = true;
-        out_.push_back('[');
         ++at;
         while (*at != ']') {
+            const char* const separator = at;
             if (*at == ',') at += 2;
             if (refers_to_deleted(at)) {
                 at = written_value_end(at, end_);
+                leave_out(separator, at);
                 continue;
             }
-            if (!first) out_.append(", ");
+            if (first && at != separator) leave_out(separator, at);
             first = false;
             at = value(at, depth + 1);
         }
-        out_.push_back(']');
         return at + 1;
     }
 
     void elements(std::string_view domain, std::size_t depth) {
-        const char* separator = "";
+        constexpr std::size_t ahead = 4;  // contents lie anywhere, so memory is asked for some of them beforehand
+        const auto numbers = order_.elements(domain);
         out_.push_back('[');
-        for (const std::uint32_t number : order_.elements(domain)) {
-            out_.append(separator);
-            separator = ", ";
-            winning_document(number, depth + 1);
+        for (std::size_t at = 0; at < numbers.size(); ++at) {
+            if (at + ahead < numbers.size()) index_.prefetch(numbers[at + ahead]);
+            if (at != 0) out_.append(", ");
+            winning_document(numbers[at], depth + 1);
         }
         out_.push_back(']');
     }
@@ -203,14 +213,13 @@ class Rebuild {
     [[nodiscard]] bool refers_to_deleted(const char* at) const {
         if (at[0] != '"' || at[1] != object_reference_marker) return false;
         const char* const end = written_string_end(at, end_);
-        const auto number = index_.find(decode_written(slice(at + 2, end - 1)));
+        const auto number = index_.find(DecodedString(slice(at + 2, end - 1)).text());
         return number && !index_.is_live(*number) && index_.document(*number).winning().is_deleted();
     }
 
     // What lies in an object that is not to be flattened stands as the host gave it.
-    const char* copy(const char* at, std::size_t depth) {
+    const char* verbatim_end(const char* at, std::size_t depth) {
         const char* const end = written_value_end(at, end_);
-        out_.append(slice(at, end));
         check_depth(depth);
         std::size_t open = depth;
         while (at != end) {
@@ -235,7 +244,8 @@ class Rebuild {
     TextBuffer& out_;
     ResultLimit limit_;
     std::vector<bool> in_progress_;
-    const char* end_ = nullptr;  // of the content that is being walked
+    const char* end_ = nullptr;     // of the content that is being walked
+    const char* copied_ = nullptr;  // where its next run begins
 };
 
 void rebuild_from(const DocumentIndex& index, const ElementOrder& order, std::string_view root_id,
@@ -310,8 +320,10 @@ void unflatten_array(const JsonValue& documents, std::string_view root_id, const
         flattened.push_back({id->as_string(), arena.copy(content.view())});
     }
     if (flattened.empty()) return out.append("{}");
+    sort_by_text(flattened, [](const FlattenedDocument& document) { return document.id; });
     DataHasher hasher(settings.hash_kind());
-    const DocumentStorage storage = store_documents({}, flattened, Unproduced::keep, hasher);
+    SharedMemory memory(arena);
+    const DocumentStorage storage = store_documents({}, flattened, Unproduced::keep, hasher, memory);
     const DocumentIndex index(storage);
     const ElementOrder order(index, settings.instance_id);
     const std::string_view root = root_id.empty() ? find_root(index) : root_id;

@@ -6,7 +6,6 @@
 #include "common/canonical_object.h"
 #include "common/json_scanner.h"
 #include "common/json_writer.h"
-#include "common/text_table.h"
 #include "data/data_hash.h"
 #include "transformation/document_changes.h"
 #include "transformation/flattener.h"
@@ -20,14 +19,19 @@ namespace {
 // show it there as well as where it went, so then it is emptied.
 void add_emptied_lists(const DocumentStorage& storage, const TransformationSettings& settings, Arena& arena,
                        std::vector<FlattenedDocument>& documents) {
-    TextTable produced(documents.size());
-    for (const FlattenedDocument& document : documents) produced.add(document.id);
-    const auto lives_on = [&](const JsonValue& id) {
-        return produced.find(id.as_string()) || has_ordering_id(id.as_string());
+    const auto by_id = [](const FlattenedDocument& document, std::string_view id) { return document.id < id; };
+    const auto lives_on = [&](const JsonValue& element) {
+        const std::string_view id = element.as_string();
+        const auto at = std::lower_bound(documents.begin(), documents.end(), id, by_id);
+        return (at != documents.end() && at->id == id) || has_ordering_id(id);
     };
-    for (const auto& entry : storage.documents()) {
-        if (!has_ordering_id(entry.key) || produced.find(entry.key) || !entry.value->has_winning()) continue;
-        const auto content = storage.data().find(entry.value->winning().datahash());
+    std::vector<FlattenedDocument> emptied;
+    auto produced = documents.begin();
+    for (const auto& [id, document] : storage.documents()) {
+        while (produced != documents.end() && produced->id < id) ++produced;
+        const bool is_produced = produced != documents.end() && produced->id == id;
+        if (is_produced || !has_ordering_id(id) || !document->has_winning()) continue;
+        const auto content = storage.data().find(document->winning().datahash());
         if (!content) continue;
         const JsonValue list = JsonScanner(*content, arena).read_value(0, deepest_content);
         const JsonValue* ids = list.find(vocabulary::ordering_ids_key);
@@ -35,25 +39,29 @@ void add_emptied_lists(const DocumentStorage& storage, const TransformationSetti
         const JsonValue* domain = list.find(vocabulary::ordering_domain_key);
         if (ids == nullptr || instance == nullptr || domain == nullptr || !domain->is_string()) continue;
         if (instance->as_string() != settings.instance_id || std::ranges::none_of(ids->elements(), lives_on)) continue;
-        TextBuffer emptied;
-        write_ordering_content(settings.instance_id, domain->as_string(), {}, emptied);
-        documents.push_back({entry.key, arena.copy(emptied.view())});
+        TextBuffer text;
+        write_ordering_content(settings.instance_id, domain->as_string(), {}, text);
+        emptied.push_back({id, arena.copy(text.view())});
     }
+    const auto middle = documents.insert(documents.end(), emptied.begin(), emptied.end());
+    std::inplace_merge(documents.begin(), middle, documents.end(),
+                       [](const FlattenedDocument& a, const FlattenedDocument& b) { return a.id < b.id; });
 }
 
 }  // namespace
 
 DocumentStorage update(const DocumentStorage& storage, const JsonValue& data, const TransformationSettings& settings,
-                       Arena& arena) {
+                       Arena& arena, SharedMemory& memory) {
     DataHasher hasher(settings.hash_kind());
     Flattener::Result flat = Flattener(settings, hasher, arena).flatten(data);
     add_emptied_lists(storage, settings, arena, flat.documents);
-    const DocumentStorage stored = store_documents(storage, flat.documents, Unproduced::remove, hasher);
+    const DocumentStorage stored = store_documents(storage, flat.documents, Unproduced::remove, hasher, memory);
     return DocumentStorage(stored.documents(), stored.data(), std::string(flat.root_id));
 }
 
 void flatten_object(const JsonValue& data, const TransformationSettings& settings, Arena& arena, TextBuffer& out) {
-    const DocumentStorage storage = update({}, data, settings, arena);
+    SharedMemory memory(arena);
+    const DocumentStorage storage = update({}, data, settings, arena, memory);
     const char* separator = "";
     TextBuffer id;
     out.push_back('[');

@@ -68,7 +68,11 @@ TEST(ObjectId, ARuleWithoutPathsYieldsTheEmptyIdAtOnce) {
     EXPECT_EQ(id, "");
 }
 
-TEST(OrderingId, HashesInstanceAndDomain) {
+TEST(OrderingIds, HashInstanceAndDomain) {
+    Arena arena;
+    const auto ordering_id = [&](std::string_view instance, std::string_view domain, DataHasher& hasher) {
+        return std::string(OrderingIds(instance).id(domain, hasher, arena));
+    };
     DataHasher hasher(HashKind::sha256);
     EXPECT_EQ(ordering_id("default", hash("root->tasks-"), hasher),
               "ord-e08a8482cfbe712961e8710975d1a141481a596dee0e6be304fc58395a64c1c1");

@@ -45,7 +45,8 @@ inline std::string with_hashes(std::string text, HashKind kind = HashKind::sha25
 inline DocumentStorage updated(const DocumentStorage& storage, std::string_view data, std::string_view config = "{}") {
     Arena arena;
     const auto settings = TransformationSettings::for_flattening(parse_json(config, arena));
-    return update(storage, parse_json(data, arena), settings, arena);
+    SharedMemory memory;
+    return update(storage, parse_json(data, arena), settings, arena, memory);
 }
 
 inline std::string flattened(std::string_view data, std::string_view config = "{}") {
