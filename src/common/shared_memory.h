@@ -8,8 +8,8 @@
 
 namespace libzentadbpp {
 
-// Memory for things that are shared and outlive a call, or end with it, as it was made: many small things share a block,
-// which lives as long as any of them. Blocks are small, so that little is kept alive by what happens to stay.
+// Memory for things that are shared and outlive a call, or end with it, as it was made: many small things share a
+// block, which lives as long as any of them. Blocks are small, so that little is kept alive by what happens to stay.
 class SharedMemory {
    public:
     SharedMemory() = default;

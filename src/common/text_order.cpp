@@ -100,7 +100,8 @@ std::vector<std::uint32_t> text_order(std::span<const std::string_view> texts) {
             const auto at = static_cast<std::size_t>(run - range.begin()) + begin;
             const auto size = static_cast<std::size_t>(run_end - run);
             if (size > 1 && goes_on) {
-                for (Slot& slot : std::span(run, run_end)) slot.chunk = chunk_at(texts[slot.number], depth + chunk_bytes);
+                for (Slot& slot : std::span(run, run_end))
+                    slot.chunk = chunk_at(texts[slot.number], depth + chunk_bytes);
                 ranges.push_back({at, at + size, depth + chunk_bytes});
             } else if (size > 1) {
                 std::stable_sort(run, run_end, [&](const Slot& a, const Slot& b) {

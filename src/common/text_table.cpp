@@ -71,7 +71,7 @@ TextTable::Added TextTable::add(std::string_view text) {
 }
 
 void TextTable::grow() {
-    slots_.assign(slots_.size() * 2, Slot{0, free_slot});
+    slots_.assign(slots_.size() * 4, Slot{0, free_slot});
     mask_ = slots_.size() - 1;
     for (std::uint32_t number = 0; number < texts_.size(); ++number) {
         const std::uint64_t code = hash(texts_[number]);

@@ -18,6 +18,7 @@ class TextTable {
         bool is_new;
     };
     Added add(std::string_view text);
+    [[nodiscard]] bool empty() const { return texts_.empty(); }
     [[nodiscard]] std::optional<std::uint32_t> find(std::string_view text) const;
 
    private:

@@ -40,10 +40,6 @@ void write_hex(const std::array<unsigned char, sha256_bytes>& bytes, std::array<
 }
 
 bool is_decimal_digit(char c) { return c >= '0' && c <= '9'; }
-bool is_hex_digit(char c) {
-    return (static_cast<unsigned char>(c - '0') < 10) | (static_cast<unsigned char>(c - 'a') < 6);
-}
-
 struct FreeDigest {
     void operator()(EVP_MD_CTX* digest) const noexcept { EVP_MD_CTX_free(digest); }
 };
@@ -151,10 +147,15 @@ std::string RunningHash::finish() {
 
 bool is_hash_of_kind(std::string_view hash, HashKind kind) {
     if (kind == HashKind::sha256) {
-        // All digits are looked at, so that the compiler looks at many at a time.
-        bool all = hash.size() == sha256_digits;
-        for (const char c : hash.substr(0, sha256_digits)) all &= is_hex_digit(c);
-        return all;
+        if (hash.size() != sha256_digits) return false;
+        // Every digit is looked at, so that the compiler looks at many at a time.
+        unsigned char others = 0;
+        for (std::size_t at = 0; at < sha256_digits; ++at) {
+            const auto digit = static_cast<unsigned char>(hash[at] - '0');
+            const auto letter = static_cast<unsigned char>(hash[at] - 'a');
+            others |= static_cast<unsigned char>(digit > 9 && letter > 5 ? 1 : 0);
+        }
+        return others == 0;
     }
     return hash.size() >= 2 && hash.size() <= 1 + most_fast_digits && hash.front() == 'x' &&
            std::all_of(hash.begin() + 1, hash.end(), is_decimal_digit);

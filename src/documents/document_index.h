@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "common/prefetch.h"
 #include "common/text_table.h"
 #include "documents/document_storage.h"
 
@@ -31,14 +32,7 @@ class DocumentIndex {
         const std::string_view content = contents_[number];
         return content.data() == nullptr ? std::nullopt : std::optional(content);
     }
-    // Has the beginning of that content brought near, as far as the machine can.
-    void prefetch(std::uint32_t number) const {
-        constexpr std::size_t cache_line = 64;
-        const std::string_view content = contents_[number];
-        for (std::size_t at = 0; at < content.size() && at < 4 * cache_line; at += cache_line) {
-            __builtin_prefetch(content.data() + at);
-        }
-    }
+    void prefetch_content(std::uint32_t number) const { prefetch(contents_[number]); }
     // A live document has a winning revision, and that is no deleted one.
     [[nodiscard]] bool is_live(std::uint32_t number) const { return live_[number]; }
 

@@ -3,6 +3,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/prefetch.h"
 #include "documents/document_index.h"
 
 namespace libzentadbpp {
@@ -72,9 +73,14 @@ class DocumentWriter {
 DocumentStorage store_documents(const DocumentStorage& storage, std::span<const FlattenedDocument> documents,
                                 Unproduced unproduced, DataHasher& hasher, SharedMemory& memory) {
     DocumentWriter writer(hasher, memory);
+    constexpr std::ptrdiff_t ahead = 8;
     auto next = documents.begin();
     // Those that come next and have one id.
     const auto take = [&] {
+        if (documents.end() - next > ahead) {
+            prefetch(next[ahead].id);
+            prefetch(next[ahead].content);
+        }
         const auto first = next;
         while (next != documents.end() && next->id == first->id) ++next;
         return std::span(first, next);
@@ -82,8 +88,13 @@ DocumentStorage store_documents(const DocumentStorage& storage, std::span<const 
     const std::vector<std::string_view> contents = winning_contents(storage);
     auto content = contents.begin();
     for (const auto& [id, document] : storage.documents()) {
-        while (next != documents.end() && next->id < id) writer.store(nullptr, {}, take(), unproduced);
-        const bool is_produced = next != documents.end() && next->id == id;
+        if (contents.end() - content > ahead) prefetch(content[ahead]);
+        int order = 1;
+        while (next != documents.end() && (order = next->id.compare(id)) < 0) {
+            writer.store(nullptr, {}, take(), unproduced);
+            order = 1;
+        }
+        const bool is_produced = order == 0;
         writer.store(document.get(), *content++, is_produced ? take() : std::span(next, next), unproduced);
     }
     while (next != documents.end()) writer.store(nullptr, {}, take(), unproduced);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "common/number_text.h"
@@ -121,8 +122,8 @@ std::string_view IdGenerator::path_hash(const DocumentPath& path) {
         hash.emplace(*steps.top()->hash_so_far);
         steps.pop();
     }
-    std::string text;
-    text.reserve(long_text / 4);
+    std::string text = std::exchange(spare_text_, {});  // making an id on the way may come back here
+    text.clear();
     for (; !steps.empty(); steps.pop()) {
         const DocumentPath& step = *steps.top();
         append_step(step, text);
@@ -132,9 +133,10 @@ std::string_view IdGenerator::path_hash(const DocumentPath& path) {
         text.clear();
         step.hash_so_far = &kept_hashes_.emplace_back(*hash);
     }
-    if (!hash) return arena_->copy((*hasher_)(text));
-    hash->add(text);
-    return arena_->copy(hash->finish());
+    if (hash) hash->add(text);
+    const std::string_view result = arena_->copy(hash ? std::string_view(hash->finish()) : (*hasher_)(text));
+    spare_text_ = std::move(text);
+    return result;
 }
 
 std::string_view IdGenerator::object_id(const JsonValue& object, const DocumentPath& path) {

@@ -58,6 +58,7 @@ class IdGenerator {
     DataHasher* hasher_;
     Arena* arena_;
     std::deque<RunningHash> kept_hashes_;
+    std::string spare_text_;
 };
 
 // Yields the id that a rule makes from an object, or false where it yields none.

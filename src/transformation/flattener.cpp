@@ -35,16 +35,16 @@ bool is_array_of_objects(const JsonValue& array) {
 }  // namespace
 
 void write_ordering_content(std::string_view instance_id, std::string_view domain,
-                            std::span<const FlattenedDocument> elements, TextBuffer& out) {
+                            std::span<const std::string_view> element_ids, TextBuffer& out) {
     out.append(R"({"d": )");
     write_json_string(domain, out);
     out.append(R"(, "i": )");
     write_json_string(instance_id, out);
     out.append(R"(, "s": [)");
     const char* separator = "";
-    for (const FlattenedDocument& element : elements) {
+    for (const std::string_view id : element_ids) {
         out.append(separator);
-        write_json_string(element.id, out);
+        write_json_string(id, out);
         separator = ", ";
     }
     out.append("]}");
@@ -69,48 +69,55 @@ Flattener::Result Flattener::flatten(const JsonValue& data) {
     root_id_ = ids_.object_id(data, top);
     const std::string_view root = flatten_document(data, top, root_id_);
     refuse_clashes(data);
-
-    return {root_id_, all_documents(root)};
+    produced_.push_back({{root_id_, root}, no_array});
+    return {root_id_, sorted_documents()};
 }
 
-// An element and an object that is split off must not become one document. Which object it is, a second walk tells.
+// What an array stores and an object that is split off must not become one document. Which object it is, a second walk
+// tells.
 void Flattener::refuse_clashes(const JsonValue& data) {
-    if (objects_.empty() || clashing_id_) return;
-    for (const FlattenedDocument& element : elements_) {
-        if (!object_ids_.find(element.id)) continue;
-        clashing_id_ = element.id;
-        object_ids_ = TextTable();
-        objects_.clear();
-        domains_ = TextTable();
-        arrays_.clear();
-        (void)flatten_document(data, DocumentPath(), root_id_);
-        return;
-    }
+    if (clashing_id_) return;
+    const auto clashes = [&](const Produced& produced) {
+        return produced.array != no_array && object_ids_.find(produced.document.id);
+    };
+    const auto clash = object_ids_.empty() ? produced_.end() : std::ranges::find_if(produced_, clashes);
+    if (clash == produced_.end()) return;
+    clashing_id_ = clash->document.id;
+    object_ids_ = TextTable();
+    domains_ = TextTable();
+    arrays_.clear();
+    (void)flatten_document(data, DocumentPath(), root_id_);
 }
 
-// Only where elements have one id does it matter in which order documents are stored: that of their arrays' domains.
-std::vector<FlattenedDocument> Flattener::all_documents(std::string_view root) {
-    sort_by_text(arrays_, [](const Array& array) { return array.domain; });
-    std::vector<FlattenedDocument> documents;
-    documents.reserve(1 + objects_.size() + elements_.size() + arrays_.size());
-    documents.push_back({root_id_, root});
-    documents.insert(documents.end(), objects_.begin(), objects_.end());
-    for (const Array& array : arrays_) {
-        if (array.count == 0) continue;
-        const auto first = elements_.begin() + static_cast<std::ptrdiff_t>(array.first);
-        documents.insert(documents.end(), first, first + static_cast<std::ptrdiff_t>(array.count));
-        documents.push_back(ordering_document(array));
+// Where several elements have one id, they are stored in the order of their arrays' domains.
+std::vector<FlattenedDocument> Flattener::sorted_documents() const {
+    std::vector<std::string_view> ids;
+    ids.reserve(produced_.size());
+    for (const Produced& produced : produced_) ids.push_back(produced.document.id);
+    std::vector<std::uint32_t> order = text_order(ids);
+    for (auto first = order.begin(); first != order.end();) {
+        auto end = first + 1;
+        while (end != order.end() && ids[*end] == ids[*first]) ++end;
+        if (end - first > 1) {
+            std::ranges::stable_sort(first, end, {}, [&](std::uint32_t at) {
+                const std::uint32_t array = produced_[at].array;
+                return array == no_array ? std::string_view{} : arrays_[array].domain;
+            });
+        }
+        first = end;
     }
-    sort_by_text(documents, [](const FlattenedDocument& document) { return document.id; });
+    std::vector<FlattenedDocument> documents;
+    documents.reserve(order.size());
+    for (const std::uint32_t at : order) documents.push_back(produced_[at].document);
     return documents;
 }
 
-FlattenedDocument Flattener::ordering_document(const Array& array) {
-    TextBuffer& content = buffers_.front();
+FlattenedDocument Flattener::ordering_document(std::string_view domain, std::span<const std::string_view> element_ids) {
+    if (open_documents_ == buffers_.size()) buffers_.emplace_back();
+    TextBuffer& content = buffers_[open_documents_];
     content.clear();
-    write_ordering_content(settings_->instance_id, array.domain, std::span(elements_).subspan(array.first, array.count),
-                           content);
-    return {ordering_ids_.id(array.domain, *hasher_, *arena_), arena_->copy(content.view())};
+    write_ordering_content(settings_->instance_id, domain, element_ids, content);
+    return {ordering_ids_.id(domain, *hasher_, *arena_), arena_->copy(content.view())};
 }
 
 std::string_view Flattener::flatten_document(const JsonValue& object, const DocumentPath& path, std::string_view id) {
@@ -217,37 +224,39 @@ void Flattener::write_object_reference(const JsonValue& object, const DocumentPa
     // The id is taken before the object is entered, so that another object of that id inside it is met as well.
     if (!object_ids_.add(id).is_new || id == root_id_ || id == clashing_id_) refuse_duplicate(path);
     write_reference(vocabulary::object_reference_marker, id, out);
-    objects_.push_back({id, flatten_document(object, path, id)});
+    const std::string_view content = flatten_document(object, path, id);
+    produced_.push_back({{id, content}, no_array});
 }
 
 void Flattener::write_array_reference(const JsonValue& array, const DocumentPath& path, TextBuffer& out) {
     const std::string_view domain = ids_.array_domain(path);
     const auto [number, is_new] = domains_.add(domain);
     // Two arrays of one domain would share their elements; only where both are empty is nothing lost.
-    if (!is_new && !(array.elements().empty() && arrays_[number].count == 0)) {
+    if (!is_new && !(array.elements().empty() && arrays_[number].is_empty)) {
         raise<FlattenerException>(source::flattener, "flatten", "duplicate_array_domain_key", ids_.path_text(path));
     }
     write_reference(vocabulary::array_reference_marker, domain, out);
     if (!is_new) return;
-    arrays_.push_back({domain, 0, array.elements().size()});
+    arrays_.push_back({domain, array.elements().empty()});
+    if (array.elements().empty()) return;
 
     const DocumentPath inside{&path, Step::array, domain};
     const bool indexed = settings_->indexed_array_paths.contains(domain);
-    const std::size_t first_waiting = waiting_.size();
+    const std::size_t first = element_ids_.size();
     for (const JsonValue& element : array.elements()) {
         std::array<char, longest_number> digits;
-        const auto position = static_cast<std::int64_t>(waiting_.size() - first_waiting);
+        const auto position = static_cast<std::int64_t>(element_ids_.size() - first);
         const DocumentPath indexed_path{
             &inside, Step::position, {digits.data(), indexed ? write_integer(position, digits.data()) : digits.data()}};
         const DocumentPath& element_path = indexed ? indexed_path : inside;
         const std::string_view id = ids_.object_id(element, element_path);
         if (id == root_id_) refuse_duplicate(element_path);
-        waiting_.push_back({id, flatten_document(element, element_path, id)});
+        element_ids_.push_back(id);
+        const std::string_view content = flatten_document(element, element_path, id);
+        produced_.push_back({{id, content}, number});
     }
-    arrays_[number].first = elements_.size();
-    const auto first = waiting_.begin() + static_cast<std::ptrdiff_t>(first_waiting);
-    elements_.insert(elements_.end(), first, waiting_.end());
-    waiting_.erase(first, waiting_.end());
+    produced_.push_back({ordering_document(domain, std::span(element_ids_).subspan(first)), number});
+    element_ids_.resize(first);
 }
 
 }  // namespace libzentadbpp

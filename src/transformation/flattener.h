@@ -44,9 +44,13 @@ class Flattener {
 
     struct Array {
         std::string_view domain;
-        std::size_t first = 0;  // its elements among those of all arrays
-        std::size_t count = 0;
+        bool is_empty = true;
     };
+    struct Produced {
+        FlattenedDocument document;
+        std::uint32_t array;  // the number of the array that it is an element or the order of
+    };
+    static constexpr std::uint32_t no_array = 0xffffffff;
 
     std::string_view flatten_document(const JsonValue& object, const DocumentPath& path, std::string_view id);
     void write_value(const JsonValue& value, const DocumentPath& path, TextBuffer& out);
@@ -59,8 +63,9 @@ class Flattener {
     void refuse_clashes(const JsonValue& data);
     [[noreturn]] void refuse_duplicate(const DocumentPath& path);
     [[nodiscard]] bool splits(const JsonValue& object) const;
-    [[nodiscard]] std::vector<FlattenedDocument> all_documents(std::string_view root);
-    [[nodiscard]] FlattenedDocument ordering_document(const Array& array);
+    [[nodiscard]] FlattenedDocument ordering_document(std::string_view domain,
+                                                      std::span<const std::string_view> element_ids);
+    [[nodiscard]] std::vector<FlattenedDocument> sorted_documents() const;
 
     const TransformationSettings* settings_;
     DataHasher* hasher_;
@@ -69,18 +74,17 @@ class Flattener {
     OrderingIds ordering_ids_;
     std::string_view root_id_;
     std::optional<std::string_view> clashing_id_;  // where an element and an object have one id
-    TextTable object_ids_;
-    std::vector<FlattenedDocument> objects_;  // split off from the objects that they lie in
+    TextTable object_ids_;                         // of those that are split off from the objects that they lie in
     TextTable domains_;
     std::vector<Array> arrays_;
-    std::vector<FlattenedDocument> elements_;  // of all arrays that were left, each array's together
-    std::vector<FlattenedDocument> waiting_;   // of those that are being walked
-    std::deque<TextBuffer> buffers_;           // one for each document being written
+    std::vector<Produced> produced_;
+    std::vector<std::string_view> element_ids_;  // of the arrays that are being walked
+    std::deque<TextBuffer> buffers_;             // one for each document being written
     std::size_t open_documents_ = 0;
 };
 
 // The content of an ordering document.
 void write_ordering_content(std::string_view instance_id, std::string_view domain,
-                            std::span<const FlattenedDocument> elements, TextBuffer& out);
+                            std::span<const std::string_view> element_ids, TextBuffer& out);
 
 }  // namespace libzentadbpp

@@ -376,10 +376,10 @@ DocumentStorage store_order(const DocumentStorage& storage, const DocumentIndex&
             const std::string_view form =
                 document != nullptr && document->has_winning() ? document->winning().datahash() : domain;
             if (is_hash_of_kind(form, HashKind::fast) != (kind == HashKind::fast)) continue;
-            std::vector<FlattenedDocument> elements;
-            for (const std::uint32_t number : order.elements(domain)) elements.push_back({index.id(number), {}});
+            std::vector<std::string_view> element_ids;
+            for (const std::uint32_t number : order.elements(domain)) element_ids.push_back(index.id(number));
             TextBuffer content;
-            write_ordering_content(instance_id, domain, elements, content);
+            write_ordering_content(instance_id, domain, element_ids, content);
             const std::string_view id = document != nullptr ? document->id() : ids.id(domain, hasher, arena);
             documents.push_back({id, arena.copy(content.view())});
         }

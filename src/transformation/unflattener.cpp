@@ -191,11 +191,11 @@ class Rebuild {
     }
 
     void elements(std::string_view domain, std::size_t depth) {
-        constexpr std::size_t ahead = 4;  // contents lie anywhere, so memory is asked for some of them beforehand
+        constexpr std::size_t ahead = 4;
         const auto numbers = order_.elements(domain);
         out_.push_back('[');
         for (std::size_t at = 0; at < numbers.size(); ++at) {
-            if (at + ahead < numbers.size()) index_.prefetch(numbers[at + ahead]);
+            if (at + ahead < numbers.size()) index_.prefetch_content(numbers[at + ahead]);
             if (at != 0) out_.append(", ");
             winning_document(numbers[at], depth + 1);
         }

@@ -26,11 +26,12 @@ void add_emptied_lists(const DocumentStorage& storage, const TransformationSetti
         return (at != documents.end() && at->id == id) || has_ordering_id(id);
     };
     std::vector<FlattenedDocument> emptied;
-    auto produced = documents.begin();
+    auto produced = std::lower_bound(documents.begin(), documents.end(), ordering_id_prefix, by_id);
     for (const auto& [id, document] : storage.documents()) {
+        if (!has_ordering_id(id)) continue;
         while (produced != documents.end() && produced->id < id) ++produced;
         const bool is_produced = produced != documents.end() && produced->id == id;
-        if (is_produced || !has_ordering_id(id) || !document->has_winning()) continue;
+        if (is_produced || !document->has_winning()) continue;
         const auto content = storage.data().find(document->winning().datahash());
         if (!content) continue;
         const JsonValue list = JsonScanner(*content, arena).read_value(0, deepest_content);
