@@ -309,12 +309,16 @@ std::vector<TreeRevision> read_history(std::string_view history_array, Arena& ar
         scanner.put_back();
         scanner.skip_value(0, no_depth_limit);
     }
+    // A lone entry is judged by the parser of revisions, also where it is alone only because the rest tells nothing: as
+    // such it will be written, and has to be read again.
+    const auto judge_lone = [](std::string_view lone) { (void)Revision(std::string("1-").append(lone)); };
     if (scanner.next_token() == ']') {
-        (void)Revision(std::string("1-").append(entry));  // its parser judges the entry
+        judge_lone(entry);
         return {TreeRevision::make(entry, 1, no_entry)};
     }
     Reader reader;
     unfold(history_array, arena, reader);
+    if (reader.revisions.size() == 1) judge_lone(reader.revisions.front().text);
     return is_in_order(reader.revisions) ? std::move(reader.revisions) : in_order(reader.revisions);
 }
 
