@@ -1,0 +1,84 @@
+// Every export, with arguments that have the shape of what it takes, by value and by handle.
+
+#include "c_api/export_table.h"
+#include "checks.h"
+#include "generate.h"
+
+namespace fuzzing {
+namespace {
+
+using c_api::Answer;
+using c_api::Export;
+using c_api::Kind;
+
+std::string argument(Generator& generate, Choices& choices, Kind kind) {
+    switch (kind) {
+        case Kind::sync_json:
+        case Kind::handle:
+            return generate.any_set();
+        case Kind::object:
+            return choices.one_in(4) ? generate.json() : generate.host_object();
+        case Kind::array:
+            return generate.documents();
+        case Kind::config:
+            return generate.configuration();
+        case Kind::revision:
+            return generate.revision();
+        case Kind::revision_or_id:
+            return choices.one_in(3) ? generate.id() : generate.revision();
+        case Kind::ids:
+            return generate.ids();
+        case Kind::number:
+            return choices.pick({"0", "1", "2", "4294967295"});
+        case Kind::flag:
+            return choices.pick({"false", "true"});
+        default:
+            return generate.id();
+    }
+}
+
+// The twin that takes handles, where there is one and the sync JSONs can be opened as they are.
+const Export* twin_of(const Export& row, const c_api::Texts& given) {
+    if (row.name.starts_with("json_")) return nullptr;
+    const std::string name = row.name.starts_with("sync_json_") ? "sync_json_ptr_" + std::string(row.name.substr(10))
+                                                                : std::string(row.name) + "_ptr";
+    const auto twin = std::ranges::find(c_api::exports(), name, &Export::name);
+    if (twin == c_api::exports().end()) return nullptr;
+    for (std::size_t at = 0; at < given.size(); ++at) {
+        if (twin->arguments[at].kind != Kind::handle) continue;
+        if (!given[at] || !given[at]->starts_with('{') || !c_api::open(*given[at]).handle) return nullptr;
+    }
+    return &*twin;
+}
+
+}  // namespace
+}  // namespace fuzzing
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace fuzzing;
+    Choices choices(data, size);
+    Generator generate(choices);
+    const Export& row = c_api::exports()[choices.below(c_api::exports().size())];
+    c_api::Texts given;
+    for (const c_api::Argument& taken : row.arguments) {
+        std::string text = argument(generate, choices, taken.kind);
+        if (row.name.ends_with("from_bulk_get") && taken.kind == Kind::sync_json) text = generate.bulk_get();
+        if (row.name.ends_with("_patch") && !given.empty()) text = generate.patch();
+        const bool may_be_null = taken.kind != Kind::number && taken.kind != Kind::flag;
+        const bool cannot_be_opened = taken.kind == Kind::handle && !c_api::open(text).handle;
+        const bool is_null = cannot_be_opened || (may_be_null && choices.one_in(40));
+        given.push_back(is_null ? std::nullopt : std::optional(text));
+    }
+    const Answer answer = row.call(given);
+    expect_sound(answer, row.gives == c_api::Gives::sync_json && row.name != "sync_json_uncompress");
+
+    if (const Export* twin = twin_of(row, given)) {
+        Answer by_handle = twin->call(given);
+        const std::string from = '"' + std::string(twin->name) + '"';
+        if (const auto at = by_handle.error.find(from); at != std::string::npos) {
+            by_handle.error.replace(at, from.size(), '"' + std::string(row.name) + '"');
+        }
+        EXPECT_EQ(plain(answer), plain(by_handle)) << row.name;
+    }
+    return 0;
+}
