@@ -3,17 +3,10 @@
 #include <cstddef>
 
 #include "common/arena.h"
-#include "common/byte_scan.h"
 #include "common/json_scanner.h"
 #include "common/json_writer.h"
 
 namespace libzentadbpp {
-
-const char* written_string_end(const char* begin, const char* end) {
-    const char* at = find_stop<StopAt::string_end>(begin + 1, end);
-    while (*at == '\\') at = find_stop<StopAt::string_end>(at + 2, end);
-    return at + 1;
-}
 
 const char* written_value_end(const char* begin, const char* end) {
     std::size_t open = 0;

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "common/arena.h"
+#include "common/byte_scan.h"
 #include "common/text_buffer.h"
 
 namespace libzentadbpp {
@@ -12,7 +13,11 @@ namespace libzentadbpp {
 // Walks texts that this library wrote or recognised as written so: nothing is checked again.
 
 // The end of the string whose opening quote is at `begin`, behind its closing quote. `end` is that of the whole text.
-[[nodiscard]] const char* written_string_end(const char* begin, const char* end);
+[[nodiscard]] inline const char* written_string_end(const char* begin, const char* end) {
+    const char* at = find_stop<StopAt::string_end>(begin + 1, end);
+    while (*at == '\\') at = find_stop<StopAt::string_end>(at + 2, end);
+    return at + 1;
+}
 // The end of any value.
 [[nodiscard]] const char* written_value_end(const char* begin, const char* end);
 

@@ -29,6 +29,12 @@ std::string_view DataStorage::read_object(std::string_view hash) const {
     return *text;
 }
 
+std::size_t DataStorage::bytes() const {
+    std::size_t bytes = 0;
+    for (const auto& entry : contents_) bytes += entry.value.text.size();
+    return bytes;
+}
+
 std::string_view ContentChanges::add(std::string_view hash, std::string_view text, SharedMemory& memory) {
     auto [bytes, owner] = memory.allocate(hash.size() + text.size());
     std::memcpy(bytes, hash.data(), hash.size());

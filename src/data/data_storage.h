@@ -37,6 +37,8 @@ class DataStorage {
     // The same; ObjectNotFoundException "cannot_find_object" where there is none.
     [[nodiscard]] std::string_view read_object(std::string_view hash) const;
 
+    // The bytes of all contents together. O(contents).
+    [[nodiscard]] std::size_t bytes() const;
     // Everything stored, without the reserved entries.
     [[nodiscard]] const Map& contents() const { return contents_; }
 

@@ -61,7 +61,10 @@ std::vector<std::string_view> winning_contents(const DocumentStorage& storage) {
 }
 
 DocumentIndex::DocumentIndex(const DocumentStorage& storage)
-    : storage_(&storage), contents_(winning_contents(storage)), numbers_(storage.documents().size()) {
+    : storage_(&storage),
+      content_bytes_(storage.data().bytes()),
+      contents_(winning_contents(storage)),
+      numbers_(storage.documents().size()) {
     documents_.reserve(storage.documents().size());
     live_.reserve(storage.documents().size());
     for (const auto& entry : storage.documents()) {

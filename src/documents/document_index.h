@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -23,9 +24,19 @@ class DocumentIndex {
 
     [[nodiscard]] const DocumentStorage& storage() const { return *storage_; }
     [[nodiscard]] std::size_t size() const { return documents_.size(); }
+    [[nodiscard]] std::size_t content_bytes() const { return content_bytes_; }  // of all contents
     [[nodiscard]] const MultiVersionDocument& document(std::uint32_t number) const { return *documents_[number]; }
     [[nodiscard]] std::string_view id(std::uint32_t number) const { return documents_[number]->id(); }
     [[nodiscard]] std::optional<std::uint32_t> find(std::string_view id) const { return numbers_.find(id); }
+    // The same, quicker where the guess or one of the next few is right.
+    [[nodiscard]] std::optional<std::uint32_t> find(std::string_view id, std::uint32_t guess) const {
+        constexpr std::uint32_t tries = 3;
+        const auto end = std::min<std::size_t>(size(), std::size_t{guess} + tries);
+        for (std::uint32_t number = guess; number < end; ++number) {
+            if (documents_[number]->id() == id) return number;
+        }
+        return find(id);
+    }
 
     // The content of the winning revision, or nothing.
     [[nodiscard]] std::optional<std::string_view> winning_content(std::uint32_t number) const {
@@ -38,6 +49,7 @@ class DocumentIndex {
 
    private:
     const DocumentStorage* storage_;
+    std::size_t content_bytes_;
     std::vector<const MultiVersionDocument*> documents_;
     std::vector<std::string_view> contents_;
     std::vector<bool> live_;

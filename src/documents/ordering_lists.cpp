@@ -25,46 +25,50 @@ std::optional<OrderingList> OrderingLists::read(std::uint32_t document, std::uin
 
 OrderingLists::Content OrderingLists::parse(std::string_view text) {
     Content content;
-    std::string_view domain;
-    std::string_view instance;
-    std::string_view ids;
-    WrittenMember member;
-    for (WrittenObject members(text); members.next(member);) {
-        if (member.key == vocabulary::ordering_domain_key) domain = member.value;
-        if (member.key == vocabulary::ordering_instance_key) instance = member.value;
-        if (member.key == vocabulary::ordering_ids_key) ids = member.value;
+    bool has_elements = false;
+    const char* const end = text.data() + text.size();
+    const char* at = text.data() + 1;
+    while (*at != '}') {
+        if (*at == ',') at += 2;
+        const char* const key_end = written_string_end(at, end);
+        const std::string_view key = inside_quotes({at, static_cast<std::size_t>(key_end - at)});
+        const char* const value = key_end + 2;
+        if (key == vocabulary::ordering_ids_key && *value == '[') {
+            has_elements = true;
+            at = parse_elements(value, end, content);
+            continue;
+        }
+        at = written_value_end(value, end);
+        if (*value != '"') continue;
+        const DecodedString string(inside_quotes({value, static_cast<std::size_t>(at - value)}));
+        if (key == vocabulary::ordering_domain_key) content.domain = string.text_in(arena_);
+        if (key == vocabulary::ordering_instance_key) content.instance = string.text_in(arena_);
     }
-    if (!domain.starts_with('"') || !instance.starts_with('"') || !ids.starts_with('[')) return content;
-    content.is_list = true;
-    content.domain = DecodedString(inside_quotes(domain)).text_in(arena_);
-    content.instance = DecodedString(inside_quotes(instance)).text_in(arena_);
-    parse_elements(ids, content);
+    content.is_list = has_elements && content.domain.data() != nullptr && content.instance.data() != nullptr;
     return content;
 }
 
-void OrderingLists::parse_elements(std::string_view array, Content& content) {
+const char* OrderingLists::parse_elements(const char* at, const char* end, Content& content) {
     elements_.clear();
-    const char* at = array.data() + 1;
-    const char* const end = array.data() + array.size();
-    std::uint32_t following = 0;  // elements often stand in the order of their ids
-    while (*at != ']') {
+    std::uint32_t guess = 0;  // elements often stand in the order of their ids
+    for (++at; *at != ']';) {
         if (*at == ',') at += 2;
         const char* const element = at;
         at = written_value_end(at, end);
         std::optional<std::uint32_t> number;
         if (*element == '"') {
             const DecodedString id(inside_quotes({element, static_cast<std::size_t>(at - element)}));
-            const bool follows = following < index_->size() && index_->id(following) == id.text();
-            number = follows ? following : index_->find(id.text());
+            number = index_->find(id.text(), guess);
         }
         if (number && index_->is_live(*number)) {
             elements_.push_back(*number);
-            following = *number + 1;
+            guess = *number + 1;
         } else {
             content.complete = false;
         }
     }
     content.elements = arena_.copy(std::span<const std::uint32_t>(elements_));
+    return at + 1;
 }
 
 NumberRange ordering_documents(const DocumentIndex& index) {

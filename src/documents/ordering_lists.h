@@ -43,7 +43,7 @@ class OrderingLists {
         bool complete = true;
     };
     [[nodiscard]] Content parse(std::string_view text);
-    void parse_elements(std::string_view array, Content& content);
+    const char* parse_elements(const char* array, const char* end, Content& content);
 
     const DocumentIndex* index_;
     Arena arena_;

@@ -4,7 +4,6 @@
 #include <stdexcept>
 
 #include "common/text_buffer.h"
-#include "documents/document_storage.h"
 
 namespace libzentadbpp {
 
@@ -12,12 +11,9 @@ namespace libzentadbpp {
 // content, or refer to each other many times over, could make a small storage fill any memory.
 class ResultLimit {
    public:
-    // `out` is what the result is appended to.
-    ResultLimit(const DocumentStorage& storage, const TextBuffer& out) {
-        for (const auto& entry : storage.data().contents()) contents_ += entry.value.text.size();
-        largest_ = out.size() + smallest_limit + growth * contents_;
-    }
-    [[nodiscard]] std::size_t contents() const { return contents_; }
+    // From the size of all contents; `out` is what the result is appended to.
+    ResultLimit(std::size_t content_bytes, const TextBuffer& out)
+        : largest_(out.size() + smallest_limit + growth * content_bytes) {}
     void check(const TextBuffer& out) const {
         if (out.size() > largest_) throw std::length_error("exceeded maximum result size");
     }
@@ -26,8 +22,7 @@ class ResultLimit {
     static constexpr std::size_t smallest_limit = std::size_t{1} << 28;
     static constexpr std::size_t growth = 64;
 
-    std::size_t contents_ = 0;
-    std::size_t largest_ = 0;
+    std::size_t largest_;
 };
 
 }  // namespace libzentadbpp

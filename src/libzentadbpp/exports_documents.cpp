@@ -65,11 +65,9 @@ sync_json_result ask(const char* name, sync_json_ptr ptr, const char* id, const 
     });
 }
 
-CText data_of(Call& call, const DocumentStorage& storage, std::string_view id, std::string_view revision,
-              const TransformationSettings& settings) {
-    (void)call.document(storage, id);
+CText data_of(const ReadIndex& index, std::string_view id, const Revision& revision, bool discard_id) {
     TextBuffer data;
-    unflatten(storage, id, Revision(revision), settings, data);
+    unflatten(index, id, revision, discard_id, data);
     return Call::rendered(std::move(data));
 }
 
@@ -128,7 +126,10 @@ sync_json_result sync_json_data(const char* sync_json, const char* id, const cha
         const std::string_view document_id = Call::text(id);
         const std::string_view revision = Call::text(rev);
         const auto settings = TransformationSettings::for_reading(call.configuration(config));
-        return data_of(call, call.open(std::move(text), Inflation::reported), document_id, revision, settings);
+        const DocumentStorage storage = call.open(std::move(text), Inflation::reported);
+        (void)call.document(storage, document_id);
+        const Revision wanted(revision);
+        return data_of(ReadIndex(storage, settings.instance_id), document_id, wanted, settings.discard_id);
     });
 }
 sync_json_result sync_json_ptr_data(sync_json_ptr ptr, const char* id, const char* rev, const char* config) {
@@ -137,7 +138,9 @@ sync_json_result sync_json_ptr_data(sync_json_ptr ptr, const char* id, const cha
         const std::string_view document_id = Call::text(id);
         const std::string_view revision = Call::text(rev);
         const auto settings = TransformationSettings::for_reading(call.configuration(config));
-        return data_of(call, storage, document_id, revision, settings);
+        (void)call.document(storage, document_id);
+        const Revision wanted(revision);
+        return data_of(*ptr->read_index(settings.instance_id), document_id, wanted, settings.discard_id);
     });
 }
 

@@ -1,5 +1,6 @@
 #include "libzentadbpp/frame.h"
 #include "replication/replicator.h"
+#include "transformation/store_order.h"
 #include "transformation/unflattener.h"
 #include "transformation/update.h"
 
@@ -11,7 +12,8 @@ sync_json_result read_sync_json(const char* sync_json, const char* config) {
         SyncJsonText text = call.sync_json_object(sync_json, "synchronizable_json_is_not_an_object");
         TextBuffer data;
         // The storage ends with the call, so there is nothing for a reordering to stay in.
-        unflatten(call.open(std::move(text), Inflation::reported), {}, std::nullopt, settings, data);
+        const ReadIndex index(call.open(std::move(text), Inflation::reported), settings.instance_id);
+        unflatten(index, {}, std::nullopt, settings.discard_id, data);
         return Call::rendered(std::move(data));
     });
 }
@@ -45,15 +47,14 @@ sync_json_result replicate_sync_json(const char* source, const char* target, con
 sync_json_result read_sync_json_ptr(sync_json_ptr ptr, const char* config) {
     return answer("read_sync_json_ptr", [&](Call& call) {
         const auto settings = TransformationSettings::for_reading(call.configuration(config));
-        const DocumentStorage& storage = call.handle(ptr);
+        (void)call.handle(ptr);
+        const auto index = ptr->read_index(settings.instance_id);
         TextBuffer data;
-        if (settings.preserve_old_ordering) {
-            unflatten(storage, {}, std::nullopt, settings, data);
-            return Call::rendered(std::move(data));
-        }
-        DocumentStorage reordered = read_and_reorder(storage, settings, data);
+        unflatten(*index, {}, std::nullopt, settings.discard_id, data);
+        if (settings.preserve_old_ordering || index->order().outdated().empty()) return Call::rendered(std::move(data));
+        DocumentStorage reordered = store_order(*index);
         CText text = Call::rendered(std::move(data));
-        ptr->storage = std::move(reordered);
+        ptr->replace(std::move(reordered));
         return text;
     });
 }

@@ -70,7 +70,7 @@ SyncJsonText Call::sync_json_object(const char* argument, std::string_view key, 
 
 const DocumentStorage& Call::handle(sync_json_ptr argument, std::string_view key, int line) const {
     if (argument == nullptr) fail(key, line);
-    return argument->storage;
+    return argument->storage();
 }
 
 TextBuffer WholeObject::written() const {
@@ -176,7 +176,7 @@ CText Call::rendered(const DocumentStorage& storage, bool compress) {
     return compress ? compressed(std::move(text)) : rendered(std::move(text));
 }
 
-sync_json_ptr Call::new_handle(DocumentStorage storage) { return new zentadbpp_document_storage{std::move(storage)}; }
+sync_json_ptr Call::new_handle(DocumentStorage storage) { return new zentadbpp_document_storage(std::move(storage)); }
 
 bool asks_for_compression(const JsonValue& configuration) {
     const JsonValue* compressed = configuration.find("compressed");

@@ -12,12 +12,8 @@
 #include "common/text_buffer.h"
 #include "documents/document_storage.h"
 #include "documents/sync_json_text.h"
+#include "libzentadbpp/handle.h"
 #include "libzentadbpp/zentadbpp.h"
-
-// What a handle points to.
-struct zentadbpp_document_storage {
-    libzentadbpp::DocumentStorage storage;
-};
 
 namespace libzentadbpp {
 

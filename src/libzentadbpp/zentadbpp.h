@@ -337,7 +337,7 @@ ZENTADBPP_EXPORT sync_json_ptr_result update_sync_json_ptr(const char* input, sy
 //   "missing_document" (args: id) and "cyclic_document_reference" (args: id) for references that lead nowhere or round;
 //   "cannot_find_object" (from "read_object", args: data hash) where any other content was pruned; "exceeded maximum
 //   nesting depth" (parser message), "exceeded maximum result size".
-// O(m + contents + R).
+// O(m + contents + R); by handle O(R) after the first read for one instance, which keeps an index in the handle.
 //
 // read_sync_json_ptr WRITES TO THE HANDLE unless the configuration has "preserve_old_ordering": ordering documents of
 // the configured instance that no longer say what their array holds are given a new revision, which other calls, and
@@ -358,7 +358,7 @@ ZENTADBPP_EXPORT sync_json_result read_sync_json_ptr(sync_json_ptr handle, const
 //   "operator ()", "invalid_root_document_revision" (args: rev) for a revision that the document does not have,
 //   "missing_root_document_data" (args: rev) for one whose content was pruned; and those of read_sync_json about
 //   references.
-// O(m + contents + R).
+// O(m + contents + R); by handle O(R) after the first read for one instance, which keeps an index in the handle.
 ZENTADBPP_EXPORT sync_json_result sync_json_data(const char* sync_json, const char* id, const char* rev,
                                                  const char* config);
 ZENTADBPP_EXPORT sync_json_result sync_json_ptr_data(sync_json_ptr handle, const char* id, const char* rev,

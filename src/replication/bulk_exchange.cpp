@@ -196,7 +196,7 @@ std::span<const JsonValue> elements_of(const JsonValue& object, std::string_view
 void write_bulk_docs(const DocumentStorage& storage, TextBuffer& out) {
     TextBuffer id;
     TextBuffer path;
-    const ResultLimit limit(storage, out);
+    const ResultLimit limit(storage.data().bytes(), out);
     const char* separator = "";
     out.append(R"({"docs": [)");
     for (const auto& entry : storage.documents()) {

@@ -48,8 +48,4 @@ class ElementOrder {
     std::vector<Outdated> outdated_;
 };
 
-// The storage with the configured instance's ordering documents rewritten where they are outdated.
-[[nodiscard]] DocumentStorage store_order(const DocumentStorage& storage, const DocumentIndex& index,
-                                          const ElementOrder& order, std::string_view instance_id);
-
 }  // namespace libzentadbpp

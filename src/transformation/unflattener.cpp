@@ -15,7 +15,6 @@
 #include "documents/ordering_lists.h"
 #include "documents/result_limit.h"
 #include "transformation/document_changes.h"
-#include "transformation/ordering_reconciliation.h"
 
 namespace libzentadbpp {
 
@@ -50,24 +49,19 @@ int order_to_id(std::string_view key) {
 class Rebuild {
    public:
     Rebuild(const DocumentIndex& index, const ElementOrder& order, bool discard_id, TextBuffer& out)
-        : index_(index),
-          order_(order),
-          discard_id_(discard_id),
-          out_(out),
-          limit_(index.storage(), out),
-          in_progress_(index.size()) {
-        out.reserve(out.size() + limit_.contents());
-    }
+        : index_(index), order_(order), discard_id_(discard_id), out_(out), limit_(index.content_bytes(), out) {}
 
     void document(std::uint32_t number, std::string_view content, std::size_t depth) {
-        if (in_progress_[number]) fail("cyclic_document_reference", index_.id(number));
+        if (std::ranges::find(in_progress_, number) != in_progress_.end()) {
+            fail("cyclic_document_reference", index_.id(number));
+        }
         limit_.check(out_);
-        in_progress_[number] = true;
+        in_progress_.push_back(number);
         const char* const outer_end = std::exchange(end_, content.data() + content.size());
         const char* const outer_copied = std::exchange(copied_, content.data());
         leave_out(object(content.data(), depth, index_.id(number), true), outer_copied);
         end_ = outer_end;
-        in_progress_[number] = false;
+        in_progress_.pop_back();
     }
 
     [[noreturn]] static void fail(std::string_view error, std::string_view args, int line = __builtin_LINE()) {
@@ -243,9 +237,9 @@ class Rebuild {
     bool discard_id_;
     TextBuffer& out_;
     ResultLimit limit_;
-    std::vector<bool> in_progress_;
-    const char* end_ = nullptr;     // of the content that is being walked
-    const char* copied_ = nullptr;  // where its next run begins
+    std::vector<std::uint32_t> in_progress_;  // no more than a result may be deep
+    const char* end_ = nullptr;               // of the content that is being walked
+    const char* copied_ = nullptr;            // where its next run begins
 };
 
 void rebuild_from(const DocumentIndex& index, const ElementOrder& order, std::string_view root_id,
@@ -265,6 +259,7 @@ void rebuild_from(const DocumentIndex& index, const ElementOrder& order, std::st
         const WrittenMember id_member{vocabulary::id_key, written_id.view()};
         return write_object_with(*content, {&id_member, discard_id ? 0U : 1U}, out);
     }
+    if (id == storage.root_or_empty()) out.reserve(out.size() + index.content_bytes());  // nearly all will be needed
     Rebuild(index, order, discard_id, out).document(*number, *content, 0);
 }
 
@@ -286,24 +281,10 @@ std::string_view find_root(const DocumentIndex& index) {
 
 }  // namespace
 
-void unflatten(const DocumentStorage& storage, std::string_view root_id, const std::optional<Revision>& revision,
-               const TransformationSettings& settings, TextBuffer& out) {
-    if (storage.documents().empty()) return out.append("{}");
-    const DocumentIndex index(storage);
-    const ElementOrder order(index, settings.instance_id);
-    rebuild_from(index, order, root_id, revision, settings.discard_id, out);
-}
-
-DocumentStorage read_and_reorder(const DocumentStorage& storage, const TransformationSettings& settings,
-                                 TextBuffer& out) {
-    if (storage.documents().empty()) {
-        out.append("{}");
-        return storage;
-    }
-    const DocumentIndex index(storage);
-    const ElementOrder order(index, settings.instance_id);
-    rebuild_from(index, order, {}, std::nullopt, settings.discard_id, out);
-    return store_order(storage, index, order, settings.instance_id);
+void unflatten(const ReadIndex& index, std::string_view root_id, const std::optional<Revision>& revision,
+               bool discard_id, TextBuffer& out) {
+    if (index.storage().documents().empty()) return out.append("{}");
+    rebuild_from(index.documents(), index.order(), root_id, revision, discard_id, out);
 }
 
 void unflatten_array(const JsonValue& documents, std::string_view root_id, const TransformationSettings& settings,
@@ -324,10 +305,9 @@ void unflatten_array(const JsonValue& documents, std::string_view root_id, const
     DataHasher hasher(settings.hash_kind());
     SharedMemory memory(arena);
     const DocumentStorage storage = store_documents({}, flattened, Unproduced::keep, hasher, memory);
-    const DocumentIndex index(storage);
-    const ElementOrder order(index, settings.instance_id);
-    const std::string_view root = root_id.empty() ? find_root(index) : root_id;
-    rebuild_from(index, order, root, std::nullopt, settings.discard_id, out);
+    const ReadIndex index(storage, settings.instance_id);
+    const std::string_view root = root_id.empty() ? find_root(index.documents()) : root_id;
+    unflatten(index, root, std::nullopt, settings.discard_id, out);
 }
 
 }  // namespace libzentadbpp

@@ -13,6 +13,7 @@
 #include "common/json_writer.h"
 #include "data/data_hash.h"
 #include "documents/sync_json_text.h"
+#include "transformation/store_order.h"
 #include "transformation/unflattener.h"
 #include "transformation/update.h"
 
@@ -70,8 +71,16 @@ inline std::string read(const DocumentStorage& storage, std::string_view config 
                         const std::optional<Revision>& revision = std::nullopt) {
     Arena arena;
     TextBuffer out;
-    unflatten(storage, root_id, revision, TransformationSettings::for_reading(parse_json(config, arena)), out);
+    const auto settings = TransformationSettings::for_reading(parse_json(config, arena));
+    unflatten(ReadIndex(storage, settings.instance_id), root_id, revision, settings.discard_id, out);
     return std::string(out.view());
+}
+
+inline DocumentStorage read_and_reorder(const DocumentStorage& storage, const TransformationSettings& settings,
+                                        TextBuffer& out) {
+    const ReadIndex index(storage, settings.instance_id);
+    unflatten(index, {}, std::nullopt, settings.discard_id, out);
+    return store_order(index);
 }
 
 inline std::string serialized(const DocumentStorage& storage) {

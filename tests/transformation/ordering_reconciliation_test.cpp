@@ -38,13 +38,12 @@ std::string storage_text(const std::string& histories, const std::string& lists)
 
 // "p q|n": the elements of a and of b.
 std::string shown(const DocumentStorage& storage) {
-    const DocumentIndex index(storage);
-    const ElementOrder order(index, "me");
+    const ReadIndex index(storage, "me");
     std::string text;
     for (const char* domain : {"DA", "DB"}) {
-        for (const std::uint32_t number : order.elements(domain)) {
+        for (const std::uint32_t number : index.order().elements(domain)) {
             if (!text.empty() && text.back() != '|') text += " ";
-            text += index.id(number);
+            text += index.documents().id(number);
         }
         if (domain[1] == 'A') text += "|";
     }
@@ -90,21 +89,18 @@ TEST(ElementOrder, PutsListsTogether) {
         EXPECT_EQ(shown(opened.storage()), expected);
 
         // Stored, it stands: showing it again is the same, and there is nothing left to be stored.
-        const DocumentIndex index(opened.storage());
-        const DocumentStorage stored = store_order(opened.storage(), index, ElementOrder(index, "me"), "me");
+        const DocumentStorage stored = store_order(ReadIndex(opened.storage(), "me"));
         EXPECT_EQ(shown(stored), expected);
-        const DocumentIndex again(stored);
-        EXPECT_TRUE(ElementOrder(again, "me").outdated().empty());
+        EXPECT_TRUE(ReadIndex(stored, "me").order().outdated().empty());
     }
 }
 
 TEST(ElementOrder, IsStoredInTheFormOfTheData) {
     for (const char* config : {R"({"instance_id": "me"})", R"({"instance_id": "me", "force_fast_hash_only": true})"}) {
         const DocumentStorage written = updated({}, R"({"a": [{"_id": "p"}, {"_id": "q"}]})", config);
-        const DocumentIndex before(written);
-        EXPECT_TRUE(ElementOrder(before, "me").outdated().empty());
+        EXPECT_TRUE(ReadIndex(written, "me").order().outdated().empty());
         // Read by another instance, which then has an order of its own in the same form.
-        const DocumentStorage stored = store_order(written, before, ElementOrder(before, "you"), "you");
+        const DocumentStorage stored = store_order(ReadIndex(written, "you"));
         ASSERT_EQ(stored.documents().size(), written.documents().size() + 1);
         const bool fast = std::string_view(config).find("fast") != std::string_view::npos;
         for (const auto& entry : stored.documents()) {
