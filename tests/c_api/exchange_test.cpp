@@ -21,17 +21,6 @@ std::string answer_of(const std::vector<std::string>& documents) {
     return R"({"results": [)" + results + "]}";
 }
 
-// What a server answers once it has taken the body of a _bulk_docs request.
-std::string server_answer(const std::string& bulk_docs) {
-    std::vector<std::string> documents;
-    for (const std::string& document : entries(member(bulk_docs, "docs"))) {
-        const std::string revisions = member(document, "_revisions");
-        const std::string hash = unquoted(entries(member(revisions, "ids")).at(0));
-        documents.push_back(R"({"_rev": ")" + member(revisions, "start") + "-" + hash + R"(", )" + document.substr(1));
-    }
-    return answer_of(documents);
-}
-
 Answer import(const std::string& bulk_get) {
     const Answer by_value = taken(sync_json_from_bulk_get(bulk_get.c_str(), "{}"));
     Answer by_handle = taken(sync_json_ptr_from_bulk_get(bulk_get.c_str(), "{}"));
@@ -52,16 +41,6 @@ TEST(Exchange, ExportTellsWinnersAndTheirPaths) {
     const std::string pruned = R"({"d": {"a": ["A_first"]}, "r": "a"})";
     EXPECT_EQ(taken(sync_json_to_bulk_docs(pruned.c_str())).error,
               record("read_object", "cannot_find_object", "A", "src/data/datastorage"));
-}
-
-TEST(Exchange, WinnersComeBackFromAServer) {
-    for (const auto& [name, set] : samples()) {
-        if (name == "pruned") continue;
-        const std::string winning = taken(sync_json_all_winning(set.c_str())).text();
-        const std::string winning_contents = taken(sync_json_prune(winning.c_str(), 1, false)).text();
-        const std::string body = taken(sync_json_to_bulk_docs(set.c_str())).text();
-        EXPECT_EQ(import(server_answer(body)).text(), winning_contents) << name;
-    }
 }
 
 TEST(Exchange, EveryLeafComesBack) {

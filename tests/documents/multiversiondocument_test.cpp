@@ -3,60 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <map>
 #include <random>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "common/error.h"
+#include "properties/naive.h"
 
 namespace libzentadbpp {
 namespace {
-
-// A document the naive way: every revision with its parent, and each question answered by the definition.
-struct Model {
-    std::map<Revision, Revision> parents;
-
-    // Adds a child, under an empty revision of its own where its name is taken; false where that is taken as well.
-    [[nodiscard]] bool add(const Revision& above, const std::string& hash) {
-        const Revision child(above.index() + 1, hash, above.datahash().substr(0, 7));
-        if (parents.try_emplace(child, above).first->second == above) return true;
-        const Revision between(above.index() + 1, "empty", above.datahash().substr(0, 7));
-        const Revision below(above.index() + 2, hash, "empty");
-        const auto taken = [&](const Revision& revision, const Revision& parent) {
-            return parents.contains(revision) && parents.at(revision) != parent;
-        };
-        if (taken(between, above) || taken(below, between)) return false;
-        parents.emplace(between, above);
-        parents.emplace(below, between);
-        return true;
-    }
-    [[nodiscard]] std::size_t history_length(Revision revision) const {
-        std::size_t length = 0;
-        for (; !revision.is_null(); revision = parents.at(revision)) ++length;
-        return length;
-    }
-    [[nodiscard]] std::vector<Revision> leafs() const {
-        std::set<Revision> left;
-        for (const auto& [revision, parent] : parents) left.insert(revision);
-        for (const auto& [revision, parent] : parents) {
-            if (!parent.is_null()) left.erase(parent);
-            if (revision.is_resolved()) left.erase(revision);
-        }
-        return {left.begin(), left.end()};
-    }
-    [[nodiscard]] std::string winning() const {
-        std::string winner = "none";
-        std::size_t longest = 0;
-        for (const Revision& leaf : leafs()) {
-            const std::size_t length = history_length(leaf);
-            if (length > longest) winner = leaf.revision_string();
-            longest = std::max(longest, length);
-        }
-        return winner;
-    }
-};
 
 DocumentRef read(std::string_view history) {
     Arena arena;
@@ -67,24 +23,26 @@ std::string winning_of(const MultiVersionDocument& document) {
     return document.has_winning() ? document.winning().revision_string() : "none";
 }
 
-void expect_like(const MultiVersionDocument& document, const Model& model) {
-    std::map<Revision, Revision> parents;
+naive::Revision naive_of(const TreeRevision& revision) { return {revision.index, std::string(revision.text)}; }
+
+void expect_like(const MultiVersionDocument& document, const naive::Tree& model) {
+    naive::Tree tree;
     const auto revisions = document.revisions();
     for (std::size_t at = 0; at < revisions.size(); ++at) {
         const TreeRevision& revision = revisions[at];
         const bool is_first = revision.parent == no_entry;
         EXPECT_TRUE(is_first || revision.parent < at);
-        EXPECT_TRUE(at == 0 || revisions[at - 1].revision() < revision.revision());
-        parents.emplace(revision.revision(), is_first ? Revision() : revisions[revision.parent].revision());
+        EXPECT_TRUE(at == 0 || naive_of(revisions[at - 1]) < naive_of(revision));
+        tree[naive_of(revision)] = is_first ? naive::Revision() : naive_of(revisions[revision.parent]);
         EXPECT_EQ(document.find(revision.revision()), at);
         EXPECT_EQ(document.find(revision.index + 1, revision.text).has_value(),
-                  model.parents.contains(Revision(revision.index + 1, revision.text)));
+                  model.contains({revision.index + 1, std::string(revision.text)}));
     }
-    EXPECT_TRUE(parents == model.parents);
-    std::vector<Revision> leafs;
-    for (const std::uint32_t at : document.open_leafs()) leafs.push_back(revisions[at].revision());
-    EXPECT_TRUE(leafs == model.leafs());
-    EXPECT_EQ(winning_of(document), model.winning());
+    EXPECT_EQ(tree, model);
+    std::set<naive::Revision> leafs;
+    for (const std::uint32_t at : document.open_leafs()) leafs.insert(naive_of(revisions[at]));
+    EXPECT_EQ(leafs, naive::leafs(model));
+    EXPECT_EQ(winning_of(document), leafs.empty() ? "none" : naive::text_of(naive::winner(model)));
 }
 
 template <class Failure>
@@ -216,15 +174,13 @@ TEST(MultiVersionDocument, RandomTreesFollowTheModel) {
         const std::size_t reach = 1 + random() % 8;
         // Few hashes, so that one revision is often reached along several ways.
         const std::vector<std::string> hashes = {"A", "B", "abcdefghA", "abcdefghB", "deleted", "resolved", "resolved"};
-        Model model;
+        naive::Tree model{{{1, "A_first"}, {}}};
         DocumentRef document = MultiVersionDocument::first("id", "A");
-        model.parents.emplace(Revision(1, "A", "first"), Revision());
         for (std::size_t step = random() % 40; step > 0; --step) {
             const std::size_t size = document->revisions().size();
             const auto parent = static_cast<std::uint32_t>(size - 1 - random() % std::min(reach, size));
             const std::string& hash = hashes[random() % hashes.size()];
-            const Revision above = document->revisions()[parent].revision();
-            if (model.add(above, hash)) {
+            if (naive::add(model, naive_of(document->revisions()[parent]), hash)) {
                 document = document->with_child(parent, hash);
             } else {
                 EXPECT_THROW((void)document->with_child(parent, hash), InvalidParentRevisionException);

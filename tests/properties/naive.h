@@ -7,10 +7,12 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "common/json_parser.h"
+#include "common/json_writer.h"
 
-// Documents the naive way: every revision with its parent, and what merging is by its definition.
+// Documents and sets of them the naive way: every revision with its parent, and each operation by its definition.
 namespace libzentadbpp::naive {
 
 using Revision = std::pair<std::uint32_t, std::string>;  // generation, and hash_suffix
@@ -69,6 +71,21 @@ inline std::string closed_by(const Tree& tree, Revision revision) {
     return hash_of(revision);
 }
 
+// Adds a child, under an empty revision of its own where its name is taken; false where that is taken as well.
+inline bool add(Tree& tree, const Revision& above, const std::string& hash) {
+    const auto is_free = [&](const Revision& revision, const Revision& parent) {
+        return !tree.contains(revision) || tree.at(revision) == parent;
+    };
+    const std::string suffix = above.first == 0 ? "first" : hash_of(above).substr(0, 7);
+    const Revision child(above.first + 1, hash + "_" + suffix);
+    if (is_free(child, above)) return tree.emplace(child, above), true;
+    const Revision between(above.first + 1, "empty_" + suffix);
+    const Revision below(between.first + 1, hash + "_empty");
+    if (!is_free(between, above) || !is_free(below, between)) return false;
+    tree.emplace(between, above);
+    return tree.emplace(below, between), true;
+}
+
 struct Merge {
     Tree tree;
     std::size_t added = 0;
@@ -120,6 +137,96 @@ inline Merge merged(const Tree& target, const Tree& source) {
         merge.added += merge.tree.contains(revision) && !ours.tree.contains(revision) ? 1 : 0;
     }
     return merge;
+}
+
+// A sync JSON.
+struct Storage {
+    std::map<std::string, Tree> documents;
+    std::map<std::string, std::string> contents;  // by hash
+    bool names_met = false;                       // in the merge that made it
+
+    bool operator==(const Storage& other) const { return documents == other.documents && contents == other.contents; }
+};
+
+inline Storage storage_of(std::string_view sync_json) {
+    Arena arena;
+    Storage storage;
+    const JsonValue json = parse_json(sync_json, arena);
+    for (const auto& [id, history] : json.find("d")->members()) unfold(history, {}, storage.documents[std::string(id)]);
+    if (json.find("o") == nullptr) return storage;
+    for (const auto& [hash, content] : json.find("o")->members()) {
+        TextBuffer text;
+        write_json(content, text);
+        storage.contents.emplace(hash, text.view());
+    }
+    return storage;
+}
+
+// All that both know.
+inline Storage merged(const Storage& target, const Storage& source) {
+    Storage result{target.documents, target.contents};
+    for (const auto& [id, tree] : source.documents) {
+        const auto [known, is_new] = result.documents.try_emplace(id, tree);
+        if (is_new) continue;
+        Merge merge = merged(known->second, tree);
+        known->second = std::move(merge.tree);
+        result.names_met |= merge.names_met;
+    }
+    result.contents.insert(source.contents.begin(), source.contents.end());
+    return result;
+}
+
+// The hashes on the path from the winner to the first revision, newest first.
+inline std::vector<std::string> winning_hashes(const Tree& tree) {
+    std::vector<std::string> hashes;
+    for (Revision at = winner(tree); at.first != 0; at = tree.at(at)) hashes.push_back(hash_of(at));
+    return hashes;
+}
+
+// Keeps the contents that `keeps` tells for each document.
+template <class Keeps>
+void retain(Storage& storage, const Keeps& keeps) {
+    std::set<std::string> kept;
+    for (const auto& [id, tree] : storage.documents) kept.merge(keeps(id, tree));
+    std::erase_if(storage.contents, [&](const auto& content) { return !kept.contains(content.first); });
+}
+
+inline std::set<std::string> newest(const Tree& tree, std::size_t limit) {
+    const std::vector<std::string> hashes = winning_hashes(tree);
+    return {hashes.begin(), hashes.begin() + static_cast<std::ptrdiff_t>(std::min(limit, hashes.size()))};
+}
+
+inline std::set<std::string> all_hashes(const Tree& tree) {
+    std::set<std::string> hashes;
+    for (const auto& [revision, parent] : tree) hashes.insert(hash_of(revision));
+    return hashes;
+}
+
+inline Storage all_winning(Storage storage) {
+    for (auto& [id, tree] : storage.documents) {
+        Tree path;
+        for (Revision at = winner(tree); at.first != 0; at = tree.at(at)) path[at] = tree.at(at);
+        tree = std::move(path);
+    }
+    retain(storage, [](const std::string&, const Tree& tree) { return all_hashes(tree); });
+    return storage;
+}
+
+// What comes back from a server that was sent the winners: their paths, named by the hashes alone.
+inline Storage exchanged(Storage storage) {
+    for (auto& [id, tree] : storage.documents) {
+        const std::vector<std::string> hashes = winning_hashes(tree);
+        tree.clear();
+        Revision above;
+        for (std::size_t at = hashes.size(); at-- != 0;) {
+            const std::string suffix = above.first == 0 ? "first" : hash_of(above).substr(0, 7);
+            const Revision revision(above.first + 1, hashes[at] + "_" + suffix);
+            tree[revision] = above;
+            above = revision;
+        }
+    }
+    retain(storage, [](const std::string&, const Tree& tree) { return newest(tree, 1); });
+    return storage;
 }
 
 }  // namespace libzentadbpp::naive
