@@ -79,11 +79,11 @@ std::vector<std::uint32_t> text_order(std::span<const std::string_view> texts) {
         ranges.pop_back();
         const std::span<Slot> range(slots.data() + begin, end - begin);
         if (range.size() <= few) {
-            std::ranges::sort(range, [&](const Slot& a, const Slot& b) {
+            std::ranges::sort(range, [&, equal = depth](const Slot& a, const Slot& b) {
                 if (a.chunk != b.chunk) return a.chunk < b.chunk;
                 const std::string_view text_a = texts[a.number];
                 const std::string_view text_b = texts[b.number];
-                const int order = rest(text_a, depth).compare(rest(text_b, depth));
+                const int order = rest(text_a, equal).compare(rest(text_b, equal));
                 if (order != 0) return order < 0;
                 return text_a.size() != text_b.size() ? text_a.size() < text_b.size() : a.number < b.number;
             });

@@ -144,9 +144,9 @@ TEST(Deep, HostDataUpToTheLimit) {
 // Each is taken by every export, on its own and with what an update made of it.
 TEST(Deep, SetsByEveryExport) {
     on_small_stack([] {
-        for (const std::string& set :
-             {with_root(R"(["A_first"])", R"("A": {"a": )" + nested(256) + "}"), with_root(forked(5000), R"("D": {})"),
-              linked(200, false, nowhere), linked(5000, true, nowhere), linked(5000, false, 0), linked(5000, true, 1)}) {
+        for (const std::string& set : {with_root(R"(["A_first"])", R"("A": {"a": )" + nested(256) + "}"),
+                                       with_root(forked(5000), R"("D": {})"), linked(200, false, nowhere),
+                                       linked(5000, true, nowhere), linked(5000, false, 0), linked(5000, true, 1)}) {
             const std::string updated = taken(update_sync_json(R"({"new": 1})", set.c_str(), "{}")).text();
             EXPECT_EQ(open(updated).value, updated);
             const std::string winning = taken(sync_json_winning(updated.c_str(), "root")).text();
@@ -222,8 +222,7 @@ TEST(Deep, LongHistories) {
         constexpr int children = 200000;
         std::string star = R"(["A_first", [)";
         for (int i = 0; i < children; ++i) star += (i == 0 ? "\"B" : ", \"B") + std::to_string(i) + "_A\"";
-        const std::string set =
-            R"({"d": {"chain": )" + chain(length) + R"(, "root": )" + star + R"(]]}, "r": "root"})";
+        const std::string set = R"({"d": {"chain": )" + chain(length) + R"(, "root": )" + star + R"(]]}, "r": "root"})";
         const Answer handle = open(set);
         ASSERT_TRUE(handle.handle) << handle.error;
         EXPECT_TRUE(open(*handle.value).value == handle.value);
