@@ -1,8 +1,10 @@
 #include "common/text_table.h"
 
+#include <array>
 #include <bit>
 #include <cstring>
 #include <random>
+#include <utility>
 
 namespace libzentadbpp {
 
@@ -32,6 +34,26 @@ std::uint64_t random_seed() {
 TextTable::TextTable(std::size_t expected)
     : seed_(random_seed()), slots_(std::bit_ceil(expected * 2 + 2), Slot{0, free_slot}), mask_(slots_.size() - 1) {
     texts_.reserve(expected);
+}
+
+TextTable::TextTable(std::vector<std::string_view> texts) : TextTable(texts.size()) {
+    // Slots lie anywhere, so memory is asked for some of them beforehand.
+    constexpr std::size_t ahead = 16;
+    std::array<std::uint64_t, ahead> codes;
+    const auto announce = [&](std::size_t number) {
+        if (number >= texts.size()) return;
+        codes[number % ahead] = hash(texts[number]);
+        __builtin_prefetch(&slots_[codes[number % ahead] & mask_]);
+    };
+    for (std::size_t number = 0; number < ahead; ++number) announce(number);
+    for (std::size_t number = 0; number < texts.size(); ++number) {
+        const std::uint64_t code = codes[number % ahead];
+        announce(number + ahead);
+        std::size_t slot = code & mask_;
+        while (slots_[slot].number != free_slot) slot = (slot + 1) & mask_;
+        slots_[slot] = {tag_of(code), static_cast<std::uint32_t>(number)};
+    }
+    texts_ = std::move(texts);
 }
 
 std::uint64_t TextTable::hash(std::string_view text) const {

@@ -12,13 +12,17 @@ namespace libzentadbpp {
 // outlive it. Hashing is seeded anew for every table, so that nobody can choose texts that collide.
 class TextTable {
    public:
-    explicit TextTable(std::size_t expected = 0);  // how many texts there will be, as far as that is known
+    TextTable() : TextTable(0) {}
+    explicit TextTable(std::size_t expected);  // how many texts there will be, as far as that is known
+    // Of texts that all differ.
+    explicit TextTable(std::vector<std::string_view> texts);
     struct Added {
         std::uint32_t number;
         bool is_new;
     };
     Added add(std::string_view text);
     [[nodiscard]] bool empty() const { return texts_.empty(); }
+    [[nodiscard]] std::string_view text(std::uint32_t number) const { return texts_[number]; }
     [[nodiscard]] std::optional<std::uint32_t> find(std::string_view text) const;
 
    private:

@@ -51,7 +51,11 @@ std::vector<std::string_view> winning_contents(const DocumentStorage& storage) {
     }
     auto stored = storage.data().contents().begin();
     const auto end = storage.data().contents().end();
-    for (const std::uint32_t at : text_order(hashes)) {
+    const std::vector<std::uint32_t> ascending = text_order(hashes);
+    for (std::size_t next = 0; next < ascending.size(); ++next) {
+        constexpr std::size_t ahead = 8;
+        if (next + ahead < ascending.size()) __builtin_prefetch(hashes[ascending[next + ahead]].data());
+        const std::uint32_t at = ascending[next];
         int order = -1;
         while (stored != end && (order = stored->key.compare(hashes[at])) < 0) ++stored;
         if (stored == end) break;
@@ -61,17 +65,17 @@ std::vector<std::string_view> winning_contents(const DocumentStorage& storage) {
 }
 
 DocumentIndex::DocumentIndex(const DocumentStorage& storage)
-    : storage_(&storage),
-      content_bytes_(storage.data().bytes()),
-      contents_(winning_contents(storage)),
-      numbers_(storage.documents().size()) {
+    : storage_(&storage), content_bytes_(storage.data().bytes()), contents_(winning_contents(storage)) {
+    std::vector<std::string_view> ids;
+    ids.reserve(storage.documents().size());
     documents_.reserve(storage.documents().size());
     live_.reserve(storage.documents().size());
     for (const auto& entry : storage.documents()) {
         documents_.push_back(entry.value.get());
         live_.push_back(entry.value->has_winning() && !entry.value->winning().is_deleted());
-        numbers_.add(entry.key);
+        ids.push_back(id_texts_.copy(entry.key));
     }
+    numbers_ = TextTable(std::move(ids));
 }
 
 void mark_referenced_objects(const DocumentIndex& index, std::vector<bool>& referenced) {

@@ -88,7 +88,7 @@ class BulkGet {
         }
         DocumentStorage storage(std::move(changes).applied_to({}), std::move(contents).applied_to({}), {});
         if (storage.documents().empty()) return {};
-        std::string root(choose_root(storage));
+        std::string root = choose_root(storage);
         return DocumentStorage(storage.documents(), storage.data(), std::move(root));
     }
 
@@ -162,16 +162,16 @@ class BulkGet {
         return arena_.copy(Revision(rev->as_string()).datahash());
     }
 
-    static std::string_view choose_root(const DocumentStorage& storage) {
+    static std::string choose_root(const DocumentStorage& storage) {
         const DocumentIndex index(storage);
-        if (index.find(vocabulary::root_name)) return vocabulary::root_name;
+        if (index.find(vocabulary::root_name)) return std::string(vocabulary::root_name);
         std::vector<bool> referenced(index.size());
         mark_referenced_objects(index, referenced);
         mark_listed_elements(index, referenced);
         for (std::uint32_t number = 0; number < index.size(); ++number) {
-            if (!has_ordering_id(index.id(number)) && !referenced[number]) return index.id(number);
+            if (!has_ordering_id(index.id(number)) && !referenced[number]) return std::string(index.id(number));
         }
-        return index.id(0);
+        return std::string(index.id(0));
     }
 
     // A content as it came; it counts if its document gets a revision in the end.

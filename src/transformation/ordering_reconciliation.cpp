@@ -71,6 +71,7 @@ class Reconciliation {
    private:
     static constexpr std::uint32_t unplaced = 0;
     static constexpr std::uint32_t own_round = 1;
+    static constexpr std::size_t ahead = 8;
 
     Array& array_of(std::string_view domain) {
         const auto [number, is_new] = domains_.add(domain);
@@ -86,6 +87,7 @@ class Reconciliation {
         const auto [first, end] = ordering_documents(index_);
         own_lists_.winning.reserve(end - first);
         for (std::uint32_t number = first; number < end; ++number) {
+            index_.prefetch_document(number + ahead);
             const MultiVersionDocument& document = index_.document(number);
             if (!document.has_winning()) continue;
             const std::uint32_t winning = document.winning_position();
@@ -109,6 +111,7 @@ class Reconciliation {
     // of them and nowhere else would be lost.
     void collect_shown_arrays() {
         for (std::uint32_t number = 0; number < index_.size(); ++number) {
+            index_.prefetch_document(number + ahead);
             if (!index_.is_live(number) || has_ordering_id(index_.id(number))) continue;
             const auto content = index_.winning_content(number);
             if (!content) continue;

@@ -14,7 +14,10 @@ namespace libzentadbpp {
 class ReadIndex {
    public:
     ReadIndex(DocumentStorage storage, std::string_view instance_id)
-        : storage_(std::move(storage)), instance_id_(instance_id), documents_(storage_), order_(documents_, instance_id_) {}
+        : storage_(std::move(storage)),
+          instance_id_(instance_id),
+          documents_(storage_),
+          order_(documents_, instance_id_) {}
     ReadIndex(const ReadIndex&) = delete;
     ReadIndex& operator=(const ReadIndex&) = delete;
 

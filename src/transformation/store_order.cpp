@@ -24,7 +24,8 @@ DocumentStorage store_order(const ReadIndex& index) {
                 document != nullptr && document->has_winning() ? document->winning().datahash() : domain;
             if (is_hash_of_kind(form, HashKind::fast) != (kind == HashKind::fast)) continue;
             std::vector<std::string_view> element_ids;
-            for (const std::uint32_t number : index.order().elements(domain)) element_ids.push_back(index.documents().id(number));
+            for (const std::uint32_t number : index.order().elements(domain))
+                element_ids.push_back(index.documents().id(number));
             TextBuffer content;
             write_ordering_content(index.instance_id(), domain, element_ids, content);
             const std::string_view id = document != nullptr ? document->id() : ids.id(domain, hasher, arena);

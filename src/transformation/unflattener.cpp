@@ -187,9 +187,12 @@ class Rebuild {
     void elements(std::string_view domain, std::size_t depth) {
         constexpr std::size_t ahead = 4;
         const auto numbers = order_.elements(domain);
+        for (const std::uint32_t number : numbers.first(std::min(numbers.size(), ahead))) {
+            index_.prefetch_document(number);
+        }
         out_.push_back('[');
         for (std::size_t at = 0; at < numbers.size(); ++at) {
-            if (at + ahead < numbers.size()) index_.prefetch_content(numbers[at + ahead]);
+            if (at + ahead < numbers.size()) index_.prefetch_document(numbers[at + ahead]);
             if (at != 0) out_.append(", ");
             winning_document(numbers[at], depth + 1);
         }
