@@ -222,7 +222,9 @@ TEST(Deep, LongHistories) {
         constexpr int children = 200000;
         std::string star = R"(["A_first", [)";
         for (int i = 0; i < children; ++i) star += (i == 0 ? "\"B" : ", \"B") + std::to_string(i) + "_A\"";
-        const std::string set = R"({"d": {"chain": )" + chain(length) + R"(, "root": )" + star + R"(]]}, "r": "root"})";
+        const std::string set = R"({"d": {"again": ["A_first", ["B_first")" +
+                                repeated(R"(, ["C_A", "D_C"])", children) + R"(]], "chain": )" + chain(length) +
+                                R"(, "root": )" + star + R"(]]}, "r": "root"})";
         const Answer handle = open(set);
         ASSERT_TRUE(handle.handle) << handle.error;
         EXPECT_TRUE(open(*handle.value).value == handle.value);
@@ -232,6 +234,7 @@ TEST(Deep, LongHistories) {
                   std::to_string(length) + "-B_A");
         const std::string history = taken(sync_json_ptr_history(handle.handle.get(), "chain", last.c_str())).text();
         EXPECT_EQ(std::ranges::count(history, ','), length);
+        EXPECT_EQ(taken(sync_json_ptr_leafs(handle.handle.get(), "again")).text(), "2-B_first,3-D_C");
         EXPECT_EQ(taken(sync_json_ptr_winning(handle.handle.get(), "root")).text(), "2-B0_A");
         EXPECT_EQ(split_list(taken(sync_json_ptr_siblings(handle.handle.get(), "root", "2-B7_A")).text()).size(),
                   children - 1U);

@@ -298,6 +298,29 @@ TEST(Exports, ReadingAHandleStoresTheOrderUnlessTold) {
     EXPECT_EQ(dump(handle.handle), stored);
 }
 
+TEST(Exports, AMemberOfAConfigurationCountsWhereItIsOfItsKind) {
+    const char* data = R"({"a": [{"n": 1}, {"n": 2}], "o": {"x": 1}})";
+    const auto outcome = [&](const std::string& config) {
+        const Handle handle = open(rich_sample()).handle;
+        const Answer read = taken(read_sync_json_ptr(handle.get(), config.c_str()));
+        return std::vector{taken(json_object_flatten(data, config.c_str())), read, Answer{dump(handle), "", nullptr}};
+    };
+    const std::string flattened = *outcome("{}")[0].value;
+    const std::string domain = flattened.substr(flattened.find("\"a\": \"A") + 7, 64);
+    const std::vector<std::pair<std::string, std::string>> members{
+        {"instance_id", "\"me\""},        {"id_generation_rules", "\"x;n\""},
+        {"discard_id", "true"},           {"indexed_array_paths", "\"b," + domain + "\""},
+        {"flatten_objects", "true"},      {"force_fast_hash_only", "true"},
+        {"preserve_old_ordering", "true"}};
+    for (const auto& [key, value] : members) {
+        EXPECT_NE(outcome("{\"" + key + "\": " + value + "}"), outcome("{}")) << key;
+        for (const std::string other : {"null", "true", "\"true\"", "1", "1.5", "[\"me\"]", "[true]", "{}"}) {
+            if (other == value || (value[0] == '"' && other[0] == '"')) continue;
+            EXPECT_EQ(outcome("{\"" + key + "\": " + other + "}"), outcome("{}")) << key << " " << other;
+        }
+    }
+}
+
 // --- What one function writes, every other reads
 
 TEST(Exports, WrittenSyncJsonIsTakenEverywhere) {

@@ -205,6 +205,8 @@ TEST(JsonText, SyncJsonNestsDeeperWhereItMust) {
     EXPECT_EQ(sync_message(nested(201, "1")), too_deep);
     EXPECT_EQ(sync_message("@d1:d" + nested(300, "@N", "@l", "x") + "x"), "");
     EXPECT_EQ(sync_message("@d1:a" + nested(200, "@N", "@l", "x") + "x"), too_deep);
+    EXPECT_EQ(sync_message("@d1:o@d1:k" + nested(256, "@N", "@l", "x") + "xx"), "");
+    EXPECT_EQ(sync_message("@d1:o@d1:k" + nested(257, "@N", "@l", "x") + "xx"), too_deep);
     EXPECT_EQ(sync_message(R"({"o": {"a": 1},})"), "expected '\"' in object, got '}' (125)");
     EXPECT_EQ(sync_message(R"({"o": {"a" 1}})"), "expected ':' in object, got '1' (49)");
     EXPECT_EQ(sync_message("{} {"), "unexpected trailing '{' (123)");

@@ -81,32 +81,6 @@ TEST(Revision, RefusesOtherTexts) {
     EXPECT_EQ(failure_of([] { (void)Revision{""}; }), record_end("Revision", "empty_revision"));
 }
 
-TEST(Revision, SplitsHashAndSuffix) {
-    EXPECT_EQ(Revision(4, "a-b_c").revision_string(), "4-a-b_c");
-    EXPECT_EQ(Revision(4, "a-b_c").datahash_uuid(), "a-b_c");
-    for (const char* text : {"", "a", "_a", "a_b_c"}) {
-        EXPECT_EQ(failure_of([&] { (void)Revision(4, text); }),
-                  record_end("Revision", "invalid_revision_string_format", text));
-    }
-}
-
-TEST(Revision, AccessorsCheckTheState) {
-    const Revision null;
-    const Revision no_hash(3, "", "x");
-    const Revision no_suffix(3, "x", "");
-    EXPECT_TRUE(null.is_null() && Revision(0, "", "").is_null());
-    EXPECT_FALSE(no_hash.is_null() || no_suffix.is_null() || Revision(0, "a", "b").is_null());
-    EXPECT_EQ(failure_of([&] { (void)null.index(); }), "invalid_revision_state_index_zero");
-    EXPECT_EQ(failure_of([&] { (void)null.revision_string(); }), "invalid_revision_state_null");
-    EXPECT_EQ(failure_of([&] { (void)null.datahash(); }), "invalid_revision_state_datahash_empty");
-    EXPECT_EQ(failure_of([&] { (void)null.datahash_uuid(); }), "invalid_revision_state_datahash_empty");
-    EXPECT_EQ(failure_of([&] { (void)no_hash.datahash(); }), "invalid_revision_state_datahash_empty");
-    EXPECT_EQ(failure_of([&] { (void)no_suffix.datahash_uuid(); }), "invalid_revision_state_uuid_empty");
-    EXPECT_EQ(no_suffix.datahash(), "x");
-    EXPECT_TRUE(Revision(2, "deleted", "x").is_deleted() && Revision(2, "resolved", "x").is_resolved());
-    EXPECT_FALSE(Revision(2, "deleted2", "x").is_deleted() || Revision(2, "deleted", "x").is_resolved());
-}
-
 TEST(Revision, OrdersByGenerationThenText) {
     const std::vector<const char*> ascending = {"2-a_y", "2-a_ya", "2-b_x", "2-\x80_a", "9-z_z", "10-a_b", "-1-a_b"};
     for (std::size_t i = 0; i < ascending.size(); ++i) {
@@ -119,27 +93,6 @@ TEST(Revision, OrdersByGenerationThenText) {
     EXPECT_FALSE(Revision() < Revision());
     EXPECT_TRUE(Revision() < Revision{"1-a_b"});
     EXPECT_TRUE(Revision{"03-a_b"} < Revision{"3-a_b"}) << "the text as it was given";
-}
-
-TEST(Revision, MakesSuccessors) {
-    const Revision first = Revision::generate_revision({}, "0123456789");
-    EXPECT_EQ(first.revision_string(), "1-0123456789_first");
-    const Revision second = Revision::generate_revision(first, "abc");
-    EXPECT_EQ(second.revision_string(), "2-abc_0123456");
-    EXPECT_EQ(Revision::generate_revision(second, "0123456789").revision_string(), "3-0123456789_abc");
-    EXPECT_EQ(Revision::deleted_revision(first).revision_string(), "2-deleted_0123456");
-    EXPECT_EQ(Revision::deleted_revision(Revision::deleted_revision(first)).revision_string(), "3-deleted_deleted");
-    EXPECT_EQ(Revision::resolved_revision(second).revision_string(), "3-resolved_abc");
-
-    const Revision no_hash(3, "", "x");
-    EXPECT_EQ(failure_of([&] { (void)Revision::generate_revision(first, "0123456789"); }),
-              record_end("generate_revision", "cannot_generate_new_revision_for_same_datahash"));
-    EXPECT_EQ(failure_of([&] { (void)Revision::generate_revision(no_hash, ""); }),
-              "invalid_revision_state_datahash_empty");
-    for (const auto successor : {Revision::deleted_revision, Revision::resolved_revision}) {
-        EXPECT_EQ(failure_of([&] { (void)successor({}); }), "invalid_revision_state_index_zero");
-        EXPECT_EQ(failure_of([&] { (void)successor(no_hash); }), "invalid_revision_state_datahash_empty");
-    }
 }
 
 }  // namespace

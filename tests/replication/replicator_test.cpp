@@ -97,15 +97,6 @@ TEST(Replicate, CountsAndCarriesOver) {
     }
 }
 
-TEST(Replicate, ACopyOutlivesItsSource) {
-    auto source = std::make_unique<Opened>(text_of(R"(["A_first", "B_A"])", R"("A": {"v": 1}, "B": {"v": 2})"));
-    const Opened target(text_of(R"(["A_first"])"));
-    const DocumentStorage merged = replicate(source->storage(), target.storage(), Takeover::copy).target;
-    const std::string before = serialized(merged);
-    source.reset();
-    EXPECT_EQ(serialized(merged), before);
-}
-
 TEST(Replicate, RefusesOtherRoots) {
     const Opened ours(text_of(R"(["A_first"])"));
     const Opened theirs(R"({"d": {"other": ["A_first"]}, "r": "other"})");

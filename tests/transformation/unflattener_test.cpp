@@ -171,25 +171,5 @@ TEST(ReadAndReorder, TakesWhatIsGoneOutOfTheOrder) {
                     .starts_with(with_hashes(R"(2-«{"d": "«root->l-»", "i": "default", "s": []}»_)")));
 }
 
-TEST(ReadAndReorder, MakesTheReadersOwnOrder) {
-    const std::string_view me = R"({"instance_id": "me"})";
-    const DocumentStorage storage =
-        updated({}, R"({"l": [{"_id": "y"}, {"_id": "x"}], "m": []})", R"({"instance_id": "you"})");
-    const auto reorder = [&](const DocumentStorage& from) {
-        Arena arena;
-        TextBuffer data;
-        DocumentStorage result =
-            read_and_reorder(from, TransformationSettings::for_reading(parse_json(me, arena)), data);
-        EXPECT_EQ(data.view(), read(from, me));
-        EXPECT_EQ(data.view(), R"({"_id": "root", "l": [{"_id": "y"}, {"_id": "x"}], "m": []})");
-        return result;
-    };
-    const DocumentStorage reordered = reorder(storage);
-    EXPECT_EQ(reordered.documents().size(), storage.documents().size() + 1);
-    EXPECT_EQ(revisions(reordered, with_hashes("ord-«me-ordering-«root->l-»»")).front(),
-              with_hashes(R"(1-«{"d": "«root->l-»", "i": "me", "s": ["y", "x"]}»_first)"));
-    EXPECT_EQ(serialized(reorder(reordered)), serialized(reordered));
-}
-
 }  // namespace
 }  // namespace libzentadbpp

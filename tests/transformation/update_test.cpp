@@ -27,12 +27,6 @@ Revisions hashed(Revisions texts) {
 
 std::string suffix(std::string_view content) { return hash(content).substr(0, 7); }
 
-TEST(Update, WritesAWholeStorage) {
-    const std::string first = hash(R"({"a": 1})");
-    EXPECT_EQ(serialized(updated({}, R"({"a": 1})")),
-              R"({"d": {"root": [")" + first + R"(_first"]}, "o": {")" + first + R"(": {"a": 1}}, "r": "root"})");
-}
-
 TEST(Update, OnlyWhatChangedGetsARevision) {
     const DocumentStorage once = updated({}, R"({"n": 1, "tasks": [{"_id": "t", "x": 1}, {"_id": "u"}]})");
     const std::string text = serialized(once);
