@@ -168,5 +168,23 @@ TEST(DamagedSyncJson, AnyTextGetsAnAnswer) {
     EXPECT_GT(still_read, 0U);
 }
 
+// A small text may stand for data without end.
+TEST(DamagedSyncJson, WhatWouldGrowBeyondMeasureFails) {
+    std::string doubling = R"({"d": {"root": ["C10_first"])";
+    std::string shared = R"({"d": {"root": ["C_first"])";
+    const std::string large = R"({"a": "!)" + std::string(1 << 20, 'x') + "\"}";
+    std::string contents = R"(, "o": {"C50": )" + large;
+    for (int i = 10; i < 50; ++i) {
+        const std::string next = std::to_string(i + 1);
+        doubling += ", \"" + next + R"(": ["C)" + next + "_first\"]";
+        contents += R"(, "C)" + std::to_string(i) + R"(": {"a": "O)" + next + R"(", "b": "O)" + next + "\"}";
+    }
+    doubling += "}" + contents + R"(}, "r": "root"})";
+    for (int i = 0; i < 400; ++i) shared += ", \"" + std::to_string(i) + R"(": ["C_first"])";
+    shared += R"(}, "o": {"C": )" + large + R"(}, "r": "root"})";
+    EXPECT_EQ(taken(read_sync_json(doubling.c_str(), "{}")).error, "exceeded maximum result size");
+    EXPECT_EQ(taken(sync_json_to_bulk_docs(shared.c_str())).error, "exceeded maximum result size");
+}
+
 }  // namespace
 }  // namespace c_api
