@@ -5,6 +5,7 @@
 #include "commands.h"
 #include "host/arguments.h"
 #include "host/data_shape.h"
+#include "host/explain.h"
 #include "host/files.h"
 #include "host/inside.h"
 #include "host/settings.h"
@@ -50,22 +51,29 @@ void warn(const ArrayPlace& array) {
     }
 }
 
+// Objects and arrays that cannot be told apart make the library refuse data, which is what is looked for here. Anything
+// else that is wrong with a text ends the run.
+std::string why_refused(const std::string& text, const nlohmann::json& config) {
+    try {
+        static_cast<void>(zentadbpp::flatten(text, config.dump()));
+        return {};
+    } catch (const zentadbpp::Error& error) {
+        if (!error.key().starts_with("duplicate_")) throw;
+        return explained(error).what();
+    }
+}
+
 Outcome arrays(const Options& options) {
     const std::string text = read_file(options.data);
     const nlohmann::json config = nlohmann::json::parse(options.settings.config());
-    // Says what is wrong with a text that is no host data. Ids that clash are what is looked for here.
-    try {
-        static_cast<void>(zentadbpp::flatten(text, config.dump()));
-    } catch (const zentadbpp::Error& error) {
-        if (!error.key().starts_with("duplicate_")) throw;
-    }
+    const std::string refused = why_refused(text, config);
     const nlohmann::json data = nlohmann::json::parse(text, nullptr, false);
     if (!data.is_object()) throw Failure(Outcome::input, options.data + ": this is no JSON object in UTF-8");
     const DataShape shape(data, config);
-    const bool all_well = std::ranges::all_of(
-        shape.arrays(), [](const ArrayPlace& array) { return array.all_have_ids() && array.lost == 0; });
+    const bool all_well = refused.empty() && shape.is_sound();
     const nlohmann::json suggested = all_well ? config : shape.suggested_config();
-    const bool helps = suggested != config;
+    const bool helps =
+        suggested != config && DataShape(data, suggested).is_sound() && why_refused(text, suggested).empty();
 
     if (options.json) {
         ordered_json list = ordered_json::array();
@@ -79,7 +87,9 @@ Outcome arrays(const Options& options) {
                             {"lost", array.lost},
                             {"shared", array.shared}});
         }
-        std::cout << pretty({{"arrays", list}, {"configuration", helps ? ordered_json(suggested) : ordered_json()}})
+        std::cout << pretty({{"arrays", list},
+                             {"refused", refused},
+                             {"configuration", helps ? ordered_json(suggested) : ordered_json()}})
                   << '\n';
         return options.exit_code && !all_well ? Outcome::found : Outcome::done;
     }
@@ -97,7 +107,14 @@ Outcome arrays(const Options& options) {
         table.print(std::cout);
     }
     for (const ArrayPlace& array : shape.arrays()) warn(array);
-    if (helps) std::cout << "This configuration gives ids that stay:\n  " << one_line(suggested) << '\n';
+    if (!refused.empty()) {
+        std::cout << painted(Paint::yellow, "warning: ", std::cout) << "an update refuses this: " << refused << '\n';
+    }
+    if (helps) {
+        std::cout << "This configuration gives ids that stay:\n  " << one_line(suggested) << '\n';
+    } else if (!all_well) {
+        std::cout << "No configuration gives ids that stay; the elements need an \"_id\" of their own\n";
+    }
     return options.exit_code && !all_well ? Outcome::found : Outcome::done;
 }
 

@@ -20,6 +20,11 @@ Outcome convert(const Options& options, zentadbpp::Value (*conversion)(const zen
     std::optional<FileLock> lock;
     if (in_place) lock.emplace(options.file);
     const std::string text = read_file(options.file);
+    // To the library, anything that is no object is an empty one.
+    const std::size_t begin = text.find_first_not_of(" \t\r\n");
+    if (begin == std::string::npos || (text[begin] != '{' && text[begin] != '@')) {
+        throw Failure(Outcome::input, options.file + ": this is no JSON object");
+    }
     const zentadbpp::Value converted = [&] {
         try {
             return conversion(text);
@@ -27,9 +32,6 @@ Outcome convert(const Options& options, zentadbpp::Value (*conversion)(const zen
             throw Failure(Outcome::damaged, options.file + ": " + explained(error).what(), explained(error).advice());
         }
     }();
-    if (converted == "{}" && text.find('{') == std::string::npos) {
-        throw Failure(Outcome::input, options.file + ": this is no JSON object");
-    }
     if (!in_place) {
         write_output(options.output.empty() ? "-" : options.output, converted.view());
     } else if (!(converted == text)) {

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <iostream>
 #include <memory>
+#include <unordered_map>
 
 #include "commands.h"
 #include "host/arguments.h"
@@ -49,8 +50,12 @@ std::vector<Conflict> conflicts_of(Store& store, const std::string& only) {
         if (losers.empty()) continue;
         const auto place = places.find(document.key);
         Conflict conflict{document.key, place == places.end() ? "" : place->second, RevisionTree(document.value), {}};
+        std::unordered_map<std::string_view, std::size_t> by_name;
+        for (std::size_t index = 0; index < conflict.tree.revisions().size(); ++index) {
+            by_name.try_emplace(conflict.tree[index].name, index);
+        }
         const auto add = [&](std::string_view name) {
-            const std::size_t index = conflict.tree.find(name);
+            const std::size_t index = by_name.at(name);
             const Revision& revision = conflict.tree[index];
             conflict.versions.push_back({index, revision.hash() == "deleted", inside.content(revision)});
         };

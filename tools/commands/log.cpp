@@ -104,7 +104,7 @@ Outcome log(const Options& options) {
                         {"parent", parent == Revision::none ? nlohmann::ordered_json()
                                                             : nlohmann::ordered_json(tree[parent].name)},
                         {"state", marks.words(index)},
-                        {"available", inside.content(revision).has_value()}});
+                        {"available", inside.has_content(revision)}});
     }
     std::cout << pretty(list) << '\n';
     return Outcome::done;

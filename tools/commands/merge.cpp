@@ -5,6 +5,8 @@
 #include "commands.h"
 #include "host/arguments.h"
 #include "host/store.h"
+#include "host/summary.h"
+#include "host/terminal.h"
 
 namespace zentadb {
 
@@ -14,30 +16,41 @@ struct Options {
     std::string store;
     std::vector<std::string> sources;
     std::string output;
+    bool quiet = false;
+    bool exit_code = false;
 };
 
 Outcome merge(const Options& options) {
     StoreChange change(options.store, options.output, StoreChange::Missing::is_empty);
+    const zentadbpp::Handle& before = change.store().handle;
     zentadbpp::Handle merged;
     for (const std::string& path : options.sources) {
-        const Store source = open_store(path);
-        merged = zentadbpp::replicate(source.handle, merged ? merged : change.store().handle);
+        merged = zentadbpp::replicate(open_store(path).handle, merged ? merged : before);
     }
     change.commit(merged);
-    return Outcome::done;
+    const std::string notice = conflict_notice(merged, options.output.empty() ? options.store : options.output);
+    if (!options.quiet) {
+        std::cerr << summary(before, merged) << '\n';
+        if (!notice.empty()) std::cerr << painted(Paint::yellow, notice, std::cerr) << '\n';
+    }
+    return options.exit_code && !notice.empty() ? Outcome::found : Outcome::done;
 }
 
 }  // namespace
 
 void add_merge(Program& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("merge", daily_use, "Merge other copies into a store",
-                                        "zentadb merge laptop.sync phone.sync\n"
-                                        "ssh phone cat trip.sync | zentadb merge trip.sync -");
+    CLI::App& command =
+        program.command("merge", daily_use, "Merge other copies into a store",
+                        "zentadb merge laptop.sync phone.sync\n"
+                        "ssh phone cat trip.sync | zentadb merge trip.sync -\n"
+                        "git config merge.zentadb.driver 'zentadb merge %A %B'   # *.sync merge=zentadb");
     Arguments arguments(command);
     arguments.required("STORE", options->store, "The store; it is made if there is none");
     arguments.required("FROM", options->sources, "The stores to learn from, - for standard input");
     arguments.optional("-o,--output", options->output, "Write the result into this file, and leave STORE as it is");
+    arguments.flag("-q,--quiet", options->quiet, "Do not tell what changed");
+    arguments.flag("--exit-code", options->exit_code, "Exit with 1 where there are conflicts after the merge");
     program.on(command, [options] { return merge(*options); });
 }
 

@@ -33,7 +33,7 @@ Counts count(const Store& store, const Inside& inside) {
         const RevisionTree tree(document.value);
         counts.revisions += tree.revisions().size();
         counts.pruned += static_cast<std::size_t>(std::ranges::count_if(
-            tree.revisions(), [&](const Revision& revision) { return !inside.content(revision); }));
+            tree.revisions(), [&](const Revision& revision) { return !inside.has_content(revision); }));
         if (is_ordering(document.key)) {
             ++counts.orderings;
             continue;

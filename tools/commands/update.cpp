@@ -3,8 +3,11 @@
 
 #include "commands.h"
 #include "host/arguments.h"
+#include "host/data_shape.h"
 #include "host/settings.h"
 #include "host/store.h"
+#include "host/summary.h"
+#include "host/table.h"
 
 namespace zentadb {
 
@@ -15,8 +18,21 @@ struct Options {
     std::string data;
     std::string output;
     bool compress = false;
+    bool force = false;
+    bool quiet = false;
     Settings settings;
 };
+
+// Elements under one id are one document. Where they say different things, all but the last would be gone.
+void refuse_losses(const Options& options, const std::string& data, const std::string& config) {
+    if (options.force) return;
+    const auto parsed = nlohmann::json::parse(data, nullptr, false);
+    if (!parsed.is_object()) return;
+    const std::size_t lost = DataShape(parsed, nlohmann::json::parse(config)).lost();
+    if (lost == 0) return;
+    throw Failure(Outcome::input, counted(lost, "element") + " would be lost, as others have the same id",
+                  "zentadb arrays " + options.data + " shows where, and what to do. --force keeps the last of each.");
+}
 
 Outcome update(const Options& options) {
     if (options.store == "-" && options.data == "-") {
@@ -26,7 +42,11 @@ Outcome update(const Options& options) {
     StoreChange change(options.store, options.output, StoreChange::Missing::is_empty);
     if (options.compress) change.compress(true);
     const std::string config = options.settings.config_for(change.store());
-    change.commit(change.store().handle.update(data, config));
+    refuse_losses(options, data, config);
+    const zentadbpp::Handle& before = change.store().handle;
+    const zentadbpp::Handle updated = before.update(data, config);
+    change.commit(updated);
+    if (!options.quiet) std::cerr << summary(before, updated) << '\n';
     return Outcome::done;
 }
 
@@ -42,6 +62,8 @@ void add_update(Program& program) {
     arguments.required("DATA", options->data, "A JSON object, - for standard input");
     arguments.optional("-o,--output", options->output, "Write the store into this file, and leave STORE as it is");
     arguments.flag("--compress", options->compress, "Keep the store compressed from now on");
+    arguments.flag("--force", options->force, "Even if elements are lost that share an id");
+    arguments.flag("-q,--quiet", options->quiet, "Do not tell what changed");
     options->settings.declare_writing(arguments);
     program.on(command, [options] { return update(*options); });
 }

@@ -57,7 +57,8 @@ Outcome verify(const Options& options) {
     if (!report.refused.empty()) {
         damages.push_back(explained(zentadbpp::Error(report.refused)).what());
         if (saved.stopped_at > 0)
-            damages.push_back("the text breaks off or goes wrong at byte " + std::to_string(saved.stopped_at) + " of " +
+            damages.push_back("the text breaks off or goes wrong at byte " +
+                              std::to_string(std::min(saved.stopped_at, text.size())) + " of " +
                               std::to_string(text.size()));
         damages.insert(damages.end(), saved.damaged.begin(), saved.damaged.end());
     }

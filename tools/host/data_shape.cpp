@@ -171,6 +171,11 @@ std::size_t DataShape::lost() const {
     return count;
 }
 
+bool DataShape::is_sound() const {
+    return std::ranges::all_of(arrays_,
+                               [](const ArrayPlace& array) { return array.all_have_ids() && array.lost == 0; });
+}
+
 // A key, or two, that every element has and that tells all of them apart. Names that speak of it come first.
 std::string DataShape::rule_for(const ArrayPlace& place) const {
     constexpr std::size_t most_keys = 12;

@@ -32,9 +32,12 @@ class DataShape {
     [[nodiscard]] const std::vector<ArrayPlace>& arrays() const { return arrays_; }
     [[nodiscard]] const std::string& root_id() const { return root_id_; }
     [[nodiscard]] std::size_t lost() const;
+    // Whether every element has an id of its own that stays, and nothing is lost.
+    [[nodiscard]] bool is_sound() const;
 
     // The configuration with what would give every element an id of its own that stays: a rule where the data has a key
-    // for it, else the positions.
+    // for it, else the positions. Some data
+    // cannot be helped in this way; see is_sound of the outcome.
     [[nodiscard]] nlohmann::json suggested_config() const;
 
    private:

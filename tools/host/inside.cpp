@@ -25,6 +25,8 @@ const Entry* find_entry(const std::vector<Entry>& members, std::string_view key)
     return found != members.end() && found->key == key ? &*found : nullptr;
 }
 
+bool is_reserved(std::string_view hash) { return hash == "deleted" || hash == "resolved" || hash == "empty"; }
+
 // A content nests 256 levels at most.
 ordered_json for_people(const ordered_json& value) {
     if (value.is_string()) {
@@ -86,9 +88,13 @@ RevisionTree Inside::tree(std::string_view id) const {
                   "zentadb docs STORE lists the documents.");
 }
 
+bool Inside::has_content(const Revision& revision) const {
+    return is_reserved(revision.hash()) || find_entry(contents_, revision.hash()) != nullptr;
+}
+
 std::optional<ordered_json> Inside::content(const Revision& revision) const {
     const std::string_view hash = revision.hash();
-    if (hash == "deleted" || hash == "resolved" || hash == "empty") return ordered_json::object();
+    if (is_reserved(hash)) return ordered_json::object();
     const Entry* content = find_entry(contents_, hash);
     if (content == nullptr) return std::nullopt;
     const ordered_json parsed = ordered_json::parse(content->value, nullptr, false);

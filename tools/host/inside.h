@@ -32,6 +32,8 @@ class Inside {
     // The tree of a document. Throws Failure (input) where there is no such document.
     [[nodiscard]] RevisionTree tree(std::string_view id) const;
 
+    // Whether the content of a revision is there: it may have been pruned.
+    [[nodiscard]] bool has_content(const Revision& revision) const;
     // The content of a revision, with strings as the host gave them; arrays that are kept apart are "[...]", objects
     // "{...}" with their id. Nothing where it was pruned.
     [[nodiscard]] std::optional<nlohmann::ordered_json> content(const Revision& revision) const;

@@ -29,6 +29,7 @@ Program::Program()
     app_->add_option_function<std::string>("--color", choose_colours, "auto (the default), always or never")
         ->check(CLI::IsMember({"auto", "always", "never"}))
         ->type_name("WHEN");
+    app_->get_formatter()->label("SUBCOMMAND", "COMMAND");
     app_->require_subcommand(1);
     app_->fallthrough();
     app_->footer(
@@ -56,8 +57,17 @@ void Program::on(CLI::App& command, std::function<Outcome()> run) {
     command.callback([this, run = std::move(run)] { outcome_ = run(); });
 }
 
+// The parser would only say that a command is missing.
+void Program::refuse_unknown(int count, char** arguments) const {
+    if (count < 2 || arguments[1][0] == '-') return;
+    const std::string name = arguments[1];
+    if (!app_->get_subcommands([&](CLI::App* command) { return command->check_name(name); }).empty()) return;
+    throw Failure(Outcome::usage, name + ": there is no such command", "zentadb --help lists the commands.");
+}
+
 int Program::run(int count, char** arguments) {
     try {
+        refuse_unknown(count, arguments);
         app_->parse(count, arguments);
         if (!std::cout.flush()) return complain(Outcome::system, "standard output cannot be written");
         return static_cast<int>(outcome_);

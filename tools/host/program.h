@@ -44,6 +44,8 @@ class Program {
     int run(int count, char** arguments);
 
    private:
+    void refuse_unknown(int count, char** arguments) const;
+
     std::unique_ptr<CLI::App> app_;
     Outcome outcome_ = Outcome::done;
 };

@@ -1,0 +1,487 @@
+#!/usr/bin/env python3
+"""The command line host as a process: files, exit codes, interrupted writes, locks, damaged stores, git.
+
+From the environment: ZENTADB (program), MAN_PAGE, and SEED to repeat a run of the random tests."""
+
+import fcntl
+import json
+import os
+import pty
+import random
+import re
+import resource
+import shutil
+import signal
+import stat
+import subprocess
+import tempfile
+import time
+import unittest
+
+ZENTADB = os.path.abspath(os.environ["ZENTADB"])
+SEED = int(os.environ.get("SEED", time.time_ns() % 1000000))
+OK, FOUND, USAGE, INPUT, DAMAGED, UNMERGEABLE, SYSTEM, BUSY = range(8)
+
+
+def trip(what, done=False):
+    return {"title": "Trip", "tasks": [{"_id": "t1", "what": what}, {"_id": "t2", "what": "book", "done": done}]}
+
+
+class Case(unittest.TestCase):
+    def setUp(self):
+        self.home = tempfile.TemporaryDirectory()
+        self.addCleanup(self.home.cleanup)
+        self.addCleanup(os.chdir, os.getcwd())
+        os.chdir(self.home.name)
+
+    def run_it(self, *arguments, given="", code=OK, error="", env=None, **more):
+        """Standard output; `code` and a part of standard error are checked."""
+        given = given if isinstance(given, str) else json.dumps(given)
+        done = subprocess.run([ZENTADB, *arguments], input=given, capture_output=True, text=True,
+                              env={**os.environ, "ZENTADB_LOCK_WAIT": "60", **(env or {})}, check=False, **more)
+        self.assertEqual(done.returncode, code, f"{arguments}: {done.stderr}{done.stdout}")
+        self.assertIn(error, done.stderr, arguments)
+        return done.stdout
+
+    def make(self, store, data, *arguments):
+        self.run_it("update", store, "-", "-q", *arguments, given=data)
+
+    def make_conflict(self):
+        self.make("laptop", trip("pack"))
+        shutil.copy("laptop", "phone")
+        shutil.copy("laptop", "old")
+        self.make("laptop", trip("pack light"))
+        self.make("laptop", trip("pack very light"))
+        self.make("phone", trip("pack everything", True))
+        self.run_it("merge", "laptop", "phone", error="1 document in conflict")
+
+    def data(self, store):
+        return json.loads(self.run_it("read", store))
+
+    def write(self, name, text):
+        with open(name, "w", encoding="utf-8") as file:
+            file.write(text)
+
+    def bytes_of(self, name):
+        with open(name, "rb") as file:
+            return file.read()
+
+
+class Commands(Case):
+    def test_says_what_is_asked(self):
+        self.make_conflict()
+        self.write("list.json", '{"a": [{"k": "x"}, {"k": "y"}]}')
+        deleted = trip("pack very light")
+        deleted["tasks"].pop()
+        shutil.copy("laptop", "newer")
+        self.make("newer", deleted)
+        table = [
+            (("status", "laptop"), r"documents +3.*\nrevisions +8\nconflicts +1\n(.*\n)*size +1654 bytes\n"),
+            (("docs", "laptop"), r"\nt1 +4 +3-3702348 +conflict +\.tasks\[0\]\nt2 "),
+            (("show", "laptop", "t1", "2-8b"), r'\{"_id": "t1", "what": "pack everything"\}\n$'),
+            (("show", "laptop", "t1"), r"pack very light"),
+            (("log", "laptop", "t1"), "^● 1-06e1d15 +what: \"pack\"\n├─● 2-8b3e4a5 +\\[conflict\\] .*everything\"\n"
+             "● 2-5bedd7d .*\n● 3-3702348 +\\[wins\\] .*very light\"\n$"),
+            (("log", "laptop", "t1", "--ascii"), r"\n\|-\* 2-8b3e4a5 "),
+            (("graph", "laptop", "t1"), r"r0 -> r1;[^$]*pack everything\\\"\\nconflict\""),
+            (("graph", "laptop", "t1", "--format", "mermaid"), r"r0 --> r3\n"),
+            (("changes", "old", "newer"), r"updated +t1 +\.tasks\[0\]\ndeleted +t2\n$"),
+            (("conflicts", "laptop"), r"t1 +at \.tasks\[0\]\n +wins +3-3702348 +loses 2-8b3e4a5\n +what +\"pack very light\""
+             r" +\"pack everything\"\n"),
+            (("verify", "laptop"), r"whole: the histories of 4 documents, 8 contents, 8 of them"),
+            (("arrays", "list.json"), r"\.a +2 +none +[0-9a-f]{64}\nwarning: .*1 element would be lost.*\n.*\n"
+             r" +\{\"id_generation_rules\":\"k\"\}"),
+        ]
+        for arguments, pattern in table:
+            with self.subTest(arguments):
+                self.assertRegex(self.run_it(*arguments), pattern)
+        if shutil.which("dot"):
+            self.assertIn("<svg", self.run_it("graph", "laptop", "t1", "--format", "svg"))
+        self.run_it("graph", "laptop", "t1", "--format", "svg", code=SYSTEM, error="graphviz", env={"PATH": "/nowhere"})
+
+    def test_json_has_the_same(self):
+        self.make_conflict()
+        table = [
+            (("status", "laptop"), lambda all: (all["documents"], all["conflicts"], all["size"]), (3, 1, 1654)),
+            (("docs", "laptop"), lambda all: [doc["id"] for doc in all], ["root", "t1", "t2"]),
+            (("log", "laptop", "t1"), lambda all: [entry["state"] for entry in all], ["", "", "wins", "conflict"]),
+            (("changes", "old", "laptop"), lambda all: all, {"created": [], "updated": ["t1", "t2"], "deleted": []}),
+            (("conflicts", "laptop"), lambda all: [one["content"]["what"] for one in all[0]["versions"]],
+             ["pack very light", "pack everything"]),
+            (("verify", "laptop"), lambda all: (all["damaged"], all["whole_contents"]), (False, 8)),
+        ]
+        for arguments, part, expected in table:
+            with self.subTest(arguments):
+                self.assertEqual(part(json.loads(self.run_it(*arguments, "--json"))), expected)
+
+    def test_settles(self):
+        self.make_conflict()
+        self.run_it("prune", "laptop", code=INPUT, error="would drop the losing versions")
+        for keep, what, mark in (("winner", "pack very light", "× 3-resolved"), ("2-8b3", "pack everything", "× 4-resolved")):
+            self.run_it("resolve", "laptop", "t1", keep, "-o", "settled")
+            self.assertEqual(self.data("settled")["tasks"][0]["what"], what)
+            self.assertIn(mark, self.run_it("log", "settled", "t1"))
+            self.run_it("conflicts", "settled", "--exit-code")
+        self.run_it("resolve", "laptop", "--all")
+        self.run_it("prune", "laptop")
+        self.assertIn("was pruned", self.run_it("log", "laptop", "t1"))
+        self.assertEqual(self.data("laptop"), {"_id": "root", **trip("pack very light", True)})
+
+    def test_a_deletion_that_won_cannot_be_settled_away(self):
+        self.make("a", trip("pack"))
+        shutil.copy("a", "b")
+        self.make("a", trip("pack light"))
+        self.make("a", {"title": "Trip", "tasks": trip("")["tasks"][1:]})
+        self.make("b", trip("pack everything"))
+        self.run_it("merge", "a", "b")
+        self.assertRegex(self.run_it("conflicts", "a"), r"t1 +not in the data\n.*\n +what +\(deleted\) +\"pack everything\"")
+        self.run_it("resolve", "a", "t1", "2-8b3", code=INPUT, error="cannot be closed")
+        self.run_it("resolve", "a", "t1")
+        self.run_it("conflicts", "a", "--exit-code")
+
+    def test_standard_input_and_output(self):
+        self.write("data", json.dumps(trip("pack")))
+        store = self.run_it("update", "-", "data", given="{}")
+        self.assertEqual(json.loads(self.run_it("read", "-", given=store)), {"_id": "root", **trip("pack")})
+        self.run_it("update", "-", "-", code=USAGE, error="cannot both")
+        self.assertEqual(self.run_it("uncompress", "-", given=self.run_it("compress", "-", given=store)), store)
+        self.write("store", store)
+        self.assertEqual(self.run_it("changes", "-", "store", given=store), "")
+        self.run_it("merge", "copy", "/dev/stdin", "-q", given=store)  # a pipe is as good as a file
+        self.assertEqual(self.bytes_of("copy"), store.encode())
+
+    def test_stores_stay_compressed(self):
+        self.make("a", trip("pack"), "--compress")
+        shutil.copy("a", "b")
+        self.make("a", trip("pack light"))
+        self.make("b", trip("pack everything"))
+        self.run_it("merge", "a", "b")
+        self.run_it("resolve", "a", "t1")
+        self.assertTrue(self.bytes_of("a").startswith(b'{"compressed": true'))
+        self.assertIn("kept compressed", self.run_it("status", "a"))
+        self.run_it("uncompress", "a")
+        self.assertTrue(self.bytes_of("a").startswith(b'{"d": '))
+
+    def test_diff_and_patch(self):
+        self.make_conflict()
+        patch = self.run_it("diff", "old", "laptop")
+        self.run_it("patch", "old", "-", given=patch)
+        self.assertEqual(self.bytes_of("old"), self.bytes_of("laptop"))
+        whole = self.run_it("diff", "-", "laptop", given="{}")
+        self.run_it("patch", "fresh", "-", given=whole)
+        self.assertEqual(self.bytes_of("fresh"), self.bytes_of("laptop"))
+        self.run_it("patch", "phone", "-", given="[]", code=INPUT, error="no patch")
+
+    def test_goes_on_as_the_store_is(self):
+        self.make("a", trip("pack"), "--fast-hash", "--instance", "ann")
+        self.make("a", trip("pack light"))
+        text = self.bytes_of("a").decode()
+        self.assertNotRegex(text, r"[0-9a-f]{64}")
+        self.assertNotIn('"i": "default"', text)
+        # The environment may ask the library for a form that this program does not look into.
+        self.assertEqual(self.run_it("docs", "a", env={"USE_BEL_FORMAT": "1"}), self.run_it("docs", "a"))
+
+    def test_help_and_man_page(self):
+        with open(os.environ["MAN_PAGE"], encoding="utf-8") as file:
+            page = file.read()
+        names = re.findall(r"^  ([a-z]+)  ", self.run_it("--help"), re.MULTILINE)
+        self.assertGreaterEqual(len(names), 18)
+        for name in names:
+            self.assertIn(f"Examples:\n  zentadb {name} ", self.run_it(name, "--help"))
+            self.assertIn(f'\n.BI {name} "', page)
+
+
+class ExitCodes(Case):
+    def test_kinds_of_failure(self):
+        self.make_conflict()
+        self.make("other", {"_id": "elsewhere"})
+        self.make("stranger", trip("written apart"))
+        for name, text in {"empty": "", "data": '{"a": 1}', "list": "[1]", "broken": '{"d": {"a": [', "nul": '{}\0',
+                           "noroot": '{"d": {"a": ["b_first"]}}', "twins": '{"l": [{"a": 1}, {"a": 2}]}',
+                           "squeezed": '{"compressed": true, "data": "AAAA", "uncompressed_size": 9}'}.items():
+            self.write(name, text)
+        before = self.bytes_of("laptop")
+        table = [
+            ((), USAGE, "required"),
+            (("frobnicate",), USAGE, "no such command"),
+            (("read",), USAGE, "STORE is required"),
+            (("read", "laptop", "--no-such"), USAGE, "--no-such"),
+            (("read", "laptop", "--config", "[1]"), INPUT, "no such file"),
+            (("read", "laptop", "--config", "list"), USAGE, "no JSON object"),
+            (("read", "missing"), INPUT, "missing: there is no such file"),
+            (("read", "data"), INPUT, "zentadb update STORE data"),
+            (("read", "list"), INPUT, "no sync JSON"),
+            (("read", "nul"), INPUT, "NUL byte"),
+            (("read", "empty"), DAMAGED, "the file is empty"),
+            (("read", "broken"), DAMAGED, "zentadb verify broken"),
+            (("read", "noroot"), DAMAGED, "root document is missing"),
+            (("read", "squeezed"), DAMAGED, "compressed object is damaged"),
+            (("update", "empty", "data"), DAMAGED, "the file is empty"),
+            (("update", "data", "data"), INPUT, "no sync JSON"),
+            (("update", "laptop", "list"), INPUT, "no JSON object"),
+            (("update", "laptop", "broken"), INPUT, "unexpected end"),
+            (("update", "laptop", "twins"), INPUT, "1 element would be lost"),
+            (("show", "laptop", "nobody"), INPUT, "no such document"),
+            (("show", "laptop", "t1", "9-9"), INPUT, "no such revision"),
+            (("show", "laptop", "t1", "2-"), INPUT, "several revisions"),
+            (("resolve", "laptop", "t1", "1-"), INPUT, "not the end of a branch"),
+            (("resolve", "laptop"), USAGE, "--all"),
+            (("merge", "laptop", "other"), UNMERGEABLE, "no copies of one store"),
+            (("merge", "laptop", "stranger"), UNMERGEABLE, "on their own"),
+            (("merge", "laptop", "broken"), DAMAGED, "broken: "),
+            (("prune", "laptop", "--keep", "0"), USAGE, "--force"),
+            (("verify", "broken"), DAMAGED, ""),
+            (("compress", "list"), INPUT, "no JSON object"),
+            (("update", "nowhere/store", "data"), SYSTEM, "nowhere/store"),
+            (("update", "/dev/null/store", "data"), SYSTEM, ""),
+            (("update", "laptop", "data", "-o", "/dev/full"), SYSTEM, "No space left"),
+            (("conflicts", "laptop", "--exit-code"), FOUND, ""),
+            (("status", "laptop", "--exit-code"), FOUND, ""),
+            (("changes", "old", "laptop", "--exit-code"), FOUND, ""),
+            (("arrays", "twins", "--exit-code"), FOUND, ""),
+            (("merge", "laptop", "phone", "--exit-code"), FOUND, "nothing new"),
+        ]
+        for arguments, code, error in table:
+            with self.subTest(arguments):
+                self.run_it(*arguments, code=code, error=error)
+        self.assertEqual(self.bytes_of("laptop"), before)
+        self.assertFalse([name for name in os.listdir() if ".zentadb-" in name])
+
+    def test_standard_output_that_fails(self):
+        self.make("a", trip("pack"))
+        with open("/dev/full", "w", encoding="utf-8") as full:
+            done = subprocess.run([ZENTADB, "read", "a"], stdout=full, stderr=subprocess.PIPE, check=False)
+        self.assertEqual(done.returncode, SYSTEM)
+
+
+class Files(Case):
+    def test_replaces_behind_links_and_keeps_the_mode(self):
+        self.make("real", trip("pack"))
+        os.chmod("real", 0o640)
+        os.symlink("real", "link")
+        self.make("link", trip("pack light"))
+        self.assertTrue(os.path.islink("link"))
+        self.assertEqual(stat.S_IMODE(os.stat("real").st_mode), 0o640)
+        self.assertEqual(self.data("real")["tasks"][0]["what"], "pack light")
+        # What does not change is not written again.
+        before = os.stat("real")
+        self.make("real", trip("pack light"))
+        self.assertEqual(os.stat("real").st_ino, before.st_ino)
+
+    def test_a_write_that_breaks_off_changes_nothing(self):
+        self.make("a", trip("pack"))
+        before = self.bytes_of("a")
+
+        def limit():  # the kernel ends the process in the middle of the write
+            resource.setrlimit(resource.RLIMIT_FSIZE, (512, 512))
+        done = subprocess.run([ZENTADB, "update", "a", "-"], input=json.dumps(trip("x" * 5000)).encode(), preexec_fn=limit,
+                              capture_output=True, check=False)
+        self.assertNotEqual(done.returncode, OK)
+        self.assertEqual(self.bytes_of("a"), before)
+        # What is left over, even if it was written by another one with bad intent, is in nobody's way.
+        if os.path.exists("a.zentadb-new"):
+            os.unlink("a.zentadb-new")
+        self.write("precious", "stays")
+        os.symlink("precious", "a.zentadb-new")
+        self.make("a", trip("pack light"))
+        self.assertEqual(self.bytes_of("precious"), b"stays")
+        self.assertEqual(sorted(os.listdir()), ["a", "precious"])
+
+    def test_killed_at_any_moment(self):
+        print(f"SEED={SEED}")
+        chance = random.Random(SEED)
+        states = [{"list": [{"_id": str(at), "n": number} for at in range(4000)]} for number in (1, 2)]
+        for number, state in enumerate(states):
+            self.write(f"data{number}", json.dumps(state))
+        start = time.monotonic()
+        self.make("a", states[0])
+        whole_run = time.monotonic() - start
+        self.make("reference", states[0])
+        for number in range(12):
+            run = subprocess.Popen([ZENTADB, "update", "a", f"data{(number + 1) % 2}", "-q"])
+            time.sleep(chance.random() * whole_run)
+            run.send_signal(signal.SIGKILL)
+            run.wait()
+            self.assertIn({"list": self.data("a")["list"]}, states)
+        self.run_it("verify", "a", "-q")
+        self.make("a", trip("done"))
+        self.assertFalse([name for name in os.listdir() if ".zentadb-" in name])
+
+    def test_two_processes_lose_nothing(self):
+        count = 10
+        self.make("a", {"list": []})
+        for number in range(count):
+            shutil.copy("a", f"copy{number}")
+            self.make(f"copy{number}", {"list": [{"_id": f"from{number}"}]})
+        runs = [subprocess.Popen([ZENTADB, "merge", "a", f"copy{number}", "-q"], env={**os.environ, "ZENTADB_LOCK_WAIT": "60"})
+                for number in range(count)]
+        self.assertEqual([run.wait() for run in runs], [OK] * count)
+        self.assertEqual({element["_id"] for element in self.data("a")["list"]}, {f"from{number}" for number in range(count)})
+        self.assertFalse([name for name in os.listdir() if ".zentadb-" in name])
+
+    def test_waits_for_the_lock_and_gives_up(self):
+        self.make("a", trip("pack"))
+        before = self.bytes_of("a")
+        with open("a.zentadb-lock", "w", encoding="utf-8") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            self.run_it("update", "a", "-", given=trip("x"), code=BUSY, error="another process", env={"ZENTADB_LOCK_WAIT": "0.1"})
+            self.assertEqual(self.bytes_of("a"), before)
+            self.data("a")  # readers need no lock
+            waiting = subprocess.Popen([ZENTADB, "merge", "a", "a", "-q"])
+            time.sleep(0.2)
+            self.assertIsNone(waiting.poll())
+        self.assertEqual(waiting.wait(), OK)
+        # A lock file that nobody holds is a leftover.
+        self.write("a.zentadb-lock", "")
+        self.make("a", trip("x"))
+        self.assertEqual(os.listdir(), ["a"])
+
+
+class Damage(Case):
+    def test_salvages_what_is_whole(self):
+        self.make_conflict()
+        shutil.copy("laptop", "good")
+        text = self.bytes_of("good").decode()
+        chance = random.Random(SEED)
+        print(f"SEED={SEED}")
+        damaged = [text[:chance.randrange(700, len(text))] for _ in range(5)]
+        damaged += [text.replace("pack everything", "pack somethings"), text.replace('["06e1d', '["16e1d', 1)]
+        for number, bad in enumerate(damaged):
+            with self.subTest(number, seed=SEED):
+                self.write("bad", bad)
+                self.run_it("verify", "bad", "--salvage", "saved", code=DAMAGED)
+                self.run_it("merge", "saved", "good", "-q")
+                self.run_it("verify", "saved", "-q")
+                self.assertEqual(self.bytes_of("saved"), self.bytes_of("good"))
+        self.write("bad", '{"d": {')
+        self.run_it("verify", "bad", "--salvage", "saved", code=DAMAGED, error="nothing can be saved")
+
+
+class Arrays(Case):
+    def random_value(self, chance, depth):
+        kind = chance.randrange(9 if depth < 4 else 4)
+        if kind < 4:
+            return [chance.randrange(3), "text", True, None][kind]
+        if kind < 6:
+            return {key: self.random_value(chance, depth + 1) for key in chance.sample("abcd", chance.randrange(3))}
+        if kind < 7:
+            return [self.random_value(chance, depth + 1) for _ in range(chance.randrange(3))]
+        elements = []
+        for _ in range(chance.randrange(4)):
+            element = {key: self.random_value(chance, depth + 1) for key in chance.sample("abk", chance.randrange(3))}
+            if chance.random() < 0.5:
+                element["_id"] = f"id{chance.randrange(10**6)}"
+            elements.append(element)
+        return elements
+
+    def without_ids(self, value):
+        if isinstance(value, dict):
+            return {key: self.without_ids(inner) for key, inner in value.items() if key != "_id"}
+        return [self.without_ids(inner) for inner in value] if isinstance(value, list) else value
+
+    def test_tells_what_the_library_will_do(self):
+        print(f"SEED={SEED}")
+        chance = random.Random(SEED)
+        helped = 0
+        for number in range(25):
+            data = {key: self.random_value(chance, 0) for key in "abcd"}
+            settings = chance.choice([(), ("--fast-hash",), ("--ids", "a,k;b"), ("--flatten-objects",)])
+            with self.subTest(number, seed=SEED, data=data, settings=settings):
+                self.write("data", json.dumps(data))
+                told = json.loads(self.run_it("arrays", "data", "--json", *settings))
+                if told["configuration"]:
+                    helped += 1
+                    self.run_it("update", "helped", "data", "-q", "--config", json.dumps(told["configuration"]))
+                    self.assertEqual(self.without_ids(self.data("helped")), self.without_ids(data))
+                    os.unlink("helped")
+                if any(array["lost"] for array in told["arrays"]):
+                    self.run_it("update", "refused", "data", *settings, code=INPUT, error="would be lost")
+                    continue
+                if told["refused"]:
+                    self.run_it("update", "refused", "data", *settings, code=INPUT, error=told["refused"])
+                    continue
+                self.make(f"store{number}", data, *settings)
+                self.assertEqual(self.without_ids(self.data(f"store{number}")), self.without_ids(data))
+                with open(f"store{number}", encoding="utf-8") as file:
+                    contents = json.load(file)["o"].values()
+                domains = {content["d"] for content in contents if content.keys() == {"d", "i", "s"}}
+                told_domains = {domain for array in told["arrays"] for domain in array["domains"]}
+                self.assertLessEqual(domains, told_domains)
+        self.assertGreater(helped, 0)
+
+
+class Terminal(Case):
+    def on_terminal(self, *arguments, **env):
+        screen, other = pty.openpty()
+        with subprocess.Popen([ZENTADB, *arguments], stdout=other, env={"TERM": "xterm", **env}) as run:
+            os.close(other)
+            text = b""
+            try:
+                while piece := os.read(screen, 65536):
+                    text += piece
+            except OSError:  # the other side is closed
+                pass
+            run.wait()
+        os.close(screen)
+        return text
+
+    def test_colours_only_on_a_terminal(self):
+        self.make_conflict()
+        self.assertIn(b"\x1b[", self.on_terminal("log", "laptop", "t1"))
+        self.assertNotIn(b"\x1b[", self.on_terminal("log", "laptop", "t1", NO_COLOR="1"))
+        self.assertNotIn(b"\x1b[", self.on_terminal("log", "laptop", "t1", "--color", "never"))
+        self.assertNotIn("\x1b[", self.run_it("log", "laptop", "t1"))
+        self.assertIn("\x1b[", self.run_it("--color", "always", "log", "laptop", "t1"))
+
+    def test_data_cannot_write_to_the_terminal(self):
+        escape = "\x1b]0;gotcha\x07"
+        for text in ("one", "two"):
+            self.make("b" if text == "two" else "a", {"l": [{"_id": f"i{escape}", f"k{escape}": escape}]})
+        shutil.copy("a", "b")
+        self.make("a", {"l": [{"_id": f"i{escape}", f"k{escape}": f"a{escape}"}]})
+        self.make("b", {"l": [{"_id": f"i{escape}", f"k{escape}": f"b{escape}"}]})
+        self.run_it("merge", "a", "b")
+        self.write("data", self.run_it("read", "a"))
+        for arguments in (("docs", "a"), ("log", "a", f"i{escape}"), ("conflicts", "a"), ("arrays", "data"),
+                          ("changes", "b", "a"), ("graph", "a", f"i{escape}")):
+            self.assertNotIn("\x1b", self.run_it(*arguments), arguments)
+
+
+@unittest.skipUnless(shutil.which("git"), "git is not installed")
+class Git(Case):
+    def git(self, *arguments, code=0):
+        done = subprocess.run(["git", "-c", "user.name=a", "-c", "user.email=a@b", *arguments], capture_output=True, text=True,
+                              check=False)
+        self.assertEqual(done.returncode, code, done.stderr + done.stdout)
+        return done.stdout + done.stderr
+
+    def test_merge_driver(self):
+        self.git("init", "-q", "-b", "main")
+        self.git("config", "merge.zentadb.driver", f"{ZENTADB} merge %A %B")
+        self.git("config", "diff.zentadb.textconv", f"{ZENTADB} read")
+        self.write(".gitattributes", "*.sync merge=zentadb diff=zentadb\n")
+        self.make("my.sync", trip("pack"))
+        self.git("add", ".")
+        self.git("commit", "-qm", "first")
+        self.git("checkout", "-qb", "phone")
+        self.make("my.sync", trip("pack", True))
+        self.assertIn('+{"_id": "root"', self.git("diff"))
+        self.git("commit", "-qam", "phone")
+        self.git("checkout", "-q", "main")
+        self.make("my.sync", trip("pack light"))
+        self.git("commit", "-qam", "laptop")
+        self.git("merge", "-q", "phone", "-m", "merged")
+        self.assertEqual(self.data("my.sync"), {"_id": "root", **trip("pack light", True)})
+        self.assertEqual(self.git("status", "--porcelain"), "")
+        # What cannot be merged is git's to tell, and the file stays as it was.
+        self.git("checkout", "-qb", "stranger", "main~1")
+        os.unlink("my.sync")
+        self.make("my.sync", trip("made anew"))
+        self.git("commit", "-qam", "stranger")
+        before = self.bytes_of("my.sync")
+        self.assertIn("CONFLICT", self.git("merge", "main", code=1))
+        self.assertEqual(self.bytes_of("my.sync"), before)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+#include <zentadbpp.hpp>
+
+namespace zentadb {
+
+// What happened between two states: "1 created, 2 updated", or "nothing new".
+[[nodiscard]] std::string summary(const zentadbpp::Handle& before, const zentadbpp::Handle& after);
+
+// What of the state is to be settled: "1 document in conflict; zentadb conflicts STORE shows it", or nothing.
+[[nodiscard]] std::string conflict_notice(const zentadbpp::Handle& handle, const std::string& store);
+
+}  // namespace zentadb
