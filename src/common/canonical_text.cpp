@@ -4,8 +4,9 @@
 #include <cstring>
 #include <string_view>
 
-#include "common/byte_scan.h"
 #include "common/environment.h"
+#include "common/first_bytes.h"
+#include "common/json_string.h"
 #include "common/number_text.h"
 #include "common/number_token.h"
 #include "common/small_stack.h"
@@ -14,63 +15,6 @@ namespace libzentadbpp {
 namespace {
 
 std::size_t left(const char* p, const char* end) { return static_cast<std::size_t>(end - p); }
-
-constexpr int hex_digit(char c) { return c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1; }
-
-// The byte or, for U+2028 and U+2029, the code point that an escape stands for when the writer would write it so;
-// -1 for any other. `end_of_escape` is set to where it ends.
-int canonical_escape(const char* escape, const char* end, const char*& end_of_escape) {
-    if (left(escape, end) < 2) return -1;
-    end_of_escape = escape + 2;
-    switch (escape[1]) {
-        case '"':
-        case '\\':
-            return escape[1];
-        case 'b':
-            return '\b';
-        case 'f':
-            return '\f';
-        case 'n':
-            return '\n';
-        case 'r':
-            return '\r';
-        case 't':
-            return '\t';
-        case 'u':
-            break;
-        default:
-            return -1;
-    }
-    if (left(escape, end) < 6) return -1;
-    end_of_escape = escape + 6;
-    const std::string_view digits(escape + 2, 4);
-    if (digits == "2028") return 0x2028;
-    if (digits == "2029") return 0x2029;
-    const int low = hex_digit(digits[3]);
-    if (digits[0] != '0' || digits[1] != '0' || (digits[2] != '0' && digits[2] != '1') || low < 0) return -1;
-    const int code = (digits[2] - '0') * 16 + low;
-    const bool has_short_escape = code == '\b' || code == '\f' || code == '\n' || code == '\r' || code == '\t';
-    return has_short_escape ? -1 : code;
-}
-
-// The closing quote of the string whose inside begins at `p`, or null where it is not canonical.
-const char* string_end(const char* p, const char* end, bool& escaped) {
-    escaped = false;
-    for (;;) {
-        p = find_stop<StopAt::escape>(p, end);
-        if (p == end) return nullptr;
-        if (*p == '"') return p;
-        if (*p == '\\') {
-            if (canonical_escape(p, end, p) < 0) return nullptr;
-            escaped = true;
-        } else if (*p == '\xe2') {
-            if (left(p, end) >= 3 && p[1] == '\x80' && (p[2] == '\xa8' || p[2] == '\xa9')) return nullptr;
-            ++p;
-        } else {
-            return nullptr;
-        }
-    }
-}
 
 struct Key {
     const char* begin;  // null in an array, which has no keys
@@ -103,10 +47,8 @@ class KeyBytes {
     int tail_size_ = 0;
 };
 
-bool is_before(const Key& a, const Key& b) {
-    if (!a.escaped && !b.escaped) {
-        return std::string_view(a.begin, left(a.begin, a.end)) < std::string_view(b.begin, left(b.begin, b.end));
-    }
+bool precedes(const Key& a, const Key& b) {
+    if (!a.escaped && !b.escaped) return is_before({a.begin, left(a.begin, a.end)}, {b.begin, left(b.begin, b.end)});
     KeyBytes bytes_a(a);
     KeyBytes bytes_b(b);
     for (;;) {
@@ -121,7 +63,7 @@ bool is_before(const Key& a, const Key& b) {
 const char* read_key(const char* p, const char* end, Key& key) {
     if (p == end || *p != '"') return nullptr;
     key.begin = p + 1;
-    key.end = string_end(key.begin, end, key.escaped);
+    key.end = canonical_string_end(key.begin, end, key.escaped);
     if (key.end == nullptr || left(key.end, end) < 3 || key.end[1] != ':' || key.end[2] != ' ') return nullptr;
     return key.end + 3;
 }
@@ -147,15 +89,16 @@ const char* number_end(const char* p, const char* end) {
     return std::string_view(written, left(written, write_real(value, written))) == text ? end_of_number : nullptr;
 }
 
-const char* word_end(const char* p, const char* end, std::string_view word) {
-    return std::string_view(p, left(p, end)).starts_with(word) ? p + word.size() : nullptr;
+template <std::size_t size>
+const char* word_end(const char* p, const char* end, const char (&word)[size]) {
+    return left(p, end) >= size - 1 && std::memcmp(p, word, size - 1) == 0 ? p + size - 1 : nullptr;
 }
 
 const char* scalar_end(const char* p, const char* end) {
     switch (*p) {
         case '"': {
             bool escaped = false;
-            const char* quote = string_end(p + 1, end, escaped);
+            const char* quote = canonical_string_end(p + 1, end, escaped);
             return quote == nullptr ? nullptr : quote + 1;
         }
         case 't':
@@ -202,7 +145,7 @@ const char* canonical_value_end(const char* p, const char* end, std::size_t deep
                 if (is_object) {
                     Key key;
                     p = read_key(p, end, key);
-                    if (p == nullptr || !is_before(last, key)) return nullptr;
+                    if (p == nullptr || !precedes(last, key)) return nullptr;
                     last = key;
                 }
                 break;

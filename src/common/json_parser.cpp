@@ -1,9 +1,11 @@
 #include "common/json_parser.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <vector>
 
 #include "common/compact_form.h"
+#include "common/first_bytes.h"
 #include "common/text_buffer.h"
 
 namespace libzentadbpp {
@@ -46,6 +48,16 @@ JsonValue read_sync_json(JsonScanner& scanner) {
 }
 
 }  // namespace
+
+std::span<JsonMember> settle_members(std::span<JsonMember> members) {
+    const auto ascending = [](const JsonMember& a, const JsonMember& b) { return is_before(a.key, b.key); };
+    std::ranges::stable_sort(members, ascending);
+    std::size_t left = 0;
+    for (std::size_t i = 0; i < members.size(); ++i) {
+        if (i + 1 == members.size() || ascending(members[i], members[i + 1])) members[left++] = members[i];
+    }
+    return members.first(left);
+}
 
 std::string_view to_standard_text(std::string_view text, Arena& arena) {
     if (text.empty()) throw std::out_of_range("invalid string_view position");

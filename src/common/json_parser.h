@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string_view>
 
 #include "common/arena.h"
@@ -7,6 +8,10 @@
 #include "common/json_value.h"
 
 namespace libzentadbpp {
+
+// Brings members, as they were read, into the order that JsonValue::object wants; of equal keys the last stays.
+// Answers those that are left, from the front of `members`.
+[[nodiscard]] std::span<JsonMember> settle_members(std::span<JsonMember> members);
 
 // Brings a text that begins with '@' (the compact form) into standard text, kept in the arena; leaves any other as it
 // is. An empty text throws std::out_of_range("invalid string_view position"), malformed compact form a ParseError.

@@ -3,9 +3,13 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <new>
+#include <numeric>
 
 #include "common/byte_scan.h"
 #include "common/error.h"
+#include "common/first_bytes.h"
+#include "common/json_string.h"
 #include "common/number_text.h"
 #include "common/number_token.h"
 
@@ -43,80 +47,7 @@ JsonValue number_value(const NumberToken& token, MinusZero minus_zero) {
     return JsonValue::integer(value);
 }
 
-unsigned hex_value(const char* four) {
-    unsigned value = 0;
-    std::from_chars(four, four + 4, value, 16);
-    return value;
-}
-
 bool is_hex_digit(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
-
-char* put_utf8(unsigned code, char* out) {
-    const auto put = [&out](unsigned byte) { *out++ = static_cast<char>(byte); };
-    if (code < 0x80) {
-        put(code);
-    } else if (code < 0x800) {
-        put(0xc0 | code >> 6);
-        put(0x80 | (code & 0x3f));
-    } else if (code < 0x10000) {
-        put(0xe0 | code >> 12);
-        put(0x80 | (code >> 6 & 0x3f));
-        put(0x80 | (code & 0x3f));
-    } else {
-        put(0xf0 | code >> 18);
-        put(0x80 | (code >> 12 & 0x3f));
-        put(0x80 | (code >> 6 & 0x3f));
-        put(0x80 | (code & 0x3f));
-    }
-    return out;
-}
-
-char unescaped(char c) {
-    switch (c) {
-        case 'b':
-            return '\b';
-        case 'f':
-            return '\f';
-        case 'n':
-            return '\n';
-        case 'r':
-            return '\r';
-        case 't':
-            return '\t';
-        default:
-            return c;
-    }
-}
-
-// Decodes the inside of a string that was found to be well formed; it never gets longer.
-std::string_view decode_string(std::string_view raw, Arena& arena) {
-    char* const begin = static_cast<char*>(arena.allocate(raw.size(), 1));
-    char* out = begin;
-    const char* p = raw.data();
-    const char* const end = p + raw.size();
-    while (p != end) {
-        const void* found = std::memchr(p, '\\', static_cast<std::size_t>(end - p));
-        const char* escape = found == nullptr ? end : static_cast<const char*>(found);
-        out = std::copy(p, escape, out);
-        if (escape == end) break;
-        p = escape + 2;
-        if (escape[1] != 'u') {
-            *out++ = unescaped(escape[1]);
-            continue;
-        }
-        unsigned code = hex_value(p);
-        p += 4;
-        if (code >= 0xd800 && code <= 0xdbff && end - p >= 6 && p[0] == '\\' && p[1] == 'u') {
-            const unsigned trail = hex_value(p + 2);
-            if (trail >= 0xdc00 && trail <= 0xdfff) {
-                code = ((code - 0xd800) << 10 | (trail - 0xdc00)) + 0x10000;
-                p += 6;
-            }
-        }
-        out = put_utf8(code, out);
-    }
-    return {begin, static_cast<std::size_t>(out - begin)};
-}
 
 }  // namespace
 
@@ -126,65 +57,47 @@ std::string told(char c) {
     return byte >= 0x20 && byte <= 0x7f ? std::string("'") + c + "' " + code : code;
 }
 
-std::span<JsonMember> settle_members(std::span<JsonMember> members) {
-    std::stable_sort(members.begin(), members.end(),
-                     [](const JsonMember& a, const JsonMember& b) { return a.key < b.key; });
-    std::size_t left = 0;
-    for (std::size_t i = 0; i < members.size(); ++i) {
-        if (i + 1 < members.size() && members[i].key == members[i + 1].key) continue;
-        members[left++] = members[i];
-    }
-    return members.first(left);
-}
-
-void JsonScanner::skip_space() {
-    while (position_ < text_.size() && is_space(text_[position_])) ++position_;
-    if (comments_ == Comments::allowed) skip_comments();
-}
-
-char JsonScanner::next_token() {
-    skip_space();
-    if (position_ == text_.size()) fail("unexpected end of input");
-    return text_[position_++];
-}
-
-void JsonScanner::skip_comments() {
-    while (position_ < text_.size() && text_[position_] == '/') {
-        ++position_;
-        if (position_ == text_.size()) fail("unexpected end of input after start of comment");
-        if (text_[position_] == '/') {
-            position_ = std::min(text_.find('\n', position_), text_.size());
-        } else if (text_[position_] == '*') {
-            const std::size_t close = text_.find("*/", position_ + 1);
-            if (close == std::string_view::npos) fail("unexpected end of input inside multi-line comment");
-            position_ = close + 2;
-        } else {
-            fail("malformed comment");
-        }
-        while (position_ < text_.size() && is_space(text_[position_])) ++position_;
+const char* JsonScanner::skip_space(const char* at) const {
+    for (;;) {
+        while (at != end_ && is_space(*at)) ++at;
+        if (comments_ == Comments::refused || at == end_ || *at != '/') return at;
+        at = skip_comment(at + 1);
     }
 }
 
-void JsonScanner::check_unicode_escape(std::size_t digits) {
-    const std::string_view four = text_.substr(digits, 4);
+const char* JsonScanner::skip_comment(const char* at) const {
+    if (at == end_) fail("unexpected end of input after start of comment");
+    const std::string_view rest(at, static_cast<std::size_t>(end_ - at));
+    if (*at == '/') return at + std::min(rest.find('\n'), rest.size());
+    if (*at != '*') fail("malformed comment");
+    const std::size_t close = rest.find("*/", 1);
+    if (close == std::string_view::npos) fail("unexpected end of input inside multi-line comment");
+    return at + close + 2;
+}
+
+const char* JsonScanner::token_after_space(const char* at) {
+    at = skip_space(at);
+    if (at == end_) fail("unexpected end of input");
+    return at;
+}
+
+void JsonScanner::check_unicode_escape(const char* digits) const {
+    const std::string_view four = std::string_view(digits, static_cast<std::size_t>(end_ - digits)).substr(0, 4);
     if (four.size() < 4 || !std::all_of(four.begin(), four.end(), is_hex_digit)) fail("bad \\u escape: ", four);
 }
 
-// Checks the rest of a string and answers its inside as it stands.
-std::string_view JsonScanner::skip_string(bool& escaped) {
-    const char* const begin = text_.data() + position_;
-    const char* const end = text_.data() + text_.size();
-    const char* p = begin;
+// Checks a string and answers what follows its closing quote.
+const char* JsonScanner::skip_string(const char* inside, bool& escaped) const {
     escaped = false;
-    for (;;) {
-        p = find_stop<StopAt::string_end>(p, end);
-        if (p == end) fail("unexpected end of input in string");
-        if (*p == '"') break;
+    for (const char* p = inside;;) {
+        p = find_stop<StopAt::string_end>(p, end_);
+        if (p == end_) fail("unexpected end of input in string");
+        if (*p == '"') return p + 1;
         if (*p != '\\') fail("unescaped " + told(*p), " in string");
         escaped = true;
-        if (++p == end) fail("unexpected end of input in string");
+        if (++p == end_) fail("unexpected end of input in string");
         if (*p == 'u') {
-            check_unicode_escape(static_cast<std::size_t>(p + 1 - text_.data()));
+            check_unicode_escape(p + 1);
             p += 5;
         } else if (std::string_view("bfnrt\"\\/").find(*p) != std::string_view::npos) {
             ++p;
@@ -192,33 +105,61 @@ std::string_view JsonScanner::skip_string(bool& escaped) {
             fail("invalid escape character ", told(*p));
         }
     }
-    position_ = static_cast<std::size_t>(p + 1 - text_.data());
-    return {begin, static_cast<std::size_t>(p - begin)};
+}
+
+const char* JsonScanner::read_string(const char* inside, std::string_view& text) {
+    bool escaped = false;
+    const char* const stop = find_stop<StopAt::string_end>(inside, end_);
+    const char* const past = stop != end_ && *stop == '"' ? stop + 1 : skip_string(inside, escaped);
+    text = {inside, static_cast<std::size_t>(past - 1 - inside)};
+    if (escaped) text = decode_string(text, *arena_);
+    return past;
+}
+
+const char* JsonScanner::read_string_value(const char* inside, JsonValue& value) {
+    bool escaped = false;
+    const char* const quote = canonical_string_end(inside, end_, escaped);
+    if (quote == nullptr) {
+        std::string_view text;
+        const char* const past = read_string(inside, text);
+        value = JsonValue::string(text);
+        return past;
+    }
+    const std::string_view text(inside, static_cast<std::size_t>(quote - inside));
+    value = escaped ? JsonValue::escaped_string(new (arena_->allocate(sizeof(EscapedString), alignof(EscapedString)))
+                                                    EscapedString(text, *arena_))
+                    : JsonValue::plain_string(text);
+    return quote + 1;
 }
 
 std::string_view JsonScanner::read_string() {
-    bool escaped = false;
-    const std::string_view raw = skip_string(escaped);
-    return escaped ? decode_string(raw, *arena_) : raw;
+    std::string_view text;
+    at_ = read_string(at_, text);
+    return text;
 }
 
-void JsonScanner::expect_colon() {
-    const char c = next_token();
-    if (c != ':') fail("expected ':' in object, got ", told(c));
+const char* JsonScanner::expect_colon_after_space(const char* at) {
+    at = token(at);
+    if (*at != ':') fail("expected ':' in object, got ", told(*at));
+    return at + 1;
+}
+
+const char* JsonScanner::read_key(const char* at, std::string_view& key) {
+    expect_quote(*at);
+    return expect_colon(read_string(at + 1, key));
 }
 
 std::string_view JsonScanner::read_key(char first) {
     expect_quote(first);
-    const std::string_view key = read_string();
-    expect_colon();
+    std::string_view key;
+    at_ = expect_colon(read_string(at_, key));
     return key;
 }
 
-void JsonScanner::skip_key(char first) {
-    expect_quote(first);
+const char* JsonScanner::skip_key(const char* at) {
+    expect_quote(*at);
     bool escaped = false;
-    skip_string(escaped);
-    expect_colon();
+    return expect_colon(skip_string(at + 1, escaped));
 }
 
 char JsonScanner::after_member() {
@@ -230,151 +171,187 @@ char JsonScanner::after_member() {
     return c;
 }
 
-void JsonScanner::expect_word(std::string_view word) {
-    const std::string_view got = text_.substr(position_ - 1, word.size());
-    if (got != word) fail("parse error: expected " + std::string(word) + ", got ", got);
-    position_ += word.size() - 1;
+template <std::size_t size>
+const char* JsonScanner::expect_word(const char* at, const char (&word)[size]) const {
+    const auto left = static_cast<std::size_t>(end_ - at);
+    if (left < size - 1 || std::memcmp(at, word, size - 1) != 0) {
+        fail(std::string("parse error: expected ") + word + ", got ", std::string_view(at, std::min(left, size - 1)));
+    }
+    return at + size - 1;
 }
 
-// The number whose first character was consumed.
-NumberToken JsonScanner::read_number() {
-    const NumberToken token = scan_number(text_.data() + position_ - 1, text_.data() + text_.size());
-    position_ += token.text.size() - 1;
-    if (token.fault != NumberToken::Fault::none) {
-        fail_number(token.fault, position_ < text_.size() ? text_[position_] : '\0');
+const char* JsonScanner::read_number(const char* at, JsonValue* value) {
+    const NumberToken token = scan_number(at, end_);
+    at += token.text.size();
+    if (token.fault != NumberToken::Fault::none) fail_number(token.fault, at == end_ ? '\0' : *at);
+    if (value != nullptr) *value = number_value(token, minus_zero_);
+    return at;
+}
+
+template <bool keep>
+const char* JsonScanner::read_scalar(const char* at, JsonValue& value) {
+    switch (*at) {
+        case '"': {
+            if constexpr (keep) return read_string_value(at + 1, value);
+            bool escaped = false;
+            return skip_string(at + 1, escaped);
+        }
+        case 't':
+            value = JsonValue::boolean(true);
+            return expect_word(at, "true");
+        case 'f':
+            value = JsonValue::boolean(false);
+            return expect_word(at, "false");
+        case 'n':
+            value = JsonValue();
+            return expect_word(at, "null");
+        default:
+            if (*at != '-' && (*at < '0' || *at > '9')) fail("expected value, got ", told(*at));
+            return read_number(at, keep ? &value : nullptr);
     }
-    return token;
 }
 
 void JsonScanner::add_key(std::string_view key) {
+    const std::uint64_t begin = first_bytes(key);
     Open& object = open_.back();
-    if (object.ascending && waiting_members_.size() > object.first && !(waiting_members_.back().key < key)) {
-        object.ascending = false;
+    if (object.ascending && waiting_members_.size() > object.first) {
+        const WaitingMember& last = waiting_members_.last();
+        object.ascending = last.begin != begin ? last.begin < begin : last.member.key < key;
     }
-    waiting_members_.push_back({key, {}});
+    WaitingMember& waiting = waiting_members_.add();
+    waiting.begin = begin;
+    waiting.member.key = key;
 }
 
 JsonValue JsonScanner::close_object() {
     const Open object = open_.back();
     open_.pop_back();
-    std::span<JsonMember> members = std::span(waiting_members_).subspan(object.first);
-    if (!object.ascending) members = settle_members(members);
-    const JsonValue value = JsonValue::object(arena_->copy(std::span<const JsonMember>(members)));
-    waiting_members_.resize(object.first);
-    return value;
+    const std::span<const WaitingMember> members = waiting_members_.from(object.first);
+    waiting_members_.shrink(object.first);
+    const std::span<JsonMember> settled = arena_->make<JsonMember>(members.size());
+    if (object.ascending) {
+        std::ranges::transform(members, settled.begin(), [](const WaitingMember& waiting) { return waiting.member; });
+        return JsonValue::object(settled);
+    }
+    return JsonValue::object(settled.first(settle(members, settled.data())));
+}
+
+// Puts the members in order of their keys, of those with one key the last, and answers how many these are.
+std::size_t JsonScanner::settle(std::span<const WaitingMember> members, JsonMember* settled) {
+    constexpr std::size_t few = 24;
+    const auto before = [&members](std::uint32_t a, std::uint32_t b) {
+        return members[a].begin != members[b].begin ? members[a].begin < members[b].begin
+                                                    : members[a].member.key < members[b].member.key;
+    };
+    order_.resize(members.size());
+    std::iota(order_.begin(), order_.end(), 0U);
+    if (members.size() > few) {
+        std::ranges::stable_sort(order_, before);
+    } else {
+        for (std::size_t next = 1; next < order_.size(); ++next) {
+            const std::uint32_t member = order_[next];
+            std::size_t at = next;
+            for (; at > 0 && before(member, order_[at - 1]); --at) order_[at] = order_[at - 1];
+            order_[at] = member;
+        }
+    }
+    std::size_t left = 0;
+    for (std::size_t at = 0; at < order_.size(); ++at) {
+        if (at + 1 == order_.size() || before(order_[at], order_[at + 1])) settled[left++] = members[order_[at]].member;
+    }
+    return left;
 }
 
 JsonValue JsonScanner::close_array() {
     const Open array = open_.back();
     open_.pop_back();
-    const std::span<const JsonValue> elements = std::span(waiting_elements_).subspan(array.first);
+    const std::span<const JsonValue> elements = waiting_elements_.from(array.first);
     const JsonValue value = JsonValue::array(arena_->copy(elements));
-    waiting_elements_.resize(array.first);
+    waiting_elements_.shrink(array.first);
     return value;
 }
 
 template <bool keep>
-JsonValue JsonScanner::walk(std::size_t depth, std::size_t deepest) {
+const char* JsonScanner::walk(const char* at, std::size_t depth, std::size_t deepest, JsonValue& outermost) {
     open_.clear();
-    waiting_elements_.clear();
-    waiting_members_.clear();
-    const auto read_or_skip_key = [this](char first) {
-        if constexpr (keep) {
-            add_key(read_key(first));
-        } else {
-            skip_key(first);
-        }
+    waiting_elements_.shrink(0);
+    waiting_members_.shrink(0);
+    const auto take_key = [this](const char* key_at) {
+        if constexpr (!keep) return skip_key(key_at);
+        std::string_view key;
+        key_at = read_key(key_at, key);
+        add_key(key);
+        return key_at;
+    };
+    const auto keep_value = [&](JsonValue value) {
+        if constexpr (keep) place(outermost) = value;
     };
     for (;;) {
         if (depth + open_.size() > deepest) fail("exceeded maximum nesting depth");
-        JsonValue value;
-        const char c = next_token();
-        switch (c) {
-            case '{': {
-                const char first = next_token();
-                if (first == '}') {
-                    value = JsonValue::object({});
-                    break;
-                }
+        at = token(at);
+        if (*at == '{') {
+            at = token(at + 1);
+            if (*at != '}') {
                 open_.push_back({waiting_members_.size(), true, true});
-                read_or_skip_key(first);
+                at = take_key(at);
                 continue;
             }
-            case '[':
-                if (next_token() == ']') {
-                    value = JsonValue::array({});
-                    break;
-                }
-                put_back();
+            ++at;
+            keep_value(JsonValue::object({}));
+        } else if (*at == '[') {
+            at = token(at + 1);
+            if (*at != ']') {
                 open_.push_back({waiting_elements_.size(), false, true});
                 continue;
-            case '"':
-                if constexpr (keep) {
-                    value = JsonValue::string(read_string());
-                } else {
-                    bool escaped = false;
-                    skip_string(escaped);
-                }
-                break;
-            case 't':
-                expect_word("true");
-                value = JsonValue::boolean(true);
-                break;
-            case 'f':
-                expect_word("false");
-                value = JsonValue::boolean(false);
-                break;
-            case 'n':
-                expect_word("null");
-                break;
-            default:
-                if (c != '-' && (c < '0' || c > '9')) fail("expected value, got ", told(c));
-                if constexpr (keep) {
-                    value = number_value(read_number(), minus_zero_);
-                } else {
-                    read_number();
-                }
-        }
-        // A whole value was read: it belongs to the innermost open one, which may end with it, and so on outwards.
-        for (;;) {
-            if (open_.empty()) return value;
-            if (open_.back().is_object) {
-                if constexpr (keep) waiting_members_.back().value = value;
-                const char next = after_member();
-                if (next != '}') {
-                    read_or_skip_key(next);
-                    break;
-                }
-                value = close_object();
-            } else {
-                if constexpr (keep) waiting_elements_.push_back(value);
-                const char next = next_token();
-                if (next == ',') {
-                    next_token();
-                    put_back();
-                    break;
-                }
-                if (next != ']') fail("expected ',' in list, got ", told(next));
-                value = close_array();
             }
+            ++at;
+            keep_value(JsonValue::array({}));
+        } else if constexpr (keep) {
+            at = read_scalar<keep>(at, place(outermost));
+        } else {
+            at = read_scalar<keep>(at, outermost);
+        }
+        // A whole value was read, with which the innermost open one may end, and so on outwards.
+        for (;;) {
+            if (open_.empty()) return at;
+            at = token(at);
+            if (open_.back().is_object) {
+                if (*at == ',') {
+                    at = take_key(token(at + 1));
+                    break;
+                }
+                if (*at != '}') fail("expected ',' in object, got ", told(*at));
+                keep_value(close_object());
+            } else {
+                if (*at == ',') {
+                    at = token(at + 1);
+                    break;
+                }
+                if (*at != ']') fail("expected ',' in list, got ", told(*at));
+                keep_value(close_array());
+            }
+            ++at;
         }
     }
 }
 
-JsonValue JsonScanner::read_value(std::size_t depth, std::size_t deepest) { return walk<true>(depth, deepest); }
+JsonValue JsonScanner::read_value(std::size_t depth, std::size_t deepest) {
+    JsonValue value;
+    at_ = walk<true>(at_, depth, deepest, value);
+    return value;
+}
 
 std::string_view JsonScanner::skip_value(std::size_t depth, std::size_t deepest) {
     if (depth > deepest) fail("exceeded maximum nesting depth");
-    next_token();
-    put_back();
-    const std::size_t begin = position_;
-    walk<false>(depth, deepest);
-    return text_.substr(begin, position_ - begin);
+    const char* const begin = token(at_);
+    JsonValue value;
+    at_ = walk<false>(begin, depth, deepest, value);
+    return {begin, static_cast<std::size_t>(at_ - begin)};
 }
 
 void JsonScanner::expect_end() {
-    skip_space();
-    if (position_ != text_.size()) fail("unexpected trailing ", told(text_[position_]));
+    at_ = skip_space(at_);
+    if (at_ != end_) fail("unexpected trailing ", told(*at_));
 }
 
 }  // namespace libzentadbpp

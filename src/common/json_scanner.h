@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
@@ -25,22 +26,21 @@ enum class MinusZero : bool { integer, real };
 // How a message tells a character: 'c' (99), or its signed code alone where it is not printable ASCII.
 [[nodiscard]] std::string told(char c);
 
-// Brings members, as they were read, into the order that JsonValue::object wants; of equal keys the last stays.
-// Answers those that are left, from the front of `members`.
-[[nodiscard]] std::span<JsonMember> settle_members(std::span<JsonMember> members);
-
 // Walks a JSON text token by token. Every failure throws ParseError with the message that the host sees; the first
 // one decides. The text must outlive what is read from it; strings with escapes are decoded into the arena, all
 // others are slices of the text. Nothing recurses.
 class JsonScanner {
    public:
     JsonScanner(std::string_view text, Arena& arena, Comments comments = Comments::refused)
-        : text_(text), arena_(&arena), comments_(comments) {}
+        : begin_(text.data()), at_(begin_), end_(begin_ + text.size()), arena_(&arena), comments_(comments) {}
 
     // The next character that is not white space, consumed. The end of the text is a failure.
-    char next_token();
+    char next_token() {
+        at_ = token(at_);
+        return *at_++;
+    }
     // Puts back the character that next_token just gave.
-    void put_back() { --position_; }
+    void put_back() { --at_; }
 
     // The rest of a string whose opening quote was consumed.
     std::string_view read_string();
@@ -58,10 +58,11 @@ class JsonScanner {
     // Fails unless only white space is left.
     void expect_end();
 
-    [[nodiscard]] std::size_t position() const { return position_; }
-    void move_to(std::size_t position) { position_ = position; }
+    [[nodiscard]] std::size_t position() const { return static_cast<std::size_t>(at_ - begin_); }
+    // What is not consumed yet, and to go on at a place in it.
+    [[nodiscard]] std::string_view rest() const { return {at_, static_cast<std::size_t>(end_ - at_)}; }
+    void move_to(const char* place) { at_ = place; }
     void read_minus_zero_as(MinusZero minus_zero) { minus_zero_ = minus_zero; }
-    [[nodiscard]] std::string_view text() const { return text_; }
     [[nodiscard]] Arena& arena() { return *arena_; }
 
    private:
@@ -71,29 +72,76 @@ class JsonScanner {
         bool is_object;
         bool ascending;
     };
+    struct WaitingMember {
+        std::uint64_t begin;  // the first bytes of its key
+        JsonMember member;
+    };
+    // Elements or members of open ones. Room is taken without being cleared.
+    template <class T>
+    class Waiting {
+       public:
+        T& add() {
+            if (size_ == items_.size()) items_.resize(size_ * 2 + 16);
+            return items_[size_++];
+        }
+        [[nodiscard]] T& last() { return items_[size_ - 1]; }
+        [[nodiscard]] std::size_t size() const { return size_; }
+        [[nodiscard]] std::span<T> from(std::size_t first) { return std::span(items_).subspan(first, size_ - first); }
+        void shrink(std::size_t size) { size_ = size; }
 
+       private:
+        std::vector<T> items_;
+        std::size_t size_ = 0;
+    };
+
+    // Where the next token is.
+    const char* token(const char* at) {
+        if (at != end_ && *at == ' ') ++at;  // mostly there is one blank, or none
+        return at != end_ && static_cast<unsigned char>(*at) > ' ' && *at != '/' ? at : token_after_space(at);
+    }
+    const char* token_after_space(const char* at);
+    const char* skip_space(const char* at) const;
+    const char* skip_comment(const char* at) const;
+
+    // Each of these reads what begins at `at` and answers where it ends.
     template <bool keep>
-    JsonValue walk(std::size_t depth, std::size_t deepest);
+    const char* walk(const char* at, std::size_t depth, std::size_t deepest, JsonValue& outermost);
+    template <bool keep>
+    const char* read_scalar(const char* at, JsonValue& value);
+    const char* read_key(const char* at, std::string_view& key);  // with its colon
+    const char* skip_key(const char* at);
+    const char* expect_colon(const char* at) {
+        return at != end_ && *at == ':' ? at + 1 : expect_colon_after_space(at);
+    }
+    const char* expect_colon_after_space(const char* at);
+    template <std::size_t size>
+    const char* expect_word(const char* at, const char (&word)[size]) const;
+    const char* read_string_value(const char* inside, JsonValue& value);
+    const char* read_string(const char* inside, std::string_view& text);
+    const char* skip_string(const char* inside, bool& escaped) const;
+    void check_unicode_escape(const char* digits) const;
+    const char* read_number(const char* at, JsonValue* value);
+
+    // Where the value that was read belongs: the innermost open object or array, or nothing.
+    JsonValue& place(JsonValue& outermost) {
+        if (open_.empty()) return outermost;
+        return open_.back().is_object ? waiting_members_.last().member.value : waiting_elements_.add();
+    }
     void add_key(std::string_view key);
     JsonValue close_object();
+    std::size_t settle(std::span<const WaitingMember> members, JsonMember* settled);
     JsonValue close_array();
-    NumberToken read_number();
-    void expect_word(std::string_view word);
-    void skip_space();
-    void skip_key(char first);
-    void expect_colon();
-    std::string_view skip_string(bool& escaped);
-    void check_unicode_escape(std::size_t digits);
-    void skip_comments();
 
-    std::string_view text_;
+    const char* begin_;
+    const char* at_;
+    const char* end_;
     Arena* arena_;
     Comments comments_;
     MinusZero minus_zero_ = MinusZero::integer;
-    std::size_t position_ = 0;
     std::vector<Open> open_;
-    std::vector<JsonValue> waiting_elements_;
-    std::vector<JsonMember> waiting_members_;
+    Waiting<JsonValue> waiting_elements_;
+    Waiting<WaitingMember> waiting_members_;
+    std::vector<std::uint32_t> order_;
 };
 
 }  // namespace libzentadbpp

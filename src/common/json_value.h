@@ -5,6 +5,8 @@
 #include <span>
 #include <string_view>
 
+#include "common/json_string.h"
+
 namespace libzentadbpp {
 
 struct JsonMember;
@@ -15,35 +17,36 @@ class JsonValue {
    public:
     enum class Kind : std::uint8_t { null, boolean, integer, real, string, array, object };
 
-    constexpr JsonValue() : JsonValue(Kind::null, 0) {}
-    static constexpr JsonValue boolean(bool value) { return JsonValue(Kind::boolean, value ? 1 : 0); }
-    static constexpr JsonValue integer(std::int32_t value) { return JsonValue(Kind::integer, value); }
+    constexpr JsonValue() : JsonValue(Kind::null) {}
+    static constexpr JsonValue boolean(bool value) { return integer(Kind::boolean, value ? 1 : 0); }
+    static constexpr JsonValue integer(std::int32_t value) { return integer(Kind::integer, value); }
     static JsonValue real(double value) {
-        JsonValue result(Kind::real, 0);
+        JsonValue result(Kind::real);
         result.real_ = value;
         return result;
     }
-    static JsonValue string(std::string_view text) {
-        JsonValue result(Kind::string, 0);
-        result.size_ = text.size() & largest_size;
-        result.text_ = text.data();
+    static JsonValue string(std::string_view text) { return string(text, Form::any); }
+    // A string whose text is what stands between the quotes when it is written.
+    static JsonValue plain_string(std::string_view text) { return string(text, Form::plain); }
+    // The same for one with escapes, in the form in which they are written.
+    static JsonValue escaped_string(const EscapedString* text) {
+        JsonValue result(Kind::string, 0, Form::escaped);
+        result.escaped_ = text;
         return result;
     }
     static JsonValue array(std::span<const JsonValue> elements) {
-        JsonValue result(Kind::array, 0);
-        result.size_ = elements.size() & largest_size;
+        JsonValue result(Kind::array, elements.size());
         result.elements_ = elements.data();
         return result;
     }
     // Members must be in ascending byte order of their keys, each key once.
     static JsonValue object(std::span<const JsonMember> members) {
-        JsonValue result(Kind::object, 0);
-        result.size_ = members.size() & largest_size;
+        JsonValue result(Kind::object, members.size());
         result.members_ = members.data();
         return result;
     }
 
-    [[nodiscard]] Kind kind() const { return static_cast<Kind>(kind_); }
+    [[nodiscard]] Kind kind() const { return static_cast<Kind>(head_ & 0xff); }
     [[nodiscard]] bool is_null() const { return kind() == Kind::null; }
     [[nodiscard]] bool is_boolean() const { return kind() == Kind::boolean; }
     [[nodiscard]] bool is_number() const { return kind() == Kind::integer || kind() == Kind::real; }
@@ -57,10 +60,16 @@ class JsonValue {
         return kind() == Kind::real ? real_ : kind() == Kind::integer ? static_cast<double>(integer_) : 0.0;
     }
     [[nodiscard]] std::string_view as_string() const {
-        return is_string() ? std::string_view{text_, size_} : std::string_view{};
+        if (!is_string()) return {};
+        return form() == Form::escaped ? escaped_->text() : std::string_view{text_, size()};
+    }
+    // A string as it is written between its quotes, where that is known; else a view without data.
+    [[nodiscard]] std::string_view written_string() const {
+        if (!is_string() || form() == Form::any) return {};
+        return form() == Form::escaped ? escaped_->raw() : std::string_view{text_, size()};
     }
     [[nodiscard]] std::span<const JsonValue> elements() const {
-        return is_array() ? std::span<const JsonValue>{elements_, size_} : std::span<const JsonValue>{};
+        return is_array() ? std::span<const JsonValue>{elements_, size()} : std::span<const JsonValue>{};
     }
     [[nodiscard]] std::span<const JsonMember> members() const;
     [[nodiscard]] std::int32_t as_int32() const {  // only for Kind::integer
@@ -71,17 +80,33 @@ class JsonValue {
     [[nodiscard]] const JsonValue* find(std::string_view key) const;
 
    private:
-    constexpr JsonValue(Kind kind, std::int64_t integer)
-        : kind_(static_cast<std::uint8_t>(kind)), size_(0), integer_(integer) {}
+    enum class Form : std::uint8_t { any, plain, escaped };
 
-    static constexpr std::uint64_t largest_size = (std::uint64_t{1} << 56) - 1;
+    // Kind, form and size are one number, so that a value is made and copied in two steps.
+    constexpr explicit JsonValue(Kind kind, std::uint64_t size = 0, Form form = Form::any)
+        : head_(size << 16 | std::uint64_t{static_cast<std::uint8_t>(form)} << 8 | static_cast<std::uint8_t>(kind)),
+          integer_(0) {}
 
-    std::uint64_t kind_ : 8;
-    std::uint64_t size_ : 56;
+    static constexpr JsonValue integer(Kind kind, std::int64_t integer) {
+        JsonValue result(kind);
+        result.integer_ = integer;
+        return result;
+    }
+    static JsonValue string(std::string_view text, Form form) {
+        JsonValue result(Kind::string, text.size(), form);
+        result.text_ = text.data();
+        return result;
+    }
+
+    [[nodiscard]] Form form() const { return static_cast<Form>(head_ >> 8 & 0xff); }  // of a string
+    [[nodiscard]] std::size_t size() const { return head_ >> 16; }
+
+    std::uint64_t head_;
     union {
         std::int64_t integer_;
         double real_;
         const char* text_;
+        const EscapedString* escaped_;
         const JsonValue* elements_;
         const JsonMember* members_;
     };
@@ -94,7 +119,7 @@ struct JsonMember {
 };
 
 inline std::span<const JsonMember> JsonValue::members() const {
-    return is_object() ? std::span<const JsonMember>{members_, size_} : std::span<const JsonMember>{};
+    return is_object() ? std::span<const JsonMember>{members_, size()} : std::span<const JsonMember>{};
 }
 
 }  // namespace libzentadbpp

@@ -32,7 +32,9 @@ void write_scalar(const JsonValue& value, TextBuffer& out) {
         case JsonValue::Kind::real:
             return write_json_real(value.as_real(), out);
         case JsonValue::Kind::string:
-            return write_json_string(value.as_string(), out);
+            out.push_back('"');
+            write_json_escaped(value, out);
+            return out.push_back('"');
         default:
             return out.append("null");
     }
@@ -86,6 +88,12 @@ void write_json_escaped(std::string_view text, TextBuffer& out) {
         run = p;
     }
     out.append({run, static_cast<std::size_t>(end - run)});
+}
+
+void write_json_escaped(const JsonValue& string, TextBuffer& out) {
+    const std::string_view written = string.written_string();
+    if (written.data() == nullptr) return write_json_escaped(string.as_string(), out);
+    out.append(written);
 }
 
 void write_json_string(std::string_view text, TextBuffer& out) {

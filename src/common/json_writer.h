@@ -15,5 +15,6 @@ void write_json_real(double value, TextBuffer& out);
 void write_json_integer(std::int64_t value, TextBuffer& out);
 // What write_json_string writes between the quotes.
 void write_json_escaped(std::string_view text, TextBuffer& out);
+void write_json_escaped(const JsonValue& string, TextBuffer& out);
 
 }  // namespace libzentadbpp

@@ -6,6 +6,7 @@
 #include "common/byte_scan.h"
 #include "common/canonical_text.h"
 #include "common/error.h"
+#include "common/first_bytes.h"
 #include "common/json_scanner.h"
 #include "common/json_writer.h"
 
@@ -34,15 +35,12 @@ char peek_token(JsonScanner& scanner) {
 }
 
 // In key order, of several members with one key the last.
-template <class Part, class Key>
-void sort_members(std::vector<Part>& parts, const Key& key) {
-    const auto ascending = [&](const Part& a, const Part& b) { return key(a) < key(b); };
-    const auto not_ascending = [&](const Part& a, const Part& b) { return !(key(a) < key(b)); };
-    if (std::adjacent_find(parts.begin(), parts.end(), not_ascending) == parts.end()) return;
-    std::stable_sort(parts.begin(), parts.end(), ascending);
+template <class Part>
+void sort_members(std::vector<Part>& parts) {
+    std::ranges::stable_sort(parts, is_before, &Part::key);
     std::size_t kept = 0;
     for (std::size_t i = 0; i < parts.size(); ++i) {
-        if (i + 1 < parts.size() && key(parts[i]) == key(parts[i + 1])) continue;
+        if (i + 1 < parts.size() && parts[i].key == parts[i + 1].key) continue;
         if (i != kept) parts[kept] = std::move(parts[i]);
         ++kept;
     }
@@ -77,7 +75,8 @@ SyncJsonText::SyncJsonText(std::string_view text, Arena& arena, const std::share
 }
 
 // The shape that nearly every document has: a chain of plain strings, written as the writer writes it. Answers null
-// where the history is anything else, however little, and `length` of the text otherwise.
+// where the history is anything else, however little (in a lone entry even a "-" would split), and `length` of the text
+// otherwise.
 DocumentRef SyncJsonText::plain_document(std::string_view id, std::string_view text, std::size_t& length) {
     const char* at = text.data();
     const char* const end = at + text.size();
@@ -87,27 +86,26 @@ DocumentRef SyncJsonText::plain_document(std::string_view id, std::string_view t
     for (;;) {
         if (at == end || *at != '"') return nullptr;
         const char* const begin = ++at;
-        at = find_stop<StopAt::escape>(at, end);
+        const char* const mark = find_stop<StopAt::name>(begin, end);
+        if (mark == end || *mark != '_' || mark == begin) return nullptr;
+        at = find_stop<StopAt::name>(mark + 1, end);
         if (at == end || *at != '"') return nullptr;
-        const std::string_view entry(begin, static_cast<std::size_t>(at - begin));
-        const auto mark = entry.find('_', 1);
-        if (mark == std::string_view::npos || entry.find('_', mark + 1) != std::string_view::npos) return nullptr;
         const auto generation = static_cast<std::uint32_t>(chain_.size() + 1);
-        chain_.push_back({entry, mark, generation, generation == 1 ? no_entry : generation - 2});
+        const std::string_view entry(begin, static_cast<std::size_t>(at - begin));
+        const auto hash_length = static_cast<std::size_t>(mark - begin);
+        chain_.push_back({entry, hash_length, generation, generation == 1 ? no_entry : generation - 2});
         ++at;
         if (end - at >= 1 && *at == ']') break;
         if (end - at < 2 || at[0] != ',' || at[1] != ' ') return nullptr;
         at += 2;
     }
     ++at;
-    // A lone entry is read as a revision string, where a "-" would split.
-    if (chain_.size() == 1 && chain_[0].text.find('-') != std::string_view::npos) return nullptr;
     length = static_cast<std::size_t>(at - text.data());
     return MultiVersionDocument::make_in(*arena_, owner_, id, chain_, text.substr(0, length));
 }
 
 void SyncJsonText::read_documents(JsonScanner& scanner) {
-    documents_.clear();
+    documents_ = {};
     if (peek_token(scanner) != '{') {
         scanner.skip_value(1, no_depth_limit);
         documents_part_ = Part::wrong_kind;
@@ -118,18 +116,18 @@ void SyncJsonText::read_documents(JsonScanner& scanner) {
     read_members(scanner, [&](std::string_view id) {
         const bool is_array = peek_token(scanner) == '[';
         std::size_t length = 0;
-        if (auto document = plain_document(id, scanner.text().substr(scanner.position()), length)) {
-            documents_.push_back({id, scanner.text().substr(scanner.position(), length), std::move(document)});
-            scanner.move_to(scanner.position() + length);
+        if (auto document = plain_document(id, scanner.rest(), length)) {
+            documents_.add({id, scanner.rest().substr(0, length), std::move(document)});
+            scanner.move_to(scanner.rest().data() + length);
             return;
         }
         const std::string_view value = scanner.skip_value(2, no_depth_limit);
-        documents_.push_back({id, is_array ? value : std::string_view{}, nullptr});
+        documents_.add({id, is_array ? value : std::string_view{}, nullptr});
     });
 }
 
 void SyncJsonText::read_contents(JsonScanner& scanner) {
-    contents_.clear();
+    contents_ = {};
     if (peek_token(scanner) != '{') {
         scanner.skip_value(1, deepest_text);
         contents_part_ = Part::wrong_kind;
@@ -139,11 +137,11 @@ void SyncJsonText::read_contents(JsonScanner& scanner) {
     scanner.next_token();
     read_members(scanner, [&](std::string_view hash) {
         const bool is_object = peek_token(scanner) == '{';
-        const std::string_view rest = scanner.text().substr(scanner.position());
+        const std::string_view rest = scanner.rest();
         if (const char* end = canonical_value_end(rest.data(), rest.data() + rest.size(), deepest_content)) {
             const auto length = static_cast<std::size_t>(end - rest.data());
-            contents_.push_back({hash, is_object ? rest.substr(0, length) : std::string_view{}});
-            scanner.move_to(scanner.position() + length);
+            contents_.add({hash, is_object ? rest.substr(0, length) : std::string_view{}});
+            scanner.move_to(scanner.rest().data() + length);
             return;
         }
         scanner.read_minus_zero_as(MinusZero::real);
@@ -151,7 +149,7 @@ void SyncJsonText::read_contents(JsonScanner& scanner) {
         scanner.read_minus_zero_as(MinusZero::integer);
         TextBuffer text;
         if (is_object) write_json(value, text);
-        contents_.push_back({hash, arena_->copy(text.view())});
+        contents_.add({hash, arena_->copy(text.view())});
     });
 }
 
@@ -173,29 +171,29 @@ void SyncJsonText::read_compression(JsonScanner& scanner, std::string_view key) 
 }
 
 DataStorage SyncJsonText::build_contents() {
-    sort_members(contents_, [](const ContentPart& part) { return part.hash; });
+    if (!contents_.ascending) sort_members(contents_.parts);
     std::vector<DataStorage::Map::Entry> entries;
-    entries.reserve(contents_.size());
-    for (const ContentPart& part : contents_) {
+    entries.reserve(contents_.parts.size());
+    for (const ContentPart& part : contents_.parts) {
         if (part.text.empty()) {
-            raise<InvalidDocumentException>(source::datastorage, "deserialize", "invalid_data_object", part.hash);
+            raise<InvalidDocumentException>(source::datastorage, "deserialize", "invalid_data_object", part.key);
         }
-        if (!DataStorage::is_reserved(part.hash)) entries.push_back({part.hash, {part.text, owner_}});
+        if (!DataStorage::is_reserved(part.key)) entries.push_back({part.key, {part.text, owner_}});
     }
     return DataStorage(DataStorage::Map::from_sorted(std::move(entries)));
 }
 
 DocumentStorage::Documents SyncJsonText::build_documents() {
-    sort_members(documents_, [](const DocumentPart& part) { return part.id; });
+    if (!documents_.ascending) sort_members(documents_.parts);
     std::vector<DocumentStorage::Documents::Entry> entries;
-    entries.reserve(documents_.size());
-    for (DocumentPart& part : documents_) {
+    entries.reserve(documents_.parts.size());
+    for (DocumentPart& part : documents_.parts) {
         if (part.document == nullptr) {
             if (part.history.empty()) refuse("expecting_revision_history_array");
-            const auto revisions = part.id.empty() ? std::vector<TreeRevision>{} : read_history(part.history, *arena_);
-            part.document = MultiVersionDocument::make_in(*arena_, owner_, part.id, revisions, {});
+            const auto revisions = part.key.empty() ? std::vector<TreeRevision>{} : read_history(part.history, *arena_);
+            part.document = MultiVersionDocument::make_in(*arena_, owner_, part.key, revisions, {});
         }
-        entries.push_back({part.id, std::move(part.document)});
+        entries.push_back({part.key, std::move(part.document)});
     }
     return DocumentStorage::Documents::from_sorted(std::move(entries));
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "common/arena.h"
+#include "common/first_bytes.h"
 #include "documents/document_storage.h"
 
 namespace libzentadbpp {
@@ -38,13 +39,25 @@ class SyncJsonText {
     enum class Part { absent, right_kind, wrong_kind };
 
     struct DocumentPart {
-        std::string_view id;
+        std::string_view key;
         std::string_view history;  // empty: the value is no array
         DocumentRef document;      // where the history could be taken as it stands
     };
     struct ContentPart {
-        std::string_view hash;
+        std::string_view key;
         std::string_view text;  // empty: the value is no object
+    };
+
+    // The members of one part, as they were read, and whether that is in strictly ascending order.
+    template <class Member>
+    struct Members {
+        std::vector<Member> parts;
+        bool ascending = true;
+
+        void add(Member member) {
+            ascending = ascending && (parts.empty() || is_before(parts.back().key, member.key));
+            parts.push_back(std::move(member));
+        }
     };
 
     void read_documents(class JsonScanner& scanner);
@@ -62,8 +75,8 @@ class SyncJsonText {
     Part documents_part_ = Part::absent;
     Part contents_part_ = Part::absent;
     Part root_part_ = Part::absent;
-    std::vector<DocumentPart> documents_;
-    std::vector<ContentPart> contents_;
+    Members<DocumentPart> documents_;
+    Members<ContentPart> contents_;
     std::vector<TreeRevision> chain_;  // reused from document to document
     std::string_view root_;
     bool compressed_ = false;

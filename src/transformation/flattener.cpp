@@ -15,7 +15,9 @@ namespace {
 
 using Step = DocumentPath::Step;
 
-void write_reference(char marker, std::string_view target, TextBuffer& out) {
+// The target is a text, or a value that is a string.
+template <class Target>
+void write_reference(char marker, const Target& target, TextBuffer& out) {
     out.push_back('"');
     out.push_back(marker);
     write_json_escaped(target, out);
@@ -135,7 +137,7 @@ std::string_view Flattener::flatten_document(const JsonValue& object, const Docu
 
 void Flattener::write_value(const JsonValue& value, const DocumentPath& path, TextBuffer& out) {
     if (value.is_string()) {
-        write_reference(vocabulary::literal_string_marker, value.as_string(), out);
+        write_reference(vocabulary::literal_string_marker, value, out);
     } else if (value.is_object()) {
         write_inline_object(value, path, out);
     } else if (!value.is_array()) {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "common/arena.h"
-#include "common/json_scanner.h"
+#include "common/json_parser.h"
 #include "common/json_value.h"
 
 namespace libzentadbpp::testing_json {
