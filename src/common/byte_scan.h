@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -32,18 +33,27 @@ template <StopAt stop>
     constexpr std::uint64_t ones = 0x0101010101010101;
     constexpr std::uint64_t highs = ones * 0x80;
     const auto has_zero = [](std::uint64_t word) { return (word - ones) & ~word & highs; };
-    for (; end - begin >= 8; begin += 8) {
-        std::uint64_t word;
-        std::memcpy(&word, begin, sizeof word);
+    const auto hits_in = [has_zero](std::uint64_t word) {
         const auto has_less = [word](std::uint64_t than) { return (word - ones * than) & ~word & highs; };
-        std::uint64_t hits = has_less(stop == StopAt::name ? '0' : 0x20);
         if constexpr (stop == StopAt::name) {
-            hits |= has_zero((word | (ones * 3)) ^ (ones * '_')) | (word & highs);
-        } else {
-            hits |= has_zero(word ^ (ones * '"')) | has_zero(word ^ (ones * '\\'));
+            return has_less('0') | has_zero((word | (ones * 3)) ^ (ones * '_')) | (word & highs);
         }
+        std::uint64_t hits = has_less(0x20) | has_zero(word ^ (ones * '"')) | has_zero(word ^ (ones * '\\'));
         if constexpr (stop == StopAt::escape) hits |= has_zero(word ^ (ones * 0xe2));
-        if (hits != 0) break;
+        return hits;
+    };
+    const auto load = [](const char* from) {
+        std::uint64_t word;
+        std::memcpy(&word, from, sizeof word);
+        return word;
+    };
+    if (std::endian::native == std::endian::little && end - begin >= 8) {
+        // The lowest hit of a word is exact. The last word may overlap the one before it, in which there was none.
+        for (; end - begin > 8; begin += 8) {
+            if (const std::uint64_t hits = hits_in(load(begin))) return begin + __builtin_ctzll(hits) / 8;
+        }
+        const std::uint64_t hits = hits_in(load(end - 8));
+        return hits == 0 ? end : end - 8 + __builtin_ctzll(hits) / 8;
     }
     while (begin != end && !stops_at<stop>(*begin)) ++begin;
     return begin;

@@ -1,5 +1,6 @@
 #include "common/json_writer.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "common/byte_scan.h"
@@ -56,9 +57,7 @@ const JsonValue* next_child(Open& open, TextBuffer& out) {
     }
     const std::span members = open.container->members();
     if (at == members.size()) return nullptr;
-    if (at != 0) out.append(", ");
-    write_json_string(members[at].key, out);
-    out.append(": ");
+    write_json_key(members[at].key, at == 0 ? "" : ", ", out);
     return &members[at].value;
 }
 
@@ -100,6 +99,20 @@ void write_json_string(std::string_view text, TextBuffer& out) {
     out.push_back('"');
     write_json_escaped(text, out);
     out.push_back('"');
+}
+
+void write_json_key(std::string_view key, std::string_view separator, TextBuffer& out) {
+    if (find_stop<StopAt::escape>(key.data(), key.data() + key.size()) == key.data() + key.size()) {
+        char* at = out.grow(separator.size() + key.size() + 4);
+        at = std::ranges::copy(separator, at).out;
+        *at++ = '"';
+        at = std::ranges::copy(key, at).out;
+        std::ranges::copy(std::string_view("\": "), at);
+        return;
+    }
+    out.append(separator);
+    write_json_string(key, out);
+    out.append(": ");
 }
 
 void write_json_real(double value, TextBuffer& out) {

@@ -16,5 +16,7 @@ void write_json_integer(std::int64_t value, TextBuffer& out);
 // What write_json_string writes between the quotes.
 void write_json_escaped(std::string_view text, TextBuffer& out);
 void write_json_escaped(const JsonValue& string, TextBuffer& out);
+// A key as a string, with what parts it from the member before and ": " behind it.
+void write_json_key(std::string_view key, std::string_view separator, TextBuffer& out);
 
 }  // namespace libzentadbpp

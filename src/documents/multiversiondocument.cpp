@@ -1,6 +1,7 @@
 #include "documents/multiversiondocument.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <deque>
 #include <new>
@@ -207,10 +208,15 @@ void MultiVersionDocument::set_revisions(std::span<const TreeRevision> revisions
 }
 
 DocumentRef MultiVersionDocument::first(std::string_view id, std::string_view datahash, SharedMemory& memory) {
-    std::string text;
-    text.reserve(datahash.size() + 1 + first_suffix.size());
-    text.append(datahash).append("_").append(first_suffix);
-    const TreeRevision revision = TreeRevision::make(text, 1, no_entry);
+    constexpr std::size_t longest_hash = 64;
+    std::array<char, longest_hash + 1 + first_suffix.size()> near;
+    std::string far;
+    if (datahash.size() > longest_hash) far.resize(datahash.size() + 1 + first_suffix.size());
+    char* const text = far.empty() ? near.data() : far.data();
+    char* end = std::ranges::copy(datahash, text).out;
+    *end++ = '_';
+    end = std::ranges::copy(first_suffix, end).out;
+    const TreeRevision revision = TreeRevision::make({text, static_cast<std::size_t>(end - text)}, 1, no_entry);
     return make(id, {&revision, 1}, memory);
 }
 

@@ -15,13 +15,21 @@ namespace {
 
 using Step = DocumentPath::Step;
 
-// The target is a text, or a value that is a string.
-template <class Target>
-void write_reference(char marker, const Target& target, TextBuffer& out) {
+void write_reference(char marker, std::string_view target, TextBuffer& out) {
     out.push_back('"');
     out.push_back(marker);
     write_json_escaped(target, out);
     out.push_back('"');
+}
+
+void write_marked_string(const JsonValue& string, TextBuffer& out) {
+    const std::string_view written = string.written_string();
+    if (written.data() == nullptr) return write_reference(vocabulary::literal_string_marker, string.as_string(), out);
+    char* at = out.grow(written.size() + 3);
+    *at++ = '"';
+    *at++ = vocabulary::literal_string_marker;
+    at = std::ranges::copy(written, at).out;
+    *at = '"';
 }
 
 // Whether an object has one of the two members that the flattener looks for, which come before nearly all others.
@@ -43,7 +51,7 @@ void write_ordering_content(std::string_view instance_id, std::string_view domai
     out.append(R"(, "i": )");
     write_json_string(instance_id, out);
     out.append(R"(, "s": [)");
-    const char* separator = "";
+    std::string_view separator;
     for (const std::string_view id : element_ids) {
         out.append(separator);
         write_json_string(id, out);
@@ -137,7 +145,7 @@ std::string_view Flattener::flatten_document(const JsonValue& object, const Docu
 
 void Flattener::write_value(const JsonValue& value, const DocumentPath& path, TextBuffer& out) {
     if (value.is_string()) {
-        write_reference(vocabulary::literal_string_marker, value, out);
+        write_marked_string(value, out);
     } else if (value.is_object()) {
         write_inline_object(value, path, out);
     } else if (!value.is_array()) {
@@ -146,7 +154,7 @@ void Flattener::write_value(const JsonValue& value, const DocumentPath& path, Te
         write_array_reference(value, path, out);
     } else {
         const DocumentPath inside{&path, Step::plain_array, {}};
-        const char* separator = "[";
+        std::string_view separator = "[";
         for (const JsonValue& element : value.elements()) {
             out.append(separator);
             write_value(element, inside, out);
@@ -170,7 +178,7 @@ void Flattener::write_members(const JsonValue& object, const DocumentPath& path,
                               IdMember id_member, TextBuffer& out) {
     const DocumentPath inside{&path, path.empty() ? Step::root : Step::object, {}, &object, id};
     const bool split = splits(object);
-    const char* separator = "";
+    std::string_view separator;
     bool id_is_due = id_member == IdMember::set;
     const auto write_id = [&] {
         out.append(separator);
@@ -185,10 +193,8 @@ void Flattener::write_members(const JsonValue& object, const DocumentPath& path,
         if (id_is_due && key >= vocabulary::id_key) write_id();
         const bool is_id = key == vocabulary::id_key;
         if (is_id && id_member != IdMember::keep) continue;
-        out.append(separator);
+        write_json_key(key, separator, out);
         separator = ", ";
-        write_json_string(key, out);
-        out.append(": ");
         const DocumentPath member{&inside, Step::member, key};
         if (is_id) {
             write_json(value, out);
