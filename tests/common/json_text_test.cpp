@@ -30,7 +30,9 @@ std::string rewritten(std::string_view text, Comments comments = Comments::refus
     const JsonValue value = parse_json(text, arena, comments);
     const std::string result = written(value);
     // What is kept as it stands has to be decoded where someone looks at it.
-    if (value.is_string()) EXPECT_EQ(written(JsonValue::string(value.as_string())), result);
+    if (value.is_string()) {
+        EXPECT_EQ(written(JsonValue::string(value.as_string())), result);
+    }
     return result;
 }
 
