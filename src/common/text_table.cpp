@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstring>
 #include <random>
+#include <stdexcept>
 #include <utility>
 
 namespace libzentadbpp {
@@ -87,6 +88,7 @@ TextTable::Added TextTable::add(std::string_view text) {
     const std::uint64_t code = hash(text);
     Slot& slot = slots_[slot_of(text, code)];
     if (slot.number != free_slot) return {slot.number, false};
+    if (texts_.size() >= free_slot) throw std::length_error("too many texts");
     slot = {tag_of(code), static_cast<std::uint32_t>(texts_.size())};
     texts_.push_back(text);
     return {slot.number, true};

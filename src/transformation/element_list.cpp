@@ -1,8 +1,11 @@
 #include "transformation/element_list.h"
 
+#include <stdexcept>
+
 namespace libzentadbpp {
 
 void ElementList::insert_after(std::uint32_t node, std::uint32_t number) {
+    if (nodes_.size() >= none) throw std::length_error("too many elements");
     const auto inserted = static_cast<std::uint32_t>(nodes_.size());
     const std::uint32_t next = node == none ? head_ : nodes_[node].next;
     nodes_.push_back({number, node, next});
