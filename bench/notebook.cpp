@@ -77,6 +77,12 @@ std::string tiny_elements(std::size_t count) {
     return text + "]}";
 }
 
+std::string tiny_objects(std::size_t count) {
+    std::string text = "{\"#df\":true";
+    for (std::size_t i = 0; i < count; ++i) text += ",\"e" + std::to_string(i) + "\":{\"a\":" + std::to_string(i) + "}";
+    return text + "}";
+}
+
 std::string decimals(std::size_t count) {
     Random random(7);
     std::string text = "{\"points\":[";

@@ -13,6 +13,8 @@ namespace bench {
 // The same number of top-level elements with hardly any content, and with nothing but decimal numbers.
 [[nodiscard]] std::string tiny_elements(std::size_t count);
 [[nodiscard]] std::string decimals(std::size_t count);
+// As many tiny objects that are members of the outermost one, each to be a document of its own.
+[[nodiscard]] std::string tiny_objects(std::size_t count);
 // One document that holds everything.
 [[nodiscard]] std::string one_document(std::size_t members);
 

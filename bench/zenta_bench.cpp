@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -46,14 +47,35 @@ void require(bool holds, const char* what) {
 
 constexpr const char* none = "{}";
 
+std::string written(const rapidjson::Value& value) {
+    rapidjson::StringBuffer text;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(text);
+    value.Accept(writer);
+    return {text.GetString(), text.GetSize()};
+}
+
+std::string answer_of_server(const std::string& bulk_docs) {
+    rapidjson::Document body;
+    body.Parse<rapidjson::kParseFullPrecisionFlag>(bulk_docs.c_str());
+    std::string text = "{\"results\":[";
+    for (const auto& document : body["docs"].GetArray()) {
+        if (text.back() == '}') text += ",";
+        text += "{\"docs\":[{\"ok\":" + written(document) + "}]}";
+    }
+    return text + "]}";
+}
+
 // Everything that is measured at one size, made and checked once.
 struct Data {
     std::string host;
     std::string edited;       // 1 % of the notes changed
     std::string sync;         // of host
     std::string sync_edited;  // updated with edited
+    std::string diff;         // of the two
+    std::string compressed;   // sync
+    std::string bulk_get;     // sync, as a server would answer
     std::size_t documents;
-    std::vector<std::string> contents;  // about what is hashed: every stored text
+    std::vector<std::string> hashed;  // the content of every document, and a path for every array
 
     explicit Data(std::size_t notes) : host(bench::notebook(notes)), edited(bench::notebook(notes, 1)) {
         sync = take(update_sync_json(host.c_str(), none, none));
@@ -66,15 +88,23 @@ struct Data {
                 "what was read is not what was stored");
         require(take(replicate_sync_json(sync_edited.c_str(), sync.c_str(), none)) == sync_edited,
                 "replication lost edits");
+        diff = take(sync_json_diff(sync.c_str(), sync_edited.c_str(), none));
+        std::string patched = take(sync_json_patch(sync.c_str(), diff.c_str()));
+        patched.back() = ',';  // a patch tells no root
+        require(sync_edited.starts_with(patched), "a patch lost edits");
+        compressed = take(sync_json_compress(sync.c_str()));
+        require(take(sync_json_uncompress(compressed.c_str())) == sync, "compressing lost data");
+        bulk_get = answer_of_server(take(sync_json_to_bulk_docs(sync.c_str())));
+        require(take(sync_json_from_bulk_get(bulk_get.c_str(), none)) == sync, "exchange lost data");
+
         rapidjson::Document parsed;
         parsed.Parse(sync.c_str());
         documents = parsed["d"].MemberCount();
-        for (const auto& member : parsed["o"].GetObject()) {
-            rapidjson::StringBuffer text;
-            rapidjson::Writer<rapidjson::StringBuffer> writer(text);
-            member.value.Accept(writer);
-            contents.emplace_back(text.GetString(), text.GetSize());
+        for (const auto& document : parsed["d"].GetObject()) {
+            const std::string revision = document.value[0].GetString();
+            hashed.push_back(written(parsed["o"][revision.substr(0, revision.find('_')).c_str()]));
         }
+        hashed.insert(hashed.end(), notes + 1, std::string(100, 'p'));
     }
 };
 
@@ -128,19 +158,19 @@ void yard_simdjson_parse_sync(benchmark::State& state) {
     count(state, text.size(), 0);
 }
 
-void yard_sha256_documents(benchmark::State& state) {
+void yard_sha256(benchmark::State& state) {
     std::size_t bytes = 0;
     EVP_MD_CTX* context = EVP_MD_CTX_new();
     EVP_MD* sha256 = EVP_MD_fetch(nullptr, "SHA256", nullptr);
     unsigned char digest[EVP_MAX_MD_SIZE];
     for (auto _ : state) {
         bytes = 0;
-        for (const std::string& content : data(state).contents) {
+        for (const std::string& text : data(state).hashed) {
             EVP_DigestInit_ex2(context, sha256, nullptr);
-            EVP_DigestUpdate(context, content.data(), content.size());
+            EVP_DigestUpdate(context, text.data(), text.size());
             EVP_DigestFinal_ex(context, digest, nullptr);
             benchmark::DoNotOptimize(digest);
-            bytes += content.size();
+            bytes += text.size();
         }
     }
     EVP_MD_free(sha256);
@@ -160,93 +190,111 @@ void yard_memcpy_sync(benchmark::State& state) {
 
 // --- The library
 
-void open_handle(benchmark::State& state) {
-    const Data& d = data(state);
-    for (auto _ : state) Handle handle(new_sync_json_ptr(d.sync.c_str()));
-    count(state, d.sync.size(), d.documents);
+void sizes(benchmark::internal::Benchmark* benchmark) {
+    benchmark->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
 }
 
-void open_dump(benchmark::State& state) {
-    const Data& d = data(state);
-    for (auto _ : state) {
+void release(sync_json_result result) { free_sync_json_result(&result); }
+void release(sync_json_ptr_result result) { free_sync_json_ptr_result_all(&result); }
+void release(char* text) { std::free(text); }
+
+// Times `call(data)`, which works on texts.
+template <class Call>
+void by_text(const char* name, Call call) {
+    benchmark::RegisterBenchmark(name, [call](benchmark::State& state) {
+        const Data& d = data(state);
+        for (auto _ : state) release(call(d));
+        count(state, d.sync.size(), d.documents);
+    })->Apply(sizes);
+}
+
+// Times `call(data, handle, edited)`, with handles of the data as it was and as it was edited.
+template <class Call>
+void by_handle(const char* name, Call call) {
+    benchmark::RegisterBenchmark(name, [call](benchmark::State& state) {
+        const Data& d = data(state);
         Handle handle(new_sync_json_ptr(d.sync.c_str()));
-        std::free(dump_sync_json_ptr(handle));
-    }
-    count(state, d.sync.size(), d.documents);
+        Handle edited(new_sync_json_ptr(d.sync_edited.c_str()));
+        for (auto _ : state) release(call(d, sync_json_ptr{handle}, sync_json_ptr{edited}));
+        count(state, d.sync.size(), d.documents);
+    })->Apply(sizes);
 }
 
-void first_update(benchmark::State& state) {
-    const Data& d = data(state);
-    for (auto _ : state) {
-        sync_json_result result = update_sync_json(d.host.c_str(), none, none);
-        free_sync_json_result(&result);
-    }
-    count(state, d.host.size(), d.documents);
+// Times a question about one document.
+template <class Query>
+void of_a_document(const char* name, Query query) {
+    benchmark::RegisterBenchmark(name, [query](benchmark::State& state) {
+        const Data& d = data(state);
+        Handle handle(new_sync_json_ptr(d.sync_edited.c_str()));
+        std::vector<std::pair<std::string, std::string>> asked;  // ids and revisions
+        for (std::int64_t i = 0; i < state.range(0); i += 7) {
+            const std::string id = "note-" + std::to_string(i);
+            asked.emplace_back(id, take(sync_json_ptr_winning(handle, id.c_str())));
+        }
+        std::size_t next = 0;
+        for (auto _ : state) {
+            const auto& [id, revision] = asked[next++ % asked.size()];
+            release(query(sync_json_ptr{handle}, id.c_str(), revision.c_str()));
+        }
+    })->Apply(sizes);
 }
 
-void update_unchanged_handle(benchmark::State& state) {
-    const Data& d = data(state);
-    Handle handle(new_sync_json_ptr(d.sync.c_str()));
-    for (auto _ : state) Handle updated(update_sync_json_ptr(d.host.c_str(), handle, none));
-    count(state, d.host.size(), d.documents);
-}
+void register_operations() {
+    using Ptr = sync_json_ptr;
+    by_text("open_handle", [](const Data& d) { return new_sync_json_ptr(d.sync.c_str()); });
+    by_text("open_dump", [](const Data& d) {
+        Handle handle(new_sync_json_ptr(d.sync.c_str()));
+        return dump_sync_json_ptr(handle);
+    });
+    by_handle("dump", [](const Data&, Ptr h, Ptr) { return dump_sync_json_ptr(h); });
 
-void update_1_percent(benchmark::State& state) {
-    const Data& d = data(state);
-    for (auto _ : state) {
-        sync_json_result result = update_sync_json(d.edited.c_str(), d.sync.c_str(), none);
-        free_sync_json_result(&result);
-    }
-    count(state, d.host.size() + d.sync.size(), d.documents);
-}
+    by_text("first_update", [](const Data& d) { return update_sync_json(d.host.c_str(), none, none); });
+    by_text("update_1_percent", [](const Data& d) { return update_sync_json(d.edited.c_str(), d.sync.c_str(), none); });
+    by_handle("update_unchanged_handle",
+              [](const Data& d, Ptr h, Ptr) { return update_sync_json_ptr(d.host.c_str(), h, none); });
+    by_handle("update_1_percent_handle",
+              [](const Data& d, Ptr h, Ptr) { return update_sync_json_ptr(d.edited.c_str(), h, none); });
+    by_text("read_text", [](const Data& d) { return read_sync_json(d.sync.c_str(), none); });
+    by_handle("read_handle", [](const Data&, Ptr h, Ptr) { return read_sync_json_ptr(h, none); });
+    by_text("replicate_text",
+            [](const Data& d) { return replicate_sync_json(d.sync_edited.c_str(), d.sync.c_str(), none); });
+    by_handle("replicate_handle", [](const Data&, Ptr h, Ptr e) { return replicate_sync_json_ptr(e, h, none); });
 
-void read_handle(benchmark::State& state) {
-    const Data& d = data(state);
-    Handle handle(new_sync_json_ptr(d.sync.c_str()));
-    for (auto _ : state) {
-        sync_json_result result = read_sync_json_ptr(handle, none);
-        free_sync_json_result(&result);
-    }
-    count(state, d.host.size(), d.documents);
-}
+    of_a_document("winning_handle", [](Ptr h, const char* id, const char*) { return sync_json_ptr_winning(h, id); });
+    of_a_document("conflicting_handle",
+                  [](Ptr h, const char* id, const char*) { return sync_json_ptr_conflicting(h, id); });
+    of_a_document("leafs_handle", [](Ptr h, const char* id, const char*) { return sync_json_ptr_leafs(h, id); });
+    of_a_document("ancestor_handle", sync_json_ptr_ancestor);
+    of_a_document("siblings_handle", sync_json_ptr_siblings);
+    of_a_document("history_handle", sync_json_ptr_history);
+    of_a_document("data_handle", [](Ptr h, const char* id, const char* revision) {
+        return sync_json_ptr_data(h, id, revision, none);
+    });
+    of_a_document("available_handle",
+                  [](Ptr h, const char* id, const char*) { return sync_json_ptr_available(h, id); });
+    by_text("winning_text", [](const Data& d) { return sync_json_winning(d.sync.c_str(), "note-0"); });
 
-void read_text(benchmark::State& state) {
-    const Data& d = data(state);
-    for (auto _ : state) {
-        sync_json_result result = read_sync_json(d.sync.c_str(), none);
-        free_sync_json_result(&result);
-    }
-    count(state, d.sync.size(), d.documents);
-}
+    by_handle("all_docs_handle", [](const Data&, Ptr h, Ptr) { return sync_json_ptr_all_docs(h); });
+    by_handle("instances_handle", [](const Data&, Ptr h, Ptr) { return sync_json_ptr_instances(h); });
+    by_handle("unresolved_handle", [](const Data&, Ptr h, Ptr) { return sync_json_ptr_unresolved(h); });
+    by_handle("created_handle", [](const Data&, Ptr h, Ptr e) { return sync_json_ptr_created(e, h); });
+    by_handle("updated_handle", [](const Data&, Ptr h, Ptr e) { return sync_json_ptr_updated(e, h); });
+    by_handle("deleted_handle", [](const Data&, Ptr h, Ptr e) { return sync_json_ptr_deleted(e, h); });
+    by_text("updated_text", [](const Data& d) { return sync_json_updated(d.sync_edited.c_str(), d.sync.c_str()); });
+    by_handle("all_winning_handle", [](const Data&, Ptr, Ptr e) { return sync_json_ptr_all_winning(e); });
+    by_text("all_winning_text", [](const Data& d) { return sync_json_all_winning(d.sync_edited.c_str()); });
+    by_handle("prune_handle", [](const Data&, Ptr, Ptr e) { return sync_json_ptr_prune(e, 1, true); });
+    by_text("prune_text", [](const Data& d) { return sync_json_prune(d.sync_edited.c_str(), 1, true); });
+    by_handle("prune_ids_handle",
+              [](const Data&, Ptr, Ptr e) { return sync_json_ptr_prune_ids(e, R"(["note-0"])", 1, true); });
 
-void replicate_handle(benchmark::State& state) {
-    const Data& d = data(state);
-    Handle source(new_sync_json_ptr(d.sync_edited.c_str()));
-    Handle target(new_sync_json_ptr(d.sync.c_str()));
-    for (auto _ : state) Handle merged(replicate_sync_json_ptr(source, target, none));
-    count(state, d.sync.size(), d.documents);
-}
-
-void replicate_text(benchmark::State& state) {
-    const Data& d = data(state);
-    for (auto _ : state) {
-        sync_json_result result = replicate_sync_json(d.sync_edited.c_str(), d.sync.c_str(), none);
-        free_sync_json_result(&result);
-    }
-    count(state, d.sync.size() + d.sync_edited.size(), d.documents);
-}
-
-template <sync_json_result (*query)(sync_json_ptr, const char*)>
-void query_handle(benchmark::State& state) {
-    const Data& d = data(state);
-    Handle handle(new_sync_json_ptr(d.sync.c_str()));
-    std::vector<std::string> ids;
-    for (std::int64_t i = 0; i < state.range(0); i += 7) ids.push_back("note-" + std::to_string(i));
-    std::size_t next = 0;
-    for (auto _ : state) {
-        sync_json_result result = query(handle, ids[next++ % ids.size()].c_str());
-        free_sync_json_result(&result);
-    }
+    by_text("diff", [](const Data& d) { return sync_json_diff(d.sync.c_str(), d.sync_edited.c_str(), none); });
+    by_text("patch", [](const Data& d) { return sync_json_patch(d.sync.c_str(), d.diff.c_str()); });
+    by_text("compress", [](const Data& d) { return sync_json_compress(d.sync.c_str()); });
+    by_text("uncompress", [](const Data& d) { return sync_json_uncompress(d.compressed.c_str()); });
+    by_handle("to_bulk_docs_handle", [](const Data&, Ptr h, Ptr) { return sync_json_ptr_to_bulk_docs(h); });
+    by_text("from_bulk_get_handle",
+            [](const Data& d) { return sync_json_ptr_from_bulk_get(d.bulk_get.c_str(), none); });
 }
 
 void resolve_handle(benchmark::State& state) {
@@ -274,6 +322,28 @@ void memory_of_handle(benchmark::State& state) {
         kept = static_cast<double>((after.uordblks + after.hblkhd) - (before.uordblks + before.hblkhd));
     }
     state.counters["per_byte"] = kept / static_cast<double>(d.sync.size());
+}
+
+// Bytes that an update by text has beyond what there was before, per byte of its three texts.
+void peak_of_update(benchmark::State& state) {
+    const Data& d = data(state);
+    const auto kibibytes = [](const char* of) {
+        std::ifstream status("/proc/self/status");
+        std::string line;
+        while (std::getline(status, line) && !line.starts_with(of)) {
+        }
+        return line.empty() ? 0.0 : std::stod(line.substr(std::strlen(of)));
+    };
+    double peak = 0;
+    for (auto _ : state) {
+        malloc_trim(0);
+        std::ofstream("/proc/self/clear_refs") << 5;  // the peak counts from here
+        const double before = kibibytes("VmRSS:");
+        const std::string result = take(update_sync_json(d.edited.c_str(), d.sync.c_str(), none));
+        const auto texts = static_cast<double>(d.edited.size() + d.sync.size() + result.size());
+        peak = (kibibytes("VmHWM:") - before) * 1024 / texts;
+    }
+    state.counters["per_byte"] = peak;
 }
 
 // --- Special shapes
@@ -320,13 +390,11 @@ void host_round_trip(benchmark::State& state, const std::string& host) {
     count(state, host.size(), size_of(state));
 }
 
+void tiny_documents(benchmark::State& state) { host_round_trip(state, bench::tiny_objects(size_of(state))); }
 void array_of_elements(benchmark::State& state) { host_round_trip(state, bench::tiny_elements(size_of(state))); }
 void decimal_numbers(benchmark::State& state) { host_round_trip(state, bench::decimals(size_of(state))); }
 void one_large_document(benchmark::State& state) { host_round_trip(state, bench::one_document(size_of(state))); }
 
-void sizes(benchmark::internal::Benchmark* benchmark) {
-    benchmark->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
-}
 void doubled(benchmark::internal::Benchmark* benchmark, std::int64_t size) {
     benchmark->Arg(size / 2)->Arg(size)->Unit(benchmark::kMicrosecond);
 }
@@ -336,25 +404,24 @@ BENCHMARK(yard_rapidjson_parse_sync)->Apply(sizes);
 BENCHMARK(yard_rapidjson_write_host)->Apply(sizes);
 BENCHMARK(yard_rapidjson_parse_write_sync)->Apply(sizes);
 BENCHMARK(yard_simdjson_parse_sync)->Apply(sizes);
-BENCHMARK(yard_sha256_documents)->Apply(sizes);
+BENCHMARK(yard_sha256)->Apply(sizes);
 BENCHMARK(yard_memcpy_sync)->Apply(sizes);
-BENCHMARK(open_handle)->Apply(sizes);
-BENCHMARK(open_dump)->Apply(sizes);
-BENCHMARK(first_update)->Apply(sizes);
-BENCHMARK(update_unchanged_handle)->Apply(sizes);
-BENCHMARK(update_1_percent)->Apply(sizes);
-BENCHMARK(read_handle)->Apply(sizes);
-BENCHMARK(read_text)->Apply(sizes);
-BENCHMARK(replicate_handle)->Apply(sizes);
-BENCHMARK(replicate_text)->Apply(sizes);
-BENCHMARK(query_handle<sync_json_ptr_winning>)->Name("winning_handle")->Apply(sizes);
-BENCHMARK(query_handle<sync_json_ptr_conflicting>)->Name("conflicting_handle")->Apply(sizes);
 BENCHMARK(resolve_handle)->Apply(sizes);
 BENCHMARK(memory_of_handle)->Apply(sizes)->Iterations(1);
+BENCHMARK(peak_of_update)->Apply(sizes)->Iterations(1);
 BENCHMARK(chain_of_revisions)->Apply([](auto* b) { doubled(b, 100000); });
 BENCHMARK(fan_of_branches)->Apply([](auto* b) { doubled(b, 10000); });
 BENCHMARK(array_of_elements)->Apply([](auto* b) { doubled(b, 100000); });
-BENCHMARK(decimal_numbers)->Apply([](auto* b) { doubled(b, 20000); });
+BENCHMARK(tiny_documents)->Apply([](auto* b) { doubled(b, 100000); });
 BENCHMARK(one_large_document)->Apply([](auto* b) { doubled(b, 20000); });
 
 }  // namespace
+
+int main(int argc, char** argv) {
+    register_operations();
+    const char* decimals = std::getenv("USE_FAST_FLOAT") == nullptr ? "decimal_numbers" : "decimal_numbers_fast_float";
+    benchmark::RegisterBenchmark(decimals, decimal_numbers)->Apply([](auto* b) { doubled(b, 20000); });
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+}

@@ -28,52 +28,51 @@ const std::string& DocumentStorage::root() const {
 }
 
 void DocumentStorage::serialize(TextBuffer& out) const {
-    const char* separator = "";
-    const auto write_member = [&](std::string_view key) {
+    const auto write_member = [&out](std::string_view separator, std::string_view key) {
         out.append(separator);
-        separator = ", ";
         write_json_string(key, out);
         out.append(": ");
     };
 
-    out.push_back('{');
-    if (!documents_.empty()) {
-        write_member("d");
-        out.push_back('{');
-        separator = "";
-        for (const auto& entry : documents_) {
-            write_member(entry.key);
-            out.append(entry.value->history());
-        }
-        out.push_back('}');
-        separator = ", ";
-    }
-
     const auto hashes = referenced_hashes(documents_);
+    std::vector<const DataStorage::Map::Entry*> contents;
+    contents.reserve(std::min(hashes.size(), data_.contents().size()));
+    constexpr std::size_t around = 6;  // quotes and separators of a member
+    std::size_t size = root_.size() + 32;
     auto hash = hashes.begin();
-    bool any = false;
     for (const auto& entry : data_.contents()) {
-        while (hash != hashes.end() && *hash < entry.key) ++hash;
+        int order = -1;
+        while (hash != hashes.end() && (order = hash->compare(entry.key)) < 0) ++hash;
         if (hash == hashes.end()) break;
-        if (*hash != entry.key) continue;
-        if (!any) {
-            write_member("o");
-            out.push_back('{');
-            separator = "";
-            any = true;
-        }
-        write_member(entry.key);
-        out.append(entry.value.text);
+        if (order != 0) continue;
+        contents.push_back(&entry);
+        size += entry.key.size() + entry.value.text.size() + around;
     }
-    if (any) {
-        out.push_back('}');
+    for (const auto& entry : documents_) size += entry.key.size() + entry.value->history().size() + around;
+    out.reserve(out.size() + size);
+
+    std::string_view opening = "{";
+    std::string_view separator = R"({"d": {)";
+    for (const auto& entry : documents_) {
+        write_member(separator, entry.key);
+        out.append(entry.value->history());
         separator = ", ";
     }
-
-    if (!root_.empty()) {
-        write_member("r");
-        write_json_string(root_, out);
+    if (!documents_.empty()) opening = "}, ";
+    // Without any documents there are no contents that they refer to.
+    separator = R"(}, "o": {)";
+    for (const DataStorage::Map::Entry* entry : contents) {
+        write_member(separator, entry->key);
+        out.append(entry->value.text);
+        separator = ", ";
     }
+    if (root_.empty()) {
+        out.append(documents_.empty() ? "{}" : "}}");
+        return;
+    }
+    out.append(opening);
+    out.append(R"("r": )");
+    write_json_string(root_, out);
     out.push_back('}');
 }
 

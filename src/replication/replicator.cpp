@@ -1,8 +1,11 @@
 #include "replication/replicator.h"
 
 #include <algorithm>
+#include <string_view>
+#include <vector>
 
 #include "common/error.h"
+#include "common/first_bytes.h"
 #include "documents/document_merge.h"
 
 namespace libzentadbpp {
@@ -15,30 +18,59 @@ DocumentRef taken_over(const DocumentRef& document, Takeover takeover, SharedMem
     return MultiVersionDocument::make(document->id(), document->revisions(), memory);
 }
 
-// The contents that the source's revisions name and the target lacks.
-DataStorage merged_contents(const DocumentStorage& source, const DocumentStorage& target, Takeover takeover,
-                            SharedMemory& memory) {
-    std::vector<const DataStorage::Map::Entry*> missing;
-    auto theirs = target.data().contents().begin();
-    const auto end = target.data().contents().end();
-    for (const auto& entry : source.data().contents()) {
-        while (theirs != end && theirs->key < entry.key) ++theirs;
-        if (theirs == end || theirs->key != entry.key) missing.push_back(&entry);
-    }
-    if (missing.empty()) return target.data();
-
-    const auto hashes = referenced_hashes(source.documents());
-    ContentChanges changes;
-    for (const DataStorage::Map::Entry* entry : missing) {
-        if (!std::binary_search(hashes.begin(), hashes.end(), entry->key)) continue;
-        if (takeover == Takeover::share) {
-            changes.share(*entry);
-        } else {
-            changes.add(entry->key, entry->value.text, memory);
+// The contents that the source has and the target lacks. Those are taken over that a revision of the source names.
+class MissingContents {
+   public:
+    MissingContents(const DataStorage::Map& source, const DataStorage::Map& target) {
+        auto theirs = target.begin();
+        for (const auto& entry : source) {
+            int order = -1;
+            while (theirs != target.end() && (order = theirs->key.compare(entry.key)) < 0) ++theirs;
+            if (theirs != target.end() && order == 0) continue;
+            if (missing_.empty()) may_be_missing_.resize(std::size_t{1} << filter_bits);
+            may_be_missing_[filter_place(entry.key)] = true;
+            missing_.push_back({&entry, false});
         }
     }
-    return std::move(changes).applied_to(target.data());
-}
+
+    // O(1) for nearly all hashes whose contents are not missing.
+    void name(const MultiVersionDocument& document) {
+        if (missing_.empty()) return;
+        for (const TreeRevision& revision : document.revisions()) {
+            const std::string_view hash = revision.datahash();
+            if (!may_be_missing_[filter_place(hash)]) continue;
+            const auto at = std::ranges::lower_bound(missing_, hash, {}, [](const Missing& m) { return m.entry->key; });
+            if (at != missing_.end() && at->entry->key == hash) at->is_named = true;
+        }
+    }
+
+    [[nodiscard]] DataStorage added_to(const DataStorage& target, Takeover takeover, SharedMemory& memory) const {
+        ContentChanges changes;
+        for (const auto& [entry, is_named] : missing_) {
+            if (!is_named) continue;
+            if (takeover == Takeover::share) {
+                changes.share(*entry);
+            } else {
+                changes.add(entry->key, entry->value.text, memory);
+            }
+        }
+        return std::move(changes).applied_to(target);
+    }
+
+   private:
+    struct Missing {
+        const DataStorage::Map::Entry* entry;
+        bool is_named;
+    };
+
+    static constexpr unsigned filter_bits = 16;
+    static std::size_t filter_place(std::string_view hash) {
+        return first_bytes(hash) * 0x9e3779b97f4a7c15 >> (64 - filter_bits);
+    }
+
+    std::vector<Missing> missing_;  // ascending
+    std::vector<bool> may_be_missing_;
+};
 
 }  // namespace
 
@@ -51,11 +83,14 @@ ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage
     ReplicationResult result;
     DocumentChanges changes;
     SharedMemory memory;
+    MissingContents contents(source.data().contents(), target.data().contents());
     auto ours = target.documents().begin();
     const auto end = target.documents().end();
     for (const auto& entry : source.documents()) {
-        while (ours != end && ours->key < entry.key) ++ours;
-        if (ours == end || ours->key != entry.key) {
+        contents.name(*entry.value);
+        int order = -1;
+        while (ours != end && (order = ours->key.compare(entry.key)) < 0) ++ours;
+        if (ours == end || order != 0) {
             changes.set(taken_over(entry.value, takeover, memory));
             result.missing_found += entry.value->revisions().size();
         } else if (ours->value != entry.value &&
@@ -67,7 +102,7 @@ ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage
     }
 
     result.target = DocumentStorage(std::move(changes).applied_to(target.documents()),
-                                    merged_contents(source, target, takeover, memory),
+                                    contents.added_to(target.data(), takeover, memory),
                                     root.empty() ? source.root_or_empty() : root);
     return result;
 }
