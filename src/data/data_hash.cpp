@@ -1,5 +1,6 @@
 #include "data/data_hash.h"
 
+#include <openssl/crypto.h>
 #include <openssl/evp.h>
 #include <xxhash.h>
 
@@ -19,12 +20,16 @@ constexpr std::size_t sha256_digits = 2 * sha256_bytes;
 constexpr std::size_t most_fast_digits = 10;
 constexpr XXH64_hash_t fast_seed = 123456;
 
-// Looking the algorithm up costs more than hashing a small document, so it is done once. Never freed: it is one
-// reference into libcrypto's own store, and a thread may still hash while the process ends.
+// Looking the algorithm up costs more than hashing a small document, so it is done once. In a context of its own, as
+// that of the process stays broken for good, and is used all the same, where there is no memory to set it up. Never
+// freed: a thread may still hash while the process ends.
 const EVP_MD& sha256_algorithm() {
     static const EVP_MD* const algorithm = [] {
-        const EVP_MD* found = EVP_MD_fetch(nullptr, "SHA256", nullptr);
+        std::unique_ptr<OSSL_LIB_CTX, decltype(&OSSL_LIB_CTX_free)> context(OSSL_LIB_CTX_new(), OSSL_LIB_CTX_free);
+        if (!context) throw std::bad_alloc();
+        const EVP_MD* found = EVP_MD_fetch(context.get(), "SHA256", nullptr);
         if (found == nullptr) throw std::runtime_error("SHA-256 is not available");
+        (void)context.release();
         return found;
     }();
     return *algorithm;

@@ -1,4 +1,6 @@
 #include <openssl/err.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <iostream>
@@ -109,6 +111,31 @@ TEST(Faults, FreeingNeedsNoMemory) {
     third.reset();
     second.reset();
     EXPECT_EQ(faults::stop_failing(), 0U);
+}
+
+// libcrypto is set up at the first hash of a process, so each point needs a process of its own, in which nothing was
+// hashed before.
+TEST(FirstHash, MayFailAnywhereAndIsTriedAgain) {
+    constexpr std::size_t step = ZENTADBPP_FIRST_HASH_STEP;
+    for (std::size_t n = 1;; n += step) {
+        const pid_t child = fork();
+        if (child == 0) {
+            const auto update = [] { return update_sync_json(R"({"a": 1})", "{}", "{}"); };
+            faults::fail_allocations(n, n % 2 == 0 ? Failing::one : Failing::all_from_then);
+            sync_json_result met = update();
+            const std::size_t asked_for = faults::stop_failing();
+            const bool failed = met.value == nullptr;
+            free_sync_json_result(&met);
+            const Answer again = taken(update());
+            const bool right =
+                again.value && again.text().find("f9d86028c6e0d64e225186f96acb6933") != std::string::npos;
+            _exit(!right ? 1 : asked_for < n && !failed ? 2 : 0);
+        }
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) != 1) << "allocation " << n << ", status " << status;
+        if (WEXITSTATUS(status) == 2) break;
+    }
 }
 
 }  // namespace
