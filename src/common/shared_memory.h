@@ -26,6 +26,9 @@ class SharedMemory {
         char* bytes;  // aligned for numbers and pointers
         std::shared_ptr<const void> owner;
     };
+    // Whether texts that lie in that arena may be kept as they are.
+    [[nodiscard]] bool is_arena() const { return arena_ != nullptr; }
+
     [[nodiscard]] Place allocate(std::size_t bytes) {
         constexpr std::size_t word = sizeof(std::uint64_t);
         if (arena_ != nullptr) return {static_cast<char*>(arena_->allocate(bytes, word)), nullptr};

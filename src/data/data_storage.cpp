@@ -36,10 +36,14 @@ std::size_t DataStorage::bytes() const {
 }
 
 std::string_view ContentChanges::add(std::string_view hash, std::string_view text, SharedMemory& memory) {
-    auto [bytes, owner] = memory.allocate(hash.size() + text.size());
+    const bool stays = memory.is_arena();
+    auto [bytes, owner] = memory.allocate(hash.size() + (stays ? 0 : text.size()));
     std::memcpy(bytes, hash.data(), hash.size());
-    std::memcpy(bytes + hash.size(), text.data(), text.size());
-    changes_.push_back({{bytes, hash.size()}, {{bytes + hash.size(), text.size()}, std::move(owner)}});
+    if (!stays) {
+        std::memcpy(bytes + hash.size(), text.data(), text.size());
+        text = {bytes + hash.size(), text.size()};
+    }
+    changes_.push_back({{bytes, hash.size()}, {text, std::move(owner)}});
     return changes_.back().key;
 }
 

@@ -49,7 +49,8 @@ class DataStorage {
 // Collects contents to be added to a storage. Of several under one hash the last one counts.
 class ContentChanges {
    public:
-    // Copies hash and text into the memory, and answers the copy of the hash.
+    // Copies hash and text into the memory, and answers the copy of the hash. Where the memory is an arena, the text
+    // has to lie in it, and is not copied.
     std::string_view add(std::string_view hash, std::string_view text, SharedMemory& memory);
     // Keeps what is there.
     void share(const DataStorage::Map::Entry& entry) { changes_.push_back(entry); }
