@@ -1,0 +1,360 @@
+"""zentadb push and pull against a real server: exchange_test.py <zentadb> <directory for the server> [case]...
+
+Answers 77, skipped, where the server cannot be had.
+"""
+
+import json
+import os
+import pathlib
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+import server as servers
+
+TOOL = pathlib.Path(sys.argv[1])
+INSTALLED = pathlib.Path(sys.argv[2])
+
+
+class Copy:
+    """A store of the data, and what is done with it."""
+
+    def __init__(self, path, url):
+        self.path, self.url = path, url
+
+    def run(self, *arguments, expect=0, data=None, env=()):
+        run = subprocess.run([TOOL, *arguments], capture_output=True, text=True, timeout=300,
+                             input=None if data is None else json.dumps(data), env={**os.environ, **dict(env)})
+        assert run.returncode == expect, (arguments, run.returncode, run.stdout, run.stderr)
+        return run.stdout if expect == 0 else run.stderr
+
+    def update(self, data):
+        self.run("update", self.path, "-", data=data)
+
+    def read(self):
+        return json.loads(self.run("read", self.path))
+
+    def push(self, *options, **more):
+        return self.exchange("push", options, **more)
+
+    def pull(self, *options, **more):
+        return self.exchange("pull", options, **more)
+
+    def exchange(self, command, options, expect=0, **more):
+        url = more.pop("url", self.url)
+        out = self.run(command, self.path, url, "--json", *options, expect=expect, **more)
+        return json.loads(out)["revisions"] if expect == 0 else out
+
+    def sync(self):
+        return json.loads(pathlib.Path(self.path).read_text())
+
+    def leaves(self, document):
+        def ends(history, generation):
+            for entry in history:
+                if isinstance(entry, str):
+                    generation, last = generation + 1, entry
+                    continue
+                for branch in entry:
+                    yield from ends([branch] if isinstance(branch, str) else branch, generation)
+                return
+            yield f"{generation}-{last}"
+        return sorted(ends(self.sync()["d"][document], 0))
+
+    def edit(self, **texts):
+        """Changes the text of elements, and takes away those whose text is None."""
+        data = self.read()
+        data["list"] = [{**each, "text": texts.get(each["_id"], each["text"])} for each in data["list"]
+                        if texts.get(each["_id"], "") is not None]
+        self.update(data)
+
+    def texts(self):
+        return {each["_id"]: each["text"] for each in self.read()["list"]}
+
+
+def listing(**texts):
+    return {"title": "Trip", "list": [{"_id": key, "text": text} for key, text in texts.items()]}
+
+
+def same(*copies):
+    first = copies[0].sync()
+    for other in copies[1:]:
+        assert other.sync()["d"] == first["d"] and other.sync()["r"] == first["r"], (first, other.sync())
+        assert other.read() == copies[0].read()
+
+
+def nothing_left(world, *copies):
+    """Whoever exchanges again sends and gets nothing; who does so once more, does not even compare."""
+    for _ in range(2):
+        world.proxy.requests.clear()
+        for copy in copies:
+            assert copy.push() == 0 and copy.pull() == 0
+    asked = {what for _, what, _ in world.proxy.requests}
+    assert not asked & {"_bulk_docs", "_bulk_get", "_revs_diff"}, asked
+    assert not any(method == "PUT" for method, _, _ in world.proxy.requests)
+
+
+class World:
+    """A server, and copies of the data of one case that use a database of it."""
+
+    def __init__(self, server, proxy, work, name):
+        self.server, self.proxy, self.work, self.name = server, proxy, work / name, name
+        self.work.mkdir()
+
+    def copy(self, name):
+        return Copy(str(self.work / name), self.proxy.url(self.name))
+
+    def ask(self, method, path, body=None):
+        return self.server.ask(method, f"/{self.name}/{path}", body)
+
+    def pair(self, **texts):
+        a, b = self.copy("a.sync"), self.copy("b.sync")
+        a.update(listing(**texts))
+        assert a.push("--create") == len(a.sync()["d"])
+        assert b.pull() == len(a.sync()["d"])
+        same(a, b)
+        return a, b
+
+
+def case_round_trip(world):
+    a = world.copy("a.sync")
+    a.update({"a b/ü\"\\,": "\u2028\n\"", "n": [0.1, 1e21, 123456789012, -5, None], "#df": 1, "o": {"p": {"q": "é😀"}},
+              "list": [{"_id": "1/ä?&+ %", "parts": [{"_id": "deep", "x": "!x"}]}, {"_id": "2", "#nf": 1, "s": "Ox"}],
+              "empty": []})
+    assert "--create" in a.push(expect=9)
+    sent = a.push("--create", "--batch", "2")
+    assert sent == len(a.sync()["d"])
+    order = [doc["_id"] for body in world.proxy.asked("_bulk_docs") for doc in body["docs"]]
+    assert order.index("1/ä?&+ %") < order.index("deep") and order.index("root") < order.index("2")
+    b = world.copy("b.sync")
+    assert b.pull("--batch", "2") == sent
+    same(a, b)
+    assert a.sync() == b.sync()
+    nothing_left(world, a, b)
+    # What is deleted here is deleted there, and everywhere.
+    data = b.read()
+    data["list"].pop(0)
+    b.update(data)
+    assert b.push() == 3 and a.pull() == 3
+    same(a, b)
+    assert world.server.request("GET", f"/{world.name}/deep")[0] == 404
+    nothing_left(world, a, b)
+
+
+def case_conflicts(world):
+    a, b = world.pair(x="one", y="one", z="one")
+    a.edit(x="a", y="a", z=None)
+    b.edit(x="b", y="b", z="b")
+    a.push(), b.push()
+    # Only older lists know the place of what one removed and the other changed; a new copy shows it all the same.
+    new = world.copy("new.sync")
+    new.pull()
+    a.pull(), b.pull()
+    same(a, b)
+    assert "z" in a.texts() and new.texts() == a.texts(), (new.texts(), a.texts())
+    assert len(a.leaves("x")) == len(a.leaves("y")) == len(a.leaves("z")) == 2
+    assert len(world.ask("GET", "x?conflicts=true")["_conflicts"]) == 1
+    # Two copies settle two conflicts, one each, and the server has none any more.
+    def settle(copy, document):
+        text = copy.texts()[document]
+        copy.run("resolve", copy.path, document)
+        assert copy.texts()[document] == text
+    settle(a, "x"), settle(b, "y")
+    a.push(), b.push(), a.pull(), b.pull()
+    same(a, b)
+    for document in "xy":
+        assert "_conflicts" not in world.ask("GET", document + "?conflicts=true")
+        assert world.ask("GET", document)["text"] == "!" + a.texts()[document]
+    # A third copy gets it all: winners, what was closed, what is still open.
+    c = world.copy("c.sync")
+    c.pull()
+    same(a, c)
+    nothing_left(world, a, b, c)
+
+
+def case_changed_on_the_server(world):
+    a, b = world.pair(edited="one", removed="one", settled="one", both="one")
+    a.edit(settled="a", both="a")
+    b.edit(settled="b")
+    a.push(), b.push()
+
+    def change(document, **members):
+        now = world.ask("GET", document)
+        return world.ask("PUT", document, {**now, **members})
+    edited = change("edited", text="!there")["rev"]
+    change("edited", text="!there again")
+    change("both", text="!there")
+    change("removed", _deleted=True)
+    # CouchDB's way to settle a conflict is to delete what loses; nothing else of the document goes.
+    shown = world.ask("GET", "settled?conflicts=true")
+    world.ask("DELETE", f"settled?rev={shown['_conflicts'][0]}")
+    a.edit(both="a again")
+    for copy in (a, b, a, b):
+        copy.pull(), copy.push()
+    same(a, b)
+    texts = a.texts()
+    assert texts == {"edited": "there again", "settled": shown["text"][1:], "both": texts["both"]}, texts
+    assert texts["both"] in ("there", "a again") and len(a.leaves("both")) == 2
+    assert edited.replace("2-", "") in json.dumps(a.sync()["d"]["edited"])
+    # A change made here goes on after the server's own revision.
+    a.edit(edited="here")
+    assert a.push() > 0
+    path = world.ask("GET", "edited?revs=true&conflicts=true")
+    assert path["_revisions"]["start"] == 4 and edited[2:] in path["_revisions"]["ids"] and "_conflicts" not in path
+    b.pull()
+    same(a, b)
+    nothing_left(world, a, b)
+
+
+def case_what_is_foreign(world):
+    a, b = world.pair(x="one", y="one")
+    world.ask("PUT", "_design/views", {"views": {}})
+    world.ask("PUT", "somebody-elses", {"name": "Ox"})
+    x = world.ask("GET", "x")
+    world.ask("PUT", "x", {**x, "text": "!two", "_attachments": {"a.txt": {"content_type": "text/plain", "data": "YQ=="}}})
+    run = subprocess.run([TOOL, "pull", a.path, a.url], capture_output=True, text=True)
+    assert run.returncode == 0 and "somebody-elses" in run.stderr and "attachments, which" in run.stderr, run.stderr
+    assert a.texts() == {"x": "two", "y": "one"} and "_attachments" not in json.dumps(a.sync())
+    a.edit(y="two")
+    assert a.push() == 2  # x as well: an update takes over what came from the server, under its own name
+    assert world.ask("GET", "somebody-elses")["name"] == "Ox"
+    now = world.ask("GET", "x")
+    assert now["_rev"].startswith("3-") and "_attachments" in now
+    # What is not written as contents are would make the data unreadable.
+    world.ask("PUT", "y", {**world.ask("GET", "y"), "text": "Oslo"})
+    before = a.sync()
+    assert "Oslo"[1:] in a.pull(expect=5) and a.sync() == before
+    world.ask("PUT", "y", {**world.ask("GET", "y"), "text": "!Oslo"})
+    a.pull()
+    assert a.texts()["y"] == "Oslo"
+    # Nor must an element take the id of another document.
+    a.update(listing(x="two", y="Oslo", **{"somebody-elses": "mine"}))
+    assert "another document" in a.push(expect=5)
+
+
+def case_refusals(world):
+    a, _ = world.pair(x="one")
+    other = world.copy("other.sync")
+    other.update({**listing(x="other"), "title": "Other"})
+    assert "other data" in other.push(expect=5) and "other data" in other.pull(expect=5)
+    world.proxy.requests.clear()
+    for data in ({"list": [{"_id": "_x", "text": "one"}]}, {"_rev": "1-x", "list": []}):
+        bad = world.copy("bad.sync")
+        pathlib.Path(bad.path).unlink(missing_ok=True)
+        bad.update(data)
+        assert "_" in bad.push("--create", url=bad.url + "-bad", expect=3)
+    assert not world.proxy.asked("_bulk_docs")
+    for status, expect in ((401, 9), (413, 9), (301, 9), (503, 8)):
+        a.edit(x=str(status))
+        world.proxy.disturb = lambda method, what: status if what == "_bulk_docs" else None
+        a.push("--retries", "1", expect=expect)
+        world.proxy.disturb = None
+    for url, expect in (("ftp://x/y", 2), ("http://127.0.0.1:1/x", 8), (world.proxy.url(""), 2), ("nonsense", 2)):
+        a.push("--retries", "0", url=url, expect=expect)
+    # Credentials are sent, and not told.
+    url = a.url.replace("://", "://ann:s%40crt@")
+    world.proxy.disturb = lambda method, what: 401
+    assert "s%40crt" not in a.push(url=url, expect=9)
+    world.proxy.disturb = None
+    assert a.push() == 1
+
+
+def case_a_server_made_anew(world):
+    a, b = world.pair(x="one", y="one")
+    b.edit(y="b")
+    b.push()
+    world.server.kill()
+    world.server.start()
+    assert "--create" in a.pull(expect=9)
+    assert a.push("--create") == len(a.sync()["d"])
+    a.edit(x="a")
+    a.push()
+    # Copies that remember the old server see all of the new one, and bring what it lost.
+    b.pull(), b.push(), a.pull()
+    same(a, b)
+    assert a.texts() == {"x": "a", "y": "b"}
+    nothing_left(world, a, b)
+
+
+def case_a_store_from_a_backup(world):
+    a, b = world.pair(x="one", y="one")
+    shutil.copy(a.path, a.path + ".backup")
+    b.edit(x="b")
+    b.push(), a.pull()
+    shutil.copy(a.path + ".backup", a.path)
+    assert a.texts()["x"] == "one" and a.pull() == 1
+    same(a, b)
+
+
+def case_many_documents(world):
+    count, batch = 10_000, 500
+    work = world.work / "server"
+    server = servers.Server(INSTALLED, work, work / "data")
+    world.server, world.proxy = server, servers.Proxy(server)
+    (work / "data").mkdir(exist_ok=True)
+    a, b = world.copy("a.sync"), world.copy("b.sync")
+    a.update({"list": [{"_id": f"e{number}", "text": f"text {number}"} for number in range(count)]})
+    documents = len(a.sync()["d"])
+    seen = []
+
+    def disturb(method, what):
+        seen.append(what)
+        if what == "_bulk_docs" and seen.count(what) == 8:
+            server.kill()
+            server.start()  # while the program waits for its answer
+            return "cut"
+        return {11: 503, 13: "cut"}.get(seen.count("_bulk_docs")) if what == "_bulk_docs" else None
+    world.proxy.disturb = disturb
+    sent = a.push("--create", "--batch", str(batch))
+    assert sent == documents and max(len(body["docs"]) for body in world.proxy.asked("_bulk_docs")) <= batch
+    assert server.ask("GET", f"/{world.name}")["doc_count"] == documents
+
+    # A pull that is killed goes on where it was; the store is not touched before all is there.
+    world.proxy.requests.clear()
+    process = None
+    world.proxy.disturb = lambda method, what: process.kill() if len(world.proxy.asked("_bulk_get")) == 9 else None
+    process = subprocess.Popen([TOOL, "pull", b.path, b.url, "--batch", str(batch)], stdout=subprocess.DEVNULL)
+    assert process.wait() == -signal.SIGKILL
+    world.proxy.disturb = None
+    assert not pathlib.Path(b.path).exists()
+    assert b.pull("--batch", str(batch)) == documents
+    got = sum(len(body["docs"]) for body in world.proxy.asked("_bulk_get"))
+    assert documents <= got <= documents + batch, got
+    same(a, b)
+    nothing_left(world, a, b)
+    assert not [name for name in os.listdir(world.work) if name.endswith("-pulled")]
+    # A small change is a small exchange.
+    b.edit(e77="changed")
+    b.push()
+    assert sum(len(revs) for revs in world.proxy.asked("_revs_diff")) == 1
+    a.pull()
+    same(a, b)
+    server.kill()
+
+
+def main():
+    try:
+        servers.install(INSTALLED)
+    except servers.Unavailable as reason:
+        print(f"skipped: {reason}")
+        return 77
+    wanted = sys.argv[3:]
+    with tempfile.TemporaryDirectory() as work:
+        work = pathlib.Path(work)
+        server = servers.Server(INSTALLED, work / "server")
+        try:
+            for name, case in list(globals().items()):
+                if not name.startswith("case_") or (wanted and name[5:] not in wanted):
+                    continue
+                begin = time.monotonic()
+                case(World(server, servers.Proxy(server), work, name[5:].replace("_", "-")))
+                print(f"{name[5:]}: {time.monotonic() - begin:.1f} s", flush=True)
+        finally:
+            server.kill()
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,130 @@
+#include "couchdb/database.h"
+
+#include "host/failure.h"
+#include "host/terminal.h"
+
+namespace zentadb {
+
+namespace {
+
+// Deeper than a content may be with all that is around it.
+constexpr std::size_t deepest_answer = 400;
+
+bool is_too_deep(std::string_view text) {
+    std::size_t depth = 0;
+    bool is_inside_string = false;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const char character = text[at];
+        if (is_inside_string) {
+            if (character == '\\') ++at;
+            is_inside_string = character != '"';
+        } else if (character == '"') {
+            is_inside_string = true;
+        } else if (character == '{' || character == '[') {
+            if (++depth > deepest_answer) return true;
+        } else if ((character == '}' || character == ']') && depth > 0) {
+            --depth;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+Database::Json Database::parsed(const Answer& answer) const {
+    Json json = is_too_deep(answer.body) ? Json(Json::value_t::discarded) : Json::parse(answer.body, nullptr, false);
+    if (!json.is_discarded()) return json;
+    throw Failure(Outcome::network, url() + ": the answer is no JSON of a sensible depth",
+                  "Is this the URL of a database on a CouchDB server?");
+}
+
+void Database::refuse(const Answer& answer) const {
+    const Json json = is_too_deep(answer.body) ? Json() : Json::parse(answer.body, nullptr, false);
+    std::string what = url() + ": the server refuses, with status " + std::to_string(answer.status);
+    if (json.is_object()) {
+        for (const char* member : {"error", "reason"}) {
+            const auto text = json.find(member);
+            if (text != json.end() && text->is_string()) what += ": " + printable(text->get<std::string>());
+        }
+    }
+    std::string advice;
+    if (answer.status == 401 || answer.status == 403) {
+        advice = "Credentials stand in the URL, or in ZENTADB_USER and ZENTADB_PASSWORD, or in ZENTADB_TOKEN.";
+    } else if (answer.status == 404) {
+        advice = "There is no such database. To make it, push with --create.";
+    } else if (answer.status >= 300 && answer.status < 400) {
+        advice = "The server wants another URL.";
+    }
+    throw Failure(Outcome::refused, what, advice);
+}
+
+Database::Json Database::expect(const Answer& answer) const {
+    if (!answer.is_success()) refuse(answer);
+    return parsed(answer);
+}
+
+void Database::open(bool create) {
+    const Answer answer = client_.send("GET", "");
+    if (answer.is_success()) {
+        const Json json = parsed(answer);
+        if (json.is_object() && json.contains("db_name")) return;
+        throw Failure(Outcome::refused, url() + " is no database of a CouchDB server",
+                      "Give a URL that ends with the name of the database.");
+    }
+    if (answer.status != 404 || !create) refuse(answer);
+    const Answer made = client_.send("PUT", "");
+    // 412: another process was faster, or a first try got through after all.
+    if (!made.is_success() && made.status != 412) refuse(made);
+}
+
+std::optional<Database::Json> Database::local(const std::string& name) {
+    const Answer answer = client_.send("GET", "/_local/" + url_encoded(name));
+    if (answer.status == 404) return std::nullopt;
+    Json json = expect(answer);
+    if (!json.is_object()) return std::nullopt;
+    return json;
+}
+
+bool Database::put_local(const std::string& name, const Json& document) {
+    return client_.send("PUT", "/_local/" + url_encoded(name), document.dump()).is_success();
+}
+
+std::size_t Database::revs_limit() {
+    const Answer answer = client_.send("GET", "/_revs_limit");
+    if (!answer.is_success()) return 0;
+    const Json json = parsed(answer);
+    return json.is_number_unsigned() ? json.get<std::size_t>() : 0;
+}
+
+Database::Json Database::revs_diff(const Json& revisions) {
+    return expect(client_.send("POST", "/_revs_diff", revisions.dump()));
+}
+
+Database::Json Database::leading_revs(const Json& ids) {
+    const Json answer = expect(client_.send("POST", "/_all_docs", Json{{"keys", ids}}.dump()));
+    Json present = Json::array();
+    for (const Json& row : answer.at("rows")) {
+        const auto value = row.find("value");
+        if (value == row.end() || !value->is_object()) continue;
+        present.push_back({{"id", row.at("id")}, {"rev", value->at("rev")}});
+    }
+    return present;
+}
+
+std::optional<Database::Json> Database::bulk_docs(const std::string& body) {
+    const Answer answer = client_.send("POST", "/_bulk_docs", body);
+    if (answer.status == 413) return std::nullopt;
+    return expect(answer);
+}
+
+Database::Json Database::changes(const Json& since, std::size_t limit) {
+    const std::string from = url_encoded(since.is_string() ? since.get<std::string>() : since.dump());
+    return expect(client_.send("GET", "/_changes?style=all_docs&limit=" + std::to_string(limit) + "&since=" + from));
+}
+
+Database::Json Database::bulk_get(const Json& wanted) {
+    const Json answer = expect(client_.send("POST", "/_bulk_get?revs=true", Json{{"docs", wanted}}.dump()));
+    return answer.at("results");
+}
+
+}  // namespace zentadb

@@ -1,0 +1,81 @@
+#include "couchdb/exchange.h"
+
+#include <iostream>
+
+#include "host/failure.h"
+#include "host/terminal.h"
+
+namespace zentadb {
+
+namespace {
+
+constexpr const char* data_note = "zentadb";
+
+void warn(const std::string& what) {
+    std::cerr << painted(Paint::yellow, "zentadb: warning: ", std::cerr) << what << '\n';
+}
+
+}  // namespace
+
+void ExchangeOptions::declare(Arguments& arguments) {
+    arguments.required("STORE", store, "The store, a file");
+    arguments.required("URL", url, "The database, such as https://couch.example.org/trip");
+    arguments.flag("--afresh", afresh, "Compare everything, whatever is remembered of earlier exchanges");
+    arguments.optional("--batch", batch, "Documents in one request, 500 if left out");
+    arguments.optional("--retries", retries,
+                       "How often a request is repeated that fails for the moment; 5 if left out");
+    arguments.flag("-q,--quiet", quiet, "Tell only of problems");
+    arguments.flag("--json", json, "Tell the outcome as JSON");
+}
+
+Database connect(const ExchangeOptions& options, Progress& progress) {
+    HttpClient client(options.url, {options.retries, [&progress](const std::string& why) { progress.waits(why); }});
+    if (client.exposes_credentials()) warn("the password travels unencrypted; use https");
+    Database database(std::move(client));
+    database.open(options.create);
+    return database;
+}
+
+void check_same_data(Database& database, const std::string& root, const std::string& first) {
+    const auto note = database.local(data_note);
+    if (!note || (note->value("root", root) == root && note->value("first", first) == first)) return;
+    throw Failure(Outcome::unmergeable, database.url() + ": the database holds other data than the store",
+                  "Its root document is \"" + printable(note->value("root", root)) + "\", begun as " +
+                      printable(note->value("first", first)) + ". Take another database for this store.");
+}
+
+void note_data(Database& database, const std::string& root, const std::string& first) {
+    if (database.local(data_note)) return;
+    if (!database.put_local(data_note, {{"root", root}, {"first", first}})) check_same_data(database, root, first);
+}
+
+std::string noted_root(Database& database) {
+    const auto note = database.local(data_note);
+    return note ? note->value("root", std::string()) : std::string();
+}
+
+void Warning::add(const std::string& id) {
+    constexpr std::size_t enough = 5;
+    if (count_++ < enough) examples_.push_back(printable(id));
+}
+
+void Warning::tell() const {
+    if (count_ == 0) return;
+    std::string text = std::to_string(count_) + " " + what_ + ": ";
+    for (std::size_t at = 0; at < examples_.size(); ++at) text.append(at == 0 ? "" : ", ").append(examples_[at]);
+    warn(text + (count_ > examples_.size() ? ", ..." : ""));
+}
+
+Outcome run_exchange(const ExchangeOptions& options, Outcome (*run)(const ExchangeOptions&)) {
+    if (options.store == "-") {
+        throw Failure(Outcome::usage, "the store has to be a file", "What was exchanged is remembered beside it.");
+    }
+    if (options.batch == 0 || options.batch > 10000) throw Failure(Outcome::usage, "--batch is from 1 to 10000");
+    try {
+        return run(options);
+    } catch (const Database::Json::exception& error) {
+        throw Failure(Outcome::network, std::string("the answer is not one of a CouchDB server: ") + error.what());
+    }
+}
+
+}  // namespace zentadb

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "couchdb/database.h"
+#include "couchdb/progress.h"
+#include "host/arguments.h"
+#include "host/program.h"
+#include "host/settings.h"
+
+namespace zentadb {
+
+// What push and pull have in common.
+struct ExchangeOptions {
+    std::string store;
+    std::string url;
+    std::uint32_t batch = 500;
+    std::uint32_t retries = 5;
+    bool create = false;
+    bool afresh = false;
+    bool quiet = false;
+    bool json = false;
+    Settings settings;  // of a push
+
+    void declare(Arguments& arguments);
+};
+
+[[nodiscard]] Database connect(const ExchangeOptions& options, Progress& progress);
+
+// Ends the run where the database holds other data than the store with this root, whose first revision has this name.
+// What a database holds is noted there once, by the first push.
+void check_same_data(Database& database, const std::string& root, const std::string& first);
+void note_data(Database& database, const std::string& root, const std::string& first);
+// The id of the root document, where it was noted; else empty.
+[[nodiscard]] std::string noted_root(Database& database);
+
+// Something that was left out, told once for all documents that it happened to.
+class Warning {
+   public:
+    explicit Warning(std::string what) : what_(std::move(what)) {}
+    void add(const std::string& id);
+    [[nodiscard]] std::size_t count() const { return count_; }
+    void tell() const;
+
+   private:
+    std::string what_;
+    std::vector<std::string> examples_;
+    std::size_t count_ = 0;
+};
+
+// Runs an exchange; an answer of the wrong shape ends it with a failure that says so.
+[[nodiscard]] Outcome run_exchange(const ExchangeOptions& options, Outcome (*run)(const ExchangeOptions&));
+
+}  // namespace zentadb

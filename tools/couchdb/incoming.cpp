@@ -1,0 +1,110 @@
+#include "couchdb/incoming.h"
+
+#include <algorithm>
+
+#include "couchdb/names.h"
+#include "host/explain.h"
+#include "host/failure.h"
+#include "host/terminal.h"
+
+namespace zentadb {
+
+// A history that does not reach back to its beginning goes on with what is known here.
+bool Incoming::complete(const std::string& id, Json& revisions) const {
+    Json& ids = revisions["ids"];
+    const auto start = revisions["start"].get<std::size_t>();
+    if (ids.size() == start) return true;
+    const SyncText::Document* known = store_.find(id);
+    if (known == nullptr || ids.size() > start) return false;
+    const RevisionTree tree(known->value);
+    const auto oldest = std::ranges::find_if(tree.revisions(), [&](const Revision& revision) {
+        return generation_of(revision) == start - ids.size() + 1 &&
+               server_id(entry_of(revision)) == ids.back().get<std::string>();
+    });
+    if (oldest == tree.revisions().end()) return false;
+    for (std::size_t at = oldest->parent; at != Revision::none; at = tree[at].parent) {
+        ids.push_back(std::string(entry_of(tree[at])));
+    }
+    return ids.size() == start;
+}
+
+std::optional<Incoming::Json> Incoming::accept(Json document, bool is_document_deleted) {
+    const auto id = document.at("_id").get<std::string>();
+    Json revisions = document.at("_revisions");
+    Json& ids = revisions.at("ids");
+    const auto leave_out = [&id](Warning& why) {
+        why.add(id);
+        return std::nullopt;
+    };
+    if (id.empty() || id.starts_with('_')) return leave_out(foreign_);
+    const auto is_acceptable = [](const Json& each) { return is_acceptable_id(each.get<std::string>()); };
+    if (ids.empty() || !std::ranges::all_of(ids, is_acceptable)) return leave_out(unusable_);
+    if (!complete(id, revisions)) return leave_out(cut_short_);
+    // What was begun on the server itself is some other document, whatever it was made for.
+    if (!is_library_hash(hash_of(ids.back().get<std::string>()))) return leave_out(foreign_);
+
+    if (document.value("_deleted", false) && !is_ended(ids[0].get<std::string>())) {
+        ids[0] = is_document_deleted ? "deleted" : "resolved";
+    }
+    if (document.contains("_attachments")) attachments_.add(id);
+    for (auto member = document.begin(); member != document.end();) {
+        member = member.key().starts_with('_') ? document.erase(member) : std::next(member);
+    }
+    document["_id"] = id;
+    document["_rev"] = revisions["start"].dump() + "-" + ids[0].get<std::string>();
+    document["_revisions"] = std::move(revisions);
+    return document;
+}
+
+// The library keeps contents by their hash, so a name that came from elsewhere must not stand for two contents.
+void Incoming::check_content(const Json& accepted) {
+    const auto hash = std::string(hash_of(accepted["_revisions"]["ids"][0].get<std::string>()));
+    if (is_library_hash(hash)) return;
+    Json content = accepted;
+    for (const char* member : {"_id", "_rev", "_revisions"}) content.erase(member);
+    const auto stored = store_.content(hash);
+    const bool is_other = stored && Json::parse(*stored, nullptr, false) != content;
+    const auto [same, is_new] = named_by_server_.try_emplace(hash, content);
+    if (!is_other && (is_new || same->second == content)) return;
+    throw Failure(Outcome::unmergeable,
+                  "document \"" + printable(accepted["_id"].get<std::string>()) + "\": another revision with other " +
+                      "content is called " + printable(hash) + " as well",
+                  "Who writes revisions into the database has to name them by their content. Nothing was changed.");
+}
+
+void Incoming::add(const Json& accepted) {
+    check_content(accepted);
+    const auto first = accepted["_revisions"]["ids"].back().get<std::string>();
+    auto& firsts = firsts_[accepted["_id"].get<std::string>()];
+    const auto found = std::ranges::find(firsts, first);
+    const auto place = static_cast<std::size_t>(found - firsts.begin());
+    if (found == firsts.end()) firsts.push_back(first);
+    if (place == bodies_.size()) bodies_.emplace_back(R"({"results": [{"docs": [)");
+    std::string& body = bodies_[place];
+    body.append(body.ends_with('[') ? "" : ", ").append(R"({"ok": )").append(accepted.dump()).append("}");
+    ++count_;
+}
+
+zentadbpp::Handle Incoming::merged_into(const zentadbpp::Handle& target, const std::string& root) const {
+    const SyncText before(target);
+    std::string root_id = before.root();
+    zentadbpp::Handle merged(before.text());
+    for (const std::string& body : bodies_) {
+        const SyncText set(zentadbpp::Handle::from_bulk_get(body + "]}]}"));
+        if (root_id.empty()) root_id = root.empty() ? set.root() : root;
+        const SyncText::Document* own = set.find(root_id);
+        if (own == nullptr) own = before.find(root_id);
+        if (own == nullptr) {
+            throw Failure(Outcome::input, "the database does not hold the root document yet",
+                          "Perhaps the first push to it is still going on. Nothing was changed.");
+        }
+        merged = zentadbpp::replicate(zentadbpp::Handle(set.rooted_at(*own)), merged);
+    }
+    return merged;
+}
+
+void Incoming::tell_warnings() const {
+    for (const Warning* warning : {&foreign_, &attachments_, &cut_short_, &unusable_}) warning->tell();
+}
+
+}  // namespace zentadb

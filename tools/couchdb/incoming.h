@@ -1,0 +1,53 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "couchdb/exchange.h"
+#include "couchdb/sync_text.h"
+
+namespace zentadb {
+
+// Revisions that come from a server, on their way into a store.
+class Incoming {
+   public:
+    using Json = nlohmann::json;
+
+    explicit Incoming(const SyncText& store) : store_(store) {}
+
+    // A document of the answer as the library takes it; nothing where it is none of the data, which is noted. A
+    // deletion that was made on the server is one of the document only where the server has the whole document deleted;
+    // else it is how CouchDB settles a conflict, and closes its branch.
+    [[nodiscard]] std::optional<Json> accept(Json document, bool is_document_deleted);
+
+    void add(const Json& accepted);
+    [[nodiscard]] std::size_t count() const { return count_; }
+
+    // The target with all that was added. An empty target begins with the root of this id, or with the one that the
+    // library finds.
+    [[nodiscard]] zentadbpp::Handle merged_into(const zentadbpp::Handle& target, const std::string& root) const;
+
+    void tell_warnings() const;
+
+   private:
+    [[nodiscard]] bool complete(const std::string& id, Json& revisions) const;
+    void check_content(const Json& accepted);
+
+    const SyncText& store_;
+    // Bodies for the library, each with at most one first revision for a document: it takes no more at a time.
+    std::vector<std::string> bodies_;
+    std::unordered_map<std::string, std::vector<std::string>> firsts_;
+    std::unordered_map<std::string, Json> named_by_server_;
+    std::size_t count_ = 0;
+    Warning foreign_{"documents of the database are not of this data and were left alone"};
+    Warning attachments_{"documents have attachments, which a store cannot keep; they stay on the server"};
+    Warning cut_short_{
+        "documents have a history that the server has cut short and that is not known here, and were left out; raise "
+        "_revs_limit, and push them again from a store that has them"};
+    Warning unusable_{"documents have revisions with names that a store cannot keep, and were left out"};
+};
+
+}  // namespace zentadb

@@ -1,0 +1,43 @@
+#include "couchdb/journal.h"
+
+#include <filesystem>
+#include <utility>
+
+#include "host/failure.h"
+
+namespace zentadb {
+
+Journal::Journal(std::string path, const std::string& session) : path_(std::move(path)) {
+    std::ifstream in(path_);
+    std::string line;
+    std::uintmax_t size = 0;
+    // A line without its end was being written when the run was interrupted.
+    while (std::getline(in, line) && !in.eof()) {
+        Json json = Json::parse(line, nullptr, false);
+        if (json.is_discarded() || (size == 0 && json != Json{{"session", session}})) break;
+        if (size != 0) lines_.push_back(std::move(json));
+        size += line.size() + 1;
+    }
+    in.close();
+    if (size == 0) return;
+    std::filesystem::resize_file(path_, size);
+    out_.open(path_, std::ios::app);
+}
+
+void Journal::begin(const std::string& session) {
+    out_.open(path_, std::ios::trunc);
+    add({{"session", session}});
+}
+
+void Journal::add(const Json& line) {
+    if (out_ << line.dump() << '\n' << std::flush) return;
+    throw Failure(Outcome::system, path_ + ": what was pulled cannot be written", "Nothing was changed.");
+}
+
+void Journal::remove() {
+    out_.close();
+    std::error_code ignored;
+    std::filesystem::remove(path_, ignored);
+}
+
+}  // namespace zentadb

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+
+namespace zentadb {
+
+// A bar on standard error, where that is a terminal; nothing elsewhere.
+class Progress {
+   public:
+    explicit Progress(bool is_wanted);
+    ~Progress() { clear(); }
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    // A total of 0 is one that is not known.
+    void show(const std::string& doing, std::size_t done, std::size_t total);
+    // What keeps it waiting, told also where there is no bar.
+    void waits(const std::string& why);
+    void clear();
+
+   private:
+    bool is_shown_;
+    bool is_drawn_ = false;
+    std::chrono::steady_clock::time_point next_;
+};
+
+}  // namespace zentadb

@@ -1,0 +1,243 @@
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <unordered_set>
+#include <utility>
+
+#include "commands.h"
+#include "couchdb/checkpoint.h"
+#include "couchdb/exchange.h"
+#include "couchdb/homeless.h"
+#include "couchdb/incoming.h"
+#include "couchdb/journal.h"
+#include "couchdb/names.h"
+#include "couchdb/outgoing.h"
+#include "host/explain.h"
+#include "host/store.h"
+#include "host/summary.h"
+#include "host/terminal.h"
+
+namespace zentadb {
+
+namespace {
+
+using Json = Database::Json;
+
+class Pull {
+   public:
+    Pull(const ExchangeOptions& options, const zentadbpp::Handle& store)
+        : options_(options),
+          progress_(!options.quiet),
+          store_(store),
+          database_(connect(options, progress_)),
+          checkpoint_(options.store, database_) {}
+
+    void run() {
+        if (!store_.documents().empty()) {
+            const SyncText::Document& root = *store_.find(store_.root());
+            check_same_data(database_, root.key, server_rev(RevisionTree(root.value)[0]));
+        }
+        checkpoint_.recall(store_, options_.afresh);
+        Journal journal(checkpoint_.journal_path(), checkpoint_.session());
+        Json since = checkpoint_.since();
+        for (const Json& line : journal.lines()) since = take(line);
+        since = fetch(std::move(since), journal);
+        progress_.clear();
+        count_ = incoming_.count();
+        if (count_ > 0) {
+            merge(since);
+        } else if (!file_exists(options_.store)) {
+            throw Failure(Outcome::input, database_.url() + ": the database holds no data of a store yet",
+                          "Push a store to it first.");
+        } else {
+            checkpoint_.save(store_, since);
+        }
+        journal.remove();
+    }
+
+    void tell() const {
+        incoming_.tell_warnings();
+        homeless_.tell();
+        if (options_.json) {
+            std::cout << Json{{"documents", documents_.size()}, {"revisions", count_}} << '\n';
+        } else if (options_.quiet) {
+            return;
+        } else if (count_ == 0) {
+            std::cout << "Nothing new on the server.\n";
+        } else {
+            std::cout << "Got " << count_ << " revisions of " << documents_.size() << " documents.\n";
+            if (!notice_.empty()) std::cerr << painted(Paint::yellow, notice_, std::cerr) << '\n';
+        }
+    }
+
+   private:
+    // Asks for all that changed after `since`, and answers up to where that goes.
+    Json fetch(Json since, Journal& journal) {
+        for (std::size_t seen = 0;;) {
+            const Json changes = database_.changes(since, options_.batch);
+            const Json& rows = changes.at("results");
+            Json line = {{"seq", changes.at("last_seq")}, {"docs", fetch_missing(rows)}};
+            since = take(line);
+            seen += rows.size();
+            const auto pending = changes.find("pending");
+            const bool is_told = pending != changes.end() && pending->is_number_unsigned();
+            progress_.show("Receiving", seen, is_told ? seen + pending->get<std::size_t>() : 0);
+            if (rows.size() < options_.batch) return since;
+            if (!journal.has_begun()) {
+                checkpoint_.save(store_, checkpoint_.since());
+                journal.begin(checkpoint_.session());
+            }
+            journal.add(line);
+        }
+    }
+
+    // The revisions of some changes that are not known here, as [{"rev", "doc"}, ...].
+    Json fetch_missing(const Json& rows) {
+        Json wanted = Json::array();
+        std::unordered_set<std::string> deleted;
+        for (const Json& row : rows) {
+            const auto id = row.at("id").get<std::string>();
+            if (id.starts_with('_')) continue;
+            if (row.value("deleted", false)) deleted.insert(id);
+            const auto known = known_revs(id);
+            for (const Json& change : row.at("changes")) {
+                const auto rev = change.at("rev").get<std::string>();
+                if (known.contains(rev)) {
+                    checkpoint_.share(mark_of(id, rev));
+                } else {
+                    wanted.push_back({{"id", id}, {"rev", rev}});
+                }
+            }
+        }
+        return fetch_revisions(wanted, deleted);
+    }
+
+    Json fetch_revisions(const Json& wanted, const std::unordered_set<std::string>& deleted) {
+        Json docs = Json::array();
+        for (std::size_t begin = 0; begin < wanted.size(); begin += options_.batch) {
+            const std::size_t end = std::min(wanted.size(), begin + options_.batch);
+            const auto at = [&wanted](std::size_t place) {
+                return wanted.begin() + static_cast<Json::difference_type>(place);
+            };
+            for (const Json& result : database_.bulk_get(Json(at(begin), at(end)))) {
+                for (const Json& each : result.at("docs")) {
+                    // What is gone by now was followed by something that stands in a later change.
+                    if (!each.contains("ok")) continue;
+                    const Json& ok = each["ok"];
+                    auto accepted = incoming_.accept(ok, deleted.contains(ok.at("_id").get<std::string>()));
+                    if (accepted) docs.push_back({{"rev", ok.at("_rev")}, {"doc", std::move(*accepted)}});
+                }
+            }
+        }
+        return docs;
+    }
+
+    std::unordered_set<std::string> known_revs(const std::string& id) const {
+        std::unordered_set<std::string> known;
+        if (const SyncText::Document* document = store_.find(id)) {
+            const RevisionTree tree(document->value);
+            for (const Revision& revision : tree.revisions()) {
+                known.insert(server_rev(revision));
+            }
+        }
+        return known;
+    }
+
+    Json take(const Json& line) {
+        for (const Json& each : line.at("docs")) {
+            const Json& doc = each.at("doc");
+            incoming_.add(doc);
+            const auto id = doc.at("_id").get<std::string>();
+            documents_.insert(id);
+            // A deletion that goes by another name here could not be found in the store again.
+            if (each.at("rev") == doc.at("_rev")) checkpoint_.share(mark_of(id, each.at("rev").get<std::string>()));
+        }
+        return line.at("seq");
+    }
+
+    void merge(const Json& since) {
+        StoreChange change(options_.store, {}, StoreChange::Missing::is_empty);
+        const zentadbpp::Handle& before = change.store().handle;
+        const std::string root = noted_root(database_);
+        zentadbpp::Handle merged = incoming_.merged_into(before, root);
+        if (auto data = data_of(before, merged); data && !homeless(merged, *data).empty()) {
+            // Older lists tell where it was; a server has them as long as it was not compacted.
+            fetch_older_lists(merged);
+            merged = incoming_.merged_into(before, root);
+            data = data_of(before, merged);
+            for (const std::string& id : homeless(merged, *data)) homeless_.add(id);
+        }
+        change.commit(merged);
+        notice_ = conflict_notice(merged, options_.store);
+        checkpoint_.save(SyncText(merged), since);
+    }
+
+    // Nothing where the data could not be read before either, as contents were pruned. What others have pushed only
+    // half, or written by hand, must not make it unreadable here.
+    static std::optional<zentadbpp::Value> data_of(const zentadbpp::Handle& before, const zentadbpp::Handle& after) {
+        try {
+            return zentadbpp::read(after.dump());
+        } catch (const zentadbpp::Error& error) {
+            try {
+                (void)zentadbpp::read(before.dump());
+            } catch (const zentadbpp::Error&) {
+                return std::nullopt;
+            }
+            throw Failure(
+                Outcome::unmergeable,
+                std::string("with what the database holds, the data cannot be read: ") + explained(error).what(),
+                "Perhaps a push to it is still going on, or was interrupted. Nothing was changed.");
+        }
+    }
+
+    void fetch_older_lists(const zentadbpp::Handle& merged) {
+        constexpr std::size_t enough = 5000;
+        const SyncText store(merged);
+        Json wanted = Json::array();
+        for (const SyncText::Document& document : store.documents()) {
+            if (!is_ordering(document.key)) continue;
+            const RevisionTree tree(document.value);
+            for (const Revision& revision : tree.revisions()) {
+                if (wanted.size() == enough) break;
+                if (has_content(store, revision)) continue;
+                wanted.push_back({{"id", document.key}, {"rev", server_rev(revision)}});
+            }
+        }
+        for (const Json& each : fetch_revisions(wanted, {})) incoming_.add(each.at("doc"));
+    }
+
+    const ExchangeOptions& options_;
+    Progress progress_;
+    SyncText store_;
+    Database database_;
+    Checkpoint checkpoint_;
+    Incoming incoming_{store_};
+    std::unordered_set<std::string> documents_;
+    std::size_t count_ = 0;
+    std::string notice_;
+    Warning homeless_{
+        "documents have no place in the data, as the list they stood in is not known here; the next push of a copy "
+        "that "
+        "knows it brings them back, but an update here before that removes them"};
+};
+
+Outcome pull(const ExchangeOptions& options) {
+    Pull pull(options, file_exists(options.store) ? open_store(options.store).handle : zentadbpp::Handle("{}"));
+    pull.run();
+    pull.tell();
+    return Outcome::done;
+}
+
+}  // namespace
+
+void add_pull(Program& program) {
+    const auto options = std::make_shared<ExchangeOptions>();
+    CLI::App& command = program.command("pull", exchange, "Merge what a CouchDB database has into a store",
+                                        "zentadb pull trip.sync https://couch.example.org/trip");
+    Arguments arguments(command);
+    options->declare(arguments);
+    program.on(command, [options] { return run_exchange(*options, pull); });
+}
+
+}  // namespace zentadb
