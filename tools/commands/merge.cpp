@@ -21,11 +21,14 @@ struct Options {
 };
 
 Outcome merge(const Options& options) {
+    // They may come slowly, through a pipe: nobody has to wait for that.
+    std::vector<Store> sources;
+    for (const std::string& path : options.sources) sources.push_back(open_store(path));
     StoreChange change(options.store, options.output, StoreChange::Missing::is_empty);
     const zentadbpp::Handle& before = change.store().handle;
     zentadbpp::Handle merged;
-    for (const std::string& path : options.sources) {
-        merged = zentadbpp::replicate(open_store(path).handle, merged ? merged : before);
+    for (const Store& source : sources) {
+        merged = zentadbpp::replicate(source.handle, merged ? merged : before);
     }
     change.commit(merged);
     const std::string notice = conflict_notice(merged, options.output.empty() ? options.store : options.output);
