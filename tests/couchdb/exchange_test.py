@@ -15,8 +15,8 @@ import time
 
 import server as servers
 
-TOOL = pathlib.Path(sys.argv[1])
-INSTALLED = pathlib.Path(sys.argv[2])
+TOOL = pathlib.Path(sys.argv[1]).resolve()
+INSTALLED = pathlib.Path(sys.argv[2]).resolve()
 
 
 class Copy:

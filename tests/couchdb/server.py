@@ -14,6 +14,9 @@ import time
 HERE = pathlib.Path(__file__).parent
 LOOPBACK = "127.0.0.1"
 NO_REGISTRY = ("ENOTFOUND", "EAI_AGAIN", "ECONNREFUSED", "ECONNRESET", "ETIMEDOUT", "ENETUNREACH")
+INSTALL_SECONDS = 240
+# The server ends when its standard input does, and so with the test, however that ends.
+END_WITH_TEST = "process.stdin.on('close', () => process.exit()).resume();\n"
 
 
 class Unavailable(Exception):
@@ -32,8 +35,11 @@ def install(directory):
     directory.mkdir(parents=True)
     for name in ("package.json", "package-lock.json"):
         shutil.copy(HERE / name, directory)
-    command = ["npm", "ci", "--ignore-scripts", "--no-audit", "--no-fund"]
-    run = subprocess.run(command, cwd=directory, capture_output=True, text=True)
+    command = ["npm", "ci", "--ignore-scripts", "--no-audit", "--no-fund", "--fetch-retries=1"]
+    try:
+        run = subprocess.run(command, cwd=directory, capture_output=True, text=True, timeout=INSTALL_SECONDS)
+    except subprocess.TimeoutExpired as slow:
+        raise Unavailable(f"npm is not done after {INSTALL_SECONDS} s") from slow
     if run.returncode != 0:
         if any(word in run.stderr + run.stdout for word in NO_REGISTRY):
             raise Unavailable("npm reaches no registry")
@@ -57,25 +63,35 @@ class Server:
 
     def start(self):
         self.work.mkdir(parents=True, exist_ok=True)
+        # Somebody else may take the port before the server does.
+        if not any(self.has_started() for _ in range(3)):
+            raise RuntimeError((self.work / "server.out").read_text())
+
+    def has_started(self):
         self.port = free_port()
         where = ["--in-memory"] if self.data is None else ["--dir", str(self.data)]
         program = self.installed / "node_modules/pouchdb-server/bin/pouchdb-server"
+        preload = self.work / "end_with_test.js"
+        preload.write_text(END_WITH_TEST)
         with open(self.work / "server.out", "a") as out:
             self.process = subprocess.Popen(
-                ["node", str(program), "--host", LOOPBACK, "--port", str(self.port), "--no-stdout-logs", *where],
-                cwd=self.work, stdout=out, stderr=out)
+                ["node", "--require", str(preload), str(program), "--host", LOOPBACK, "--port", str(self.port),
+                 "--no-stdout-logs", *where],
+                cwd=self.work, stdin=subprocess.PIPE, stdout=out, stderr=out)
         deadline = time.monotonic() + 60
         while time.monotonic() < deadline and self.process.poll() is None:
             try:
                 if self.request("GET", "/")[0] == 200:
-                    return
+                    return self.process.poll() is None
             except OSError:
                 time.sleep(0.05)
-        raise RuntimeError((self.work / "server.out").read_text())
+        self.kill()
+        return False
 
     def kill(self):
         self.process.kill()
         self.process.wait()
+        self.process.stdin.close()
 
     def request(self, method, path, body=None):
         connection = http.client.HTTPConnection(LOOPBACK, self.port, timeout=60)
