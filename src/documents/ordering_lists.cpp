@@ -20,7 +20,8 @@ std::optional<OrderingList> OrderingLists::read(std::uint32_t document, std::uin
         content = entry->second;
     }
     if (!content.is_list) return std::nullopt;
-    return OrderingList{document, revision, content.instance, content.domain, content.elements, content.complete};
+    return OrderingList{document,         revision,         content.instance, content.domain,
+                        content.elements, content.complete, text->data()};
 }
 
 OrderingLists::Content OrderingLists::parse(std::string_view text) {
@@ -91,12 +92,12 @@ NumberRange ordering_documents(const DocumentIndex& index) {
 
 void mark_listed_elements(const DocumentIndex& index, std::vector<bool>& listed) {
     OrderingLists lists(index);
-    std::unordered_set<const std::uint32_t*> marked;
+    std::unordered_set<const char*> marked;
     const auto [first, end] = ordering_documents(index);
     for (std::uint32_t number = first; number < end; ++number) {
         if (!index.is_live(number)) continue;
         const auto list = lists.read(number, index.document(number).winning_position());
-        if (!list || !marked.insert(list->elements.data()).second) continue;
+        if (!list || !marked.insert(list->content).second) continue;
         for (const std::uint32_t element : list->elements) listed[element] = true;
     }
 }

@@ -23,10 +23,11 @@ struct OrderingList {
     std::string_view domain;
     std::span<const std::uint32_t> elements;  // the live ones, with repetitions
     bool complete;                            // nothing was left out of `elements`
+    const char* content;                      // where it is written: at one place for all revisions that share it
 };
 
-// Reads the lists of revisions. Any number of revisions may share one long content, so that is read once: its lists
-// have their elements at one place. The lists live as long as this.
+// Reads the lists of revisions. Any number of revisions may share one long content, so that is read once. The lists
+// live as long as this.
 class OrderingLists {
    public:
     explicit OrderingLists(const DocumentIndex& index) : index_(&index) {}

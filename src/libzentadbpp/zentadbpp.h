@@ -305,11 +305,12 @@ ZENTADBPP_EXPORT char* dump_sync_json_ptr(sync_json_ptr handle);
 // =====================================================================================================================
 
 // Brings a sync JSON up to date with the host's data. A document whose content changed gets a revision after its
-// winning one, a new one a first revision; one that the data no longer holds gets a deleted revision. A document
-// whose winning revision is deleted stays deleted, even if the data holds it again. Equal data changes nothing. The
-// root is then the root document of `input`; keep its id, as changing it away and back names a deleted document. A
-// change whose revision string is taken under another parent gets an "empty" revision in between. An array that is
-// empty or gone keeps its ordering document, with an empty list where one of its elements lives on elsewhere.
+// winning one, a new one a first revision; one that the data no longer holds gets a deleted revision. A document whose
+// winning revision is deleted stays deleted, even if the data holds it again. Equal data changes nothing, except that
+// elements that share an id with different contents get new revisions at every update. The root is then the root
+// document of `input`; keep its id, as changing it away and back names a deleted document. A change whose revision
+// string is taken under another parent gets an "empty" revision in between. An array that is empty or gone keeps its
+// ordering document, with an empty list where one of its elements lives on elsewhere.
 //   input       JSON object, the host's data
 //   sync_json   what was there before; {} for a first version
 //   config      configuration

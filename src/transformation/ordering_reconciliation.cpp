@@ -175,7 +175,7 @@ class Reconciliation {
                                                const std::vector<std::uint32_t>& elements) {
         struct Leafs {
             std::uint32_t count = 0;
-            std::map<const std::uint32_t*, std::uint32_t> by_content;
+            std::map<const char*, std::uint32_t> by_content;
         };
         const std::vector<OrderingList>& leafs = own_lists_.other_leafs;
         const auto by_document = [](const OrderingList& a, const OrderingList& b) { return a.document < b.document; };
@@ -183,9 +183,9 @@ class Reconciliation {
         if (first == last) return {};
         const std::vector<std::uint32_t> common = last_common_with_winning(index_.document(winning.document));
         std::map<std::uint32_t, Leafs> leafs_by_base;
-        std::map<const std::uint32_t*, std::vector<std::uint32_t>> listed;  // by content; positions in `elements`
+        std::map<const char*, std::vector<std::uint32_t>> listed;  // by content; positions in `elements`
         const auto listed_by = [&](const OrderingList& list) -> const std::vector<std::uint32_t>& {
-            const auto [entry, is_new] = listed.try_emplace(list.elements.data());
+            const auto [entry, is_new] = listed.try_emplace(list.content);
             for (const std::uint32_t number : is_new ? list.elements : std::span<const std::uint32_t>{}) {
                 const auto at = std::ranges::lower_bound(elements, number);
                 if (at == elements.end() || *at != number) continue;
@@ -198,7 +198,7 @@ class Reconciliation {
             if (common[leaf.revision] == no_entry) continue;
             Leafs& group = leafs_by_base[common[leaf.revision]];
             ++group.count;
-            ++group.by_content[leaf.elements.data()];
+            ++group.by_content[leaf.content];
             (void)listed_by(leaf);
         }
 
@@ -236,7 +236,7 @@ class Reconciliation {
             array.own_document = &index_.document(list.document);
         }
         if (!array.is_shown) return keep_unshown(array, list);
-        if (!added_.insert(list.elements.data()).second) return;
+        if (!added_.insert(list.content).second) return;
         array.add_from(
             list.elements, [&](std::uint32_t number) { return placed_in_round_[number] == unplaced; },
             [&](std::uint32_t number) { placed_in_round_[number] = round; });
@@ -247,7 +247,7 @@ class Reconciliation {
         const bool any_second = std::ranges::any_of(own_lists_.winning, is_second);
         if (!any_second && own_lists_.other_leafs.empty() && other_lists_.empty()) return;
         for (const OrderingList& list : own_lists_.winning) {
-            if (!is_second(list)) added_.insert(list.elements.data());
+            if (!is_second(list)) added_.insert(list.content);
         }
         for (const OrderingList& list : own_lists_.winning) {
             if (is_second(list)) add_unplaced(list, own_round);
@@ -264,7 +264,7 @@ class Reconciliation {
                     keep_unshown(array, list);
                     continue;
                 }
-                if (!added_.insert(list.elements.data()).second) continue;
+                if (!added_.insert(list.content).second) continue;
                 array.add_from(
                     list.elements,
                     [&](std::uint32_t number) {
@@ -312,9 +312,9 @@ class Reconciliation {
             return std::tuple(list.instance != instance_id_, no_entry - generation, list.document, list.revision);
         };
         std::ranges::sort(lists, {}, rank);
-        std::unordered_set<const std::uint32_t*> seen;
+        std::unordered_set<const char*> seen;
         std::erase_if(lists, [&](const OrderingList& list) {
-            return !array_of(list.domain).is_shown || !seen.insert(list.elements.data()).second ||
+            return !array_of(list.domain).is_shown || !seen.insert(list.content).second ||
                    std::ranges::none_of(list.elements, [&](std::uint32_t element) { return lost[element]; });
         });
         return lists;
@@ -344,7 +344,7 @@ class Reconciliation {
     std::map<std::string_view, InstanceLists> other_lists_;  // by instance
     std::deque<Array> arrays_;                               // by number of the domain
     std::vector<std::uint32_t> placed_in_round_;             // by document number
-    std::unordered_set<const std::uint32_t*> added_;         // contents whose elements are all placed
+    std::unordered_set<const char*> added_;                  // contents whose elements are all placed
 };
 
 }  // namespace

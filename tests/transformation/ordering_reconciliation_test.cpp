@@ -70,6 +70,8 @@ TEST(ElementOrder, PutsListsTogether) {
         {"the first instance that lists an element decides, wherever it has it",
          R"("ord-1": ["a_first"], "ord-2": ["aa_first"], "ord-3": ["b_first"])", "a a DA n p; aa a DB n n; b b DB p q",
          "n p|n n q"},
+        {"two documents of one content place it once", R"("ord-1": ["a_first"], "ord-2": ["a_first"])", "a a DA p p n",
+         "p p n|"},
         {"own leaves come before other instances", forked + R"(, "ord-2": ["a_first"])",
          "w1 me DA p; w2 me DA p n; a a DB n q", "p n|q"},
         {"what another leaf moved away leaves", forked + R"(, "ord-2": ["v_first"])",
