@@ -258,7 +258,25 @@ def case_refusals(world):
     world.proxy.disturb = lambda method, what: 401
     assert "s%40crt" not in a.push(url=url, expect=9)
     world.proxy.disturb = None
+    for arguments in ((url, a.path), (a.path, a.path, url)):
+        assert "s%40crt" not in a.run("push", *arguments, expect=2)
     assert a.push() == 1
+
+
+def case_a_server_that_takes_or_gives_little(world):
+    a, b = world.pair(x="one", y="one", z="one")
+    a.edit(x="a", y="a", z="a")
+    world.proxy.requests.clear()
+    world.proxy.largest = 500
+    assert a.push() == 3 and len([1 for _, what, body in world.proxy.requests if what == "_bulk_docs"]) > 2
+    world.proxy.largest = 1 << 40
+    # What it cannot give out now is asked for again.
+    world.proxy.disturb = lambda method, what: what == "_bulk_get" and json.dumps(
+        {"results": [{"id": "x", "docs": [{"error": {"id": "x", "error": "timeout", "reason": "busy"}}]}]}).encode()
+    assert "timeout" in b.pull(expect=8)
+    world.proxy.disturb = None
+    assert b.pull() == 3
+    same(a, b)
 
 
 def case_a_server_made_anew(world):
@@ -286,6 +304,16 @@ def case_a_store_from_a_backup(world):
     shutil.copy(a.path + ".backup", a.path)
     assert a.texts()["x"] == "one" and a.pull() == 1
     same(a, b)
+    # An interrupted pull left out what the store had by then.
+    c = world.copy("c.sync")
+    shutil.copy(a.path, c.path)
+    world.proxy.requests.clear()
+    world.proxy.disturb = lambda method, what: 503 if what == "_changes" and len(world.proxy.asked("_changes")) > 3 else None
+    c.pull("--batch", "1", "--retries", "0", expect=8)
+    world.proxy.disturb = None
+    shutil.copy(a.path + ".backup", c.path)
+    assert c.pull("--batch", "1") == 1
+    same(a, c)
 
 
 def case_many_documents(world):

@@ -117,7 +117,8 @@ class Proxy(http.server.ThreadingHTTPServer):
     def __init__(self, server):
         self.server_behind = server
         self.requests = []  # (method, what, body)
-        self.disturb = None  # (method, what) -> None to pass on, "cut", or a status
+        self.disturb = None  # (method, what) -> None to pass on, "cut", a status, or an answer
+        self.largest = 1 << 40  # _bulk_docs that is not answered with 413
         super().__init__((LOOPBACK, 0), Handler)
         threading.Thread(target=self.serve_forever, daemon=True).start()
 
@@ -141,11 +142,14 @@ class Handler(http.server.BaseHTTPRequestHandler):
         body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
         what = self.path.partition("?")[0].rpartition("/")[2]
         disturbance = self.server.disturb and self.server.disturb(self.command, what)
+        if what == "_bulk_docs" and len(body) > self.server.largest:
+            disturbance = 413
         if disturbance == "cut":
             self.close_connection = True
             return
         try:
-            status, answer = (disturbance, b"{}") if disturbance else self.server.server_behind.request(
+            status, answer = (200, disturbance) if isinstance(disturbance, bytes) else (
+                disturbance, b"{}") if disturbance else self.server.server_behind.request(
                 self.command, self.path, body or None)
         except (OSError, http.client.HTTPException):
             status, answer = 502, b"{}"

@@ -196,7 +196,7 @@ class ExitCodes(Case):
         self.make_conflict()
         self.make("other", {"_id": "elsewhere"})
         self.make("stranger", trip("written apart"))
-        for name, text in {"empty": "", "data": '{"a": 1}', "list": "[1]", "broken": '{"d": {"a": [', "nul": '{}\0',
+        for name, text in {"empty": "", "data": '{"a": 1}', "list": "[1]", "deep": "[" * 10**6, "broken": '{"d": {"a": [', "nul": '{}\0',
                            "noroot": '{"d": {"a": ["b_first"]}}', "twins": '{"l": [{"a": 1}, {"a": 2}]}',
                            "squeezed": '{"compressed": true, "data": "AAAA", "uncompressed_size": 9}'}.items():
             self.write(name, text)
@@ -231,6 +231,9 @@ class ExitCodes(Case):
             (("merge", "laptop", "broken"), DAMAGED, "broken: "),
             (("prune", "laptop", "--keep", "0"), USAGE, "--force"),
             (("verify", "broken"), DAMAGED, ""),
+            (("verify", "deep"), INPUT, "too deeply"),
+            (("update", "new", "deep"), INPUT, "too deeply"),
+            (("verify", "broken", "--salvage", "./broken"), USAGE, "another file"),
             (("compress", "list"), INPUT, "no JSON object"),
             (("update", "nowhere/store", "data"), SYSTEM, "nowhere/store"),
             (("update", "/dev/null/store", "data"), SYSTEM, ""),

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 
@@ -45,6 +46,8 @@ Outcome verify(const Options& options) {
     const std::string text = read_file(options.store);
     const std::string name = options.store == "-" ? "standard input" : options.store;
     if (text.empty()) throw Failure(Outcome::damaged, name + ": the file is empty");
+    if (is_nested_deeper(inner_text(text), deepest_text))
+        throw Failure(Outcome::damaged, name + ": what was compressed is nested too deeply");
     const IntegrityReport report = check_integrity(text);
     const bool damaged = report.is_damaged();
     Salvage saved;
@@ -87,6 +90,10 @@ Outcome verify(const Options& options) {
         }
         return Outcome::damaged;
     }
+    std::error_code ignored;
+    if (std::filesystem::equivalent(options.salvage, options.store, ignored))
+        throw Failure(Outcome::usage, options.salvage + ": this is the damaged store itself",
+                      "Nothing was changed. Save into another file, as more may be brought back from this one.");
     if (saved.sync_json.empty())
         throw Failure(Outcome::damaged, name + ": nothing can be saved", "Bring back a copy of the file.");
     write_output(options.salvage, zentadbpp::Handle(saved.sync_json).dump().view());

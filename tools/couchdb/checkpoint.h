@@ -16,9 +16,8 @@ namespace zentadb {
 // nothing can be missed for it, or else all is asked for again, and still only what is missing is sent:
 //
 //   - The server has to be a later state of the one it was taken of. Each checkpoint is counted in a local document of
-//   the
-//     server, and there first. A server that was made anew, or brought back from a backup, does not have it or has an
-//     older count.
+//     the server, and there first. A server that was made anew, or brought back from a backup, does not have it or has
+//     an older count.
 //   - The store has to be a later state as well. One that was brought back from a backup lacks revisions of the marks.
 //
 // It is locked as long as it lives, so that two processes do not exchange the same.

@@ -1,6 +1,7 @@
 #include "couchdb/database.h"
 
 #include "host/failure.h"
+#include "host/files.h"
 #include "host/terminal.h"
 
 namespace zentadb {
@@ -10,24 +11,7 @@ namespace {
 // Deeper than a content may be with all that is around it.
 constexpr std::size_t deepest_answer = 400;
 
-bool is_too_deep(std::string_view text) {
-    std::size_t depth = 0;
-    bool is_inside_string = false;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const char character = text[at];
-        if (is_inside_string) {
-            if (character == '\\') ++at;
-            is_inside_string = character != '"';
-        } else if (character == '"') {
-            is_inside_string = true;
-        } else if (character == '{' || character == '[') {
-            if (++depth > deepest_answer) return true;
-        } else if ((character == '}' || character == ']') && depth > 0) {
-            --depth;
-        }
-    }
-    return false;
-}
+bool is_too_deep(std::string_view text) { return is_nested_deeper(text, deepest_answer); }
 
 }  // namespace
 

@@ -70,6 +70,10 @@ Outcome run_exchange(const ExchangeOptions& options, Outcome (*run)(const Exchan
     if (options.store == "-") {
         throw Failure(Outcome::usage, "the store has to be a file", "What was exchanged is remembered beside it.");
     }
+    // No message that names a file may name a password.
+    if (options.store.find("://") != std::string::npos) {
+        throw Failure(Outcome::usage, "the store comes first, and then the URL");
+    }
     if (options.batch == 0 || options.batch > 10000) throw Failure(Outcome::usage, "--batch is from 1 to 10000");
     try {
         return run(options);

@@ -21,7 +21,11 @@ constexpr std::size_t largest_answer = std::size_t{1} << 30;
 std::size_t take_body(const char* data, std::size_t size, std::size_t count, void* body) {
     auto& text = *static_cast<std::string*>(body);
     if (text.size() + size * count > largest_answer) return 0;
-    text.append(data, size * count);
+    try {
+        text.append(data, size * count);
+    } catch (const std::bad_alloc&) {  // which libcurl could not pass on
+        return 0;
+    }
     return size * count;
 }
 
@@ -161,7 +165,7 @@ HttpClient::Try HttpClient::attempt(const std::string& method, const std::string
     curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, nullptr);
     if (code != CURLE_OK) {
         result.problem = message[0] != '\0' ? message.data() : curl_easy_strerror(code);
-        if (code == CURLE_WRITE_ERROR) result.problem = "its answer is larger than 1 GiB";
+        if (code == CURLE_WRITE_ERROR) result.problem = "its answer is too large; try a smaller --batch";
         result.is_temporary = is_temporary(code);
         return result;
     }

@@ -15,6 +15,9 @@ Journal::Journal(std::string path, const std::string& session) : path_(std::move
     while (std::getline(in, line) && !in.eof()) {
         Json json = Json::parse(line, nullptr, false);
         if (json.is_discarded() || (size == 0 && json != Json{{"session", session}})) break;
+        if (size != 0 &&
+            !(json.is_object() && json.contains("seq") && json["docs"].is_array() && json["known"].is_array()))
+            break;
         if (size != 0) lines_.push_back(std::move(json));
         size += line.size() + 1;
     }
@@ -25,7 +28,12 @@ Journal::Journal(std::string path, const std::string& session) : path_(std::move
 }
 
 void Journal::begin(const std::string& session) {
-    out_.open(path_, std::ios::trunc);
+    // It holds data, which others may not be allowed to read in the store.
+    std::error_code ignored;
+    std::filesystem::remove(path_, ignored);
+    out_.open(path_, std::ios::app);
+    std::filesystem::permissions(path_, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write,
+                                 ignored);
     add({{"session", session}});
 }
 

@@ -41,7 +41,11 @@ class Pull {
         checkpoint_.recall(store_, options_.afresh);
         Journal journal(checkpoint_.journal_path(), checkpoint_.session());
         Json since = checkpoint_.since();
-        for (const Json& line : journal.lines()) since = take(line);
+        for (const Json& line : journal.lines()) {
+            // It left out what the store had, which may have been brought back from a backup since then.
+            if (!has_all(line.at("known"))) break;
+            since = take(line);
+        }
         since = fetch(std::move(since), journal);
         progress_.clear();
         count_ = incoming_.count();
@@ -77,7 +81,8 @@ class Pull {
         for (std::size_t seen = 0;;) {
             const Json changes = database_.changes(since, options_.batch);
             const Json& rows = changes.at("results");
-            Json line = {{"seq", changes.at("last_seq")}, {"docs", fetch_missing(rows)}};
+            Json line = {{"seq", changes.at("last_seq")}, {"known", Json::array()}, {"docs", Json::array()}};
+            fetch_missing(rows, line);
             since = take(line);
             seen += rows.size();
             const auto pending = changes.find("pending");
@@ -92,8 +97,9 @@ class Pull {
         }
     }
 
-    // The revisions of some changes that are not known here, as [{"rev", "doc"}, ...].
-    Json fetch_missing(const Json& rows) {
+    // Those revisions of some changes that are known here, as [[id, rev], ...], and the others, as [{"rev", "doc"},
+    // ...].
+    void fetch_missing(const Json& rows, Json& line) {
         Json wanted = Json::array();
         std::unordered_set<std::string> deleted;
         for (const Json& row : rows) {
@@ -104,13 +110,19 @@ class Pull {
             for (const Json& change : row.at("changes")) {
                 const auto rev = change.at("rev").get<std::string>();
                 if (known.contains(rev)) {
-                    checkpoint_.share(mark_of(id, rev));
+                    line["known"].push_back({id, rev});
                 } else {
                     wanted.push_back({{"id", id}, {"rev", rev}});
                 }
             }
         }
-        return fetch_revisions(wanted, deleted);
+        line["docs"] = fetch_revisions(wanted, deleted);
+    }
+
+    bool has_all(const Json& known) const {
+        return std::ranges::all_of(known, [this](const Json& each) {
+            return known_revs(each.at(0).get<std::string>()).contains(each.at(1).get<std::string>());
+        });
     }
 
     Json fetch_revisions(const Json& wanted, const std::unordered_set<std::string>& deleted) {
@@ -122,8 +134,10 @@ class Pull {
             };
             for (const Json& result : database_.bulk_get(Json(at(begin), at(end)))) {
                 for (const Json& each : result.at("docs")) {
-                    // What is gone by now was followed by something that stands in a later change.
-                    if (!each.contains("ok")) continue;
+                    if (!each.contains("ok")) {
+                        refuse_but_gone(each);
+                        continue;
+                    }
                     const Json& ok = each["ok"];
                     auto accepted = incoming_.accept(ok, deleted.contains(ok.at("_id").get<std::string>()));
                     if (accepted) docs.push_back({{"rev", ok.at("_rev")}, {"doc", std::move(*accepted)}});
@@ -131,6 +145,17 @@ class Pull {
             }
         }
         return docs;
+    }
+
+    // What is gone by now was followed by something that stands in a later change. Anything else that keeps a revision
+    // back must not be passed over, as nobody would ask for it again.
+    static void refuse_but_gone(const Json& entry) {
+        const Json& error = entry.contains("error") && entry["error"].is_object() ? entry["error"] : entry;
+        const auto what = error.find("error");
+        if (what == error.end() || !what->is_string() || *what == "not_found") return;
+        throw Failure(Outcome::network,
+                      "the server does not give out a revision: " + printable(what->get<std::string>()),
+                      "Nothing was changed. Run the same again later.");
     }
 
     std::unordered_set<std::string> known_revs(const std::string& id) const {
@@ -145,6 +170,9 @@ class Pull {
     }
 
     Json take(const Json& line) {
+        for (const Json& each : line.at("known")) {
+            checkpoint_.share(mark_of(each.at(0).get<std::string>(), each.at(1).get<std::string>()));
+        }
         for (const Json& each : line.at("docs")) {
             const Json& doc = each.at("doc");
             incoming_.add(doc);
@@ -218,8 +246,7 @@ class Pull {
     std::string notice_;
     Warning homeless_{
         "documents have no place in the data, as the list they stood in is not known here; the next push of a copy "
-        "that "
-        "knows it brings them back, but an update here before that removes them"};
+        "that knows it brings them back, but an update here before that removes them"};
 };
 
 Outcome pull(const ExchangeOptions& options) {

@@ -93,6 +93,25 @@ bool file_exists(const std::string& path) {
     return fs::exists(path, error);
 }
 
+bool is_nested_deeper(std::string_view text, std::size_t levels) {
+    std::size_t depth = 0;
+    bool is_inside_string = false;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const char character = text[at];
+        if (is_inside_string) {
+            if (character == '\\') ++at;
+            is_inside_string = character != '"';
+        } else if (character == '"') {
+            is_inside_string = true;
+        } else if (character == '{' || character == '[') {
+            if (++depth > levels) return true;
+        } else if ((character == '}' || character == ']') && depth > 0) {
+            --depth;
+        }
+    }
+    return false;
+}
+
 std::string read_file(const std::string& path) {
     if (path != "-" && !file_exists(path)) throw Failure(Outcome::input, path + ": there is no such file");
     const Descriptor opened(path == "-" ? ::dup(STDIN_FILENO) : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
@@ -115,6 +134,7 @@ std::string read_file(const std::string& path) {
     }
     if (text.find('\0') != std::string::npos)
         throw Failure(Outcome::input, name + ": this is no text, it holds a NUL byte");
+    if (is_nested_deeper(text, deepest_text)) throw Failure(Outcome::input, name + ": this is nested too deeply");
     return text;
 }
 

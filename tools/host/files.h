@@ -9,7 +9,12 @@ namespace zentadb {
 
 [[nodiscard]] bool file_exists(const std::string& path);
 
-// All of a file. Throws Failure (input) where it is not there or holds a NUL byte, which no JSON text does.
+// Far deeper than the library takes any text, and not too deep for a parser that calls itself for each level.
+inline constexpr std::size_t deepest_text = 4000;
+[[nodiscard]] bool is_nested_deeper(std::string_view text, std::size_t levels);
+
+// All of a file. Throws Failure (input) where it is not there or holds a NUL byte, which no JSON text does, or is
+// nested too deeply.
 [[nodiscard]] std::string read_file(const std::string& path);
 
 // Replaces what stands in a file, so that at any moment, whatever happens, the file holds all of the old text or all of

@@ -4,6 +4,8 @@
 
 #include <CLI/CLI.hpp>
 #include <iostream>
+#include <regex>
+#include <sstream>
 
 #include "host/explain.h"
 #include "host/terminal.h"
@@ -17,6 +19,11 @@ int complain(Outcome outcome, const std::string& what, const std::string& advice
     std::cerr << painted(Paint::red, "zentadb: ", std::cerr) << what << '\n';
     if (!advice.empty()) std::cerr << advice << '\n';
     return static_cast<int>(outcome);
+}
+
+// What stands before the host in every URL of a text, such as an argument in the wrong place, is left out.
+std::string without_passwords(const std::string& text) {
+    return std::regex_replace(text, std::regex("://[^/@ ]*@"), "://");
 }
 
 }  // namespace
@@ -72,7 +79,9 @@ int Program::run(int count, char** arguments) {
         if (!std::cout.flush()) return complain(Outcome::system, "standard output cannot be written");
         return static_cast<int>(outcome_);
     } catch (const CLI::ParseError& error) {
-        const int code = app_->exit(error);
+        std::ostringstream complaint;
+        const int code = app_->exit(error, std::cout, complaint);
+        std::cerr << without_passwords(complaint.str());
         return code == 0 ? 0 : static_cast<int>(Outcome::usage);
     } catch (const Failure& failure) {
         return complain(failure.outcome(), failure.what(), failure.advice());
