@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <iostream>
 #include <map>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -191,55 +190,6 @@ TEST(Integrity, EachTroubleHasItsName) {
         EXPECT_EQ(found, expected) << text << '\n' << told;
     }
     EXPECT_EQ(check_integrity("{").refused, "unexpected end of input");
-}
-
-// Whatever the library makes, on whatever ways, is no damage.
-TEST(Integrity, WhatTheLibraryMakesIsSound) {
-    const std::uint64_t seed = std::random_device{}();
-    SCOPED_TRACE("seed " + std::to_string(seed));
-    std::mt19937_64 random(seed);
-    const auto below = [&](std::size_t limit) { return static_cast<std::size_t>(random() % limit); };
-    const auto list = [&] {
-        std::string text;
-        for (std::size_t id = below(3); id < 6; id += 1 + below(3)) {
-            text += (text.empty() ? "" : ", ") + std::string(R"({"_id": "e)") + std::to_string(id) + R"(", "n": )" +
-                    std::to_string(below(3)) + "}";
-        }
-        return text;
-    };
-    for (int script = 0; script < 40; ++script) {
-        const std::string hash = script % 2 == 0 ? "" : R"(, "force_fast_hash_only": true)";
-        // All that can be made apart is there from the start, so that replicas can be merged.
-        const std::string first = made(update_sync_json(
-            R"({"#df": 1, "l": [{"_id": "e0"}, {"_id": "e1"}, {"_id": "e2"}, {"_id": "e3"}, {"_id": "e4"}, )"
-            R"({"_id": "e5"}], "own": {"l": []}})",
-            "{}", ("{\"instance_id\": \"a\"" + hash + "}").c_str()));
-        std::vector<std::string> replicas(3, first);
-        for (int step = 0; step < 25; ++step) {
-            std::string& own = replicas[below(replicas.size())];
-            const std::size_t what = below(10);
-            if (what < 5) {
-                const std::string config =
-                    "{\"instance_id\": \"" + std::string(1, static_cast<char>('a' + below(2))) + "\"" + hash + "}";
-                const std::string data =
-                    R"({"#df": 1, "l": [)" + list() + R"(], "own": {"k": )" + std::to_string(below(4)) + "}}";
-                const Answer answer = taken(update_sync_json(data.c_str(), own.c_str(), config.c_str()));
-                if (answer.value) own = *answer.value;
-            } else if (what < 8) {
-                own = made(replicate_sync_json(replicas[below(replicas.size())].c_str(), own.c_str(), "{}"));
-            } else if (what == 8) {
-                const std::string loser = taken(sync_json_conflicting(own.c_str(), "root")).text();
-                if (!loser.empty()) own = made(sync_json_resolve(own.c_str(), "root", split_list(loser)[0].c_str()));
-            } else if (below(3) == 0) {
-                own = made(sync_json_prune(own.c_str(), static_cast<std::uint32_t>(1 + below(3)), false));
-            }
-            const auto report = check_integrity(own);
-            for (const auto& finding : report.findings) {
-                EXPECT_FALSE(is_damage(finding.trouble)) << describe(finding) << '\n' << own;
-            }
-            if (report.is_damaged()) return;
-        }
-    }
 }
 
 }  // namespace
