@@ -73,11 +73,6 @@ void expect_described(const std::string& error) {
     EXPECT_TRUE(pass(R"(", "args" : ")") || left == R"(" })") << error;
 }
 
-c_api::Answer plain(c_api::Answer answer) {
-    if (answer.value && c_api::is_compressed(*answer.value)) answer.value = c_api::uncompressed(*answer.value);
-    return answer;
-}
-
 void expect_sound(const c_api::Answer& answer, bool is_sync_json) {
     if (!answer.error.empty()) return expect_described(answer.error);
     if (!is_sync_json || !answer.value) return;

@@ -15,7 +15,4 @@ void expect_described(const std::string& error);
 // The same, and that a sync JSON that was answered can be opened again and is written as it was.
 void expect_sound(const c_api::Answer& answer, bool is_sync_json);
 
-// What an answer says, compressed or not.
-c_api::Answer plain(c_api::Answer answer);
-
 }  // namespace fuzzing

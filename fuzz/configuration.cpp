@@ -18,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (flat.value) expect_sound(taken(json_array_unflatten(flat.value->c_str(), configuration.c_str(), "")), false);
 
     // Of elements that share an id each is a further revision of one document, every time.
-    const Answer fresh = plain(taken(update_sync_json(input.c_str(), "{}", configuration.c_str())));
+    const Answer fresh = c_api::opened(taken(update_sync_json(input.c_str(), "{}", configuration.c_str())));
     const bool ids_are_shared = fresh.value && fresh.value->find("_first\", ") != std::string::npos;
     for (const std::string& before : {std::string("{}"), set}) {
         const Answer updated = taken(update_sync_json(input.c_str(), before.c_str(), configuration.c_str()));

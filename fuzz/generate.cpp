@@ -196,6 +196,16 @@ std::string Generator::any_set() {
                 c_api::taken(update_sync_json(data.c_str(), c_api::rich_sample().c_str(), configuration().c_str()));
             return made.value.value_or("{}");
         }
+        case 6: {
+            std::string damaged = c_api::samples()[choices_.below(c_api::samples().size())].sync_json;
+            for (std::size_t left = choices_.below(3) + 1; left > 0 && !damaged.empty(); --left) {
+                const std::size_t at = choices_.below(damaged.size());
+                const std::string piece = choices_.one_in(3) ? damaged.substr(choices_.below(damaged.size()), 60)
+                                                             : choices_.bytes(choices_.below(3));
+                damaged.replace(at, choices_.below(20), piece);
+            }
+            return damaged;
+        }
         default:
             return sync_json();
     }

@@ -111,15 +111,6 @@ TEST(CompactForm, OfResultsTellsTheSame) {
     EXPECT_EQ(open(compact(object)), open(set));
 }
 
-TEST(CompactForm, OfSetsIsReadBackAsItWasWritten) {
-    for (const auto& [name, set] : samples()) {
-        const Answer first = open(set);
-        EXPECT_EQ(open(first.text()), first) << name;
-        EXPECT_EQ(open(standard(first.text())), first) << name;
-        EXPECT_EQ(open(compact(standard(first.text()))), first) << name;
-    }
-}
-
 // The compact form travels as a C text, so what holds a NUL byte cannot be told in it, and is never cut short.
 TEST(CompactForm, RefusesTextsThatContainNul) {
     const std::string content = R"({"a": "!x\u0000y"})";
@@ -145,20 +136,6 @@ TEST(CompactForm, RefusesTextsThatContainNul) {
     EXPECT_TRUE(handle.handle);
     EXPECT_EQ(handle.value, writes_compact() ? std::nullopt : std::optional(set));
     EXPECT_EQ(taken(sync_json_ptr_root(handle.handle.get())).text(), "root");
-}
-
-TEST(CompactForm, DamagedIsAnError) {
-    const std::string whole = compact(standard(rich_sample()));
-    for (std::size_t length = 0; length < whole.size(); ++length) {
-        const Answer answer = open(whole.substr(0, length));
-        ASSERT_FALSE(answer.value || answer.error.empty()) << whole.substr(0, length);
-        ASSERT_EQ(taken(read_sync_json(whole.substr(0, length).c_str(), "{}")), answer);
-    }
-    for (const char* text : {"@", "@3:abcx", "@i2147483648x", "@d1:a@Nxx"}) {
-        EXPECT_NE(open(text).error, "") << text;
-        EXPECT_NE(taken(sync_json_diff(text, "{}", "{}")).error, "") << text;
-        EXPECT_NE(taken(read_sync_json("{}", text)).error, "") << text;
-    }
 }
 
 }  // namespace

@@ -145,7 +145,7 @@ TEST(Deep, HostDataUpToTheLimit) {
 TEST(Deep, SetsByEveryExport) {
     on_small_stack([] {
         for (const std::string& set : {with_root(R"(["A_first"])", R"("A": {"a": )" + nested(256) + "}"),
-                                       with_root(forked(5000), R"("D": {})"), linked(200, false, nowhere),
+                                       with_root(forked(20000), R"("D": {})"), linked(200, false, nowhere),
                                        linked(5000, true, nowhere), linked(5000, false, 0), linked(5000, true, 1)}) {
             const std::string updated = taken(update_sync_json(R"({"new": 1})", set.c_str(), "{}")).text();
             EXPECT_EQ(open(updated).value, updated);
@@ -191,30 +191,6 @@ TEST(Deep, ReferencesRebuildUpToTheLimit) {
 
 // --- Histories
 
-TEST(Deep, ForksInsideForks) {
-    on_small_stack([] {
-        constexpr std::size_t forks = 50000;
-        const std::string winning = std::to_string(2 * forks + 1) + "-D_C";
-        const std::string set = with_root(forked(forks), R"("D": {"a": 1})");
-        const Answer handle = open(set);
-        EXPECT_TRUE(handle.value == set);
-        EXPECT_EQ(taken(sync_json_ptr_winning(handle.handle.get(), "root")).text(), winning);
-        EXPECT_EQ(taken(sync_json_ptr_data(handle.handle.get(), "root", winning.c_str(), "{}")).text(),
-                  R"({"_id": "root", "a": 1})");
-        EXPECT_TRUE(uncompressed(compressed(set)) == set);
-        EXPECT_EQ(taken(sync_json_diff(set.c_str(), set.c_str(), "{}")).text(), R"({"d": [], "o": []})");
-        EXPECT_TRUE(taken(replicate_sync_json(set.c_str(), "{}", "{}")).text() == set);
-
-        // Two copies change it, and meet.
-        const std::string left = taken(update_sync_json(R"({"a": 2})", set.c_str(), "{}")).text();
-        const std::string right = taken(update_sync_json(R"({"a": 3})", set.c_str(), "{}")).text();
-        const std::string merged = taken(replicate_sync_json(left.c_str(), right.c_str(), "{}")).text();
-        EXPECT_TRUE(taken(replicate_sync_json(right.c_str(), left.c_str(), "{}")).text() == merged);
-        EXPECT_TRUE(open(merged).value == merged);
-        EXPECT_EQ(split_list(taken(sync_json_leafs(merged.c_str(), "root")).text()).size(), forks + 2);
-    });
-}
-
 // What could be quadratic in a wide or a long history, or take a frame for each of its revisions.
 TEST(Deep, LongHistories) {
     on_small_stack([] {
@@ -247,6 +223,10 @@ TEST(Deep, LongHistories) {
         EXPECT_TRUE(taken(replicate_sync_json_ptr(updated.handle.get(), handle.handle.get(), "{}")) == updated);
         EXPECT_TRUE(taken(sync_json_ptr_all_winning(updated.handle.get())).handle);
         EXPECT_TRUE(taken(sync_json_ptr_prune(updated.handle.get(), 1, false)).handle);
+
+        const std::string nest = repeated("[", length) + "\"B_A\"" + repeated("]", length);
+        EXPECT_EQ(open(with_root(R"(["A_first", )" + nest + "]", "")).value,
+                  R"({"d": {"root": ["A_first", "B_A"]}, "r": "root"})");
 
         const Answer resolved = taken(sync_json_ptr_resolve(handle.handle.get(), "root", "2-B0_A"));
         EXPECT_EQ(taken(sync_json_ptr_winning(resolved.handle.get(), "root")).text(),

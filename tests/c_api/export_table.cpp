@@ -192,6 +192,29 @@ const Export& export_named(std::string_view name) {
     return *row;
 }
 
+const Export* twin_of(const Export& row) {
+    constexpr std::string_view prefix = "sync_json_";
+    const std::string name = row.name.starts_with(prefix)
+                                 ? "sync_json_ptr_" + std::string(row.name.substr(prefix.size()))
+                                 : std::string(row.name) + "_ptr";
+    const auto twin = std::ranges::find(exports(), name, &Export::name);
+    return twin == exports().end() ? nullptr : &*twin;
+}
+
+Answer call_in_the_name_of(const Export& row, const Export& twin, const Texts& texts) {
+    Answer answer = twin.call(texts);
+    const std::string from = '"' + std::string(twin.name) + '"';
+    if (const auto at = answer.error.find(from); at != std::string::npos) {
+        answer.error.replace(at, from.size(), '"' + std::string(row.name) + '"');
+    }
+    return answer;
+}
+
+Answer opened(Answer answer) {
+    if (answer.value && is_compressed(*answer.value)) answer.value = uncompressed(*answer.value);
+    return answer;
+}
+
 Texts good_arguments(const Export& row) {
     static const std::map<Kind, std::string> good{
         {Kind::sync_json, rich_sample()},

@@ -74,6 +74,15 @@ struct Export {
 const std::vector<Export>& exports();
 const Export& export_named(std::string_view name);
 
+// The function that does the same by handle; null for none.
+const Export* twin_of(const Export& row);
+
+// What the twin answers, with the name of `row` in the place of its own.
+Answer call_in_the_name_of(const Export& row, const Export& twin, const Texts& texts);
+
+// What an answer says, compressed or not.
+Answer opened(Answer answer);
+
 // Arguments with which every function succeeds.
 Texts good_arguments(const Export& row);
 

@@ -70,12 +70,6 @@ std::optional<std::string> expected_error(const Export& row, const std::vector<F
     return std::nullopt;
 }
 
-// What an answer says, compressed or not.
-Answer opened(Answer answer) {
-    if (answer.value && is_compressed(*answer.value)) answer.value = uncompressed(*answer.value);
-    return answer;
-}
-
 TEST(Exports, TableHasEveryFunction) {
     std::ifstream list(ZENTADBPP_EXPORTS_FILE);
     std::set<std::string> listed;
@@ -87,10 +81,6 @@ TEST(Exports, TableHasEveryFunction) {
     for (const Export& row : exports()) in_table.emplace(row.name);
     EXPECT_EQ(in_table, listed);
     EXPECT_EQ(in_table.size(), 56U);
-}
-
-TEST(Exports, GoodArgumentsSucceed) {
-    for (const Export& row : exports()) EXPECT_EQ(row.call(good_arguments(row)).error, "") << row.name;
 }
 
 TEST(Exports, FirstFaultInOrderDecidesTheError) {
@@ -188,16 +178,6 @@ TEST(Exports, OnlyTheBooleanTrueAsksForACompressedResult) {
     }
 }
 
-TEST(Exports, CompressedObjectTellsTheWrittenSize) {
-    for (const auto& [name, text] : samples()) {
-        const std::string object = compressed(text);
-        EXPECT_EQ(member(object, "uncompressed_size"), std::to_string(text.size())) << name;
-        EXPECT_EQ(compressed(object), object) << name;
-        EXPECT_EQ(uncompressed(object), text) << name;
-        EXPECT_EQ(uncompressed(text), text) << name;
-    }
-}
-
 TEST(Exports, CompressedObjectsThatCannotBeOpened) {
     const std::string list = R"("eJyLNowFAAHTAOo=")";           // [1]
     const std::string malformed = R"("eJyrVkq0MgQABLwBag==")";  // {"a:1
@@ -221,12 +201,6 @@ TEST(Exports, CompressedObjectsThatCannotBeOpened) {
 }
 
 // --- By value and by handle
-
-std::string twin_of(std::string_view name) {
-    constexpr std::string_view prefix = "sync_json_";
-    if (name.starts_with(prefix)) return "sync_json_ptr_" + std::string(name.substr(prefix.size()));
-    return std::string(name) + "_ptr";
-}
 
 using Options = std::vector<std::optional<std::string>>;
 
@@ -263,8 +237,8 @@ TEST(Exports, HandleTwinsAnswerTheSame) {
     for (const Sample& sample : samples()) {
         const auto worth = candidates(sample.sync_json);
         for (const Export& row : exports()) {
-            const auto twin = std::ranges::find(exports(), twin_of(row.name), &Export::name);
-            if (twin == exports().end()) continue;
+            const Export* const twin = twin_of(row);
+            if (twin == nullptr) continue;
             ++pairs;
             std::vector<Options> options;
             for (const Argument& argument : row.arguments) options.push_back(worth.at(argument.kind));
@@ -273,12 +247,7 @@ TEST(Exports, HandleTwinsAnswerTheSame) {
             options[static_cast<std::size_t>(first)] = {sample.sync_json};
             for_each_choice(options, [&](const Texts& texts) {
                 const Answer by_value = row.call(texts);
-                Answer by_handle = twin->call(texts);
-                const std::string from = "\"" + std::string(twin->name) + "\"";
-                if (const auto at = by_handle.error.find(from); at != std::string::npos) {
-                    by_handle.error.replace(at, from.size(), "\"" + std::string(row.name) + "\"");
-                }
-                EXPECT_EQ(by_value, by_handle) << row.name << " " << sample.name;
+                EXPECT_EQ(by_value, call_in_the_name_of(row, *twin, texts)) << row.name << " " << sample.name;
                 answered += by_value.value ? 1 : 0;
             });
         }
@@ -317,40 +286,6 @@ TEST(Exports, AMemberOfAConfigurationCountsWhereItIsOfItsKind) {
         for (const std::string other : {"null", "true", "\"true\"", "1", "1.5", "[\"me\"]", "[true]", "{}"}) {
             if (other == value || (value[0] == '"' && other[0] == '"')) continue;
             EXPECT_EQ(outcome("{\"" + key + "\": " + other + "}"), outcome("{}")) << key << " " << other;
-        }
-    }
-}
-
-// --- What one function writes, every other reads
-
-TEST(Exports, WrittenSyncJsonIsTakenEverywhere) {
-    for (const Export& writer : exports()) {
-        if (writer.gives != Gives::sync_json) continue;
-        for (const Sample& sample : samples()) {
-            if (sample.name == "empty" || sample.name == "pruned") continue;  // lack what some functions ask for
-            Texts written_from = good_arguments(writer);
-            for (std::size_t at = 0; at < written_from.size(); ++at) {
-                const Kind kind = writer.arguments[at].kind;
-                const bool takes_set = kind == Kind::handle || kind == Kind::sync_json;
-                if (takes_set && !written_from[at]->starts_with(R"({"results")")) written_from[at] = sample.sync_json;
-                if (kind == Kind::revision)
-                    written_from[at] = taken(sync_json_winning(sample.sync_json.c_str(), "root")).text();
-            }
-            const std::string set = writer.call(written_from).text();
-            EXPECT_EQ(open(set).value, set) << writer.name << " " << sample.name;
-
-            const std::string winning = taken(sync_json_winning(set.c_str(), "root")).text();
-            for (const Export& reader : exports()) {
-                Texts given = good_arguments(reader);
-                if (given[0]->starts_with(R"({"results")")) continue;
-                for (std::size_t at = 0; at < given.size(); ++at) {
-                    const Kind kind = reader.arguments[at].kind;
-                    if (kind == Kind::revision) given[at] = winning;
-                    if (kind == Kind::sync_json && reader.name == "sync_json_patch" && at == 1) continue;
-                    if (kind == Kind::sync_json || kind == Kind::handle) given[at] = set;
-                }
-                EXPECT_EQ(reader.call(given).error, "") << writer.name << " " << reader.name << " " << sample.name;
-            }
         }
     }
 }

@@ -5,7 +5,6 @@
 #include <initializer_list>
 #include <string>
 
-#include "common/environment.h"
 #include "common/error.h"
 #include "common/json_parser.h"
 #include "common/json_writer.h"
@@ -20,6 +19,17 @@ bool is_canonical(std::string_view text, std::size_t deepest = deepest_text) {
     const auto exact = testing_json::exact_copy(text);
     const char* const end = exact.data() + exact.size();
     return canonical_value_end(exact.data(), end, deepest) == end && !exact.empty();
+}
+
+std::string rewritten(std::string_view text) {
+    Arena arena;
+    TextBuffer out;
+    try {
+        write_json(parse_json(text, arena), out);
+    } catch (const ParseError&) {
+        out.clear();
+    }
+    return std::string(out.view());
 }
 
 TEST(CanonicalText, AcceptsWhatTheWriterWrites) {
@@ -48,19 +58,30 @@ TEST(CanonicalText, RefusesAllElse) {
 }
 
 TEST(CanonicalText, NumbersStandInTheDigitsOfTheWriter) {
-    for (const std::string_view text : {"0.10000000000000001", "1234567890", "-999999999", "-123456789012345",
-                                        "9007199254740992", "12345678901234568", "1e+20", "9.9999999999999995e-08"}) {
-        EXPECT_NE(is_canonical(text), fast_float_enabled()) << text;
+    for (const std::string_view text : {"0.10000000000000001",
+                                        "1234567890",
+                                        "-999999999",
+                                        "-123456789012345",
+                                        "9007199254740992",
+                                        "12345678901234568",
+                                        "1e+20",
+                                        "9.9999999999999995e-08",
+                                        "0.1",
+                                        "0.0",
+                                        "1.0",
+                                        "1234567890.0",
+                                        "123456789012345680000.0",
+                                        "1e21",
+                                        "1e-7",
+                                        "-0.0",
+                                        "9007199254740993",
+                                        "12345678901234567",
+                                        "0.5",
+                                        "123456789012345680000",
+                                        "1e+021",
+                                        "0.5000000000000000000000000000000000000000000000000000000000"}) {
+        EXPECT_EQ(is_canonical(text), rewritten(text) == text) << text;
     }
-    for (const std::string_view text :
-         {"0.1", "0.0", "1.0", "1234567890.0", "123456789012345680000.0", "1e21", "1e-7"}) {
-        EXPECT_EQ(is_canonical(text), fast_float_enabled()) << text;
-    }
-    for (const std::string_view text : {"-0.0", "9007199254740993", "12345678901234567", "123456789012345680000",
-                                        "1e+021", "0.5000000000000000000000000000000000000000000000000000000000"}) {
-        EXPECT_FALSE(is_canonical(text)) << text;
-    }
-    EXPECT_TRUE(is_canonical("0.5"));
 }
 
 TEST(CanonicalText, AnswersWhereTheValueEnds) {
@@ -95,13 +116,7 @@ TEST(CanonicalText, AgreesWithReadingAndWriting) {
         for (int change = 0; change < 4; ++change) {
             const std::string damaged = random.damaged(text);
             if (damaged.empty() || damaged.front() == '@' || testing_json::may_hold_minus_zero(damaged)) continue;
-            TextBuffer again;
-            try {
-                write_json(parse_json(damaged, arena), again);
-            } catch (const ParseError&) {
-                again.clear();
-            }
-            const bool same = again.view() == damaged;
+            const bool same = rewritten(damaged) == damaged;
             ASSERT_EQ(is_canonical(damaged), same) << "round " << round << ": " << damaged;
             ++(same ? accepted : refused);
         }

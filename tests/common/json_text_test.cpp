@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <map>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -151,18 +150,6 @@ TEST(JsonText, Messages) {
     }
 }
 
-TEST(JsonText, AnEmptyTextIsNotRead) {
-    Arena arena;
-    for (const bool sync : {false, true}) {
-        try {
-            (void)(sync ? parse_sync_json_value("", arena) : parse_json("", arena));
-            ADD_FAILURE();
-        } catch (const std::out_of_range& failure) {
-            EXPECT_STREQ(failure.what(), "invalid string_view position");
-        }
-    }
-}
-
 TEST(JsonText, Comments) {
     EXPECT_EQ(rewritten("/* a *//**/ { // b\n \"a\" /***/ : [ // c\n1//\n,/*,*/2] } // d", Comments::allowed),
               R"({"a": [1, 2]})");
@@ -220,14 +207,6 @@ TEST(JsonText, SyncJsonNestsDeeperWhereItMust) {
     EXPECT_EQ(
         written(parse_sync_json_value(R"({"o":{"b":1,"a":2,"b":3},"d":[],"o":{"z":1,"c":{}},"a":{"o":{}}})", arena)),
         R"({"a": {"o": {}}, "d": [], "o": {"c": {}, "z": 1}})");
-}
-
-TEST(JsonText, SkippingAnswersTheText) {
-    Arena arena;
-    JsonScanner scanner(R"(  {"a": [1, "]\""]} , 2)", arena);
-    EXPECT_EQ(scanner.skip_value(0, deepest_text), R"({"a": [1, "]\""]})");
-    EXPECT_EQ(scanner.next_token(), ',');
-    EXPECT_EQ(scanner.read_value(0, 0).as_int32(), 2);
 }
 
 TEST(JsonText, MembersAreSortedLikeAMap) {

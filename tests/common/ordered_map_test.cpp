@@ -109,17 +109,6 @@ TEST(OrderedMap, ChangesFollowAModelAndLeaveOlderMapsAlone) {
     }
 }
 
-TEST(OrderedMap, GrowsAtEitherEnd) {
-    Map ascending;
-    Map descending;
-    for (std::uint64_t i = 0; i < 5000; ++i) {
-        ascending = ascending.with(entries_of({{numbered_key(i), i}}));
-        descending = descending.with(entries_of({{numbered_key(5000 - 1 - i), 5000 - 1 - i}}));
-    }
-    EXPECT_EQ(model_of(ascending), model_of(descending));
-    EXPECT_EQ(ascending.size(), 5000U);
-}
-
 TEST(OrderedMap, SharesWhatAChangeDoesNotTouch) {
     const Map map = numbered(100000);
     std::set<const Map::Entry*> before;

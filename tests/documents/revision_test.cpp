@@ -2,37 +2,20 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "common/error.h"
+#include "transformation/in_texts.h"
 
 namespace libzentadbpp {
 namespace {
 
-std::string record_end(std::string_view function, std::string_view error, const char* args = nullptr) {
-    std::string text = R"(, "function" : ")";
-    text.append(function).append(R"(", "error" : ")").append(error).append("\"");
-    if (args != nullptr) text.append(R"(, "args" : ")").append(args).append("\"");
-    return text.append(" }");
-}
+using in_texts::failure;
 
-// The message of a failure with what depends on the source line cut off, and where it came from put first.
-std::string failure_of(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const InvalidRevisionException& failure) {
-        const std::string message = failure.what();
-        if (!message.starts_with(R"({ "filename" : "src/documents/revision", "line": )")) return message;
-        return message.substr(message.find(R"(, "function")"));
-    } catch (const std::invalid_argument& failure) {
-        return std::string("invalid_argument: ") + failure.what();
-    } catch (const std::out_of_range& failure) {
-        return std::string("out_of_range: ") + failure.what();
-    }
-    return "none";
+std::string refused(std::string_view function, std::string_view error, std::optional<std::string> args = {}) {
+    return in_texts::record("src/documents/revision", function, error, args);
 }
 
 TEST(Revision, ParsesTexts) {
@@ -67,18 +50,20 @@ TEST(Revision, ParsesTexts) {
 TEST(Revision, RefusesOtherTexts) {
     for (const char* text :
          {"3abc_def", "3-abcdef", "3-a_b_c", "3-a-b_c", "3--a_b", "-abc_def", "3-", "3-_a", "x-abcdef", "+-3-a_b"}) {
-        EXPECT_EQ(failure_of([&] { (void)Revision{std::string_view(text)}; }),
-                  record_end("parse_revision", "invalid_revision_format", text));
+        EXPECT_EQ(failure<InvalidRevisionException>([&] { (void)Revision{std::string_view(text)}; }),
+                  refused("parse_revision", "invalid_revision_format", text));
     }
-    const std::string malformed = "invalid_argument: invalid stoi argument";
     for (const char* text : {"x-abc_def", " -abc_def", "+ 3-a_b", "\xa0\x33-a_b"}) {
-        EXPECT_EQ(failure_of([&] { (void)Revision{std::string_view(text)}; }), malformed) << text;
+        EXPECT_EQ(failure<std::invalid_argument>([&] { (void)Revision{std::string_view(text)}; }),
+                  "invalid stoi argument")
+            << text;
     }
-    const std::string too_large = "out_of_range: stoi argument out of range";
     for (const char* text : {"2147483648-a_b", "-2147483649-a_b", "99999999999999999999999999x-a_b"}) {
-        EXPECT_EQ(failure_of([&] { (void)Revision{std::string_view(text)}; }), too_large) << text;
+        EXPECT_EQ(failure<std::out_of_range>([&] { (void)Revision{std::string_view(text)}; }),
+                  "stoi argument out of range")
+            << text;
     }
-    EXPECT_EQ(failure_of([] { (void)Revision{""}; }), record_end("Revision", "empty_revision"));
+    EXPECT_EQ(failure<InvalidRevisionException>([] { (void)Revision{""}; }), refused("Revision", "empty_revision"));
 }
 
 TEST(Revision, OrdersByGenerationThenText) {

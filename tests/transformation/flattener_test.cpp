@@ -130,17 +130,5 @@ TEST(Flattener, RefusesWhatWouldLoseData) {
     }
 }
 
-TEST(Flattener, ADocumentNeedsAnId) {
-    for (const std::string_view data :
-         {R"({"_id": ""})", R"({"a": [{"_id": ""}]})", R"({"#df": 1, "o": {"_id": ""}})"}) {
-        EXPECT_EQ(failure<InvalidDocumentException>([&] { (void)updated({}, data); }),
-                  record("src/documents/multiversiondocument", "MultiVersionDocument",
-                         "cannot_push_new_revision_if_document_is_missing_identifier"))
-            << data;
-    }
-    EXPECT_EQ(flattened(R"({"o": {"_id": "", "#nf": 1}, "p": {"_id": ""}})"),
-              R"([{"_id": "root", "o": {"#nf": 1, "_id": ""}, "p": {"_id": ""}}])");
-}
-
 }  // namespace
 }  // namespace libzentadbpp

@@ -5,7 +5,6 @@
 #include <iterator>
 #include <sstream>
 
-#include "replication/replicator.h"
 #include "transformation/in_texts.h"
 
 namespace libzentadbpp {
@@ -111,46 +110,6 @@ TEST(ElementOrder, IsStoredInTheFormOfTheData) {
             EXPECT_TRUE(is_hash_of_kind(entry.key.substr(4), kind)) << entry.key;
             EXPECT_TRUE(is_hash_of_kind(entry.value->winning().datahash(), kind));
         }
-    }
-}
-
-// A host's sequences: what people see after merging.
-TEST(ElementOrder, AfterConcurrentChanges) {
-    const struct {
-        const char* what;
-        const char* base;
-        const char* mine;
-        const char* yours;
-        const char* merged;
-    } cases[] = {
-        {"additions on both sides", R"({"a": ["p"]})", R"({"a": ["p", "m"]})", R"({"a": ["y", "p"]})",
-         R"({"a": ["y", "p", "m"]})"},
-        {"a removal and an addition", R"({"a": ["p", "q"]})", R"({"a": ["q"]})", R"({"a": ["p", "q", "y"]})",
-         R"({"a": ["q", "y"]})"},
-        {"a move and an addition", R"({"a": ["p", "q"], "b": ["r"]})", R"({"a": ["q"], "b": ["r", "p"]})",
-         R"({"a": ["p", "q", "y"], "b": ["r"]})", R"({"a": ["q", "y"], "b": ["r", "p"]})"},
-        {"the only element moved", R"({"a": ["p"], "b": ["r"]})", R"({"a": [], "b": ["r", "p"]})",
-         R"({"a": ["p"], "b": ["r", "y"]})", R"({"a": [], "b": ["r", "p", "y"]})"},
-        {"first elements on both sides", R"({"a": []})", R"({"a": ["m"]})", R"({"a": ["y"]})", R"({"a": ["m", "y"]})"},
-    };
-    const auto with_elements = [](std::string text) {
-        for (const char* id : {"p", "q", "r", "m", "y"}) {
-            const std::string word = std::string("\"") + id + "\"";
-            for (std::size_t at = 0; (at = text.find(word, at)) != std::string::npos; at += word.size() + 8) {
-                text.replace(at, word.size(), "{\"_id\": " + word + "}");
-            }
-        }
-        return text;
-    };
-    for (const auto& [what, base, mine, yours, merged] : cases) {
-        SCOPED_TRACE(what);
-        const DocumentStorage start = updated({}, with_elements(base));
-        const DocumentStorage first = updated(start, with_elements(mine));
-        const DocumentStorage second = updated(start, with_elements(yours));
-        const DocumentStorage there = replicate(first, second, Takeover::share).target;
-        const DocumentStorage back = replicate(second, first, Takeover::share).target;
-        EXPECT_EQ(serialized(there), serialized(back));
-        EXPECT_EQ(read(there), canonical(with_elements(R"({"_id": "root", )" + std::string(merged).substr(1))));
     }
 }
 
