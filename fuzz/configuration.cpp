@@ -1,5 +1,6 @@
 // Configurations of any kind with any host data: flattened and rebuilt, stored and read.
 
+#include "c_api/export_table.h"
 #include "checks.h"
 #include "generate.h"
 

@@ -145,7 +145,7 @@ TEST(Deep, HostDataUpToTheLimit) {
 TEST(Deep, SetsByEveryExport) {
     on_small_stack([] {
         for (const std::string& set : {with_root(R"(["A_first"])", R"("A": {"a": )" + nested(256) + "}"),
-                                       with_root(forked(20000), R"("D": {})"), linked(200, false, nowhere),
+                                       with_root(forked(5000), R"("D": {})"), linked(200, false, nowhere),
                                        linked(5000, true, nowhere), linked(5000, false, 0), linked(5000, true, 1)}) {
             const std::string updated = taken(update_sync_json(R"({"new": 1})", set.c_str(), "{}")).text();
             EXPECT_EQ(open(updated).value, updated);

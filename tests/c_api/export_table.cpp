@@ -203,9 +203,9 @@ const Export* twin_of(const Export& row) {
 
 Answer call_in_the_name_of(const Export& row, const Export& twin, const Texts& texts) {
     Answer answer = twin.call(texts);
-    const std::string from = '"' + std::string(twin.name) + '"';
-    if (const auto at = answer.error.find(from); at != std::string::npos) {
-        answer.error.replace(at, from.size(), '"' + std::string(row.name) + '"');
+    const std::string own_name = '"' + std::string(twin.name) + '"';
+    if (const auto at = answer.error.find(own_name); at != std::string::npos) {
+        answer.error.replace(at, own_name.size(), '"' + std::string(row.name) + '"');
     }
     return answer;
 }
