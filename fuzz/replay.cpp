@@ -1,6 +1,8 @@
-// Runs a fuzz target without a fuzzer: all files of the directories given, then generated inputs for a while.
-//   fuzz_<target> [--seconds=N] [--seed=N] [directory or file]...
+// Runs a fuzz target without a fuzzer: all files of the directories given, then so many generated inputs, or for so
+// long. The same seed makes the same inputs.
+//   fuzz_<target> [--runs=N] [--seconds=N] [--seed=N] [directory or file]...
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -18,7 +20,17 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-void run(const Bytes& input) { LLVMFuzzerTestOneInput(input.data(), input.size()); }
+void run(const Bytes& input) {
+    try {
+        LLVMFuzzerTestOneInput(input.data(), input.size());
+    } catch (...) {
+        std::printf("fails with these bytes:\n");
+        for (const std::uint8_t byte : input) std::printf("%02x", byte);
+        std::printf("\n");
+        std::fflush(stdout);
+        throw;
+    }
+}
 
 Bytes contents(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
@@ -44,16 +56,22 @@ Bytes generated(std::mt19937_64& random, const std::vector<Bytes>& corpus) {
 int main(int count, char** arguments) {
     LLVMFuzzerInitialize(&count, &arguments);
     std::chrono::seconds time{0};
-    std::uint64_t seed = std::random_device{}();
+    std::uint64_t runs = 0;
+    std::uint64_t seed = 1;
     std::vector<Bytes> corpus;
     for (int at = 1; at < count; ++at) {
         const std::string_view argument = arguments[at];
-        if (argument.starts_with("--seconds=")) {
+        if (argument.starts_with("--runs=")) {
+            runs = std::stoull(arguments[at] + std::strlen("--runs="));
+        } else if (argument.starts_with("--seconds=")) {
             time = std::chrono::seconds(std::stoi(arguments[at] + std::strlen("--seconds=")));
         } else if (argument.starts_with("--seed=")) {
             seed = std::stoull(arguments[at] + std::strlen("--seed="));
         } else if (std::filesystem::is_directory(argument)) {
-            for (const auto& file : std::filesystem::directory_iterator(argument)) corpus.push_back(contents(file));
+            std::vector<std::filesystem::path> files;
+            for (const auto& file : std::filesystem::directory_iterator(argument)) files.push_back(file);
+            std::ranges::sort(files);
+            for (const auto& file : files) corpus.push_back(contents(file));
         } else {
             corpus.push_back(contents(argument));
         }
@@ -64,10 +82,11 @@ int main(int count, char** arguments) {
     for (const Bytes& input : corpus) run(input);
 
     std::mt19937_64 random(seed);
-    std::size_t made = 0;
-    for (const auto end = std::chrono::steady_clock::now() + time; std::chrono::steady_clock::now() < end; ++made) {
+    std::uint64_t made = 0;
+    const auto end = std::chrono::steady_clock::now() + time;
+    for (; made < runs || std::chrono::steady_clock::now() < end; ++made) {
         run(generated(random, corpus));
     }
-    std::printf("%zu inputs generated\n", made);
+    std::printf("%llu inputs generated\n", static_cast<unsigned long long>(made));
     return 0;
 }

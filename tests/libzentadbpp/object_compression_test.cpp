@@ -71,7 +71,7 @@ TEST(ObjectCompression, Base64RefusesWhatIsNone) {
 }
 
 TEST(ObjectCompression, RoundTrips) {
-    const auto seed = std::random_device{}();
+    constexpr std::uint32_t seed = 1;
     SCOPED_TRACE(seed);
     std::mt19937_64 random(seed);
     std::vector<std::string> texts{"{}", "", "{\"a\": 1}", std::string(3'000'000, ' ')};
