@@ -5,6 +5,8 @@
 #include <numeric>
 #include <span>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "common/error.h"
@@ -91,20 +93,36 @@ std::vector<bool> parents_in(std::span<const TreeRevision> tree) {
 }
 
 // Takes out the leaves that earlier merges opened again. What the union needs is opened anew, so that nothing depends
-// on which copies met first. Answers whether there were any.
+// on which copies met first. Such a leaf is told by where it hangs and by its content, which an earlier revision has:
+// two branches can be closed under one name, so the branch above the leaf need not be the one that was opened. Answers
+// whether there were any.
 bool drop_reopened(std::vector<TreeRevision>& tree) {
     const std::vector<bool> is_parent = parents_in(tree);
-    const std::vector<std::uint32_t> contents = last_contents(tree);
-    const auto repeats_closed = [&](const TreeRevision& revision) {
-        if (revision.parent == no_entry || revision.is_resolved() || !tree[revision.parent].is_resolved()) return false;
-        const std::uint32_t closed = contents[revision.parent];
-        return closed != no_entry && tree[closed].datahash() == revision.datahash();
+    const auto hangs_reopened = [&](std::uint32_t at) {
+        const TreeRevision& revision = tree[at];
+        return !is_parent[at] && revision.parent != no_entry && !revision.is_resolved() &&
+               tree[revision.parent].is_resolved();
     };
+    std::vector<std::pair<std::string_view, std::uint32_t>> earliest;  // generation by data hash
+    for (std::uint32_t at = 0; at < tree.size(); ++at) {
+        if (hangs_reopened(at)) earliest.emplace_back(tree[at].datahash(), tree[at].index);
+    }
+    if (earliest.empty()) return false;
+    const auto hash_of = [](const auto& entry) { return entry.first; };
+    std::ranges::sort(earliest);
+    const auto find = [&](std::string_view hash) { return std::ranges::lower_bound(earliest, hash, {}, hash_of); };
+    for (const TreeRevision& revision : tree) {
+        const auto known = find(revision.datahash());
+        if (known != earliest.end() && known->first == revision.datahash()) {
+            known->second = std::min(known->second, revision.index);
+        }
+    }
+
     std::vector<std::uint32_t> position(tree.size());
     std::vector<TreeRevision> kept;
     kept.reserve(tree.size());
     for (std::uint32_t at = 0; at < tree.size(); ++at) {
-        if (!is_parent[at] && repeats_closed(tree[at])) continue;
+        if (hangs_reopened(at) && find(tree[at].datahash())->second < tree[at].index) continue;
         position[at] = static_cast<std::uint32_t>(kept.size());
         kept.push_back(tree[at]);
         if (kept.back().parent != no_entry) kept.back().parent = position[kept.back().parent];

@@ -14,15 +14,16 @@ struct MergedDocument {
 
 // Brings every revision of `source` into `target`, two copies of one document. Pure, commutative, associative and
 // idempotent: the outcome depends only on the revisions that were made. Linear, but for n log n where trees are
-// grafted.
+// grafted or leaves opened again.
 // - A revision that both know under different parents keeps the smaller of the two.
 // - Ordering documents with different first revisions are grafted: the smallest is the root, and what each other one
 //   began hangs directly under it, one generation later. Any other document with two first revisions throws
 //   SecondFirstRevision, after telling both on standard error.
 // - Where every branch is closed, because copies settled one conflict in opposite ways, a leaf with the last content of
 //   the longest opens it again. Nobody made such a leaf: while it has no child, merging passes it over, so that it goes
-//   where the union has an open leaf or a longer closed branch.
-// Where grafting or closing gives one name to two revisions, the smaller parent decides which of them it is, and merges
+//   where the union has an open leaf or a longer closed branch. A leaf under a closing one counts as such where an
+//   earlier revision has its content.
+// Where grafting gives one name to steps of two histories, the smaller parent decides which of them it is, and merges
 // in another order can differ until copies with both outcomes meet.
 [[nodiscard]] MergedDocument merge_documents(const MultiVersionDocument& target, const MultiVersionDocument& source);
 

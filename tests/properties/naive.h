@@ -104,7 +104,6 @@ inline void put(const Tree& tree, const Revision& root, Merge& merge, std::map<R
         at[revision] = {placed, first};
         const auto [known, is_new] = merge.tree.try_emplace(placed, above);
         merge.names_met |= firsts.try_emplace(placed, first).first->second != first;
-        merge.names_met |= known->second != above && hash_of(placed) == "resolved";
         known->second = std::min(known->second, above);
     }
 }
@@ -119,10 +118,12 @@ inline Merge merged(const Tree& target, const Tree& source) {
     put(source, root, merge, firsts);
     merge.tree.try_emplace(root);
     // The leaves that were opened again count as if they were not there.
+    std::map<std::string, std::uint32_t> lowest;  // by hash
+    for (const auto& [revision, parent] : merge.tree) lowest.try_emplace(hash_of(revision), revision.first);
     for (const Revision& end : leafs(merge.tree)) {
         const Revision above = merge.tree.at(end);
         if (above.first == 0 || hash_of(above) != "resolved") continue;
-        if (closed_by(merge.tree, above) == hash_of(end)) merge.tree.erase(end);
+        if (lowest.at(hash_of(end)) < end.first) merge.tree.erase(end);
     }
     Revision opened;
     if (leafs(merge.tree).empty()) {
