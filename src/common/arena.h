@@ -9,6 +9,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "common/large_pages.h"
+
 namespace libzentadbpp {
 
 // Memory that lives as long as one call or one opened text: allocation moves a pointer, and everything is freed
@@ -47,11 +49,13 @@ class Arena {
 
    private:
     [[nodiscard]] void* allocate_block(std::size_t bytes);
+    [[nodiscard]] std::byte* new_block(std::size_t bytes);
 
     static constexpr std::size_t first_block = 4096;
-    static constexpr std::size_t largest_block = std::size_t{1} << 20;
+    static constexpr std::size_t largest_block = 4 * large_page;
 
     std::vector<std::unique_ptr<std::byte[]>> blocks_;
+    std::vector<MappedPages> large_blocks_;
     std::byte* free_ = nullptr;
     std::size_t left_ = 0;
     std::size_t next_block_ = first_block;

@@ -4,6 +4,8 @@
 #include <limits>
 #include <new>
 
+#include "common/large_pages.h"
+
 namespace libzentadbpp {
 
 void TextBuffer::reserve(std::size_t capacity) {
@@ -14,6 +16,7 @@ void TextBuffer::reserve(std::size_t capacity) {
     (void)text_.release();
     text_.reset(static_cast<char*>(memory));
     capacity_ = capacity + 1;
+    prefer_large_pages(memory, capacity_);
 }
 
 void TextBuffer::make_room(std::size_t bytes) {
