@@ -14,13 +14,11 @@ namespace {
 using namespace libzentadbpp;
 
 std::string deflated(const std::string& text) {
-    uLongf size = compressBound(text.size());
-    std::string stream(size, '\0');
-    EXPECT_EQ(compress(reinterpret_cast<Bytef*>(stream.data()), &size, reinterpret_cast<const Bytef*>(text.data()),
-                       text.size()),
-              Z_OK);
-    stream.resize(size);
-    return stream;
+    TextBuffer object;
+    TextBuffer stream;
+    EXPECT_EQ(compress_text(text, object), "");
+    EXPECT_TRUE(base64_decode(c_api::unquoted(c_api::member(object.view(), "data")), stream));
+    return std::string(stream.view());
 }
 
 // Whether the bytes begin with a sound stream that makes exactly so many.

@@ -27,13 +27,14 @@ std::string written(const JsonValue& value) {
 }
 
 // In memory of just its size, so that a look behind its end is seen.
-std::optional<std::string> rewritten(std::string_view text, Read read) {
+std::optional<std::string> rewritten(std::string_view text, Read read, std::string* message = nullptr) {
     const auto copy = testing_json::exact_copy(text);
     Arena arena;
     try {
         return written(read(testing_json::view(copy), arena));
     } catch (const ParseError& failure) {
         expect_described(failure.what());
+        if (message != nullptr) *message = failure.what();
     } catch (const std::out_of_range& failure) {
         expect_described(failure.what());
     }
@@ -46,30 +47,66 @@ bool is_canonical(std::string_view text) {
     return canonical_value_end(copy.data(), end, 200) == end;
 }
 
+// What skipping the text says, in the words of who reads it.
+std::string skipping(const std::string& text) {
+    const auto copy = testing_json::exact_copy(text);
+    Arena arena;
+    try {
+        JsonScanner scanner(testing_json::view(copy), arena);
+        scanner.skip_value(0, deepest_text);
+        scanner.expect_end();
+    } catch (const ParseError& failure) {
+        return failure.what();
+    }
+    return "";
+}
+
+// Nothing for a text that cannot be told in the compact form.
+std::optional<std::string> compact(const std::string& text) {
+    TextBuffer out;
+    try {
+        standard_to_compact(text, out);
+    } catch (const TextContainsNul&) {
+        EXPECT_NE(text.find("\\u0000"), std::string::npos);
+        return std::nullopt;
+    }
+    return std::string(out.view());
+}
+
 void check(const std::string& text, Read read) {
-    const auto once = rewritten(text, read);
-    if (!text.empty() && is_canonical(text) && !testing_json::may_hold_minus_zero(text)) {
-        EXPECT_EQ(once, text);
+    std::string message;
+    const auto once = rewritten(text, read, &message);
+    if (!text.empty() && !testing_json::may_hold_minus_zero(text) && (read == readers[0] || is_canonical(text))) {
+        EXPECT_EQ(is_canonical(text), once == text) << text;
+    }
+    if (read == readers[0] && !text.empty() && text.front() != '@') {
+        EXPECT_EQ(skipping(text), message) << text;
     }
     if (!once) return;
     std::string settled = *once;
     if (testing_json::may_hold_minus_zero(settled)) settled = rewritten(settled, read).value();
     EXPECT_EQ(rewritten(settled, read), settled);
-    if (read == readers[0]) {
-        EXPECT_TRUE(is_canonical(settled)) << settled;
-    }
-    TextBuffer compact;
-    try {
-        standard_to_compact(*once, compact);
-    } catch (const TextContainsNul&) {
-        EXPECT_NE(once->find("\\u0000"), std::string::npos);
-        return;
+    EXPECT_FALSE(rewritten("[" + settled.substr(0, settled.size() / 2), read));
+    const auto form = compact(*once);
+    if (!form) return;
+    EXPECT_EQ(rewritten(*form, read), *once);
+    for (std::size_t size = 1; size < form->size(); size += 1 + size / 4) {
+        EXPECT_FALSE(rewritten(form->substr(0, size), read)) << *form << " to " << size;
     }
     Arena arena;
-    EXPECT_EQ(rewritten(compact.view(), read), *once);
     if (!testing_json::may_hold_minus_zero(*once)) {
-        EXPECT_EQ(to_standard_text(compact.view(), arena), *once);
+        EXPECT_EQ(to_standard_text(*form, arena), *once);
     }
+}
+
+// What the writer writes, in both forms, and the same with damage.
+void check_written(std::uint64_t seed) {
+    Arena arena;
+    testing_json::RandomJson random(seed, arena);
+    const std::string text = written(random.value());
+    check(text, readers[0]);
+    const auto form = compact(text);
+    for (int i = 0; i < 4; ++i) check(random.damaged(i == 0 && form ? *form : text), readers[0]);
 }
 
 }  // namespace
@@ -78,8 +115,8 @@ void check(const std::string& text, Read read) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace fuzzing;
     Choices choices(data, size);
-    const std::size_t how = choices.below(4);
-    const std::string text = how < 2 ? choices.rest() : Generator(choices).json(6);
-    check(text, readers[how % 2]);
+    const std::size_t how = choices.below(6);
+    if (how > 3) return check_written(choices.below(std::size_t{1} << 32)), 0;
+    check(how < 2 ? choices.rest() : Generator(choices).json(6), readers[how % 2]);
     return 0;
 }

@@ -118,14 +118,6 @@ TEST(Exports, FirstFaultInOrderDecidesTheError) {
     }
 }
 
-TEST(Exports, NoRootIdMeansAnEmptyOne) {
-    const Export& row = export_named("json_array_unflatten");
-    for (const char* documents :
-         {"[]", R"([{"_id": "a"}, {"_id": "b", "r": "Oa"}])", R"([{"_id": "a"}, {"_id": "b"}])"}) {
-        EXPECT_EQ(row.call({documents, "{}", std::nullopt}), row.call({documents, "{}", ""}));
-    }
-}
-
 TEST(Exports, UnknownDocumentIsNotFound) {
     for (const Export& row : exports()) {
         Texts given = good_arguments(row);
@@ -254,17 +246,6 @@ TEST(Exports, HandleTwinsAnswerTheSame) {
     }
     EXPECT_EQ(pairs, 24 * samples().size());
     EXPECT_GT(answered, 1000U);
-}
-
-TEST(Exports, ReadingAHandleStoresTheOrderUnlessTold) {
-    const Answer handle = open(rich_sample());
-    const Answer read = taken(read_sync_json_ptr(handle.handle.get(), R"({"preserve_old_ordering": true})"));
-    EXPECT_EQ(dump(handle.handle), handle.value);
-    EXPECT_EQ(taken(read_sync_json_ptr(handle.handle.get(), "{}")), read);
-    const auto stored = dump(handle.handle);
-    EXPECT_NE(stored, handle.value);
-    EXPECT_EQ(taken(read_sync_json_ptr(handle.handle.get(), "{}")), read);
-    EXPECT_EQ(dump(handle.handle), stored);
 }
 
 TEST(Exports, AMemberOfAConfigurationCountsWhereItIsOfItsKind) {

@@ -143,6 +143,15 @@ inline std::string member(std::string_view written, std::string_view key) {
     return {};
 }
 
+// The body of a _bulk_docs request as the answer to a _bulk_get request for the same documents.
+inline std::string as_bulk_get_answer(std::string_view bulk_docs) {
+    std::string results;
+    for (const std::string& document : entries(member(bulk_docs, "docs"))) {
+        results += (results.empty() ? "" : ", ") + std::string(R"({"docs": [{"ok": )") + document + "}]}";
+    }
+    return R"({"results": [)" + results + "]}";
+}
+
 // A written string without its quotes; an element that is none stays as it is.
 inline std::string unquoted(const std::string& text) {
     return text.starts_with('"') ? text.substr(1, text.size() - 2) : text;

@@ -13,8 +13,6 @@
 namespace libzentadbpp {
 namespace {
 
-using testing_json::RandomJson;
-
 bool is_canonical(std::string_view text, std::size_t deepest = deepest_text) {
     const auto exact = testing_json::exact_copy(text);
     const char* const end = exact.data() + exact.size();
@@ -32,56 +30,30 @@ std::string rewritten(std::string_view text) {
     return std::string(out.view());
 }
 
-TEST(CanonicalText, AcceptsWhatTheWriterWrites) {
-    for (const std::string_view text :
-         {"[]", "{}", "-1", "999999999", "-99999999", "-0", R"({"": 1, "a": {"b": [1, {}, []]}, "ab": "x", "b": null})",
-          R"("\"\\\b\f\n\r\t\u0000\u001f\u2028\u2029/")", "\"\x7f\xc3\xa9\xe2\x80\x99\xe2\x80\xe2\xff\"",
-          // in the order of the bytes, not of their escapes
-          R"({"\n": 1, "\u000b": 2, " ": 3, "\"": 4, "A": 5, "\\": 6, "a": 7})",
-          "{\"\xe2\x80\": 1, \"\\u2028\": 2, \"\\u2028a\": 3, \"\\u2029\": 4, \"\xe2\x80\xaa\": 5, \"\xff\": 6}"}) {
-        EXPECT_TRUE(is_canonical(text)) << text;
-    }
-}
-
-TEST(CanonicalText, RefusesAllElse) {
-    const auto refuse = [](std::initializer_list<std::string_view> texts) {
-        for (const std::string_view text : texts) EXPECT_FALSE(is_canonical(text)) << text;
+// A text is canonical just where reading and writing it gives the same text.
+TEST(CanonicalText, IsWhatTheWriterWrites) {
+    const auto check = [](std::initializer_list<std::string_view> texts) {
+        for (const std::string_view text : texts) EXPECT_EQ(is_canonical(text), rewritten(text) == text) << text;
     };
-    refuse({"", " 1", "[1] ", "[1,2]", "[1 , 2]", "[ ]", "[1, ]", "[1}", "[1", "[1, ", "@N", "True", "nul"});
-    refuse({"01", "-01", "-", "+1", "1.", "1e", "1E5", "1.50", "1e999"});
-    refuse({"\"", "\"\\", "\"\\u", "\"\\u00\"", "\"a\nb\"", R"("\/")", R"("\u0041")", R"("\u00e9")", R"("\u000A")"});
-    refuse({R"("\u000a")", R"("\u0008")", R"("\u001F")", R"("\u007f")", R"("\u0020")", R"("\u202a")", R"("\U2028")",
-            "\"\xe2\x80\xa8\""});
-    refuse({R"({"a":1})", R"({"a" : 1})", R"({"a": 1])", R"({"a)", R"({"a": )", "{1: 2}", R"({"b": 1, "a": 2})",
-            R"({"a": 1, "a": 2})", R"({"ab": 1, "a": 2})", R"({"\u000b": 1, "\n": 2})", R"({"\n": 1, "\n": 2})",
-            R"({"\\": 1, "A": 2})", R"({"\u2029": 1, "\u2028": 2})", "{\"\xff\": 1, \"\\u2028\": 2}"});
-}
-
-TEST(CanonicalText, NumbersStandInTheDigitsOfTheWriter) {
-    for (const std::string_view text : {"0.10000000000000001",
-                                        "1234567890",
-                                        "-999999999",
-                                        "-123456789012345",
-                                        "9007199254740992",
-                                        "12345678901234568",
-                                        "1e+20",
-                                        "9.9999999999999995e-08",
-                                        "0.1",
-                                        "0.0",
-                                        "1.0",
-                                        "1234567890.0",
-                                        "123456789012345680000.0",
-                                        "1e21",
-                                        "1e-7",
-                                        "-0.0",
-                                        "9007199254740993",
-                                        "12345678901234567",
-                                        "0.5",
-                                        "123456789012345680000",
-                                        "1e+021",
-                                        "0.5000000000000000000000000000000000000000000000000000000000"}) {
-        EXPECT_EQ(is_canonical(text), rewritten(text) == text) << text;
-    }
+    check({"[]", "{}", R"({"": 1, "a": {"b": [1, {}, []]}, "ab": "x", "b": null})",
+           R"("\"\\\b\f\n\r\t\u0000\u001f\u2028\u2029/")", "\"\x7f\xc3\xa9\xe2\x80\x99\xe2\x80\xe2\xff\"",
+           // in the order of the bytes, not of their escapes
+           R"({"\n": 1, "\u000b": 2, " ": 3, "\"": 4, "A": 5, "\\": 6, "a": 7})",
+           "{\"\xe2\x80\": 1, \"\\u2028\": 2, \"\\u2028a\": 3, \"\\u2029\": 4, \"\xe2\x80\xaa\": 5, \"\xff\": 6}"});
+    check({" 1", "[1] ", "[1,2]", "[1 , 2]", "[ ]", "[1, ]", "[1}", "[1", "[1, ", "@N", "True", "nul"});
+    check({"\"", "\"\\", "\"\\u", "\"\\u00\"", "\"a\nb\"", R"("\/")", R"("\u0041")", R"("\u00e9")", R"("\u000A")"});
+    check({R"("\u000a")", R"("\u0008")", R"("\u001F")", R"("\u007f")", R"("\u0020")", R"("\u202a")", R"("\U2028")",
+           "\"\xe2\x80\xa8\""});
+    check({R"({"a":1})", R"({"a" : 1})", R"({"a": 1])", R"({"a)", R"({"a": )", "{1: 2}", R"({"b": 1, "a": 2})",
+           R"({"a": 1, "a": 2})", R"({"ab": 1, "a": 2})", R"({"\u000b": 1, "\n": 2})", R"({"\n": 1, "\n": 2})",
+           R"({"\\": 1, "A": 2})", R"({"\u2029": 1, "\u2028": 2})", "{\"\xff\": 1, \"\\u2028\": 2}"});
+    check({"-1", "999999999", "-99999999", "01", "-01", "-", "+1", "1.", "1e", "1E5", "1.50", "1e999"});
+    check({"0.10000000000000001", "1234567890", "-999999999", "-123456789012345", "9007199254740992", "0.0", "1.0"});
+    check({"12345678901234568", "1e+20", "9.9999999999999995e-08", "0.1", "1234567890.0", "123456789012345680000.0"});
+    check({"1e21", "1e-7", "-0.0", "9007199254740993", "12345678901234567", "0.5", "123456789012345680000", "1e+021"});
+    check({"0.5000000000000000000000000000000000000000000000000000000000"});
+    EXPECT_TRUE(is_canonical("-0"));  // kept as it stands, though reading it gives 0
+    EXPECT_FALSE(is_canonical(""));
 }
 
 TEST(CanonicalText, AnswersWhereTheValueEnds) {
@@ -97,32 +69,6 @@ TEST(CanonicalText, Depth) {
         EXPECT_FALSE(is_canonical(nested(deepest + 1), deepest)) << deepest;
     }
     EXPECT_TRUE(is_canonical(nested(1000000), no_depth_limit));
-}
-
-// A text is canonical just where reading and writing it gives the same text.
-TEST(CanonicalText, AgreesWithReadingAndWriting) {
-    constexpr std::uint64_t seed = 1000;
-    SCOPED_TRACE(seed);
-    int accepted = 0;
-    int refused = 0;
-    for (int round = 0; round < 30000; ++round) {
-        Arena arena;
-        RandomJson random(seed + static_cast<std::uint64_t>(round), arena);
-        TextBuffer out;
-        write_json(random.value(), out);
-        const std::string text(out.view());
-        ASSERT_TRUE(is_canonical(text)) << "round " << round << ": " << text;
-
-        for (int change = 0; change < 4; ++change) {
-            const std::string damaged = random.damaged(text);
-            if (damaged.empty() || damaged.front() == '@' || testing_json::may_hold_minus_zero(damaged)) continue;
-            const bool same = rewritten(damaged) == damaged;
-            ASSERT_EQ(is_canonical(damaged), same) << "round " << round << ": " << damaged;
-            ++(same ? accepted : refused);
-        }
-    }
-    EXPECT_GT(accepted, 1000);
-    EXPECT_GT(refused, 1000);
 }
 
 }  // namespace

@@ -271,28 +271,5 @@ TEST(JsonText, WritesStringsAsAByteWiseWriterWould) {
     }
 }
 
-TEST(JsonText, WhatIsWrittenIsReadAndWrittenAgain) {
-    constexpr std::uint64_t seed = 12;
-    SCOPED_TRACE(seed);
-    int well_formed = 0;
-    for (int round = 0; round < 20000; ++round) {
-        Arena arena;
-        RandomJson random(seed + static_cast<std::uint64_t>(round), arena);
-        const std::string text = written(random.value());
-        if (!testing_json::may_hold_minus_zero(text)) {
-            ASSERT_EQ(rewritten(text), text) << "round " << round;
-        }
-        ASSERT_NE(message("[" + text.substr(0, random.below(text.size()))), "") << "round " << round;
-        const std::string damaged = random.damaged(text);
-        if (damaged.empty() || damaged.front() == '@' || !message(damaged).empty()) continue;
-        ++well_formed;
-        const std::string once = rewritten(damaged);
-        if (!testing_json::may_hold_minus_zero(once)) {
-            ASSERT_EQ(rewritten(once), once) << "round " << round;
-        }
-    }
-    EXPECT_GT(well_formed, 1000);
-}
-
 }  // namespace
 }  // namespace libzentadbpp

@@ -38,12 +38,7 @@ std::vector<Texts> arguments_of(const Export& row) {
         if (is_json(kind)) wrong[at]->pop_back();
     }
     if (row.name.find("from_bulk_get") != std::string_view::npos) {
-        std::string documents;
-        for (const std::string& document :
-             entries(member(taken(sync_json_to_bulk_docs(rich_sample().c_str())).text(), "docs"))) {
-            documents += (documents.empty() ? "{\"ok\": " : ", {\"ok\": ") + document + "}";
-        }
-        rich[0] = R"({"results": [{"docs": [)" + documents + "]}]}";
+        rich[0] = as_bulk_get_answer(taken(sync_json_to_bulk_docs(rich_sample().c_str())).text());
     }
     if (row.name == "sync_json_patch") {
         rich[1] = taken(sync_json_diff("{}", rich_sample().c_str(), "{}")).text();

@@ -163,12 +163,8 @@ class Script {
     // By a server that is sent the winners and gives them to the other.
     void exchange(Copy& source, Copy& target) {
         store_order_of(source);
-        std::string answer;
         const std::string body = in_some_way(source.text, sync_json_to_bulk_docs, sync_json_ptr_to_bulk_docs);
-        for (const std::string& document : entries(member(body, "docs"))) {
-            answer += (answer.empty() ? "" : ", ") + (R"({"docs": [{"ok": )" + document + "}]}");
-        }
-        answer = R"({"results": [)" + answer + "]}";
+        const std::string answer = as_bulk_get_answer(body);
         const bool by_value = random_.one_in(2);
         const Answer got = by_value ? taken(sync_json_from_bulk_get(answer.c_str(), R"({"compressed": true})"))
                                     : taken(sync_json_ptr_from_bulk_get(answer.c_str(), "{}"));

@@ -161,15 +161,5 @@ TEST(Unflattener, AResultNestsNoDeeperThanATextMay) {
     }
 }
 
-TEST(ReadAndReorder, TakesWhatIsGoneOutOfTheOrder) {
-    const DocumentStorage storage = updated(updated({}, R"({"l": [{"_id": "x"}]})"), R"({"l": []})");
-    TextBuffer data;
-    const DocumentStorage reordered = read_and_reorder(storage, {}, data);
-    EXPECT_EQ(data.view(), R"({"_id": "root", "l": []})");
-    EXPECT_TRUE(revisions(reordered, with_hashes("ord-«default-ordering-«root->l-»»"))
-                    .back()
-                    .starts_with(with_hashes(R"(2-«{"d": "«root->l-»", "i": "default", "s": []}»_)")));
-}
-
 }  // namespace
 }  // namespace libzentadbpp
