@@ -2,12 +2,12 @@
 
 import gc
 import json
-import pathlib
 import resource
 import sys
 import threading
 
 import zentadbpp
+from replay import Set, calls_of, matches
 from zentadbpp import Error, Handle
 
 # Where the package has another name for a function, or another order of arguments.
@@ -33,33 +33,16 @@ def call_of(name):
     return getattr(zentadbpp, name.removeprefix("sync_json_").removesuffix("_sync_json"))
 
 
-def nothing():
-    handle = Handle("{}")
-    handle.close()
-    return handle
-
-
-def argument(value, name, saved):
-    if isinstance(value, dict) and "json" in value:
-        return json.dumps(value["json"], ensure_ascii=False)
-    if not isinstance(value, dict):
+def prepared(value, name):
+    """A document set as the function takes it: as a handle, or as the text that it is."""
+    if not isinstance(value, Set):
         return value
-    takes_handles = "_ptr" in name and name != "new_sync_json_ptr"
-    if value["set"] is None:
-        return nothing() if takes_handles else None
-    found = saved[value["set"]]
-    return Handle(found) if takes_handles and isinstance(found, str) else found
-
-
-def matches(vector, name, given):
-    if "error" in vector:
-        return False
-    if "list" in vector:
-        return given == vector["list"]
-    if "json" in vector:
-        text = given.dump() if isinstance(given, Handle) else given
-        return (text if isinstance(text, bool) else json.loads(text)) == vector["json"]
-    return given == vector["text"] if "text" in vector else True
+    if "_ptr" not in name or name == "new_sync_json_ptr":
+        return value if value.there else None
+    handle = Handle(value if value.there else "{}")
+    if not value.there:
+        handle.close()
+    return handle
 
 
 def fails_so(expected, name, error):
@@ -72,24 +55,20 @@ def fails_so(expected, name, error):
     return told == (function, expected["error"], expected.get("args")) and error.line > 0 and str(error) == error.text
 
 
-def run(file):
-    content = json.loads(pathlib.Path(file).read_text(encoding="utf-8"))
-    saved = {name: json.dumps(value, ensure_ascii=False) for name, value in content["given"].items()}
+def run(files):
     calls = failures = 0
-    for number, vector in enumerate(content["vectors"], 1):
-        for name in vector["call"]:
-            calls += 1
-            try:
-                given = call_of(name)(*(argument(value, name, saved) for value in vector["args"]))
-                right = matches(vector, name, given)
-                if "save" in vector and name == vector["call"][0]:
-                    saved[vector["save"]] = given
-            except Error as error:
-                given = error
-                right = "error" in vector and fails_so(vector["error"], name, error)
-            if not right:
-                failures += 1
-                print(f"{file} {number}: {name} gives {given}", file=sys.stderr)
+    for place, name, vector, arguments, keep in calls_of(files):
+        calls += 1
+        try:
+            given = call_of(name)(*(prepared(value, name) for value in arguments))
+            right = matches(vector, given)
+            keep(given)
+        except Error as error:
+            given = error
+            right = "error" in vector and fails_so(vector["error"], name, error)
+        if not right:
+            failures += 1
+            print(f"{place} gives {given}", file=sys.stderr)
     return calls, failures
 
 
@@ -157,8 +136,7 @@ def all_memory_is_freed():
 
 
 def main():
-    results = [run(file) for file in sys.argv[1:]]
-    calls, failures = (sum(column) for column in zip(*results))
+    calls, failures = run(sys.argv[1:])
     for what, holds in (*what_no_vector_tells(), *all_memory_is_freed()):
         if not holds:
             failures += 1

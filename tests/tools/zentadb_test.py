@@ -89,6 +89,9 @@ class Commands(Case):
             (("conflicts", "laptop"), r"t1 +at \.tasks\[0\]\n +wins +3-3702348 +loses 2-8b3e4a5\n +what +\"pack very light\""
              r" +\"pack everything\"\n"),
             (("verify", "laptop"), r"whole: the histories of 4 documents, 8 contents, 8 of them"),
+            (("verify", "laptop", "--json"), r'"damaged": false,(.*\n)* +"whole_contents": 8\n'),
+            (("status", "laptop", "--json"), r'"documents": 3,(.*\n)* +"conflicts": 1,(.*\n)* +"size": 1654,'),
+            (("conflicts", "laptop", "--json"), r'"what": "pack very light"(.*\n)* +"wins": false,(.*\n)* +"what": "pack everything"'),
             (("arrays", "list.json"), r"\.a +2 +none +[0-9a-f]{64}\nwarning: .*1 element would be lost.*\n.*\n"
              r" +\{\"id_generation_rules\":\"k\"\}"),
         ]
@@ -98,21 +101,6 @@ class Commands(Case):
         if shutil.which("dot"):
             self.assertIn("<svg", self.run_it("graph", "laptop", "t1", "--format", "svg"))
         self.run_it("graph", "laptop", "t1", "--format", "svg", code=SYSTEM, error="graphviz", env={"PATH": "/nowhere"})
-
-    def test_json_has_the_same(self):
-        self.make_conflict()
-        table = [
-            (("status", "laptop"), lambda all: (all["documents"], all["conflicts"], all["size"]), (3, 1, 1654)),
-            (("docs", "laptop"), lambda all: [doc["id"] for doc in all], ["root", "t1", "t2"]),
-            (("log", "laptop", "t1"), lambda all: [entry["state"] for entry in all], ["", "", "wins", "conflict"]),
-            (("changes", "old", "laptop"), lambda all: all, {"created": [], "updated": ["t1", "t2"], "deleted": []}),
-            (("conflicts", "laptop"), lambda all: [one["content"]["what"] for one in all[0]["versions"]],
-             ["pack very light", "pack everything"]),
-            (("verify", "laptop"), lambda all: (all["damaged"], all["whole_contents"]), (False, 8)),
-        ]
-        for arguments, part, expected in table:
-            with self.subTest(arguments):
-                self.assertEqual(part(json.loads(self.run_it(*arguments, "--json"))), expected)
 
     def test_settles(self):
         self.make_conflict()
