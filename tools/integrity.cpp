@@ -1,16 +1,12 @@
 #include "integrity.h"
 
-#include <openssl/evp.h>
-
 #include <algorithm>
 #include <array>
 #include <nlohmann/json.hpp>
 #include <utility>
 #include <zentadbpp.hpp>
 
-#define XXH_INLINE_ALL
-#include <xxhash.h>
-
+#include "hashes.h"
 #include "raw_json.h"
 
 namespace zentadb {
@@ -21,7 +17,6 @@ using nlohmann::json;
 
 constexpr std::size_t suffix_length = 7;
 constexpr std::size_t sha256_digits = 64;
-constexpr XXH64_hash_t fast_seed = 123456;
 constexpr std::string_view ordering_prefix = "ord-";
 
 enum class HashKind : std::uint8_t { sha256, fast, unknown };
@@ -38,18 +33,7 @@ HashKind kind_of(std::string_view hash) {
 bool is_reserved(std::string_view hash) { return hash == "deleted" || hash == "resolved" || hash == "empty"; }
 
 std::string hash_of(std::string_view text, HashKind kind) {
-    if (kind == HashKind::fast) {
-        return "x" + std::to_string(XXH64(text.data(), text.size(), fast_seed) & 0xffffffffU);
-    }
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest;
-    unsigned int size = 0;
-    if (EVP_Digest(text.data(), text.size(), digest.data(), &size, EVP_sha256(), nullptr) != 1) throw std::bad_alloc();
-    std::string hex;
-    for (unsigned int i = 0; i < size; ++i) {
-        hex.push_back("0123456789abcdef"[digest[i] >> 4]);
-        hex.push_back("0123456789abcdef"[digest[i] & 15]);
-    }
-    return hex;
+    return kind == HashKind::fast ? fast_hash(text) : sha256(text);
 }
 
 // What a string means that stands between its quotes as `raw`; as it stands where that is no UTF-8.

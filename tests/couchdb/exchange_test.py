@@ -6,6 +6,7 @@ Answers 77, skipped, where the server cannot be had.
 import json
 import os
 import pathlib
+import pty
 import shutil
 import signal
 import subprocess
@@ -25,11 +26,11 @@ class Copy:
     def __init__(self, path, url):
         self.path, self.url = path, url
 
-    def run(self, *arguments, expect=0, data=None, env=()):
+    def run(self, *arguments, expect=0, data=None, env=(), all_told=False):
         run = subprocess.run([TOOL, *arguments], capture_output=True, text=True, timeout=300,
                              input=None if data is None else json.dumps(data), env={**os.environ, **dict(env)})
         assert run.returncode == expect, (arguments, run.returncode, run.stdout, run.stderr)
-        return run.stdout if expect == 0 else run.stderr
+        return run.stdout + run.stderr if all_told else run.stdout if expect == 0 else run.stderr
 
     def update(self, data):
         self.run("update", self.path, "-", data=data)
@@ -214,8 +215,8 @@ def case_what_is_foreign(world):
     world.ask("PUT", "somebody-elses", {"name": "Ox"})
     x = world.ask("GET", "x")
     world.ask("PUT", "x", {**x, "text": "!two", "_attachments": {"a.txt": {"content_type": "text/plain", "data": "YQ=="}}})
-    run = subprocess.run([TOOL, "pull", a.path, a.url], capture_output=True, text=True)
-    assert run.returncode == 0 and "somebody-elses" in run.stderr and "attachments, which" in run.stderr, run.stderr
+    told = a.run("pull", a.path, a.url, all_told=True)
+    assert "somebody-elses" in told and "attachments, which" in told, told
     assert a.texts() == {"x": "two", "y": "one"} and "_attachments" not in json.dumps(a.sync())
     a.edit(y="two")
     assert a.push() == 2  # x as well: an update takes over what came from the server, under its own name
@@ -267,24 +268,88 @@ def case_a_server_that_takes_or_gives_little(world):
     a, b = world.pair(x="one", y="one", z="one")
     a.edit(x="a", y="a", z="a")
     world.proxy.requests.clear()
-    world.proxy.largest = 500
-    assert a.push() == 3 and len([1 for _, what, body in world.proxy.requests if what == "_bulk_docs"]) > 2
+    world.proxy.largest = 500  # an answer of 413 has what was asked halved, down to one document
+    assert a.push() == 3
+    world.proxy.largest = 250
+    c = world.copy("c.sync")
+    c.pull("--batch", "100")
+    same(a, c)
+    for what in ("_bulk_docs", "_revs_diff", "_bulk_get"):
+        sizes = [len(body) for _, name, body in world.proxy.requests if name == what]
+        assert max(sizes) > 250 and len(sizes) > 2, (what, sizes)
+    a.edit(x="a text" * 100)
+    assert "larger than the server allows" in a.push(expect=9)
     world.proxy.largest = 1 << 40
     # What it cannot give out now is asked for again.
     world.proxy.disturb = lambda method, what: what == "_bulk_get" and json.dumps(
         {"results": [{"id": "x", "docs": [{"error": {"id": "x", "error": "timeout", "reason": "busy"}}]}]}).encode()
     assert "timeout" in b.pull(expect=8)
     world.proxy.disturb = None
-    assert b.pull() == 3
+    a.push(), b.pull()
     same(a, b)
+
+
+def case_a_history_that_the_server_cuts_short(world):
+    a = world.copy("a.sync")
+    a.update(listing(x="one", y="one"))
+    sync = a.sync()
+    names = [f"{number:064x}" for number in range(1100)]  # the server keeps 1000
+    sync["d"]["x"] = [f"{name}_{before[:7]}" for name, before in zip(names, ["first", *names])]
+    sync["o"][names[-1]] = {"text": "!last"}
+    pathlib.Path(a.path).write_text(json.dumps(sync))
+    world.proxy.disturb = lambda method, what: what == "_revs_limit" and b"1000"
+    assert "/_revs_limit -d 11000" in a.push("--create", expect=9)
+    world.proxy.disturb = None  # it does not tell
+    a.push()
+    new = world.copy("new.sync")
+    assert "cut short" in new.run("pull", new.path, new.url, "-q", all_told=True)
+    assert new.texts() == {"y": "one"}
+    # Who has the beginning is in no need of it.
+    world.ask("PUT", "x", {**world.ask("GET", "x"), "text": "!there"})
+    assert a.pull() == 1 and a.texts() == {"x": "there", "y": "one"} and len(a.sync()["d"]["x"]) == 1101
+
+
+def case_encrypted_and_with_credentials(world):
+    a, key = world.copy("a.sync"), str(world.work / "server.pem")
+    a.update(listing(x="one"))
+    subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-subj", "/CN=test",
+                    "-addext", "subjectAltName=IP:127.0.0.1", "-keyout", key, "-out", key + "c"], check=True, capture_output=True)
+    with open(key, "a", encoding="ascii") as file:
+        file.write(pathlib.Path(key + "c").read_text(encoding="ascii"))
+    proxy = servers.Proxy(world.server, key)
+    url = proxy.url(world.name)
+    trust = {"CURL_CA_BUNDLE": key + "c"}
+    assert "certificate" in a.push("--create", url=url, expect=8)
+    assert "certificate subject name" in a.push(url=url.replace("127.0.0.1", "localhost"), expect=8, env=trust)
+    assert not proxy.credentials  # nothing was asked
+    (world.work / ".netrc").write_text("machine 127.0.0.1 login net password work\n")
+    home = {**trust, "HOME": str(world.work)}
+    for env, user, expected in ((trust, "", None), ({**trust, "ZENTADB_TOKEN": "t0k"}, "", "Bearer t0k"),
+                                ({**trust, "ZENTADB_USER": "ann", "ZENTADB_PASSWORD": "s@crt"}, "", "Basic YW5uOnNAY3J0"),
+                                (trust, "ann:s%40crt@", "Basic YW5uOnNAY3J0"), (home, "", "Basic bmV0Ondvcms=")):
+        proxy.credentials.clear()
+        a.push("--create", url=url.replace("127", user + "127"), env=env)
+        assert proxy.credentials == {expected}, (proxy.credentials, expected)
+    assert "unencrypted" in a.push("--retries", "0", url="http://ann:pw@0.0.0.0:1/x", expect=8)
+
+
+def case_on_a_terminal(world):
+    a, b = world.copy("a.sync"), world.copy("b.sync")
+    a.update(listing(x="one", y="one"))
+    for arguments, shown in ((("push", a.path, "--create"), ("Comparing [", "Sending [")), (("pull", b.path), ("Receiving ",))):
+        screen, other = pty.openpty()
+        subprocess.run([TOOL, *arguments, a.url, "--batch", "1"], stdout=subprocess.DEVNULL, stderr=other, check=True)
+        os.close(other)
+        text = os.read(screen, 1 << 16).decode()
+        os.close(screen)
+        assert all("\r\x1b[K" + each in text for each in shown) and text.endswith("\r\x1b[K"), text
 
 
 def case_a_server_made_anew(world):
     a, b = world.pair(x="one", y="one")
     b.edit(y="b")
     b.push()
-    world.server.kill()
-    world.server.start()
+    world.ask("DELETE", "")
     assert "--create" in a.pull(expect=9)
     assert a.push("--create") == len(a.sync()["d"])
     a.edit(x="a")
@@ -294,6 +359,31 @@ def case_a_server_made_anew(world):
     same(a, b)
     assert a.texts() == {"x": "a", "y": "b"}
     nothing_left(world, a, b)
+    # One that was brought back from a backup too, even if another copy has gone on there from the same checkpoint.
+    c = world.copy("c.sync")
+    for name in os.listdir(world.work):
+        if name.startswith("a.sync"):
+            shutil.copy(world.work / name, world.work / name.replace("a.sync", "c.sync"))
+    notes = {f"_local/{what}" for _, what, _ in world.proxy.requests if what.startswith("zentadb")}
+    notes = {note: text for note in notes if "error" not in (text := json.loads(world.server.request("GET", f"/{world.name}/{note}")[1]))}
+    docs = world.ask("POST", "_bulk_get?revs=true", {"docs": [{"id": each} for each in a.sync()["d"]]})["results"]
+
+    def bring_back(more_changes):
+        world.ask("DELETE", "")
+        world.ask("PUT", "")
+        world.ask("POST", "_bulk_docs", {"docs": [each["ok"] for doc in docs for each in doc["docs"]], "new_edits": False})
+        for note, text in notes.items():
+            world.ask("PUT", note, {key: value for key, value in text.items() if key != "_rev"})
+        world.ask("POST", "_bulk_docs", {"docs": [{"_id": f"other{number}"} for number in range(more_changes)]})
+    for number, more_changes in enumerate((20, 0)):
+        a.edit(x=f"a {number}")
+        assert a.push() == 1
+        bring_back(more_changes)
+        c.edit(y=f"c {number}")
+        assert c.push() > 0 and a.push() > 0 and world.ask("GET", "x")["text"] == f"!a {number}"
+    c.pull(), a.pull()
+    same(a, c)
+    assert a.texts() == {"x": "a 1", "y": "c 1"}
 
 
 def case_a_store_from_a_backup(world):

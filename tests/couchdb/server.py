@@ -7,6 +7,7 @@ import json
 import pathlib
 import shutil
 import socket
+import ssl
 import subprocess
 import threading
 import time
@@ -114,19 +115,25 @@ class Proxy(http.server.ThreadingHTTPServer):
 
     daemon_threads = True
 
-    def __init__(self, server):
+    def __init__(self, server, certificate=None):
         self.server_behind = server
         self.requests = []  # (method, what, body)
+        self.credentials = set()
         self.disturb = None  # (method, what) -> None to pass on, "cut", a status, or an answer
-        self.largest = 1 << 40  # _bulk_docs that is not answered with 413
+        self.largest = 1 << 40  # body that is not answered with 413
         super().__init__((LOOPBACK, 0), Handler)
+        self.scheme = "https" if certificate else "http"
+        if certificate:
+            context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+            context.load_cert_chain(certificate)
+            self.socket = context.wrap_socket(self.socket, server_side=True)
         threading.Thread(target=self.serve_forever, daemon=True).start()
 
     def handle_error(self, *_):
         pass  # whoever asked is gone
 
     def url(self, database):
-        return f"http://{LOOPBACK}:{self.server_port}/{database}"
+        return f"{self.scheme}://{LOOPBACK}:{self.server_port}/{database}"
 
     def asked(self, what):
         return [json.loads(body) if body else None for _, name, body in self.requests if name == what]
@@ -134,6 +141,7 @@ class Proxy(http.server.ThreadingHTTPServer):
 
 class Handler(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
+    disable_nagle_algorithm = True  # or each answer waits 40 ms for the client to confirm its head
 
     def log_message(self, *_):
         pass
@@ -142,7 +150,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
         body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
         what = self.path.partition("?")[0].rpartition("/")[2]
         disturbance = self.server.disturb and self.server.disturb(self.command, what)
-        if what == "_bulk_docs" and len(body) > self.server.largest:
+        self.server.credentials.add(self.headers.get("Authorization"))
+        if len(body) > self.server.largest:
             disturbance = 413
         if disturbance == "cut":
             self.close_connection = True

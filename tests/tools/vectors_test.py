@@ -73,9 +73,9 @@ def told(*arguments):
     return json.loads(run(*arguments, "--json"))
 
 
-def without_root(text):
-    """The program's patches keep the root, which the library's do not."""
-    return json.dumps({key: value for key, value in json.loads(text).items() if key != "r"})
+def operations(text):
+    """The program's patches tell more than the library's: the root, and the hashes of both stores."""
+    return json.dumps({key: value for key, value in json.loads(text).items() if key in "do"})
 
 
 def log(text, id):
@@ -135,13 +135,13 @@ COMMANDS = {
     "created": changes("created"),
     "data": lambda text, id, revision, config: run("show", file(text), id, revision, "--config", file(config)),
     "deleted": changes("deleted"),
-    "diff": lambda old, new, config: without_root(made("diff", file(old), file(new))),
+    "diff": lambda old, new, config: operations(made("diff", file(old), file(new))),
     "history": history,
     "instances": lambda text: told("status", file(text))["instances"],
     "leafs": lambda text, id: states(text, id, "wins", "conflict", "deleted"),
     "lib_version": lambda: run("--version").split()[-1],
     "new": lambda text: made("merge", "nothing", file(text)),  # what is opened and written is a copy
-    "patch": lambda text, patch: without_root(made("patch", file(text), file(patch))),
+    "patch": lambda text, patch: operations(made("patch", file(text), file(patch))),
     "prune": lambda text, *how: prune(text, (), *how),
     "prune_ids": lambda text, ids, *how: prune(text, json.loads(ids), *how),
     "read": lambda text, config: run("read", file(text), "--config", file(config)),

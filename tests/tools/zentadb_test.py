@@ -152,13 +152,23 @@ class Commands(Case):
 
     def test_diff_and_patch(self):
         self.make_conflict()
+        shutil.copy("old", "first")
         patch = self.run_it("diff", "old", "laptop")
         self.run_it("patch", "old", "-", given=patch)
         self.assertEqual(self.bytes_of("old"), self.bytes_of("laptop"))
         whole = self.run_it("diff", "-", "laptop", given="{}")
         self.run_it("patch", "fresh", "-", given=whole)
         self.assertEqual(self.bytes_of("fresh"), self.bytes_of("laptop"))
-        self.run_it("patch", "phone", "-", given="[]", code=INPUT, error="no patch")
+        # It is for the one store that it was made from, also where it does not tell which one that was.
+        self.run_it("patch", "laptop", "-", given=patch)
+        bare = json.loads(patch)
+        del bare["from"], bare["to"]
+        wrong = {**json.loads(patch), "o": []}
+        for store, given, error in (("phone", "[]", "no patch"), ("phone", patch, "another one"), ("phone", bare, "another one"),
+                                    ("fresh", bare, "another one"), ("first", wrong, "should"), ("first", {"d": [{}]}, "operations")):
+            self.run_it("patch", store, "-", "-o", "out", given=given, code=INPUT, error=error)
+        self.run_it("patch", "first", "-", given=bare)
+        self.assertEqual(self.bytes_of("first"), self.bytes_of("laptop"))
 
     def test_goes_on_as_the_store_is(self):
         self.make("a", trip("pack"), "--fast-hash", "--instance", "ann")
@@ -196,6 +206,7 @@ class ExitCodes(Case):
             (("read", "laptop", "--no-such"), USAGE, "--no-such"),
             (("read", "laptop", "--config", "[1]"), INPUT, "no such file"),
             (("read", "laptop", "--config", "list"), USAGE, "no JSON object"),
+            (("read", "laptop", "--config", '{"a":' * 20000 + "1" + "}" * 20000), USAGE, "no JSON object"),
             (("read", "missing"), INPUT, "missing: there is no such file"),
             (("read", "data"), INPUT, "zentadb update STORE data"),
             (("read", "list"), INPUT, "no sync JSON"),

@@ -1,8 +1,10 @@
-#include <iostream>
 #include <memory>
+#include <unordered_map>
 
 #include "commands.h"
+#include "hashes.h"
 #include "host/arguments.h"
+#include "host/files.h"
 #include "host/inside.h"
 #include "host/store.h"
 
@@ -16,41 +18,95 @@ struct Options {
     std::string output;
 };
 
-// The id of the root as a last member of an object: neither the library's diff nor its patch keep it.
-std::string with_root(std::string object, const std::string& root) {
-    if (root.empty()) return object;
+using Json = nlohmann::json;
+
+// What a patch says beside the library's operations: the id of the root, which those do not keep, and the hashes of the
+// stores before and after, by which it is known that it is for this one and came through whole.
+constexpr const char* root_member = "r";
+constexpr const char* from_member = "from";
+constexpr const char* to_member = "to";
+
+std::string with_members(std::string object, const Json& members) {
+    if (members.empty()) return object;
     object.pop_back();
-    return object + ", \"r\": " + nlohmann::json(root).dump() + "}";
+    return object + (object.ends_with('{') ? "" : ", ") + members.dump().substr(1);
 }
 
-std::string root_of(const zentadbpp::Handle& handle) { return handle.all_docs() == "[]" ? "" : handle.root().str(); }
+Json root_of(const zentadbpp::Handle& handle) {
+    return handle.all_docs() == "[]" ? Json::object() : Json{{root_member, handle.root().str()}};
+}
+
+std::string member_text(const Json& object, const char* key) {
+    const auto member = object.find(key);
+    return member != object.end() && member->is_string() ? member->get<std::string>() : "";
+}
 
 Outcome diff(const Options& options) {
-    const Store before = open_store(options.store);
-    const Store after = open_store(options.other);
-    const zentadbpp::Value difference = zentadbpp::diff(before.handle.dump(), after.handle.dump());
+    const Store older = open_store(options.store);
+    const Store newer = open_store(options.other);
+    const zentadbpp::Value before = older.handle.dump();
+    const zentadbpp::Value after = newer.handle.dump();
+    Json members = root_of(newer.handle);
+    members[from_member] = sha256(before);
+    members[to_member] = sha256(after);
     write_output(options.output.empty() ? "-" : options.output,
-                 with_root(difference.str(), root_of(after.handle)) + "\n");
+                 with_members(zentadbpp::diff(before, after).str(), members) + "\n");
     return Outcome::done;
+}
+
+// Whether a store has all that the operations take away or replace, and nothing that they add otherwise: for patches of
+// the library, which do not name what they were made from.
+bool has_what_changes(const Inside& store, const Json& patch) {
+    for (const char* part : {"d", "o"}) {
+        std::unordered_map<std::string_view, std::string_view> entries;
+        const bool is_histories = *part == 'd';
+        for (const Entry& entry : is_histories ? store.histories() : store.contents()) {
+            entries.emplace(entry.key, entry.value);
+        }
+        for (const Json& operation : patch.value(part, Json::array())) {
+            const auto entry = entries.find(operation.at("key").get_ref<const std::string&>());
+            const bool is_there = entry != entries.end();
+            const Json& kind = operation.at("op");
+            const Json& expected = operation.at(operation.contains("before") ? "before" : "value");
+            if (!is_there ? kind != "add" : Json::parse(entry->second, nullptr, false) != expected) return false;
+        }
+    }
+    return true;
+}
+
+[[noreturn]] void refuse(const Options& options, const std::string& why) {
+    throw Failure(Outcome::input, options.other + ": the patch does not fit " + options.store + ": " + why,
+                  "Nothing was changed. Patch the very store that the patch was made from; for all others, merge.");
 }
 
 Outcome patch(const Options& options) {
     const std::string operations = read_file(options.other);
-    const auto parsed = nlohmann::json::parse(operations, nullptr, false);
+    const Json parsed = Json::parse(operations, nullptr, false);
     if (!parsed.is_object() || (!parsed.contains("d") && !parsed.contains("o"))) {
         throw Failure(Outcome::input, options.other + ": this is no patch", "zentadb diff OLD NEW makes one.");
     }
     StoreChange change(options.store, options.output, StoreChange::Missing::is_empty);
     const zentadbpp::Handle& before = change.store().handle;
-    const zentadbpp::Value patched = zentadbpp::patch(before.dump(), operations);
-    const auto root = parsed.find("r");
-    const std::string text = with_root(
-        patched.str(), root != parsed.end() && root->is_string() ? root->get<std::string>() : root_of(before));
+    const std::string from = member_text(parsed, from_member);
+    const std::string to = member_text(parsed, to_member);
     try {
-        change.commit(zentadbpp::Handle(text));
+        const zentadbpp::Value text = before.dump();
+        const std::string found = sha256(text);
+        if (found == to) {  // it was applied already
+            change.commit(before);
+            return Outcome::done;
+        }
+        if (from.empty() ? !has_what_changes(Inside(before), parsed) : found != from) {
+            refuse(options, "it was made from another one");
+        }
+        const Json root = parsed.contains(root_member) ? Json{{root_member, parsed[root_member]}} : root_of(before);
+        const zentadbpp::Handle after(with_members(zentadbpp::patch(text, operations).str(), root));
+        if (!to.empty() && sha256(after.dump()) != to) refuse(options, "it does not make the store that it should");
+        change.commit(after);
     } catch (const zentadbpp::Error& error) {
-        throw Failure(Outcome::input, options.other + ": the patch does not fit " + options.store + ": " + error.what(),
-                      "Nothing was changed. Patch the very store that the patch was made from; for all others, merge.");
+        refuse(options, error.what());
+    } catch (const Json::exception&) {
+        refuse(options, "its operations are not what zentadb diff makes");
     }
     return Outcome::done;
 }

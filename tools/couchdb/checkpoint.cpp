@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "couchdb/names.h"
@@ -21,7 +22,7 @@ std::string hexadecimal(std::uint64_t number) {
     return text;
 }
 
-std::string new_session() {
+std::string new_name() {
     std::random_device random;
     return hexadecimal(std::uint64_t{random()} << 32 | random());
 }
@@ -71,11 +72,12 @@ Checkpoint::Checkpoint(const std::string& store_path, Database& database)
     : database_(database),
       path_(store_path + ".zentadb-" + hexadecimal(mark_of(database.url(), "")).substr(0, 10)),
       lock_(path_),
-      session_(new_session()) {}
+      session_(new_name()) {}
 
 bool Checkpoint::is_valid(const Json& saved, const SyncText& store) {
+    if (!database_.has_reached(saved.at("since"))) return false;
     const auto local = database_.local("zentadb-" + saved.at("session").get<std::string>());
-    if (!local || local->value("count", std::uint64_t{0}) < saved.at("count").get<std::uint64_t>()) return false;
+    if (!local || std::ranges::count(local->value("saved", Json::array()), saved.at("name")) == 0) return false;
     auto marks = decoded(saved.at("shared").get<std::string>());
     for (const SyncText::Document& document : store.documents()) {
         if (marks.empty()) break;
@@ -93,7 +95,6 @@ void Checkpoint::recall(const SyncText& store, bool afresh) {
     try {
         if (saved.at("url") != database_.url() || !is_valid(saved, store)) return;
         session_ = saved.at("session").get<std::string>();
-        count_ = saved.at("count").get<std::uint64_t>();
         since_ = saved.at("since");
         shared_ = decoded(saved.at("shared").get<std::string>());
         is_changed_ = false;
@@ -102,11 +103,15 @@ void Checkpoint::recall(const SyncText& store, bool afresh) {
     }
 }
 
-bool Checkpoint::count_on_server() {
+bool Checkpoint::note_on_server(const std::string& name) {
+    // Copies of the store that began with one checkpoint take their turns here; one that falls behind asks for all.
+    constexpr std::size_t most = 100;
     for (int attempt = 0; attempt < 3; ++attempt) {
         Json local = database_.local(local_name()).value_or(Json::object());
-        count_ = std::max(local.value("count", std::uint64_t{0}), count_) + 1;
-        local["count"] = count_;
+        Json saved = local.value("saved", Json::array());
+        saved.insert(saved.begin(), name);
+        if (saved.size() > most) saved.erase(saved.begin() + most, saved.end());
+        local["saved"] = std::move(saved);
         if (database_.put_local(local_name(), local)) return true;
     }
     return false;
@@ -133,16 +138,14 @@ void Checkpoint::save(const SyncText& store, const Json& since) {
     }
     std::ranges::sort(newest);
     newest.erase(std::unique(newest.begin(), newest.end()), newest.end());
-    if (!count_on_server()) {
+    const std::string name = new_name();
+    if (!note_on_server(name)) {
         std::error_code ignored;
         std::filesystem::remove(path_, ignored);
         return;
     }
-    const Json saved = {{"url", database_.url()},
-                        {"session", session_},
-                        {"count", count_},
-                        {"since", since},
-                        {"shared", encoded(newest)}};
+    const Json saved = {
+        {"url", database_.url()}, {"session", session_}, {"name", name}, {"since", since}, {"shared", encoded(newest)}};
     replace_file(path_, saved.dump() + "\n");
 }
 

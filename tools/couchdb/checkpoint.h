@@ -15,9 +15,9 @@ namespace zentadb {
 // server's changes, and a mark for every revision that both have. It is an aid to ask for less. It counts only where
 // nothing can be missed for it, or else all is asked for again, and still only what is missing is sent:
 //
-//   - The server has to be a later state of the one it was taken of. Each checkpoint is counted in a local document of
-//     the server, and there first. A server that was made anew, or brought back from a backup, does not have it or has
-//     an older count.
+//   - The server has to be a later state of the one it was taken of. Each checkpoint has a name of its own, which is
+//     noted in a local document of the server first. A server that was made anew, or brought back from a backup, does
+//     not have that name, even where other copies of this store have gone on there from the same checkpoint.
 //   - The store has to be a later state as well. One that was brought back from a backup lacks revisions of the marks.
 //
 // It is locked as long as it lives, so that two processes do not exchange the same.
@@ -45,13 +45,12 @@ class Checkpoint {
    private:
     [[nodiscard]] std::string local_name() const { return "zentadb-" + session_; }
     [[nodiscard]] bool is_valid(const Json& saved, const SyncText& store);
-    [[nodiscard]] bool count_on_server();
+    [[nodiscard]] bool note_on_server(const std::string& name);
 
     Database& database_;
     std::string path_;
     FileLock lock_;
     std::string session_;
-    std::uint64_t count_ = 0;
     Json since_ = 0;
     std::unordered_set<std::uint64_t> shared_;
     bool is_changed_ = true;

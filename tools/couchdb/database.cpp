@@ -1,5 +1,10 @@
 #include "couchdb/database.h"
 
+#include <charconv>
+#include <cstdint>
+#include <iterator>
+#include <utility>
+
 #include "host/failure.h"
 #include "host/files.h"
 #include "host/terminal.h"
@@ -12,6 +17,18 @@ namespace {
 constexpr std::size_t deepest_answer = 400;
 
 bool is_too_deep(std::string_view text) { return is_nested_deeper(text, deepest_answer); }
+
+constexpr long too_large = 413;  // what the server says of a request that it would take in parts
+
+std::pair<Database::Json, Database::Json> halves(const Database::Json& all) {
+    const auto middle = std::next(all.begin(), static_cast<Database::Json::difference_type>(all.size() / 2));
+    return {Database::Json(all.begin(), middle), Database::Json(middle, all.end())};
+}
+
+Database::Json joined(Database::Json list, const Database::Json& more) {
+    list.insert(list.end(), more.begin(), more.end());
+    return list;
+}
 
 }  // namespace
 
@@ -51,7 +68,10 @@ void Database::open(bool create) {
     const Answer answer = client_.send("GET", "");
     if (answer.is_success()) {
         const Json json = parsed(answer);
-        if (json.is_object() && json.contains("db_name")) return;
+        if (json.is_object() && json.contains("db_name")) {
+            update_seq_ = json.value("update_seq", Json());
+            return;
+        }
         throw Failure(Outcome::refused, url() + " is no database of a CouchDB server",
                       "Give a URL that ends with the name of the database.");
     }
@@ -59,6 +79,20 @@ void Database::open(bool create) {
     const Answer made = client_.send("PUT", "");
     // 412: another process was faster, or a first try got through after all.
     if (!made.is_success() && made.status != 412) refuse(made);
+}
+
+bool Database::has_reached(const Json& since) const {
+    // A number, or one and what only the server understands: "12-g1AAAA".
+    const auto number = [](const Json& seq) {
+        if (seq.is_number_unsigned()) return seq.get<std::uint64_t>();
+        std::uint64_t value = 0;
+        if (seq.is_string()) {
+            const auto& text = seq.get_ref<const std::string&>();
+            std::from_chars(text.data(), text.data() + text.size(), value);
+        }
+        return value;
+    };
+    return update_seq_.is_null() || number(since) <= number(update_seq_);
 }
 
 std::optional<Database::Json> Database::local(const std::string& name) {
@@ -81,13 +115,23 @@ std::size_t Database::revs_limit() {
 }
 
 Database::Json Database::revs_diff(const Json& revisions) {
-    return expect(client_.send("POST", "/_revs_diff", revisions.dump()));
+    const Answer answer = client_.send("POST", "/_revs_diff", revisions.dump());
+    if (answer.status != too_large || revisions.size() < 2) return expect(answer);
+    const auto [first, second] = halves(revisions);
+    Json all = revs_diff(first);
+    all.update(revs_diff(second));
+    return all;
 }
 
 Database::Json Database::leading_revs(const Json& ids) {
-    const Json answer = expect(client_.send("POST", "/_all_docs", Json{{"keys", ids}}.dump()));
+    const Answer answer = client_.send("POST", "/_all_docs", Json{{"keys", ids}}.dump());
+    if (answer.status == too_large && ids.size() > 1) {
+        const auto [first, second] = halves(ids);
+        return joined(leading_revs(first), leading_revs(second));
+    }
+    const Json rows = expect(answer).at("rows");
     Json present = Json::array();
-    for (const Json& row : answer.at("rows")) {
+    for (const Json& row : rows) {
         const auto value = row.find("value");
         if (value == row.end() || !value->is_object()) continue;
         present.push_back({{"id", row.at("id")}, {"rev", value->at("rev")}});
@@ -97,7 +141,7 @@ Database::Json Database::leading_revs(const Json& ids) {
 
 std::optional<Database::Json> Database::bulk_docs(const std::string& body) {
     const Answer answer = client_.send("POST", "/_bulk_docs", body);
-    if (answer.status == 413) return std::nullopt;
+    if (answer.status == too_large) return std::nullopt;
     return expect(answer);
 }
 
@@ -107,8 +151,10 @@ Database::Json Database::changes(const Json& since, std::size_t limit) {
 }
 
 Database::Json Database::bulk_get(const Json& wanted) {
-    const Json answer = expect(client_.send("POST", "/_bulk_get?revs=true", Json{{"docs", wanted}}.dump()));
-    return answer.at("results");
+    const Answer answer = client_.send("POST", "/_bulk_get?revs=true", Json{{"docs", wanted}}.dump());
+    if (answer.status != too_large || wanted.size() < 2) return expect(answer).at("results");
+    const auto [first, second] = halves(wanted);
+    return joined(bulk_get(first), bulk_get(second));
 }
 
 }  // namespace zentadb

@@ -9,7 +9,8 @@
 namespace zentadb {
 
 // A database on a server that speaks the CouchDB replication protocol. Throws Failure (refused) for what the server
-// will not do, and (network) for what cannot be its answer.
+// will not do, and (network) for what cannot be its answer. A question that is too large for the server is asked in
+// halves.
 class Database {
    public:
     using Json = nlohmann::json;
@@ -18,8 +19,11 @@ class Database {
 
     [[nodiscard]] const std::string& url() const { return client_.url(); }
 
-    // Makes sure that the database is there.
+    // Makes sure that the database is there, as all else takes for granted.
     void open(bool create);
+
+    // Whether the server has come as far as where its changes are said to have been read.
+    [[nodiscard]] bool has_reached(const Json& since) const;
 
     // A document that only this server keeps, and that counts for no data.
     [[nodiscard]] std::optional<Json> local(const std::string& name);
@@ -47,6 +51,7 @@ class Database {
     [[noreturn]] void refuse(const Answer& answer) const;
 
     HttpClient client_;
+    Json update_seq_;
 };
 
 }  // namespace zentadb

@@ -12,7 +12,8 @@ Progress::Progress(bool is_wanted) : is_shown_(is_wanted && is_terminal(std::cer
 void Progress::show(const std::string& doing, std::size_t done, std::size_t total) {
     using namespace std::chrono_literals;
     const auto now = std::chrono::steady_clock::now();
-    if (!is_shown_ || (now < next_ && done != total)) return;
+    if (!is_shown_ || (now < next_ && done != total && doing == doing_)) return;
+    doing_ = doing;
     next_ = now + 100ms;
     std::string line = "\r\x1b[K" + doing + " ";
     if (total > 0) {

@@ -23,6 +23,7 @@ class Progress {
    private:
     bool is_shown_;
     bool is_drawn_ = false;
+    std::string doing_;
     std::chrono::steady_clock::time_point next_;
 };
 

@@ -1,15 +1,11 @@
 #include "host/data_shape.h"
 
-#include <openssl/evp.h>
-#include <xxhash.h>
-
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <optional>
 #include <set>
 
-#include "host/failure.h"
+#include "hashes.h"
 #include "host/inside.h"
 
 namespace zentadb {
@@ -90,20 +86,7 @@ DataShape::DataShape(const json& data, const json& config)
     if (!data.contains("#nf")) visit_members(data, {}, root_id_, {});
 }
 
-std::string DataShape::hash(const std::string& text) const {
-    if (fast_hash_) return "x" + std::to_string(XXH64(text.data(), text.size(), 123456) & 0xffffffffU);
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    unsigned int size = 0;
-    if (EVP_Digest(text.data(), text.size(), digest.data(), &size, EVP_sha256(), nullptr) != 1) {
-        throw Failure(Outcome::system, "SHA-256 is not available");
-    }
-    std::string hex;
-    for (unsigned int at = 0; at < size; ++at) {
-        hex.push_back("0123456789abcdef"[digest[at] >> 4]);
-        hex.push_back("0123456789abcdef"[digest[at] & 15]);
-    }
-    return hex;
-}
+std::string DataShape::hash(const std::string& text) const { return fast_hash_ ? fast_hash(text) : sha256(text); }
 
 DataShape::Identity DataShape::identity(const json& object, const std::string& path) const {
     if (const auto own = object.find("_id"); own != object.end() && own->is_string()) {
