@@ -14,9 +14,7 @@ namespace libzentadbpp {
 namespace {
 
 // How far it is from a place to the next one where a large page may begin.
-std::size_t to_large_page(const void* place) {
-    return -reinterpret_cast<std::uintptr_t>(place) & (large_page - 1);
-}
+std::size_t to_large_page(const void* place) { return -reinterpret_cast<std::uintptr_t>(place) & (large_page - 1); }
 
 }  // namespace
 
@@ -25,8 +23,7 @@ void UnmapPages::operator()(std::byte* pages) const noexcept { munmap(pages, byt
 MappedPages map_large_pages(std::size_t bytes) {
     if (bytes > std::numeric_limits<std::size_t>::max() / 2) return {};
     bytes = (bytes + large_page - 1) & ~(large_page - 1);
-    void* const mapping =
-        mmap(nullptr, bytes + large_page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    void* const mapping = mmap(nullptr, bytes + large_page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (mapping == MAP_FAILED) return {};
     const std::size_t before = to_large_page(mapping);
     auto* const pages = static_cast<std::byte*>(mapping) + before;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <unordered_set>
+#include <utility>
 
 #include "common/arena.h"
 #include "common/json_scanner.h"
@@ -30,7 +31,7 @@ void visit_references(const JsonValue& value, const Visit& visit) {
 
 }  // namespace
 
-std::vector<std::string_view> winning_contents(const DocumentStorage& storage) {
+WinningContents winning_contents(const DocumentStorage& storage) {
     std::vector<std::string_view> contents(storage.documents().size());
     std::vector<std::string_view> hashes;  // of the winning revisions, and whose they are
     std::vector<std::uint32_t> numbers;
@@ -52,6 +53,8 @@ std::vector<std::string_view> winning_contents(const DocumentStorage& storage) {
     auto stored = storage.data().contents().begin();
     const auto end = storage.data().contents().end();
     const std::vector<std::uint32_t> ascending = text_order(hashes);
+    std::size_t named = 0;
+    auto last_named = end;
     for (std::size_t next = 0; next < ascending.size(); ++next) {
         constexpr std::size_t ahead = 8;
         if (next + ahead < ascending.size()) __builtin_prefetch(hashes[ascending[next + ahead]].data());
@@ -59,13 +62,15 @@ std::vector<std::string_view> winning_contents(const DocumentStorage& storage) {
         int order = -1;
         while (stored != end && (order = stored->key.compare(hashes[at])) < 0) ++stored;
         if (stored == end) break;
-        if (order == 0) contents[numbers[at]] = stored->value.text;
+        if (order != 0) continue;
+        contents[numbers[at]] = stored->value.text;
+        if (stored != std::exchange(last_named, stored)) ++named;
     }
-    return contents;
+    return {std::move(contents), named == storage.data().contents().size()};
 }
 
 DocumentIndex::DocumentIndex(const DocumentStorage& storage)
-    : storage_(&storage), content_bytes_(storage.data().bytes()), contents_(winning_contents(storage)) {
+    : storage_(&storage), content_bytes_(storage.data().bytes()), contents_(winning_contents(storage).texts) {
     std::vector<std::string_view> ids;
     ids.reserve(storage.documents().size());
     documents_.reserve(storage.documents().size());

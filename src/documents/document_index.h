@@ -13,9 +13,15 @@
 
 namespace libzentadbpp {
 
-// The contents of all winning revisions, by document in ascending order of id; null data where one is not stored, or
-// where a document has no winning revision. One merge of sorted hashes instead of a look-up for each.
-[[nodiscard]] std::vector<std::string_view> winning_contents(const DocumentStorage& storage);
+struct WinningContents {
+    // By document in ascending order of id; null data where one is not stored, or where a document has no winning
+    // revision.
+    std::vector<std::string_view> texts;
+    bool are_all;  // the storage holds no others
+};
+
+// The contents of all winning revisions. One merge of sorted hashes instead of a look-up for each.
+[[nodiscard]] WinningContents winning_contents(const DocumentStorage& storage);
 
 // The documents of a storage, numbered in ascending order of id, with what a walk over all of them needs again and
 // again. The storage must outlive it.

@@ -27,6 +27,24 @@ const std::string& DocumentStorage::root() const {
     return root_;
 }
 
+std::vector<const DataStorage::Map::Entry*> DocumentStorage::contents_to_write() const {
+    std::vector<const DataStorage::Map::Entry*> contents;
+    contents.reserve(data_.contents().size());
+    if (contents_not_named_ == Unnamed::none) {
+        for (const auto& entry : data_.contents()) contents.push_back(&entry);
+        return contents;
+    }
+    const auto hashes = referenced_hashes(documents_);
+    auto hash = hashes.begin();
+    for (const auto& entry : data_.contents()) {
+        int order = -1;
+        while (hash != hashes.end() && (order = hash->compare(entry.key)) < 0) ++hash;
+        if (hash == hashes.end()) break;
+        if (order == 0) contents.push_back(&entry);
+    }
+    return contents;
+}
+
 void DocumentStorage::serialize(TextBuffer& out) const {
     const auto write_member = [&out](std::string_view separator, std::string_view key) {
         out.append(separator);
@@ -34,20 +52,10 @@ void DocumentStorage::serialize(TextBuffer& out) const {
         out.append(": ");
     };
 
-    const auto hashes = referenced_hashes(documents_);
-    std::vector<const DataStorage::Map::Entry*> contents;
-    contents.reserve(std::min(hashes.size(), data_.contents().size()));
+    const std::vector<const DataStorage::Map::Entry*> contents = contents_to_write();
     constexpr std::size_t around = 6;  // quotes and separators of a member
     std::size_t size = root_.size() + 32;
-    auto hash = hashes.begin();
-    for (const auto& entry : data_.contents()) {
-        int order = -1;
-        while (hash != hashes.end() && (order = hash->compare(entry.key)) < 0) ++hash;
-        if (hash == hashes.end()) break;
-        if (order != 0) continue;
-        contents.push_back(&entry);
-        size += entry.key.size() + entry.value.text.size() + around;
-    }
+    for (const DataStorage::Map::Entry* entry : contents) size += entry->key.size() + entry->value.text.size() + around;
     for (const auto& entry : documents_) size += entry.key.size() + entry.value->history().size() + around;
     out.reserve(out.size() + size);
 

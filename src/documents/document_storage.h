@@ -16,6 +16,9 @@ namespace libzentadbpp {
 inline constexpr std::string_view ordering_id_prefix = "ord-";
 [[nodiscard]] inline bool has_ordering_id(std::string_view id) { return id.starts_with(ordering_id_prefix); }
 
+// Whether a storage may hold contents that none of its revisions names.
+enum class Unnamed : bool { none, possible };
+
 // The in-memory form of one sync JSON: documents by id, their contents by data hash, and the id of the root document.
 // An immutable value that is cheap to copy; any number of threads may read one, or copies of it, at once.
 class DocumentStorage {
@@ -23,11 +26,17 @@ class DocumentStorage {
     using Documents = OrderedMap<DocumentRef>;
 
     DocumentStorage() = default;
-    DocumentStorage(Documents documents, DataStorage data, std::string root)
-        : documents_(std::move(documents)), data_(std::move(data)), root_(std::move(root)) {}
+    DocumentStorage(Documents documents, DataStorage data, std::string root,
+                    Unnamed contents_not_named = Unnamed::possible)
+        : documents_(std::move(documents)),
+          data_(std::move(data)),
+          root_(std::move(root)),
+          contents_not_named_(contents_not_named) {}
 
     [[nodiscard]] const Documents& documents() const { return documents_; }
     [[nodiscard]] const DataStorage& data() const { return data_; }
+    // Known while contents and the revisions that name them are added together; a text may hold anything.
+    [[nodiscard]] Unnamed contents_not_named() const { return contents_not_named_; }
     // The document, or null.
     [[nodiscard]] const MultiVersionDocument* find(std::string_view id) const {
         const DocumentRef* document = documents_.find(id);
@@ -42,9 +51,12 @@ class DocumentStorage {
     void serialize(TextBuffer& out) const;
 
    private:
+    [[nodiscard]] std::vector<const DataStorage::Map::Entry*> contents_to_write() const;
+
     Documents documents_;
     DataStorage data_;
     std::string root_;
+    Unnamed contents_not_named_ = Unnamed::none;
 };
 
 // Documents to put into a storage, in any order, each id once.

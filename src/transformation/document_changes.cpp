@@ -46,9 +46,11 @@ class DocumentWriter {
         documents_.set(document_.changed(stored != nullptr ? stored->id() : produced.front().id, *memory_));
     }
 
-    [[nodiscard]] DocumentStorage applied_to(const DocumentStorage& storage) && {
+    // Every content that is added is named by a revision, a new one or the winning one.
+    [[nodiscard]] DocumentStorage applied_to(const DocumentStorage& storage, Unnamed contents_not_named) && {
         return DocumentStorage(std::move(documents_).applied_to(storage.documents()),
-                               std::move(contents_).applied_to(storage.data()), storage.root_or_empty());
+                               std::move(contents_).applied_to(storage.data()), storage.root_or_empty(),
+                               contents_not_named);
     }
 
    private:
@@ -85,7 +87,7 @@ DocumentStorage store_documents(const DocumentStorage& storage, std::span<const 
         while (next != documents.end() && next->id == first->id) ++next;
         return std::span(first, next);
     };
-    const std::vector<std::string_view> contents = winning_contents(storage);
+    const auto [contents, are_all] = winning_contents(storage);
     auto content = contents.begin();
     for (const auto& [id, document] : storage.documents()) {
         if (contents.end() - content > ahead) prefetch(content[ahead]);
@@ -98,7 +100,7 @@ DocumentStorage store_documents(const DocumentStorage& storage, std::span<const 
         writer.store(document.get(), *content++, is_produced ? take() : std::span(next, next), unproduced);
     }
     while (next != documents.end()) writer.store(nullptr, {}, take(), unproduced);
-    return std::move(writer).applied_to(storage);
+    return std::move(writer).applied_to(storage, are_all ? Unnamed::none : storage.contents_not_named());
 }
 
 }  // namespace libzentadbpp
