@@ -42,18 +42,27 @@ template <StopAt stop>
         if constexpr (stop == StopAt::escape) hits |= has_zero(word ^ (ones * 0xe2));
         return hits;
     };
-    const auto load = [](const char* from) {
-        std::uint64_t word;
+    const auto load = [](auto word, const char* from) {
         std::memcpy(&word, from, sizeof word);
         return word;
     };
+    // The lowest hit of a word is exact. The last word may overlap the one before it, in which there was none.
     if (std::endian::native == std::endian::little && end - begin >= 8) {
-        // The lowest hit of a word is exact. The last word may overlap the one before it, in which there was none.
         for (; end - begin > 8; begin += 8) {
-            if (const std::uint64_t hits = hits_in(load(begin))) return begin + __builtin_ctzll(hits) / 8;
+            if (const std::uint64_t hits = hits_in(load(std::uint64_t{}, begin))) {
+                return begin + __builtin_ctzll(hits) / 8;
+            }
         }
-        const std::uint64_t hits = hits_in(load(end - 8));
+        const std::uint64_t hits = hits_in(load(std::uint64_t{}, end - 8));
         return hits == 0 ? end : end - 8 + __builtin_ctzll(hits) / 8;
+    }
+    if (std::endian::native == std::endian::little && end - begin >= 4) {
+        const std::uint64_t first = load(std::uint32_t{}, begin);
+        const std::uint64_t last = load(std::uint32_t{}, end - 4);
+        const std::uint64_t hits = hits_in(last << 32 | first);
+        if (hits == 0) return end;
+        const int at = __builtin_ctzll(hits) / 8;
+        return at < 4 ? begin + at : end - 8 + at;
     }
     while (begin != end && !stops_at<stop>(*begin)) ++begin;
     return begin;
