@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "common/large_vector.h"
+
 namespace libzentadbpp {
 
 // An immutable map from text keys to values, in ascending byte order of the keys: a B+-tree whose nodes are shared
@@ -25,12 +27,13 @@ class OrderedMap {
         std::string_view key;
         Value value;
     };
+    using Entries = LargeVector<Entry>;
     class const_iterator;  // forward, over `const Entry`; valid as long as the map or one that shares its nodes
 
     OrderedMap() = default;
 
     // From entries in strictly ascending order. O(n).
-    [[nodiscard]] static OrderedMap from_sorted(std::vector<Entry> entries) {
+    [[nodiscard]] static OrderedMap from_sorted(Entries entries) {
         Children nodes;
         append_nodes(std::move(entries), nodes);
         return OrderedMap(std::move(nodes));
@@ -38,7 +41,7 @@ class OrderedMap {
 
     // This map with the given entries (strictly ascending) inserted, or put in the place of those with equal keys; all
     // untouched nodes are shared with this map. O(changes * log n), and never more than O(n + changes).
-    [[nodiscard]] OrderedMap with(std::vector<Entry> changes) const {
+    [[nodiscard]] OrderedMap with(Entries changes) const {
         if (changes.empty()) return *this;
         if (changes.size() > size()) return from_sorted(merged(begin(), end(), size(), changes));
         Children nodes;
@@ -72,7 +75,7 @@ class OrderedMap {
     };
     using Children = std::vector<Child>;
     struct Node {  // a leaf has entries only, a branch children only
-        std::vector<Entry> entries;
+        Entries entries;
         Children children;
         std::size_t size;  // entries below
     };
@@ -87,7 +90,7 @@ class OrderedMap {
         if (!level.empty()) root_ = std::move(level.front().node);
     }
 
-    static Child node_of(std::vector<Entry> entries) {
+    static Child node_of(Entries entries) {
         const std::string_view first = entries.front().key;
         const std::size_t size = entries.size();
         return {first, std::make_shared<const Node>(Node{std::move(entries), {}, size})};
@@ -100,8 +103,8 @@ class OrderedMap {
     }
 
     // Appends as few nodes as hold the items, evenly filled.
-    template <class Item>
-    static void append_nodes(std::vector<Item> items, Children& nodes) {
+    template <class Items>
+    static void append_nodes(Items items, Children& nodes) {
         if (items.empty()) return;
         if (items.size() <= fan_out) {
             nodes.push_back(node_of(std::move(items)));
@@ -113,15 +116,15 @@ class OrderedMap {
         for (std::size_t left = count, rest = items.size(); left > 0; --left) {
             const std::size_t take = rest / left;
             const auto end = begin + static_cast<std::ptrdiff_t>(take);
-            nodes.push_back(node_of(std::vector<Item>(begin, end)));
+            nodes.push_back(node_of(Items(begin, end)));
             begin = end;
             rest -= take;
         }
     }
 
     template <class Iterator>
-    static std::vector<Entry> merged(Iterator entry, Iterator end, std::size_t count, std::span<Entry> changes) {
-        std::vector<Entry> result;
+    static Entries merged(Iterator entry, Iterator end, std::size_t count, std::span<Entry> changes) {
+        Entries result;
         result.reserve(count + changes.size());
         for (Entry& change : changes) {
             for (; entry != end && entry->key < change.key; ++entry) result.push_back(*entry);
@@ -192,6 +195,15 @@ class OrderedMap<Value>::const_iterator {
     }
     friend bool operator==(const const_iterator& a, const const_iterator& b) { return a.entry_ == b.entry_; }
 
+    // Where both stand at one entry, all that follows it in its node is shared by their maps: moves both behind it.
+    // Otherwise moves neither.
+    friend bool skip_shared(const_iterator& a, const_iterator& b) {
+        if (a.entry_ == nullptr || a.entry_ != b.entry_) return false;
+        a.next_leaf();
+        b.next_leaf();
+        return true;
+    }
+
    private:
     friend class OrderedMap;
 
@@ -231,5 +243,24 @@ class OrderedMap<Value>::const_iterator {
     std::size_t depth_ = 0;
     std::array<Level, most_levels> levels_{};
 };
+
+// Calls `visit(entry, other)` for the entries of a map in order, `other` being that of the other map under the same
+// key, or null. What lies in nodes that both maps share is left out.
+template <class Value, class Visit>
+void visit_beside(const OrderedMap<Value>& map, const OrderedMap<Value>& beside, const Visit& visit) {
+    auto other = beside.begin();
+    const auto end = beside.end();
+    for (auto entry = map.begin(); entry != map.end();) {
+        if (skip_shared(entry, other)) continue;
+        int order = 1;
+        while (other != end && (order = other->key.compare(entry->key)) < 0) {
+            ++other;
+            order = 1;
+        }
+        visit(*entry, order == 0 ? &*other : nullptr);
+        ++entry;
+        if (order == 0) ++other;
+    }
+}
 
 }  // namespace libzentadbpp

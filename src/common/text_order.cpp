@@ -35,7 +35,7 @@ std::uint64_t chunk_at(std::string_view text, std::size_t depth) {
 std::string_view rest(std::string_view text, std::size_t depth) { return text.substr(std::min(depth, text.size())); }
 
 // Sorts by chunk, byte by byte from the last one; stable. Bytes that are alike everywhere are passed over.
-void sort_by_chunk(std::span<Slot> slots, std::vector<Slot>& spare) {
+void sort_by_chunk(std::span<Slot> slots, LargeVector<Slot>& spare) {
     std::array<std::array<std::uint32_t, 256>, chunk_bytes> counts{};
     for (const Slot& slot : slots) {
         for (std::size_t byte = 0; byte < chunk_bytes; ++byte) ++counts[byte][slot.chunk >> 8 * byte & 0xff];
@@ -59,7 +59,7 @@ void sort_by_chunk(std::span<Slot> slots, std::vector<Slot>& spare) {
 
 std::vector<std::uint32_t> text_order(std::span<const std::string_view> texts) {
     if (texts.size() > std::numeric_limits<std::uint32_t>::max()) throw std::length_error("too many texts to sort");
-    std::vector<Slot> slots;
+    LargeVector<Slot> slots;
     slots.reserve(texts.size());
     for (const std::string_view text : texts) {
         slots.push_back({chunk_at(text, 0), static_cast<std::uint32_t>(slots.size())});
@@ -72,7 +72,7 @@ std::vector<std::uint32_t> text_order(std::span<const std::string_view> texts) {
         std::size_t depth;
     };
     constexpr std::size_t few = 64;
-    std::vector<Slot> spare;
+    LargeVector<Slot> spare;
     std::vector<Range> ranges{{0, slots.size(), 0}};
     while (!ranges.empty()) {
         const auto [begin, end, depth] = ranges.back();

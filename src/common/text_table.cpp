@@ -37,7 +37,7 @@ TextTable::TextTable(std::size_t expected)
     texts_.reserve(expected);
 }
 
-TextTable::TextTable(std::vector<std::string_view> texts) : TextTable(texts.size()) {
+TextTable::TextTable(LargeVector<std::string_view> texts) : TextTable(texts.size()) {
     if (texts.size() >= free_slot) throw std::length_error("too many texts");
     // Slots lie anywhere, so memory is asked for some of them beforehand.
     constexpr std::size_t ahead = 16;

@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
-#include <vector>
+
+#include "common/large_vector.h"
 
 namespace libzentadbpp {
 
@@ -15,7 +16,7 @@ class TextTable {
     TextTable() : TextTable(0) {}
     explicit TextTable(std::size_t expected);  // how many texts there will be, as far as that is known
     // Of texts that all differ.
-    explicit TextTable(std::vector<std::string_view> texts);
+    explicit TextTable(LargeVector<std::string_view> texts);
     struct Added {
         std::uint32_t number;
         bool is_new;
@@ -38,8 +39,8 @@ class TextTable {
     void grow();
 
     std::uint64_t seed_;
-    std::vector<std::string_view> texts_;
-    std::vector<Slot> slots_;
+    LargeVector<std::string_view> texts_;
+    LargeVector<Slot> slots_;
     std::size_t mask_;
 };
 

@@ -58,7 +58,7 @@ class ContentChanges {
     [[nodiscard]] DataStorage applied_to(const DataStorage& storage) &&;
 
    private:
-    std::vector<DataStorage::Map::Entry> changes_;
+    DataStorage::Map::Entries changes_;
 };
 
 }  // namespace libzentadbpp

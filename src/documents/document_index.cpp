@@ -32,8 +32,8 @@ void visit_references(const JsonValue& value, const Visit& visit) {
 }  // namespace
 
 WinningContents winning_contents(const DocumentStorage& storage) {
-    std::vector<std::string_view> contents(storage.documents().size());
-    std::vector<std::string_view> hashes;  // of the winning revisions, and whose they are
+    LargeVector<std::string_view> contents(storage.documents().size());
+    LargeVector<std::string_view> hashes;  // of the winning revisions, and whose they are
     std::vector<std::uint32_t> numbers;
     hashes.reserve(contents.size());
     numbers.reserve(contents.size());
@@ -71,7 +71,7 @@ WinningContents winning_contents(const DocumentStorage& storage) {
 
 DocumentIndex::DocumentIndex(const DocumentStorage& storage)
     : storage_(&storage), content_bytes_(storage.data().bytes()), contents_(winning_contents(storage).texts) {
-    std::vector<std::string_view> ids;
+    LargeVector<std::string_view> ids;
     ids.reserve(storage.documents().size());
     documents_.reserve(storage.documents().size());
     live_.reserve(storage.documents().size());

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "common/arena.h"
+#include "common/large_vector.h"
 #include "common/prefetch.h"
 #include "common/text_table.h"
 #include "documents/document_storage.h"
@@ -16,7 +17,7 @@ namespace libzentadbpp {
 struct WinningContents {
     // By document in ascending order of id; null data where one is not stored, or where a document has no winning
     // revision.
-    std::vector<std::string_view> texts;
+    LargeVector<std::string_view> texts;
     bool are_all;  // the storage holds no others
 };
 
@@ -64,7 +65,7 @@ class DocumentIndex {
     const DocumentStorage* storage_;
     std::size_t content_bytes_;
     std::vector<const MultiVersionDocument*> documents_;
-    std::vector<std::string_view> contents_;
+    LargeVector<std::string_view> contents_;
     std::vector<bool> live_;
     // The ids one behind the other: where they are looked at in any order, that takes much less memory to be near.
     Arena id_texts_;

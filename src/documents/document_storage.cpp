@@ -9,8 +9,8 @@
 
 namespace libzentadbpp {
 
-std::vector<std::string_view> referenced_hashes(const DocumentStorage::Documents& documents) {
-    std::vector<std::string_view> hashes;
+LargeVector<std::string_view> referenced_hashes(const DocumentStorage::Documents& documents) {
+    LargeVector<std::string_view> hashes;
     hashes.reserve(documents.size());
     for (const auto& entry : documents) {
         for (const TreeRevision& revision : entry.value->revisions()) {

@@ -69,11 +69,11 @@ class DocumentChanges {
     [[nodiscard]] DocumentStorage::Documents applied_to(const DocumentStorage::Documents& documents) &&;
 
    private:
-    std::vector<DocumentStorage::Documents::Entry> changes_;
+    DocumentStorage::Documents::Entries changes_;
 };
 
 // The data hashes that the documents' revisions name, ascending, each once, without the reserved ones. They are views
 // into the documents.
-[[nodiscard]] std::vector<std::string_view> referenced_hashes(const DocumentStorage::Documents& documents);
+[[nodiscard]] LargeVector<std::string_view> referenced_hashes(const DocumentStorage::Documents& documents);
 
 }  // namespace libzentadbpp

@@ -52,7 +52,7 @@ class HashSet {
 
 template <class Keep>
 DataStorage contents_where(const DataStorage& data, const Keep& keep) {
-    std::vector<DataStorage::Map::Entry> kept;
+    DataStorage::Map::Entries kept;
     for (const auto& entry : data.contents()) {
         if (keep(entry.key)) kept.push_back(entry);
     }
@@ -132,7 +132,7 @@ std::vector<std::string> updated(const DocumentStorage& storage, const DocumentS
 }
 
 DocumentStorage all_winning(const DocumentStorage& storage) {
-    std::vector<DocumentStorage::Documents::Entry> entries;
+    DocumentStorage::Documents::Entries entries;
     entries.reserve(storage.documents().size());
     for (const auto& entry : storage.documents()) {
         DocumentRef path = winning_path(entry.value);

@@ -36,7 +36,7 @@ char peek_token(JsonScanner& scanner) {
 
 // In key order, of several members with one key the last.
 template <class Part>
-void sort_members(std::vector<Part>& parts) {
+void sort_members(LargeVector<Part>& parts) {
     std::ranges::stable_sort(parts, is_before, &Part::key);
     std::size_t kept = 0;
     for (std::size_t i = 0; i < parts.size(); ++i) {
@@ -172,7 +172,7 @@ void SyncJsonText::read_compression(JsonScanner& scanner, std::string_view key) 
 
 DataStorage SyncJsonText::build_contents() {
     if (!contents_.ascending) sort_members(contents_.parts);
-    std::vector<DataStorage::Map::Entry> entries;
+    DataStorage::Map::Entries entries;
     entries.reserve(contents_.parts.size());
     for (const ContentPart& part : contents_.parts) {
         if (part.text.empty()) {
@@ -185,7 +185,7 @@ DataStorage SyncJsonText::build_contents() {
 
 DocumentStorage::Documents SyncJsonText::build_documents() {
     if (!documents_.ascending) sort_members(documents_.parts);
-    std::vector<DocumentStorage::Documents::Entry> entries;
+    DocumentStorage::Documents::Entries entries;
     entries.reserve(documents_.parts.size());
     for (DocumentPart& part : documents_.parts) {
         if (part.document == nullptr) {

@@ -8,6 +8,7 @@
 
 #include "common/arena.h"
 #include "common/first_bytes.h"
+#include "common/large_vector.h"
 #include "documents/document_storage.h"
 
 namespace libzentadbpp {
@@ -51,7 +52,7 @@ class SyncJsonText {
     // The members of one part, as they were read, and whether that is in strictly ascending order.
     template <class Member>
     struct Members {
-        std::vector<Member> parts;
+        LargeVector<Member> parts;
         bool ascending = true;
 
         void add(Member member) {

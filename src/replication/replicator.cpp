@@ -22,25 +22,29 @@ DocumentRef taken_over(const DocumentRef& document, Takeover takeover, SharedMem
 class MissingContents {
    public:
     MissingContents(const DataStorage::Map& source, const DataStorage::Map& target) {
-        auto theirs = target.begin();
-        for (const auto& entry : source) {
-            int order = -1;
-            while (theirs != target.end() && (order = theirs->key.compare(entry.key)) < 0) ++theirs;
-            if (theirs != target.end() && order == 0) continue;
+        const auto take = [&](const auto& entry, const auto* in_target) {
+            if (in_target != nullptr) return;
             if (missing_.empty()) may_be_missing_.resize(std::size_t{1} << filter_bits);
             may_be_missing_[filter_place(entry.key)] = true;
             missing_.push_back({&entry, false});
-        }
+        };
+        visit_beside(source, target, take);
+        unnamed_ = missing_.size();
     }
+
+    // Whether there is any that no document has named so far.
+    [[nodiscard]] bool waits_for_names() const { return unnamed_ > 0; }
 
     // O(1) for nearly all hashes whose contents are not missing.
     void name(const MultiVersionDocument& document) {
-        if (missing_.empty()) return;
+        if (!waits_for_names()) return;
         for (const TreeRevision& revision : document.revisions()) {
             const std::string_view hash = revision.datahash();
             if (!may_be_missing_[filter_place(hash)]) continue;
             const auto at = std::ranges::lower_bound(missing_, hash, {}, [](const Missing& m) { return m.entry->key; });
-            if (at != missing_.end() && at->entry->key == hash) at->is_named = true;
+            if (at == missing_.end() || at->entry->key != hash || at->is_named) continue;
+            at->is_named = true;
+            --unnamed_;
         }
     }
 
@@ -69,6 +73,7 @@ class MissingContents {
     }
 
     std::vector<Missing> missing_;  // ascending
+    std::size_t unnamed_ = 0;
     std::vector<bool> may_be_missing_;
 };
 
@@ -84,21 +89,23 @@ ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage
     DocumentChanges changes;
     SharedMemory memory;
     MissingContents contents(source.data().contents(), target.data().contents());
-    auto ours = target.documents().begin();
-    const auto end = target.documents().end();
-    for (const auto& entry : source.documents()) {
-        contents.name(*entry.value);
-        int order = -1;
-        while (ours != end && (order = ours->key.compare(entry.key)) < 0) ++ours;
-        if (ours == end || order != 0) {
+    const auto merge = [&](const auto& entry, const auto* ours) {
+        if (ours == nullptr) {
+            contents.name(*entry.value);
             changes.set(taken_over(entry.value, takeover, memory));
             result.missing_found += entry.value->revisions().size();
         } else if (ours->value != entry.value &&
                    (ours->value->history() != entry.value->history() || !ours->value->has_winning())) {
+            contents.name(*entry.value);
             MergedDocument merged = merge_documents(*ours->value, *entry.value);
             result.missing_found += merged.added;
             if (merged.document != nullptr) changes.set(std::move(merged.document));
         }
+    };
+    visit_beside(source.documents(), target.documents(), merge);
+    // Nearly always what differs names all that is missing. What does not may still name what only the source has.
+    if (contents.waits_for_names()) {
+        for (const auto& entry : source.documents()) contents.name(*entry.value);
     }
 
     result.target = DocumentStorage(std::move(changes).applied_to(target.documents()),

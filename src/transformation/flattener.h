@@ -8,6 +8,7 @@
 
 #include "common/arena.h"
 #include "common/json_value.h"
+#include "common/large_vector.h"
 #include "common/text_buffer.h"
 #include "common/text_table.h"
 #include "data/data_hash.h"
@@ -77,7 +78,7 @@ class Flattener {
     TextTable object_ids_;                         // of those that are split off from the objects that they lie in
     TextTable domains_;
     std::vector<Array> arrays_;
-    std::vector<Produced> produced_;
+    LargeVector<Produced> produced_;
     std::vector<std::string_view> element_ids_;  // of the arrays that are being walked
     std::deque<TextBuffer> buffers_;             // one for each document being written
     std::size_t open_documents_ = 0;

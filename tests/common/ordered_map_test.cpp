@@ -22,8 +22,8 @@ using Map = OrderedMap<Ref>;
 using Model = std::map<std::string, std::uint64_t, std::less<>>;
 static_assert(std::forward_iterator<Map::const_iterator>);
 
-std::vector<Map::Entry> entries_of(const Model& model) {
-    std::vector<Map::Entry> entries;
+Map::Entries entries_of(const Model& model) {
+    Map::Entries entries;
     for (const auto& [key, number] : model) {
         auto item = std::make_shared<const Item>(Item{key, number});
         entries.push_back({item->key, item});
