@@ -100,8 +100,9 @@ struct Data {
         rapidjson::Document parsed;
         parsed.Parse(sync.c_str());
         documents = parsed["d"].MemberCount();
-        for (const auto& document : parsed["d"].GetObject()) {
-            const std::string revision = document.value[0].GetString();
+        const auto members = parsed["d"].MemberBegin();
+        for (std::ptrdiff_t at = 0; at < static_cast<std::ptrdiff_t>(documents); ++at) {
+            const std::string revision = members[at].value[0].GetString();
             hashed.push_back(written(parsed["o"][revision.substr(0, revision.find('_')).c_str()]));
         }
         hashed.insert(hashed.end(), notes + 1, std::string(100, 'p'));

@@ -25,23 +25,23 @@ RevisionTree::RevisionTree(std::string_view history) {
     const json parsed = json::parse(history, nullptr, false);
     std::vector<Branch> open{{&parsed, Revision::none, 1}};
     while (!open.empty()) {
-        auto [entries, parent, generation] = open.back();
+        Branch at = open.back();
         open.pop_back();
         const auto push = [&](const json& entry) {
             const std::size_t index = revisions_.size();
-            revisions_.push_back({std::to_string(generation++) + "-" + entry.get<std::string>(), parent, {}});
-            if (parent != Revision::none) revisions_[parent].children.push_back(index);
-            parent = index;
+            revisions_.push_back({std::to_string(at.generation++) + "-" + entry.get<std::string>(), at.parent, {}});
+            if (at.parent != Revision::none) revisions_[at.parent].children.push_back(index);
+            at.parent = index;
         };
-        if (entries->is_string()) push(*entries);
-        if (!entries->is_array()) continue;
-        for (const json& entry : *entries) {
+        if (at.entries->is_string()) push(*at.entries);
+        if (!at.entries->is_array()) continue;
+        for (const json& entry : *at.entries) {
             if (entry.is_string()) {
                 push(entry);
                 continue;
             }
             for (auto branch = entry.rbegin(); branch != entry.rend(); ++branch) {
-                open.push_back({&*branch, parent, generation});
+                open.push_back({&*branch, at.parent, at.generation});
             }
             break;
         }
