@@ -52,7 +52,13 @@ TEST_P(Large, DISABLED_TextsAreTakenAndGiven) {
     set = {};
     expect_text(value_of(read_sync_json_ptr(opened.ptr, "{}")), R"({"_id": "root", "a": ")", filling, "\"}");
     expect_text({dump_sync_json_ptr(opened.ptr), std::free}, written, filling, written_end);
+    const sync_json_ptr_result empty = new_sync_json_ptr("{}");
+    const sync_json_ptr_result merged = replicate_sync_json_ptr(opened.ptr, empty.ptr, "{}");
+    EXPECT_NE(merged.ptr, nullptr) << merged.error;
     free_sync_json_ptr(opened.ptr);
+    free_sync_json_ptr(empty.ptr);
+    expect_text({dump_sync_json_ptr(merged.ptr), std::free}, written, filling, written_end);
+    free_sync_json_ptr(merged.ptr);
     expect_text(value_of(sync_json_uncompress(object.get())), written, filling, written_end);
 
     constexpr std::size_t most_to_hash = std::size_t{1} << 32;  // an update takes five times the memory of its input

@@ -68,6 +68,33 @@ TEST(MultiVersionDocument, TellsWinnerAndHistory) {
     }
 }
 
+std::string damaged_history(std::mt19937_64& random, int levels) {
+    constexpr const char* others[] = {"5", "null", R"({"x": ["B_A"]})", "[]", "[[]]"};
+    constexpr const char* revisions[] = {"\"A_x\"", "\"B_x\"", "\"C_x\"", R"("\u0041_x")", "\"resolved_x\""};
+    std::string entries;
+    for (std::size_t left = random() % 6; left > 0; --left) {
+        const std::size_t what = random() % 10;
+        const bool is_array = what < 4 && levels > 0;
+        entries += ", ";
+        entries +=
+            is_array ? "[" + damaged_history(random, levels - 1) + "]" : (what == 4 ? others : revisions)[random() % 5];
+    }
+    return entries.empty() ? entries : entries.substr(2);
+}
+
+TEST(MultiVersionDocument, DamagedHistoriesAreReadAsFarAsTheyTell) {
+    for (std::uint64_t seed = 1; seed <= 3000; ++seed) {
+        std::mt19937_64 random(seed);
+        const std::string rest = damaged_history(random, 5);
+        const std::string history = R"(["A_first")" + (rest.empty() ? "" : ", " + rest) + "]";
+        SCOPED_TRACE("seed " + std::to_string(seed) + ": " + history);
+        const DocumentRef document = read(history);
+        expect_like(*document, naive::tree_of(history));
+        EXPECT_EQ(read(document->history())->history(), document->history());
+        if (HasFailure()) return;
+    }
+}
+
 TEST(MultiVersionDocument, FindsRevisionsByTheirStrings) {
     const DocumentRef document = read(R"(["A_x", ["B_A", "C_A"]])");
     EXPECT_EQ(document->find(Revision{"2-C_A"}), 2U);

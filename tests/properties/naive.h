@@ -21,21 +21,21 @@ using Tree = std::map<Revision, Revision>;               // the parent of each
 inline std::string hash_of(const Revision& revision) { return revision.second.substr(0, revision.second.find('_', 1)); }
 inline std::string text_of(const Revision& revision) { return std::to_string(revision.first) + "-" + revision.second; }
 
+// A chain ends at an array, of branches, and at what is neither; a revision that is met twice keeps its first parent.
 inline void unfold(const JsonValue& history, Revision above, Tree& tree) {
     for (const JsonValue& entry : history.elements()) {
         if (entry.is_string()) {
             const Revision revision(above.first + 1, entry.as_string());
-            tree[revision] = above;
+            tree.try_emplace(revision, above);
             above = revision;
-        } else {
-            for (const JsonValue& branch : entry.elements()) {
-                if (branch.is_string()) {
-                    tree[{above.first + 1, std::string(branch.as_string())}] = above;
-                } else {
-                    unfold(branch, above, tree);
-                }
-            }
+            continue;
         }
+        if (!entry.is_array()) return;
+        for (const JsonValue& branch : entry.elements()) {
+            if (branch.is_string()) tree.try_emplace({above.first + 1, std::string(branch.as_string())}, above);
+            if (branch.is_array()) unfold(branch, above, tree);
+        }
+        return;
     }
 }
 
