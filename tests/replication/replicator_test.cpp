@@ -35,6 +35,8 @@ TEST(Replicate, CountsAndCarriesOver) {
         // Contents that the target dropped come back, and what it holds is kept.
         {text_of(R"(["A_first"])", R"("A": {"v": 1})"), text_of(R"(["A_first", "B_A"])", R"("B": {"v": 2})"), 0,
          text_of(R"(["A_first", "B_A"])", R"("A": {"v": 1}, "B": {"v": 2})")},
+        {text_of(R"(["A_first"])", R"("A": {"v": 1})"), text_of(R"(["A_first"])"), 0,
+         text_of(R"(["A_first"])", R"("A": {"v": 1})")},
         {text_of(R"(["A_first"])", R"("A": {"v": 9})"), text_of(R"(["A_first"])", R"("A": {"v": 1})"), 0,
          text_of(R"(["A_first"])", R"("A": {"v": 1})")},
         {text_of(R"(["A_first", "deleted_A"])"), text_of(R"(["A_first"])"), 1, text_of(R"(["A_first", "deleted_A"])")},
