@@ -1,6 +1,5 @@
 #include <array>
 
-#include "c_api/samples.h"
 #include "c_api/zenta.h"
 
 namespace c_api {
@@ -41,46 +40,6 @@ TEST(Exchange, ExportTellsWinnersAndTheirPaths) {
     const std::string pruned = R"({"d": {"a": ["A_first"]}, "r": "a"})";
     EXPECT_EQ(taken(sync_json_to_bulk_docs(pruned.c_str())).error,
               record("read_object", "cannot_find_object", "A", "src/data/datastorage"));
-}
-
-TEST(Exchange, EveryLeafComesBack) {
-    for (const auto& [name, set] : samples()) {
-        if (name != "branched" && name != "merged") continue;
-        const std::string contents = member(set, "o");
-        for (const bool bare : {true, false}) {
-            std::vector<std::string> documents;
-            std::vector<std::pair<std::string, std::string>> leaves;
-            for (const std::string& id : entries(taken(sync_json_all_docs(set.c_str())).text())) {
-                const std::string leafs = taken(sync_json_leafs(set.c_str(), unquoted(id).c_str())).text();
-                for (const std::string& leaf : split_list(leafs)) {
-                    leaves.emplace_back(unquoted(id), leaf);
-                    const Answer history = taken(sync_json_history(set.c_str(), unquoted(id).c_str(), leaf.c_str()));
-                    std::string ids;
-                    for (const std::string& written : entries(history.text())) {
-                        const std::string revision = unquoted(written);
-                        const std::size_t begin = revision.find('-') + 1;
-                        const std::size_t end = bare ? revision.find('_') : revision.size();
-                        ids += (ids.empty() ? "\"" : ", \"") + revision.substr(begin, end - begin) + "\"";
-                    }
-                    const std::string start = leaf.substr(0, leaf.find('-'));
-                    const std::string hash = leaf.substr(start.size() + 1, leaf.find('_') - start.size() - 1);
-                    const std::string rev = bare ? start + "-" + hash : leaf;
-                    const std::string content = hash == "deleted" ? R"({"_deleted": true})" : member(contents, hash);
-                    std::string rest = R"("_rev": ")" + rev + "\"";
-                    for (const std::string& entry : entries(content)) rest += ", " + entry;
-                    documents.push_back(returned(id, R"({"ids": [)" + ids + R"(], "start": )" + start + "}", rest));
-                }
-            }
-            const std::string imported = import(answer_of(documents)).text();
-            EXPECT_EQ(member(imported, "d"), member(set, "d")) << name << bare;
-            EXPECT_EQ(member(imported, "r"), R"("root")");
-            for (const auto& [id, leaf] : leaves) {
-                EXPECT_EQ(taken(sync_json_data(imported.c_str(), id.c_str(), leaf.c_str(), "{}")),
-                          taken(sync_json_data(set.c_str(), id.c_str(), leaf.c_str(), "{}")))
-                    << name << bare;
-            }
-        }
-    }
 }
 
 TEST(Exchange, WhatTellsNothingIsPassedOver) {

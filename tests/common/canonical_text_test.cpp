@@ -56,11 +56,6 @@ TEST(CanonicalText, IsWhatTheWriterWrites) {
     EXPECT_FALSE(is_canonical(""));
 }
 
-TEST(CanonicalText, AnswersWhereTheValueEnds) {
-    const std::string_view text = R"({"a": [1]}, 12)";
-    EXPECT_EQ(canonical_value_end(text.data(), text.data() + text.size(), 9), text.data() + 10);
-}
-
 TEST(CanonicalText, Depth) {
     const auto nested = [](std::size_t levels) { return std::string(levels, '[') + "1" + std::string(levels, ']'); };
     for (const std::size_t deepest :

@@ -45,29 +45,6 @@ void expect_like(const MultiVersionDocument& document, const naive::Tree& model)
     EXPECT_EQ(winning_of(document), leafs.empty() ? "none" : naive::text_of(naive::winner(model)));
 }
 
-TEST(MultiVersionDocument, TellsWinnerAndHistory) {
-    const struct {
-        const char *read, *winning, *written;
-    } cases[] = {
-        {"[]", "none", "[]"},
-        {R"(["A_x", ["C_x", "B_x"]])", "2-B_x", R"(["A_x", ["B_x", "C_x"]])"},
-        {R"(["A_x", ["C_x", ["B_x", "deleted_y"]]])", "3-deleted_y", R"(["A_x", [["B_x", "deleted_y"], "C_x"]])"},
-        {R"(["A_x", [["C_x", "resolved_C"], "B_x"]])", "2-B_x", R"(["A_x", ["B_x", ["C_x", "resolved_C"]]])"},
-        {R"(["A_x", "resolved_A"])", "none", R"(["A_x", "resolved_A"])"},
-        {R"(["A_x", "resolved_A", "B_resolve"])", "3-B_resolve", R"(["A_x", "resolved_A", "B_resolve"])"},
-        {R"(["a-b_x", ["\u0001_x", 5, "z_x"], "passed over"])", "2-\x01_x", R"(["a-b_x", ["\u0001_x", "z_x"]])"},
-        // Met twice, the first parent stays and what follows goes on from it.
-        {R"(["A_x", [["B_x", "D_x"], ["C_x", "D_x", "E_x"], "B_x"]])", "4-E_x",
-         R"(["A_x", [["B_x", "D_x", "E_x"], "C_x"]])"},
-    };
-    for (const auto& [text, winning, written] : cases) {
-        SCOPED_TRACE(text);
-        const DocumentRef document = read(text);
-        EXPECT_EQ(winning_of(*document), winning);
-        EXPECT_EQ(document->history(), written);
-    }
-}
-
 std::string damaged_history(std::mt19937_64& random, int levels) {
     constexpr const char* others[] = {"5", "null", R"({"x": ["B_A"]})", "[]", "[[]]"};
     constexpr const char* revisions[] = {"\"A_x\"", "\"B_x\"", "\"C_x\"", R"("\u0041_x")", "\"resolved_x\""};
