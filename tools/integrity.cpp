@@ -14,6 +14,7 @@ namespace zentadb {
 namespace {
 
 using nlohmann::json;
+using raw_json::decoded;
 
 constexpr std::size_t suffix_length = 7;
 constexpr std::size_t sha256_digits = 64;
@@ -34,13 +35,6 @@ bool is_reserved(std::string_view hash) { return hash == "deleted" || hash == "r
 
 std::string hash_of(std::string_view text, HashKind kind) {
     return kind == HashKind::fast ? fast_hash(text) : sha256(text);
-}
-
-// What a string means that stands between its quotes as `raw`; as it stands where that is no UTF-8.
-std::string decoded(std::string_view raw) {
-    if (raw.find('\\') == std::string_view::npos) return std::string(raw);
-    const json value = json::parse("\"" + std::string(raw) + "\"", nullptr, false);
-    return value.is_string() ? value.get<std::string>() : std::string(raw);
 }
 
 struct Entry {

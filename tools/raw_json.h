@@ -1,12 +1,13 @@
 #pragma once
 
 #include <cstddef>
+#include <nlohmann/json.hpp>
+#include <string>
 #include <string_view>
 
 namespace zentadb {
 
-// Parts of a well-formed JSON text as they stand, byte for byte, which is what hashes are made of. Nothing is decoded,
-// and nothing recurses.
+// Parts of a well-formed JSON text as they stand, byte for byte, which is what hashes are made of. Nothing recurses.
 namespace raw_json {
 
 inline std::size_t skip_space(std::string_view text, std::size_t at) {
@@ -59,6 +60,13 @@ void for_each_member(std::string_view object, const Member& member) {
         member(key, object.substr(begin, end - begin));
         at = skip_space(object, end) + 1;
     }
+}
+
+// What a string means that stands between its quotes as `raw`; as it stands where that is no UTF-8.
+inline std::string decoded(std::string_view raw) {
+    if (raw.find('\\') == std::string_view::npos) return std::string(raw);
+    const auto value = nlohmann::json::parse("\"" + std::string(raw) + "\"", nullptr, false);
+    return value.is_string() ? value.get<std::string>() : std::string(raw);
 }
 
 }  // namespace raw_json

@@ -357,6 +357,14 @@ class Damage(Case):
                 self.assertEqual(self.bytes_of("saved"), self.bytes_of("good"))
         self.write("bad", '{"d": {')
         self.run_it("verify", "bad", "--salvage", "saved", code=DAMAGED, error="nothing can be saved")
+        # However much stands in one content, and whatever bytes a string has: those of a text that the library takes do no harm.
+        self.make("good", {"_id": "root", "title": "é", "map": {f"k{number}": {"v": number} for number in range(60000)}})
+        text = self.bytes_of("good").replace("é".encode(), b"\xff")
+        with open("bad", "wb") as file:
+            file.write(text.replace(b'"v": 777}', b'"v": 778}'))
+        self.assertRegex(self.run_it("verify", "bad", "--salvage", "saved", code=DAMAGED, timeout=60), "wrong|does not hash")
+        self.run_it("merge", "saved", "good", "-q")
+        self.assertEqual(self.bytes_of("saved"), self.bytes_of("good"))
 
 
 class Arrays(Case):

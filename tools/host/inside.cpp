@@ -13,12 +13,6 @@ using nlohmann::ordered_json;
 
 namespace {
 
-std::string unescaped(std::string_view key) {
-    if (key.find('\\') == std::string_view::npos) return std::string(key);
-    const auto parsed = nlohmann::json::parse("\"" + std::string(key) + "\"", nullptr, false);
-    return parsed.is_string() ? parsed.get<std::string>() : std::string(key);
-}
-
 const Entry* find_entry(const std::vector<Entry>& members, std::string_view key) {
     const auto found =
         std::ranges::lower_bound(members, key, {}, [](const Entry& member) -> std::string_view { return member.key; });
@@ -75,7 +69,7 @@ Inside::Inside(const zentadbpp::Handle& handle) : text_(handle.dump()) {
     raw_json::for_each_member(text_, [this](std::string_view part, std::string_view entries) {
         if (part == "r") return;
         raw_json::for_each_member(entries, [&](std::string_view key, std::string_view value) {
-            (part == "d" ? histories_ : contents_).push_back({unescaped(key), value});
+            (part == "d" ? histories_ : contents_).push_back({raw_json::decoded(key), value});
         });
     });
     // They are in the order of how they are written, in which an escaped character comes elsewhere.

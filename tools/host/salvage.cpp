@@ -1,11 +1,14 @@
 #include "host/salvage.h"
 
 #include <algorithm>
-#include <map>
 #include <nlohmann/json.hpp>
-#include <utility>
+#include <optional>
+#include <set>
+#include <string_view>
+#include <zentadbpp.hpp>
 
 #include "integrity.h"
+#include "raw_json.h"
 
 namespace zentadb {
 
@@ -13,77 +16,150 @@ namespace {
 
 using nlohmann::json;
 
-struct Parts {
-    std::map<std::string, json> histories;
-    std::map<std::string, json> contents;
-    std::string root;
-    std::size_t stopped_at = 0;
+// An entry as it stands; the key without its quotes.
+struct Piece {
+    std::string_view key;
+    std::string_view value;
 };
 
-// The entries of a sync JSON, as many as stand whole before the text goes wrong.
-Parts parts_of(const std::string& text) {
-    Parts parts;
-    std::string part;
-    std::string key;
-    const auto take = [&](int depth, json::parse_event_t event, json& parsed) {
-        if (event == json::parse_event_t::key) {
-            if (depth == 1) part = parsed.get<std::string>();
-            if (depth == 2) key = parsed.get<std::string>();
-            return true;
-        }
-        const bool is_end = event == json::parse_event_t::object_end || event == json::parse_event_t::array_end ||
-                            event == json::parse_event_t::value;
-        if (is_end && depth == 1 && part == "r" && parsed.is_string()) parts.root = parsed.get<std::string>();
-        if (!is_end || depth != 2 || (part != "d" && part != "o")) return true;
-        (part == "d" ? parts.histories : parts.contents)[key] = std::move(parsed);
-        return false;
-    };
+struct Pieces {
+    std::vector<Piece> histories;
+    std::vector<Piece> contents;
+    std::string root;
+};
+
+// How many bytes there are up to where the text goes wrong, with the one that is wrong. The bytes of a string do not
+// matter here.
+std::optional<std::size_t> break_in(std::string text) {
+    std::ranges::replace_if(
+        text, [](char byte) { return (static_cast<unsigned char>(byte) & 0x80U) != 0; }, '?');
     try {
-        const json rest = json::parse(text, take);
+        const json nothing = json::parse(text, [](int, json::parse_event_t, const json&) { return false; });
+        return std::nullopt;
     } catch (const json::parse_error& error) {
-        parts.stopped_at = error.byte;
-    } catch (const json::exception&) {
-        parts.stopped_at = text.size();
+        return std::min(error.byte, text.size());
     }
-    return parts;
 }
 
-// Whether a set with just this history and this content is in order.
-bool is_whole(const json& history, const std::string& hash, const json& content) {
-    json set{{"d", {{"x", history}}}, {"o", json::object()}, {"r", "x"}};
-    if (!hash.empty()) set["o"][hash] = content;
-    const IntegrityReport report = check_integrity(set.dump(-1, ' ', false, json::error_handler_t::ignore));
-    return report.refused.empty() && std::ranges::none_of(report.findings, [&](const Finding& finding) {
-               return hash.empty() ? finding.trouble == Trouble::wrong_suffix
-                                   : finding.trouble == Trouble::wrong_content;
-           });
+// Calls `member(key, value, is_whole)` for each member of an object that may break off; only the last one may not be
+// whole.
+template <class Member>
+void for_each_member_before_the_break(std::string_view object, const Member& member) {
+    using raw_json::skip_space;
+    for (std::size_t at = skip_space(object, 0) + 1;;) {
+        at = skip_space(object, at);
+        if (at >= object.size() || object[at] != '"') return;
+        const std::size_t key_end = raw_json::string_end(object, at);
+        if (key_end >= object.size()) return;
+        const std::size_t begin = skip_space(object, skip_space(object, key_end) + 1);
+        if (begin >= object.size()) return;
+        const std::size_t end = raw_json::value_end(object, begin);
+        const bool is_whole = end < object.size();
+        member(object.substr(at + 1, key_end - at - 2), object.substr(begin, is_whole ? end - begin : end), is_whole);
+        if (!is_whole) return;
+        at = skip_space(object, end) + 1;
+    }
 }
+
+// The entries that stand whole before the text goes wrong.
+Pieces pieces_of(std::string_view text) {
+    Pieces pieces;
+    for_each_member_before_the_break(text, [&](std::string_view part, std::string_view value, bool is_part_whole) {
+        if (part == "r" && is_part_whole && value.starts_with('"')) pieces.root = value.substr(1, value.size() - 2);
+        if (part != "d" && part != "o") return;
+        auto& entries = part == "d" ? pieces.histories : pieces.contents;
+        for_each_member_before_the_break(value, [&](std::string_view key, std::string_view entry, bool is_whole) {
+            if (is_part_whole || is_whole) entries.push_back({key, entry});
+        });
+    });
+    return pieces;
+}
+
+std::string text_of(const Pieces& pieces) {
+    std::string text = R"({"d": {)";
+    const auto add = [&text](const std::vector<Piece>& entries) {
+        for (const auto& [key, value] : entries) {
+            if (!text.ends_with('{')) text.append(", ");
+            text.append(1, '"').append(key).append("\": ").append(value);
+        }
+    };
+    add(pieces.histories);
+    text.append(R"(}, "o": {)");
+    add(pieces.contents);
+    return text.append(R"(}, "r": ")").append(pieces.root).append("\"}");
+}
+
+bool is_readable(const std::string& sync_json) {
+    try {
+        return static_cast<bool>(zentadbpp::Handle(sync_json));
+    } catch (const zentadbpp::Error&) {
+        return false;
+    }
+}
+
+class Rescue {
+   public:
+    explicit Rescue(const std::string& text) {
+        const std::optional<std::size_t> size = break_in(text);
+        salvage_.stopped_at = size.value_or(0);
+        pieces_ = pieces_of(std::string_view(text).substr(0, size.value_or(text.size())));
+    }
+
+    Salvage result() && {
+        leave_out_unreadable();
+        // The root comes last in a text, and is the first to go where it breaks off.
+        const auto has = [this](std::string_view id) {
+            return std::ranges::count(pieces_.histories, id, &Piece::key) != 0;
+        };
+        if (!has(pieces_.root)) pieces_.root = "root";
+        if (has(pieces_.root)) leave_out_damaged();
+        salvage_.histories = pieces_.histories.size();
+        salvage_.contents = pieces_.contents.size();
+        if (has(pieces_.root)) salvage_.sync_json = text_of(pieces_);
+        return std::move(salvage_);
+    }
+
+   private:
+    template <class IsDamaged>
+    void leave_out(std::vector<Piece>& entries, const std::string& what, const IsDamaged& is_damaged) {
+        std::erase_if(entries, [&](const Piece& piece) {
+            if (!is_damaged(piece)) return false;
+            salvage_.damaged.push_back(what + raw_json::decoded(piece.key));
+            return true;
+        });
+    }
+
+    // What the library would not read the whole text for.
+    void leave_out_unreadable() {
+        leave_out(pieces_.histories, "the history of document ", [](const Piece& piece) {
+            return !piece.value.starts_with('[') || !is_readable(text_of({{{"x", piece.value}}, {}, "x"}));
+        });
+        leave_out(pieces_.contents, "content ", [](const Piece& piece) {
+            return !piece.value.starts_with('{') ||
+                   !is_readable(text_of({{{"x", R"(["A_first"])"}}, {{"A", piece.value}}, "x"}));
+        });
+    }
+
+    // What does not hash to its name, or names no parent.
+    void leave_out_damaged() {
+        std::set<std::string, std::less<>> documents;
+        std::set<std::string, std::less<>> contents;
+        for (const Finding& finding : check_integrity(text_of(pieces_)).findings) {
+            if (finding.trouble == Trouble::wrong_suffix) documents.insert(finding.document);
+            if (finding.trouble == Trouble::wrong_content) contents.insert(finding.detail);
+        }
+        leave_out(pieces_.histories, "the history of document ",
+                  [&](const Piece& piece) { return documents.contains(raw_json::decoded(piece.key)); });
+        leave_out(pieces_.contents, "content ",
+                  [&](const Piece& piece) { return contents.contains(raw_json::decoded(piece.key)); });
+    }
+
+    Salvage salvage_;
+    Pieces pieces_;
+};
 
 }  // namespace
 
-Salvage salvage(const std::string& text) {
-    Parts parts = parts_of(text);
-    Salvage result;
-    result.stopped_at = parts.stopped_at;
-    std::erase_if(parts.histories, [&](const auto& entry) {
-        const bool keeps = entry.second.is_array() && is_whole(entry.second, {}, {});
-        if (!keeps) result.damaged.push_back("the history of document " + entry.first);
-        return !keeps;
-    });
-    std::erase_if(parts.contents, [&](const auto& entry) {
-        const bool keeps =
-            entry.second.is_object() && is_whole(json::array({entry.first + "_first"}), entry.first, entry.second);
-        if (!keeps) result.damaged.push_back("content " + entry.first);
-        return !keeps;
-    });
-    result.histories = parts.histories.size();
-    result.contents = parts.contents.size();
-    // The root comes last in a text, and is the first to go where it breaks off.
-    if (!parts.histories.contains(parts.root)) parts.root = "root";
-    if (!parts.histories.contains(parts.root)) return result;
-    const json set{{"d", std::move(parts.histories)}, {"o", std::move(parts.contents)}, {"r", parts.root}};
-    result.sync_json = set.dump();
-    return result;
-}
+Salvage salvage(const std::string& text) { return Rescue(text).result(); }
 
 }  // namespace zentadb
