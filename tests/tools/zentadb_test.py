@@ -202,7 +202,7 @@ class ExitCodes(Case):
         table = [
             ((), USAGE, "required"),
             (("frobnicate",), USAGE, "no such command"),
-            (("read",), USAGE, "STORE is required"),
+            (("read",), USAGE, "STORE is required\nzentadb read --help"),
             (("read", "laptop", "--no-such"), USAGE, "--no-such"),
             (("read", "laptop", "--config", "[1]"), INPUT, "no such file"),
             (("read", "laptop", "--config", "list"), USAGE, "no JSON object"),

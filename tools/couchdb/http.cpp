@@ -124,7 +124,6 @@ HttpClient::HttpClient(const std::string& url, Options options) : options_(std::
     curl_.reset(curl_easy_init());
     if (!curl_) throw std::bad_alloc();
     CURL* curl = curl_.get();
-    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers_.get());
     curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(curl, CURLOPT_ACCEPT_ENCODING, "");

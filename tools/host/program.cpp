@@ -5,7 +5,6 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 #include <regex>
-#include <sstream>
 
 #include "host/explain.h"
 #include "host/terminal.h"
@@ -79,10 +78,11 @@ int Program::run(int count, char** arguments) {
         if (!std::cout.flush()) return complain(Outcome::system, "standard output cannot be written");
         return static_cast<int>(outcome_);
     } catch (const CLI::ParseError& error) {
-        std::ostringstream complaint;
-        const int code = app_->exit(error, std::cout, complaint);
-        std::cerr << without_passwords(complaint.str());
-        return code == 0 ? 0 : static_cast<int>(Outcome::usage);
+        if (error.get_exit_code() == 0) return app_->exit(error);  // help
+        const std::vector<CLI::App*> commands = app_->get_subcommands();
+        return complain(Outcome::usage, without_passwords(error.what()),
+                        "zentadb " + (commands.empty() ? "" : commands.front()->get_name() + " ") +
+                            "--help tells more.");
     } catch (const Failure& failure) {
         return complain(failure.outcome(), failure.what(), failure.advice());
     } catch (const zentadbpp::Error& error) {
