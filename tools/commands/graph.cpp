@@ -44,7 +44,7 @@ std::vector<Node> nodes_of(const Options& options) {
     return nodes;
 }
 
-std::string replaced(std::string text, std::initializer_list<std::pair<char, const char*>> pairs) {
+std::string replaced(std::string_view text, std::initializer_list<std::pair<char, const char*>> pairs) {
     std::string result;
     for (const char character : text) {
         const char* other = nullptr;
