@@ -102,7 +102,9 @@ void DataShape::visit_members(const json& object, const std::string& path, const
                               const std::string& place) {
     const std::string inside = path.empty() ? "root->" : path + "o(" + id + ")->";
     for (const auto& [key, value] : object.items()) {
-        if (value.is_structured()) visit_value(value, inside + key + "-", place + member_step(key));
+        if (!value.is_structured()) continue;
+        std::string below = inside;
+        visit_value(value, below.append(key).append("-"), place + member_step(key));
     }
 }
 

@@ -80,9 +80,9 @@ int Program::run(int count, char** arguments) {
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app_->exit(error);  // help
         const std::vector<CLI::App*> commands = app_->get_subcommands();
-        return complain(Outcome::usage, without_passwords(error.what()),
-                        "zentadb " + (commands.empty() ? "" : commands.front()->get_name() + " ") +
-                            "--help tells more.");
+        return complain(
+            Outcome::usage, without_passwords(error.what()),
+            "zentadb " + (commands.empty() ? "" : commands.front()->get_name() + " ") + "--help tells more.");
     } catch (const Failure& failure) {
         return complain(failure.outcome(), failure.what(), failure.advice());
     } catch (const zentadbpp::Error& error) {
