@@ -17,7 +17,7 @@ json given_config(const std::string& option) {
     if (given.empty()) return json::object();
     const bool inline_text = given.starts_with('{');
     const bool too_deep = inline_text && is_nested_deeper(given, deepest_text);
-    const json config = too_deep ? json() : json::parse(inline_text ? given : read_file(given), nullptr, false);
+    json config = too_deep ? json() : json::parse(inline_text ? given : read_file(given), nullptr, false);
     if (!config.is_object()) {
         throw Failure(Outcome::usage, (inline_text ? "the configuration" : given) + " is no JSON object",
                       R"(A configuration looks like {"instance_id": "anna", "id_generation_rules": "code"}.)");
