@@ -214,6 +214,7 @@ class ExitCodes(Case):
             (("merge", "laptop", "stranger"), UNMERGEABLE, "on their own"),
             (("merge", "laptop", "broken"), DAMAGED, "broken: "),
             (("prune", "laptop", "--keep", "0"), USAGE, "--force"),
+            (("prune", "laptop", "nobody"), INPUT, "no such document"),
             (("verify", "broken"), DAMAGED, ""),
             (("verify", "deep"), INPUT, "too deeply"),
             (("update", "new", "deep"), INPUT, "too deeply"),
