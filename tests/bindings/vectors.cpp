@@ -75,13 +75,13 @@ class Run {
         return opened_.emplace_back(z::Handle(texts_.at(name)));
     }
     template <typename T>
-    T plain(std::size_t at) const {
+    [[nodiscard]] T plain(std::size_t at) const {
         return args_->at(at).get<T>();
     }
 
    private:
     std::string check(const json& vector);
-    std::string check_error(const json& expected, const z::Error& error) const;
+    [[nodiscard]] std::string check_error(const json& expected, const z::Error& error) const;
 
     std::map<std::string, std::string> texts_;
     std::map<std::string, z::Handle> handles_;
@@ -163,7 +163,7 @@ std::string Run::check(const json& vector) try {
                          : vector.contains("json") ? json::parse(outcome.text) == vector.at("json")
                          : vector.contains("text") ? outcome.text == vector.at("text")
                                                    : true;
-    const std::string complaint = matches ? "" : "gives " + outcome.text;
+    std::string complaint = matches ? "" : "gives " + outcome.text;
     if (vector.contains("save") && call_ == vector.at("call").front()) {
         if (outcome.handle) handles_[vector.at("save")] = *std::move(outcome.handle);
         texts_[vector.at("save")] = outcome.text;
@@ -195,7 +195,7 @@ int check_wrapper() {
         try {
             call();
         } catch (const z::Error& error) {
-            const z::Error copy = error;
+            const z::Error copy = error;  // NOLINT(performance-unnecessary-copy-initialization)
             return std::string(copy.key()) + "|" + std::string(copy.args());
         }
         return std::string("none");
@@ -213,7 +213,7 @@ int check_wrapper() {
     z::Handle handle(R"({})");
     z::Handle other = std::move(handle);
     expect(!handle && other, "a handle that was moved");  // NOLINT(bugprone-use-after-move)
-    expect(error_of([&] { handle.root(); }) == "invalid_sync_json_ptr|", "a call of nothing");
+    expect(error_of([&] { handle.root(); }) == "invalid_sync_json_ptr|", "a call of nothing");  // NOLINT
     other = z::Handle(sync_json_ptr_result{z::Handle("{}").release(), nullptr, nullptr});
     expect(other.dump() == "{}", "a handle in a record");
     const z::Record<sync_json_query_result> nothing({nullptr, nullptr});

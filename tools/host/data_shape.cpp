@@ -129,8 +129,9 @@ void DataShape::visit_elements(const json& array, const std::string& path, const
     const bool indexed = contains(indexed_, domain);
     std::size_t position = 0;
     for (const json& element : array) {
-        const std::string element_path =
-            path + "a(" + domain + ")->" + (indexed ? std::to_string(position) : std::string());
+        std::string element_path = path;
+        element_path.append("a(").append(domain).append(")->");
+        if (indexed) element_path += std::to_string(position);
         ++position;
         const Identity identity = this->identity(element, element_path);
         ArrayPlace& found = arrays_[number];

@@ -24,7 +24,7 @@ bool is_reserved(std::string_view hash) { return hash == "deleted" || hash == "r
 // A content nests 256 levels at most.
 ordered_json for_people(const ordered_json& value) {
     if (value.is_string()) {
-        const std::string& text = value.get_ref<const std::string&>();
+        const auto& text = value.get_ref<const std::string&>();
         if (text.starts_with('!')) return text.substr(1);
         if (text.starts_with('A')) return ordered_json::array({"..."});
         return ordered_json::object({{"_id", text.substr(std::min<std::size_t>(1, text.size()))}});
