@@ -62,7 +62,7 @@ template <StopAt stop>
         const std::uint64_t hits = hits_in(last << 32 | first);
         if (hits == 0) return end;
         const int at = __builtin_ctzll(hits) / 8;
-        return at < 4 ? begin + at : end - 8 + at;
+        return at < 4 ? begin + at : end - (8 - at);
     }
     while (begin != end && !stops_at<stop>(*begin)) ++begin;
     return begin;

@@ -54,7 +54,7 @@ WinningContents winning_contents(const DocumentStorage& storage) {
     const auto end = storage.data().contents().end();
     const std::vector<std::uint32_t> ascending = text_order(hashes);
     std::size_t named = 0;
-    auto last_named = end;
+    const DataStorage::Map::Entry* last_named = nullptr;
     for (std::size_t next = 0; next < ascending.size(); ++next) {
         constexpr std::size_t ahead = 8;
         if (next + ahead < ascending.size()) __builtin_prefetch(hashes[ascending[next + ahead]].data());
@@ -64,7 +64,7 @@ WinningContents winning_contents(const DocumentStorage& storage) {
         if (stored == end) break;
         if (order != 0) continue;
         contents[numbers[at]] = stored->value.text;
-        if (stored != std::exchange(last_named, stored)) ++named;
+        if (std::exchange(last_named, &*stored) != &*stored) ++named;
     }
     return {std::move(contents), named == storage.data().contents().size()};
 }

@@ -410,7 +410,8 @@ ZENTADBPP_EXPORT flatten_result json_array_unflatten(const char* input, const ch
 //   "cannot_replace_first_revision" (args: id), an error record of the function that was called, where both made a
 //   document of that id, each with a content of its own. This last one also prints four lines to standard error, the
 //   only thing that the library ever prints.
-// O(documents of both + revisions of those that differ + contents that are new).
+// O(documents of both + revisions of those that differ + contents that are new); where the target lacks contents of
+// documents that do not differ, all revisions of the source as well.
 ZENTADBPP_EXPORT sync_json_result replicate_sync_json(const char* source, const char* target, const char* config);
 ZENTADBPP_EXPORT sync_json_ptr_result replicate_sync_json_ptr(sync_json_ptr source, sync_json_ptr target,
                                                               const char* config);

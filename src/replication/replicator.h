@@ -19,7 +19,8 @@ struct ReplicationResult {
 // Merges every document and content of the source into the target; the source's knowledge is then part of the target's.
 // Replicating again adds nothing, and copies replicated into each other in any order end up alike. Different root ids:
 // ReplicationException "mismatching_root_document_identifiers". O(documents of both + revisions of those that differ);
-// what lies in nodes that both share is not looked at.
+// what lies in nodes that both share is not looked at. Where the target lacks contents that only equal documents name,
+// because it was pruned, or none does: all revisions of the source as well.
 [[nodiscard]] ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage& target,
                                           Takeover takeover);
 
