@@ -100,11 +100,7 @@ struct Data {
         rapidjson::Document parsed;
         parsed.Parse(sync.c_str());
         documents = parsed["d"].MemberCount();
-        const auto members = parsed["d"].MemberBegin();
-        for (std::ptrdiff_t at = 0; at < static_cast<std::ptrdiff_t>(documents); ++at) {
-            const std::string revision = members[at].value[0].GetString();
-            hashed.push_back(written(parsed["o"][revision.substr(0, revision.find('_')).c_str()]));
-        }
+        for (const auto& [digest, content] : parsed["o"].GetObject()) hashed.push_back(written(content));
         hashed.insert(hashed.end(), notes + 1, std::string(100, 'p'));
     }
 };
@@ -313,15 +309,25 @@ void resolve_handle(benchmark::State& state) {
     for (auto _ : state) Handle resolved(sync_json_ptr_resolve(handle, "note-0", loser.c_str()));
 }
 
+// The resident memory of this process in bytes: now ("VmRSS:"), or at most since it was last set back ("VmHWM:").
+double resident(const char* of) {
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    while (std::getline(status, line) && !line.starts_with(of)) {
+    }
+    return line.empty() ? 0.0 : 1024 * std::stod(line.substr(std::strlen(of)));
+}
+
 // Bytes per byte of text that a handle keeps.
 void memory_of_handle(benchmark::State& state) {
     const Data& d = data(state);
     double kept = 0;
     for (auto _ : state) {
-        const auto before = mallinfo2();
+        malloc_trim(0);
+        const double before = resident("VmRSS:");
         Handle handle(new_sync_json_ptr(d.sync.c_str()));
-        const auto after = mallinfo2();
-        kept = static_cast<double>((after.uordblks + after.hblkhd) - (before.uordblks + before.hblkhd));
+        malloc_trim(0);
+        kept = resident("VmRSS:") - before;
     }
     state.counters["per_byte"] = kept / static_cast<double>(d.sync.size());
 }
@@ -329,21 +335,14 @@ void memory_of_handle(benchmark::State& state) {
 // Bytes that an update by text has beyond what there was before, per byte of its three texts.
 void peak_of_update(benchmark::State& state) {
     const Data& d = data(state);
-    const auto kibibytes = [](const char* of) {
-        std::ifstream status("/proc/self/status");
-        std::string line;
-        while (std::getline(status, line) && !line.starts_with(of)) {
-        }
-        return line.empty() ? 0.0 : std::stod(line.substr(std::strlen(of)));
-    };
     double peak = 0;
     for (auto _ : state) {
         malloc_trim(0);
         std::ofstream("/proc/self/clear_refs") << 5;  // the peak counts from here
-        const double before = kibibytes("VmRSS:");
+        const double before = resident("VmRSS:");
         const std::string result = take(update_sync_json(d.edited.c_str(), d.sync.c_str(), none));
         const auto texts = static_cast<double>(d.edited.size() + d.sync.size() + result.size());
-        peak = (kibibytes("VmHWM:") - before) * 1024 / texts;
+        peak = (resident("VmHWM:") - before) / texts;
     }
     state.counters["per_byte"] = peak;
 }
