@@ -14,6 +14,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "notebook.h"
@@ -100,7 +101,13 @@ struct Data {
         rapidjson::Document parsed;
         parsed.Parse(sync.c_str());
         documents = parsed["d"].MemberCount();
-        for (const auto& [digest, content] : parsed["o"].GetObject()) hashed.push_back(written(content));
+        std::unordered_map<std::string_view, std::string> contents;
+        for (const auto& [digest, content] : parsed["o"].GetObject())
+            contents.emplace(digest.GetString(), written(content));
+        for (const auto& [id, entry] : parsed["d"].GetObject()) {
+            const std::string_view revision = entry[0].GetString();
+            hashed.push_back(contents.at(revision.substr(0, revision.find('_'))));
+        }
         hashed.insert(hashed.end(), notes + 1, std::string(100, 'p'));
     }
 };
