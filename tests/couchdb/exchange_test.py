@@ -27,7 +27,7 @@ class Copy:
         self.path, self.url = path, url
 
     def run(self, *arguments, expect=0, data=None, env=(), all_told=False):
-        run = subprocess.run([TOOL, *arguments], capture_output=True, text=True, timeout=300,
+        run = subprocess.run([TOOL, *arguments], capture_output=True, errors="replace", timeout=300,
                              input=None if data is None else json.dumps(data), env={**os.environ, **dict(env)})
         assert run.returncode == expect, (arguments, run.returncode, run.stdout, run.stderr)
         return run.stdout + run.stderr if all_told else run.stdout if expect == 0 else run.stderr
@@ -241,11 +241,11 @@ def case_refusals(world):
     other.update({**listing(x="other"), "title": "Other"})
     assert "other data" in other.push(expect=5) and "other data" in other.pull(expect=5)
     world.proxy.requests.clear()
-    for data in ({"list": [{"_id": "_x", "text": "one"}]}, {"_rev": "1-x", "list": []}):
+    for data in (listing(_x="one"), listing(**{"\udcff": "one"}), {"_rev": "1-x", "list": []}):
         bad = world.copy("bad.sync")
         pathlib.Path(bad.path).unlink(missing_ok=True)
         bad.update(data)
-        assert "_" in bad.push("--create", url=bad.url + "-bad", expect=3)
+        assert "Nothing was sent" in bad.push("--create", url=bad.url + "-bad", expect=3)
     assert not world.proxy.asked("_bulk_docs")
     for status, expect in ((401, 9), (413, 9), (301, 9), (503, 8)):
         a.edit(x=str(status))
@@ -286,6 +286,30 @@ def case_a_server_that_takes_or_gives_little(world):
     assert "timeout" in b.pull(expect=8)
     world.proxy.disturb = None
     a.push(), b.pull()
+    same(a, b)
+    # What is no answer is not taken for one that says nothing, and what was not asked for does no harm.
+    a.edit(x="b")
+    first = "1-" + a.sync()["d"]["x"][0]
+    all_missing = {"_revs_diff": {"x": {"missing": [*a.leaves("x"), first, first.partition("_")[0]]}},
+                   "_all_docs": {"rows": [{"id": "x", "value": {"rev": "1-a"}}]}}
+    given = [{"results": [{"docs": [{"ok": {"_id": id, "_rev": "1-a", "_revisions": {"start": len(ids), "ids": ids}}}]}]}
+             for id, ids in (("x", []), ("nobody", ["a"]))]
+    change = {"id": "y", "seq": 1, "changes": [{"rev": "9-a"}]}
+    for exchange, answers, error in (
+            (a.push, {"_revs_diff": []}, "no object"), (a.push, {"_bulk_docs": None}, "no array"),
+            (a.push, {"_bulk_docs": [{"id": "z", "error": "e"}]}, "was not sent"),
+            (a.push, {**all_missing, "_bulk_get": given[0], "_bulk_docs": {}}, "no array"),
+            (a.push, {**all_missing, "_bulk_get": given[1]}, "not asked for"),
+            (b.pull, {"_changes": {"results": None, "last_seq": 1}}, "no array"),
+            (b.pull, {"_changes": {"results": [change], "last_seq": 1}, "_bulk_get": {"results": []}}, "says nothing"),
+            (lambda **more: b.pull("--batch", "1", "--afresh", **more),
+             {"_changes": {"results": [{**change, "id": "_design/d"}], "last_seq": 1}}, "again and again")):
+        world.proxy.disturb = lambda method, what: what in answers and json.dumps(answers[what]).encode()
+        assert error in exchange(expect=8), answers
+    world.proxy.disturb = lambda method, what: what == "_bulk_docs" and b'[{"id": "x", "error": "\\u001b[1m"}]'
+    assert "1 document, such as \"x\": \\x1b[1m\n" in a.push(expect=9)
+    world.proxy.disturb = None
+    assert a.push() == 1 and b.pull() == 1
     same(a, b)
 
 

@@ -30,7 +30,17 @@ Database::Json joined(Database::Json list, const Database::Json& more) {
     return list;
 }
 
+Database::Json list_in(const Database::Json& answer, const char* member) {
+    const Database::Json& list = answer.at(member);
+    expect_shape(list.is_array(), std::string("\"") + member + "\" is no array");
+    return list;
+}
+
 }  // namespace
+
+void expect_shape(bool is_right, const std::string& what) {
+    if (!is_right) throw Failure(Outcome::network, "the answer is not one of a CouchDB server: " + what);
+}
 
 Database::Json Database::parsed(const Answer& answer) const {
     Json json = is_too_deep(answer.body) ? Json(Json::value_t::discarded) : Json::parse(answer.body, nullptr, false);
@@ -99,7 +109,7 @@ std::optional<Database::Json> Database::local(const std::string& name) {
     const Answer answer = client_.send("GET", "/_local/" + url_encoded(name));
     if (answer.status == 404) return std::nullopt;
     Json json = expect(answer);
-    if (!json.is_object()) return std::nullopt;
+    expect_shape(json.is_object(), "a document is no object");
     return json;
 }
 
@@ -116,7 +126,11 @@ std::size_t Database::revs_limit() {
 
 Database::Json Database::revs_diff(const Json& revisions) {
     const Answer answer = client_.send("POST", "/_revs_diff", revisions.dump());
-    if (answer.status != too_large || revisions.size() < 2) return expect(answer);
+    if (answer.status != too_large || revisions.size() < 2) {
+        Json missing = expect(answer);
+        expect_shape(missing.is_object(), "what is missing is told by no object");
+        return missing;
+    }
     const auto [first, second] = halves(revisions);
     Json all = revs_diff(first);
     all.update(revs_diff(second));
@@ -129,7 +143,7 @@ Database::Json Database::leading_revs(const Json& ids) {
         const auto [first, second] = halves(ids);
         return joined(leading_revs(first), leading_revs(second));
     }
-    const Json rows = expect(answer).at("rows");
+    const Json rows = list_in(expect(answer), "rows");
     Json present = Json::array();
     for (const Json& row : rows) {
         const auto value = row.find("value");
@@ -142,17 +156,23 @@ Database::Json Database::leading_revs(const Json& ids) {
 std::optional<Database::Json> Database::bulk_docs(const std::string& body) {
     const Answer answer = client_.send("POST", "/_bulk_docs", body);
     if (answer.status == too_large) return std::nullopt;
-    return expect(answer);
+    Json problems = expect(answer);
+    expect_shape(problems.is_array(), "what came of documents is told by no array");
+    return problems;
 }
 
 Database::Json Database::changes(const Json& since, std::size_t limit) {
     const std::string from = url_encoded(since.is_string() ? since.get<std::string>() : since.dump());
-    return expect(client_.send("GET", "/_changes?style=all_docs&limit=" + std::to_string(limit) + "&since=" + from));
+    Json changes =
+        expect(client_.send("GET", "/_changes?style=all_docs&limit=" + std::to_string(limit) + "&since=" + from));
+    const std::size_t count = list_in(changes, "results").size();
+    expect_shape(count < limit || changes.at("last_seq") != since, "the same changes come again and again");
+    return changes;
 }
 
 Database::Json Database::bulk_get(const Json& wanted) {
     const Answer answer = client_.send("POST", "/_bulk_get?revs=true", Json{{"docs", wanted}}.dump());
-    if (answer.status != too_large || wanted.size() < 2) return expect(answer).at("results");
+    if (answer.status != too_large || wanted.size() < 2) return list_in(expect(answer), "results");
     const auto [first, second] = halves(wanted);
     return joined(bulk_get(first), bulk_get(second));
 }

@@ -8,6 +8,10 @@
 
 namespace zentadb {
 
+// Throws Failure (network) unless an answer has the shape that it should: what a server did not say must not be taken
+// for nothing to be said.
+void expect_shape(bool is_right, const std::string& what);
+
 // A database on a server that speaks the CouchDB replication protocol. Throws Failure (refused) for what the server
 // will not do, and (network) for what cannot be its answer. A question that is too large for the server is asked in
 // halves.

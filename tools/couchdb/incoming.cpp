@@ -32,6 +32,7 @@ std::optional<Incoming::Json> Incoming::accept(Json document, bool is_document_d
     const auto id = document.at("_id").get<std::string>();
     Json revisions = document.at("_revisions");
     Json& ids = revisions.at("ids");
+    expect_shape(ids.is_array() && revisions.at("start").is_number_unsigned(), "_revisions tells no history");
     const auto leave_out = [&id](Warning& why) {
         why.add(id);
         return std::nullopt;
@@ -58,7 +59,7 @@ std::optional<Incoming::Json> Incoming::accept(Json document, bool is_document_d
 
 // The library keeps contents by their hash, so a name that came from elsewhere must not stand for two contents.
 void Incoming::check_content(const Json& accepted) {
-    const auto hash = std::string(hash_of(accepted["_revisions"]["ids"][0].get<std::string>()));
+    const auto hash = std::string(hash_of(accepted.at("_revisions").at("ids").at(0).get<std::string>()));
     if (is_library_hash(hash)) return;
     Json content = accepted;
     for (const char* member : {"_id", "_rev", "_revisions"}) content.erase(member);

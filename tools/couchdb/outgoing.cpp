@@ -126,15 +126,22 @@ bool has_content(const SyncText& store, const Revision& revision) {
     return is_ended(entry_of(revision)) || revision.hash() == "empty" || store.content(revision.hash()).has_value();
 }
 
+void check_id(const std::string& id) {
+    if (id.empty() || id.starts_with('_')) {
+        fail(id, "a CouchDB server takes no id that is empty or begins with _", "Give the object another id.");
+    }
+    try {
+        static_cast<void>(quoted(id));
+    } catch (const nlohmann::json::exception&) {
+        fail(id, "its id is not in UTF-8, as a CouchDB server wants it", "Give the object another id.");
+    }
+}
+
 std::string text_for_server(const SyncText& store, const SyncText::Document& document, const RevisionTree& tree,
                             std::size_t tip) {
     const Revision& revision = tree[tip];
     try {
         const std::string_view content = content_of(store, revision);
-        if (document.key.empty() || document.key.starts_with('_')) {
-            fail(document.key, "a CouchDB server takes no id that is empty or begins with _",
-                 "Give the object another id.");
-        }
         if (!nlohmann::json::accept(content)) {
             fail(document.key, "its strings are not all UTF-8, as a CouchDB server wants them", "Correct them.");
         }
@@ -157,7 +164,7 @@ std::string text_for_server(const SyncText& store, const SyncText::Document& doc
         });
         return text.append("}");
     } catch (const nlohmann::json::exception&) {
-        fail(document.key, "its id or its members are not in UTF-8, as a CouchDB server wants them", "Correct them.");
+        fail(document.key, "its members are not in UTF-8, as a CouchDB server wants them", "Correct them.");
     }
 }
 

@@ -21,6 +21,9 @@ void put_parents_first(const SyncText& store, std::vector<Outgoing>& outgoing);
 // Whether the store still has the content of a revision.
 [[nodiscard]] bool has_content(const SyncText& store, const Revision& revision);
 
+// Throws Failure (input) where a CouchDB server would take no document of this id.
+void check_id(const std::string& id);
+
 // A revision as an element of "docs" in _bulk_docs. Throws Failure (input) for what a CouchDB server cannot hold.
 [[nodiscard]] std::string text_for_server(const SyncText& store, const SyncText::Document& document,
                                           const RevisionTree& tree, std::size_t tip);

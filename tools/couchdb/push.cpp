@@ -12,6 +12,7 @@
 #include "couchdb/names.h"
 #include "couchdb/outgoing.h"
 #include "host/store.h"
+#include "host/table.h"
 #include "host/terminal.h"
 
 namespace zentadb {
@@ -35,7 +36,9 @@ class Push {
         const std::string first = server_rev(RevisionTree(root.value)[0]);
         check_same_data(database_, root.key, first);
         checkpoint_.recall(store_, options_.afresh);
-        std::vector<Outgoing> outgoing = missing_of(unshared());
+        const std::vector<Outgoing> asked = unshared();
+        for (const Outgoing& each : asked) check_id(each.document->key);
+        std::vector<Outgoing> outgoing = missing_of(asked);
         check_sendable(outgoing);
         check_begun_here(outgoing);
         note_data(database_, root.key, first);
@@ -57,9 +60,9 @@ class Push {
         } else {
             std::cout << "Sent " << revisions_ << " revisions of " << documents_ << " documents.\n";
         }
-        if (!problem_.empty()) {
+        if (!not_taken_.empty()) {
             throw Failure(Outcome::refused,
-                          "the server did not take " + std::to_string(not_taken_) + " documents, such as " + problem_,
+                          "the server did not take " + counted(not_taken_.size(), "document") + ", such as " + problem_,
                           "The others were sent.");
         }
     }
@@ -144,7 +147,7 @@ class Push {
         const std::size_t limit = longest <= any_server_keeps ? 0 : database_.revs_limit();
         if (limit == 0 || longest <= limit) return;
         throw Failure(Outcome::refused,
-                      "document \"" + longest_id + "\" has a history of " + std::to_string(longest) +
+                      "document \"" + printable(longest_id) + "\" has a history of " + std::to_string(longest) +
                           " revisions, of which the database would keep " + std::to_string(limit),
                       "Others could not take it from there. Raise the limit: curl -X PUT " + database_.url() +
                           "/_revs_limit -d " + std::to_string(10 * longest));
@@ -179,9 +182,11 @@ class Push {
         if (!found.contains("_revisions")) return;
         const Json& path = found["_revisions"];
         // A history that was cut short does not tell.
-        if (path.at("start") != path.at("ids").size()) return;
+        if (path.at("ids").empty() || path.at("start") != path["ids"].size()) return;
         const auto id = found.at("_id").get<std::string>();
-        const auto firsts = first_revs(RevisionTree(store_.find(id)->value));
+        const SyncText::Document* own = store_.find(id);
+        expect_shape(own != nullptr, "it gives out a document that was not asked for");
+        const auto firsts = first_revs(RevisionTree(own->value));
         if (std::ranges::count(firsts, "1-" + path["ids"].back().get<std::string>()) != 0) return;
         throw Failure(
             Outcome::unmergeable, "document \"" + printable(id) + "\": the database has another document under this id",
@@ -265,7 +270,7 @@ class Push {
             batch.clear();
             bytes = 0;
         }
-        documents_ = outgoing.size() - not_taken_;
+        documents_ = outgoing.size() - not_taken_.size();
     }
 
     struct Element {
@@ -287,19 +292,25 @@ class Push {
         if (!answer) problems[batch.front().document->key] = "it is larger than the server allows";
         for (const Json& each : answer.value_or(Json::array())) {
             if (!each.contains("error")) continue;
-            problems[each.at("id").get<std::string>()] =
-                each.at("error").get<std::string>() + ", " + each.value("reason", std::string());
+            std::string why;
+            for (const char* member : {"error", "reason"}) {
+                const auto text = each.find(member);
+                if (text != each.end() && text->is_string()) why.append(why.empty() ? "" : ", ").append(*text);
+            }
+            problems[each.at("id").get<std::string>()] = why;
         }
         for (const Element& element : batch) {
-            if (problems.contains(element.document->key)) continue;
+            const std::string& id = element.document->key;
+            if (const auto problem = problems.find(id); problem != problems.end()) {
+                if (not_taken_.empty()) problem_ = "\"" + printable(id) + "\": " + printable(problem->second);
+                not_taken_.insert(id);
+                continue;
+            }
             checkpoint_.share(element.mark);
             ++revisions_;
         }
-        not_taken_ += problems.size();
-        if (problem_.empty() && !problems.empty()) {
-            const auto& [id, why] = *problems.begin();
-            problem_ = "\"" + id + "\": " + why;
-        }
+        std::erase_if(problems, [this](const auto& problem) { return not_taken_.contains(problem.first); });
+        expect_shape(problems.empty(), "it refuses a document that was not sent");
     }
 
     const ExchangeOptions& options_;
@@ -313,7 +324,7 @@ class Push {
     std::size_t documents_ = 0;
     std::size_t revisions_ = 0;
     std::size_t compared_ = 0;
-    std::size_t not_taken_ = 0;
+    std::unordered_set<std::string> not_taken_;
     std::string problem_;
 };
 
