@@ -1,9 +1,11 @@
+#include <array>
 #include <iostream>
 #include <memory>
 #include <unordered_set>
 
 #include "commands.h"
 #include "host/arguments.h"
+#include "host/files.h"
 #include "host/inside.h"
 #include "host/store.h"
 #include "host/table.h"
@@ -21,6 +23,7 @@ struct Options {
 };
 
 Outcome changes(const Options& options) {
+    refuse_shared_input(std::array{options.older, options.newer});
     Store older = open_store(options.older);
     Store newer = open_store(options.newer);
     const auto places = places_in(newer);

@@ -1,3 +1,4 @@
+#include <array>
 #include <memory>
 #include <unordered_map>
 
@@ -42,6 +43,7 @@ std::string member_text(const Json& object, const char* key) {
 }
 
 Outcome diff(const Options& options) {
+    refuse_shared_input(std::array{options.store, options.other});
     const Store older = open_store(options.store);
     const Store newer = open_store(options.other);
     const zentadbpp::Value before = older.handle.dump();
@@ -80,6 +82,7 @@ bool has_what_changes(const Inside& store, const Json& patch) {
 }
 
 Outcome patch(const Options& options) {
+    refuse_shared_input(std::array{options.store, options.other});
     const std::string operations = read_file(options.other);
     const Json parsed = Json::parse(operations, nullptr, false);
     if (!parsed.is_object() || (!parsed.contains("d") && !parsed.contains("o"))) {

@@ -21,6 +21,9 @@ struct Options {
 };
 
 Outcome merge(const Options& options) {
+    std::vector<std::string> inputs = options.sources;
+    inputs.push_back(options.store);
+    refuse_shared_input(inputs);
     // They may come slowly, through a pipe: nobody has to wait for that.
     std::vector<Store> sources;
     for (const std::string& path : options.sources) sources.push_back(open_store(path));

@@ -1,3 +1,4 @@
+#include <array>
 #include <iostream>
 #include <memory>
 
@@ -35,9 +36,7 @@ void refuse_losses(const Options& options, const std::string& data, const std::s
 }
 
 Outcome update(const Options& options) {
-    if (options.store == "-" && options.data == "-") {
-        throw Failure(Outcome::usage, "the store and the data cannot both come from standard input");
-    }
+    refuse_shared_input(std::array{options.store, options.data});
     const std::string data = read_file(options.data);
     StoreChange change(options.store, options.output, StoreChange::Missing::is_empty);
     if (options.compress) change.compress(true);

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
@@ -53,8 +54,13 @@ class Descriptor {
 // Where links lead: replacing a link would leave what it points to as it was.
 std::string real_path(const std::string& path) {
     std::error_code error;
-    const fs::path real = fs::weakly_canonical(path, error);
-    return error ? path : real.string();
+    fs::path real = fs::weakly_canonical(path, error);
+    // A link to what is not there yet is still one here.
+    constexpr int most_links = 40;
+    for (int links = 0; links < most_links && !error && fs::is_symlink(real, error); ++links) {
+        real = fs::weakly_canonical(real.parent_path() / fs::read_symlink(real, error), error);
+    }
+    return error && error != std::errc::no_such_file_or_directory ? path : real.string();
 }
 
 void write_all(int descriptor, std::string_view text, const std::string& path) {
@@ -93,6 +99,13 @@ bool file_exists(const std::string& path) {
     return fs::exists(path, error);
 }
 
+bool is_same_file(const std::string& a, const std::string& b) { return real_path(a) == real_path(b); }
+
+void refuse_shared_input(std::span<const std::string> paths) {
+    if (std::ranges::count(paths, "-") < 2) return;
+    throw Failure(Outcome::usage, "only one file can come from standard input");
+}
+
 bool is_nested_deeper(std::string_view text, std::size_t levels) {
     std::size_t depth = 0;
     bool is_inside_string = false;
@@ -116,7 +129,10 @@ std::string read_file(const std::string& path) {
     if (path != "-" && !file_exists(path)) throw Failure(Outcome::input, path + ": there is no such file");
     const Descriptor opened(path == "-" ? ::dup(STDIN_FILENO) : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     const std::string name = path == "-" ? "standard input" : path;
-    if (opened.get() < 0) fail(name, "cannot be opened");
+    const auto fail_reading = [&name](const char* what) {
+        throw Failure(Outcome::system, name + ": " + what + ": " + std::strerror(errno));
+    };
+    if (opened.get() < 0) fail_reading("cannot be opened");
     std::string text;
     struct stat status {};
     if (::fstat(opened.get(), &status) == 0 && S_ISREG(status.st_mode)) {
@@ -129,7 +145,7 @@ std::string read_file(const std::string& path) {
         const ssize_t count = ::read(opened.get(), text.data() + before, text.size() - before);
         text.resize(before + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
         if (count < 0 && errno == EINTR) continue;
-        if (count < 0) fail(name, "cannot be read");
+        if (count < 0) fail_reading("cannot be read");
         if (count == 0) break;
     }
     if (text.find('\0') != std::string::npos)

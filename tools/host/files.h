@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -8,6 +9,8 @@ namespace zentadb {
 // "-" for a path is standard input or output.
 
 [[nodiscard]] bool file_exists(const std::string& path);
+// Whether two paths lead to one file, also one that is not there yet.
+[[nodiscard]] bool is_same_file(const std::string& a, const std::string& b);
 
 // Far deeper than the library takes any text, and not too deep for a parser that calls itself for each level.
 inline constexpr std::size_t deepest_text = 4000;
@@ -16,6 +19,9 @@ inline constexpr std::size_t deepest_text = 4000;
 // All of a file. Throws Failure (input) where it is not there or holds a NUL byte, which no JSON text does, or is
 // nested too deeply.
 [[nodiscard]] std::string read_file(const std::string& path);
+
+// Throws Failure (usage) where standard input is to be more than one of some files.
+void refuse_shared_input(std::span<const std::string> paths);
 
 // Replaces what stands in a file, so that at any moment, whatever happens, the file holds all of the old text or all of
 // the new one, and on return the new one is on the disk: it is written to a file beside it ("<path>.zentadb-new"),

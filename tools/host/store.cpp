@@ -58,7 +58,7 @@ Store open_store(const std::string& path) { return store_of(path, read_file(path
 
 StoreChange::StoreChange(const std::string& path, const std::string& output, Missing missing)
     : output_(output.empty() ? path : output) {
-    const bool in_place = output_ == path && path != "-";
+    const bool in_place = path != "-" && output_ != "-" && is_same_file(output_, path);
     if (in_place) lock_.emplace(path);
     if (missing == Missing::is_empty && path != "-" && !file_exists(path)) {
         store_ = Store{path, zentadbpp::Handle("{}"), false};
