@@ -33,6 +33,8 @@ constexpr std::array explanations = {
     Explanation{"input_is_not_an_object", Outcome::input, "the data is no JSON object", "Wrap it: {\"list\": ...}"},
     Explanation{"expecting_object_as_input_to_flatten", Outcome::input, "the data is no JSON object",
                 "Wrap it: {\"list\": ...}"},
+    Explanation{"cannot_push_new_revision_if_document_is_missing_identifier", Outcome::input,
+                "an object has an empty \"_id\"", "Give it another one, or none."},
     Explanation{"document_not_found", Outcome::input, "the store has no document %",
                 "zentadb docs STORE lists the documents."},
     Explanation{"revision_is_not_a_leaf", Outcome::input, "% is not the end of a branch",

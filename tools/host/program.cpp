@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 #include <regex>
+#include <sstream>
 
 #include "host/explain.h"
 #include "host/terminal.h"
@@ -13,10 +14,12 @@ namespace zentadb {
 
 namespace {
 
+// Both may name what stands in data.
 int complain(Outcome outcome, const std::string& what, const std::string& advice = {}) {
     std::cout.flush();
-    std::cerr << painted(Paint::red, "zentadb: ", std::cerr) << what << '\n';
-    if (!advice.empty()) std::cerr << advice << '\n';
+    std::cerr << painted(Paint::red, "zentadb: ", std::cerr);
+    std::istringstream lines(what + '\n' + advice);
+    for (std::string line; std::getline(lines, line);) std::cerr << printable(line) << '\n';
     return static_cast<int>(outcome);
 }
 

@@ -49,11 +49,17 @@ std::string painted(Paint paint, std::string_view text, const std::ostream& stre
 std::string printable(std::string_view text) {
     constexpr std::string_view digits = "0123456789abcdef";
     std::string result;
-    for (const char character : text) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (byte >= 0x20 && byte != 0x7f) {
-            result.push_back(character);
+    std::size_t escaped = 0;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const auto byte = static_cast<unsigned char>(text[at]);
+        // U+0080 to U+009F, which some terminals obey as well.
+        if (byte == 0xc2 && at + 1 < text.size() && (static_cast<unsigned char>(text[at + 1]) & 0xe0U) == 0x80U)
+            escaped = 2;
+        if (byte < 0x20 || byte == 0x7f) escaped = 1;
+        if (escaped == 0) {
+            result.push_back(text[at]);
         } else {
+            --escaped;
             result.append("\\x").append(1, digits[byte >> 4]).append(1, digits[byte & 15]);
         }
     }
