@@ -75,7 +75,7 @@ void draw(const Options& options, const Inside& inside, const RevisionTree& tree
         const std::string name = printable(name_of(line.revision));
         std::cout << dot << (mark == Mark::none ? name : painted(paint_of(mark), name, std::cout));
         std::string words = marks.words(line.revision);
-        if (!words.empty()) words = "[" + words + "]";
+        if (!words.empty()) words.insert(0, "[").append("]");
         std::string change = printable(change_line(inside, tree, line.revision));
         constexpr std::size_t unknown_width = 100;
         const std::size_t taken = width + words.size() + 4;

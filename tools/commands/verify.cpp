@@ -58,7 +58,7 @@ Outcome verify(const Options& options) {
     for (const Finding& finding : report.findings)
         (is_damage(finding.trouble) ? damages : notes).push_back(describe(finding));
     if (!report.refused.empty()) {
-        damages.push_back(explained(zentadbpp::Error(report.refused)).what());
+        damages.emplace_back(explained(zentadbpp::Error(report.refused)).what());
         if (saved.stopped_at > 0)
             damages.push_back("the text breaks off or goes wrong at byte " +
                               std::to_string(std::min(saved.stopped_at, text.size())) + " of " +

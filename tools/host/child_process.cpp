@@ -11,8 +11,6 @@
 
 #include "host/failure.h"
 
-extern char** environ;
-
 namespace zentadb {
 
 std::string output_of(const std::vector<std::string>& command, std::string_view input, const std::string& advice) {
@@ -28,6 +26,7 @@ std::string output_of(const std::vector<std::string>& command, std::string_view 
 
     std::vector<char*> arguments;
     std::vector<std::string> words = command;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
 
