@@ -338,7 +338,8 @@ class Damage(Case):
         chance = random.Random(SEED)
         print(f"SEED={SEED}")
         damaged = [text[:chance.randrange(700, len(text))] for _ in range(5)]
-        damaged += [text.replace("pack everything", "pack somethings"), text.replace('["06e1d', '["16e1d', 1)]
+        damaged += [text.replace("pack everything", "pack somethings"), text.replace('["06e1d', '["16e1d', 1), text.replace('"ord-', '"ord-0', 1),
+                    text.replace('"8b3e', '"8b4e', 1)]
         for number, bad in enumerate(damaged):
             with self.subTest(number, seed=SEED):
                 self.write("bad", bad)

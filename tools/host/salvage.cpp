@@ -5,8 +5,10 @@
 #include <optional>
 #include <set>
 #include <string_view>
+#include <unordered_set>
 #include <zentadbpp.hpp>
 
+#include "hashes.h"
 #include "integrity.h"
 #include "raw_json.h"
 
@@ -97,6 +99,27 @@ bool is_readable(const std::string& sync_json) {
     }
 }
 
+// Names of contents, of which a damaged one is found again by how it begins or ends.
+class Names {
+   public:
+    void add(const std::string& name) {
+        parts_.insert(beginning(name));
+        parts_.insert(end(name));
+    }
+    [[nodiscard]] bool has_like(const std::string& name) const {
+        return parts_.contains(beginning(name)) || parts_.contains(end(name));
+    }
+
+   private:
+    static std::size_t size_of_part(const std::string& name) { return name.size() < 32 ? 5 : 16; }
+    static std::string beginning(const std::string& name) { return "^" + name.substr(0, size_of_part(name)); }
+    static std::string end(const std::string& name) {
+        return name.substr(name.size() - std::min(name.size(), size_of_part(name))) + "$";
+    }
+
+    std::unordered_set<std::string> parts_;
+};
+
 class Rescue {
    public:
     explicit Rescue(const std::string& text) {
@@ -140,12 +163,33 @@ class Rescue {
         });
     }
 
-    // What does not hash to its name, or names no parent.
+    // The names of whole contents that no history has. A history that has nearly such a name is damaged, and would make
+    // the document another one than it is in other copies.
+    [[nodiscard]] Names unnamed(const std::vector<Finding>& findings) const {
+        std::unordered_set<std::string_view> not_read;
+        for (const Finding& finding : findings) {
+            if (finding.trouble == Trouble::not_read) not_read.insert(finding.detail);
+        }
+        Names names;
+        for (const Piece& piece : pieces_.contents) {
+            if (!not_read.contains(piece.key)) continue;
+            const std::string text(piece.value);
+            if (sha256(text) == piece.key || fast_hash(text) == piece.key) names.add(std::string(piece.key));
+        }
+        return names;
+    }
+
+    // What does not hash to its name, or names no parent, or has another's list.
     void leave_out_damaged() {
+        const std::vector<Finding> findings = check_integrity(text_of(pieces_)).findings;
+        const Names unnamed = this->unnamed(findings);
         std::set<std::string, std::less<>> documents;
         std::set<std::string, std::less<>> contents;
-        for (const Finding& finding : check_integrity(text_of(pieces_)).findings) {
-            if (finding.trouble == Trouble::wrong_suffix) documents.insert(finding.document);
+        for (const Finding& finding : findings) {
+            if (finding.trouble == Trouble::wrong_suffix || finding.trouble == Trouble::wrong_ordering_id ||
+                (finding.trouble == Trouble::missing_content && unnamed.has_like(finding.detail))) {
+                documents.insert(finding.document);
+            }
             if (finding.trouble == Trouble::wrong_content) contents.insert(finding.detail);
         }
         leave_out(pieces_.histories, "the history of document ",
