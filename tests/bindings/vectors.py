@@ -1,7 +1,9 @@
 """vectors.py FILE...: makes the calls of the vectors through the Python package and checks what they give."""
 
+import copy
 import gc
 import json
+import pickle
 import resource
 import sys
 import threading
@@ -86,6 +88,7 @@ def what_no_vector_tells():
     with Handle(branch) as handle:
         inside = handle.closed
     yield "a handle is open in its with, and closed after it", not inside and handle.closed
+    yield "a handle is not copied", fails(TypeError, lambda: copy.copy(handle)) and fails(TypeError, lambda: pickle.dumps(handle))
     yield "a text with a NUL byte", fails(Error, lambda: zentadbpp.read("{}\0"))
     yield "bytes", zentadbpp.root(branch.encode()) == "a"
     yield "bytes that are no UTF-8", zentadbpp.root(b'{"d": {"\xff": ["A_first"]}, "r": "\xff"}') == "\udcff"

@@ -11,7 +11,7 @@ tells what must not run at the same time.
 from __future__ import annotations
 
 from types import TracebackType
-from typing import overload
+from typing import NoReturn, overload
 
 from . import _native
 from ._native import Error, Text
@@ -65,6 +65,10 @@ class Handle:
     def __del__(self, free: object = _native.free_handle) -> None:
         if self._pointer is not None and callable(free):
             free(self._pointer)
+
+    # A copy would free the same handle.
+    def __reduce__(self) -> NoReturn:
+        raise TypeError("a Handle can be neither copied nor pickled; dump() gives its text")
 
     def dump(self) -> str:
         return _native.dump(self._pointer)
