@@ -56,7 +56,8 @@ class Url {
 
     [[nodiscard]] bool is_this_machine() const {
         const std::string host = part(CURLUPART_HOST);
-        return host == "localhost" || host == "[::1]" || host.starts_with("127.");
+        return host == "localhost" || host == "[::1]" ||
+               (host.starts_with("127.") && host.find_first_not_of("0123456789.") == std::string::npos);
     }
 
    private:

@@ -55,9 +55,10 @@ class References {
 
     static bool is_ordering(const Outgoing& outgoing) { return outgoing.document->key.starts_with("ord-"); }
 
-    // Calls `take` with the place of each document that the one at `place` refers to.
+    // Calls `take` with the place of each document that the one at `place` refers to. The elements of a list are told
+    // once, however many documents refer to it: that puts one of those before them, and costs no more than the text.
     template <class Take>
-    void for_each(std::size_t place, Take take) const {
+    void for_each(std::size_t place, Take take) {
         const auto take_id = [&](const std::string& id) {
             if (const auto found = places_.find(id); found != places_.end()) take(found->second);
         };
@@ -65,7 +66,7 @@ class References {
             for (const std::string& text : strings_in(content)) {
                 if (text.starts_with('O')) take_id(text.substr(1));
                 const auto list = text.starts_with('A') ? lists_.find(text.substr(1)) : lists_.end();
-                if (list != lists_.end()) std::ranges::for_each(list->second, take_id);
+                if (list != lists_.end()) std::ranges::for_each(std::exchange(list->second, {}), take_id);
             }
         }
     }
@@ -89,7 +90,7 @@ class References {
 }  // namespace
 
 void put_parents_first(const SyncText& store, std::vector<Outgoing>& outgoing) {
-    const References references(store, outgoing);
+    References references(store, outgoing);
     // Depth first; a document comes out after all that it refers to, which is the order wanted, backwards.
     enum class State : char { unseen, open, done };
     std::vector<State> states(outgoing.size(), State::unseen);
