@@ -15,8 +15,9 @@ namespace zentadb {
 
 namespace {
 
-// More than any answer that was asked for; whoever sends more must not fill the memory.
-constexpr std::size_t largest_answer = std::size_t{1} << 30;
+// More than any answer that was asked for; whoever sends more must not fill the memory, of which parsing takes much
+// more.
+constexpr std::size_t largest_answer = std::size_t{256} << 20;
 
 std::size_t take_body(const char* data, std::size_t size, std::size_t count, void* body) {
     auto& text = *static_cast<std::string*>(body);
