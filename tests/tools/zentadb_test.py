@@ -111,6 +111,7 @@ class Commands(Case):
         self.run_it("resolve", "a", "t1", "2-8b3", code=INPUT, error="cannot be closed")
         self.run_it("resolve", "a", "t1")
         self.run_it("conflicts", "a", "--exit-code")
+        self.run_it("update", "a", "-", "-q", given=trip("back"), error="warning: 1 elements were deleted before")
 
     def test_standard_input_and_output(self):
         self.write("data", json.dumps(trip("pack")))

@@ -1,14 +1,17 @@
 #include <array>
 #include <iostream>
 #include <memory>
+#include <optional>
 
 #include "commands.h"
 #include "host/arguments.h"
 #include "host/data_shape.h"
+#include "host/inside.h"
 #include "host/settings.h"
 #include "host/store.h"
 #include "host/summary.h"
 #include "host/table.h"
+#include "host/warning.h"
 
 namespace zentadb {
 
@@ -25,14 +28,23 @@ struct Options {
 };
 
 // Elements under one id are one document. Where they say different things, all but the last would be gone.
-void refuse_losses(const Options& options, const std::string& data, const std::string& config) {
-    if (options.force) return;
-    const auto parsed = nlohmann::json::parse(data, nullptr, false);
-    if (!parsed.is_object()) return;
-    const std::size_t lost = DataShape(parsed, nlohmann::json::parse(config)).lost();
-    if (lost == 0) return;
+void refuse_losses(const Options& options, const DataShape& shape) {
+    const std::size_t lost = shape.lost();
+    if (options.force || lost == 0) return;
     throw Failure(Outcome::input, counted(lost, "element") + " would be lost, as others have the same id",
                   "zentadb arrays " + options.data + " shows where, and what to do. --force keeps the last of each.");
+}
+
+// A document whose deletion won stays deleted, also where data holds it again.
+void warn_of_deleted(const DataShape& shape, const zentadbpp::Handle& updated) {
+    Warning deleted{"elements were deleted before, and stay so as long as they have the same id"};
+    const Inside inside(updated);
+    for (const Entry& document : inside.histories()) {
+        if (document.value.find("\"deleted_") == std::string_view::npos || !shape.has_element(document.key)) continue;
+        const zentadbpp::Value winner = updated.winning(document.key);
+        if (winner.view().find("-deleted_") != std::string_view::npos) deleted.add(document.key);
+    }
+    deleted.tell();
 }
 
 Outcome update(const Options& options) {
@@ -41,11 +53,15 @@ Outcome update(const Options& options) {
     StoreChange change(options.store, options.output, StoreChange::Missing::is_empty);
     if (options.compress) change.compress(true);
     const std::string config = options.settings.config_for(change.store());
-    refuse_losses(options, data, config);
+    const auto parsed = nlohmann::json::parse(data, nullptr, false);
+    std::optional<DataShape> shape;
+    if (parsed.is_object()) shape.emplace(parsed, nlohmann::json::parse(config));
+    if (shape) refuse_losses(options, *shape);
     const zentadbpp::Handle& before = change.store().handle;
     const zentadbpp::Handle updated = before.update(data, config);
     change.commit(updated);
     if (!options.quiet) std::cerr << summary(before, updated) << '\n';
+    if (shape) warn_of_deleted(*shape, updated);
     return Outcome::done;
 }
 

@@ -11,10 +11,6 @@ namespace {
 
 constexpr const char* data_note = "zentadb";
 
-void warn(const std::string& what) {
-    std::cerr << painted(Paint::yellow, "zentadb: warning: ", std::cerr) << what << '\n';
-}
-
 }  // namespace
 
 void ExchangeOptions::declare(Arguments& arguments) {
@@ -52,18 +48,6 @@ void note_data(Database& database, const std::string& root, const std::string& f
 std::string noted_root(Database& database) {
     const auto note = database.local(data_note);
     return note ? note->value("root", std::string()) : std::string();
-}
-
-void Warning::add(const std::string& id) {
-    constexpr std::size_t enough = 5;
-    if (count_++ < enough) examples_.push_back(printable(id));
-}
-
-void Warning::tell() const {
-    if (count_ == 0) return;
-    std::string text = std::to_string(count_) + " " + what_ + ": ";
-    for (std::size_t at = 0; at < examples_.size(); ++at) text.append(at == 0 ? "" : ", ").append(examples_[at]);
-    warn(text + (count_ > examples_.size() ? ", ..." : ""));
 }
 
 Outcome run_exchange(const ExchangeOptions& options, Outcome (*run)(const ExchangeOptions&)) {

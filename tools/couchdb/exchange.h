@@ -10,6 +10,7 @@
 #include "host/arguments.h"
 #include "host/program.h"
 #include "host/settings.h"
+#include "host/warning.h"
 
 namespace zentadb {
 
@@ -36,20 +37,6 @@ void check_same_data(Database& database, const std::string& root, const std::str
 void note_data(Database& database, const std::string& root, const std::string& first);
 // The id of the root document, where it was noted; else empty.
 [[nodiscard]] std::string noted_root(Database& database);
-
-// Something that was left out, told once for all documents that it happened to.
-class Warning {
-   public:
-    explicit Warning(std::string what) : what_(std::move(what)) {}
-    void add(const std::string& id);
-    [[nodiscard]] std::size_t count() const { return count_; }
-    void tell() const;
-
-   private:
-    std::string what_;
-    std::vector<std::string> examples_;
-    std::size_t count_ = 0;
-};
 
 // Runs an exchange; an answer of the wrong shape ends it with a failure that says so.
 [[nodiscard]] Outcome run_exchange(const ExchangeOptions& options, Outcome (*run)(const ExchangeOptions&));
