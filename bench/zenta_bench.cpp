@@ -11,6 +11,7 @@
 #include <cstring>
 #include <fstream>
 #include <map>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -102,9 +103,13 @@ struct Data {
         parsed.Parse(sync.c_str());
         documents = parsed["d"].MemberCount();
         std::unordered_map<std::string_view, std::string> contents;
-        for (const auto& [digest, content] : parsed["o"].GetObject())
+        // Not by GetObject(), whose iterators compare in two ways that C++20 cannot tell apart.
+        const auto members_of = [](const rapidjson::Value& object) {
+            return std::span(&*object.MemberBegin(), object.MemberCount());
+        };
+        for (const auto& [digest, content] : members_of(parsed["o"]))
             contents.emplace(digest.GetString(), written(content));
-        for (const auto& [id, entry] : parsed["d"].GetObject()) {
+        for (const auto& [id, entry] : members_of(parsed["d"])) {
             const std::string_view revision = entry[0].GetString();
             hashed.push_back(contents.at(revision.substr(0, revision.find('_'))));
         }
