@@ -132,8 +132,8 @@
 // Strings    A NUL byte inside a string ("\u0000") is kept in standard JSON. The compact form cannot tell it: writing
 //            one fails with "text_contains_nul" (error record of the function that was called).
 // Sizes      64-bit: texts may be larger than 4 GiB. Documents that refer to each other many times over could make
-//            rebuilt data grow without bound; beyond 64 times the size of the contents and 256 MiB that fails with
-//            the standard text "exceeded maximum result size".
+//            rebuilt data grow without bound; beyond 64 times the size of the contents and 256 MiB, read or written,
+//            that fails with the standard text "exceeded maximum result size".
 // Hostile    No text, however malformed, makes the library crash, hang or read memory that it should not; no claimed
 //   input    size is trusted. A pointer that is neither null nor what it should be cannot be recognised.
 //

@@ -196,11 +196,12 @@ std::span<const JsonValue> elements_of(const JsonValue& object, std::string_view
 void write_bulk_docs(const DocumentStorage& storage, TextBuffer& out) {
     TextBuffer id;
     TextBuffer path;
-    const ResultLimit limit(storage.data().bytes(), out);
+    ResultLimit limit(storage.data().bytes(), out);
     const char* separator = "";
     out.append(R"({"docs": [)");
     for (const auto& entry : storage.documents()) {
-        limit.check(out);
+        const std::string_view content = storage.data().read_object(entry.value->winning().datahash());
+        limit.check(content, out);
         out.append(separator);
         separator = ", ";
         id.clear();
@@ -208,7 +209,7 @@ void write_bulk_docs(const DocumentStorage& storage, TextBuffer& out) {
         path.clear();
         write_path(*entry.value, path);
         const WrittenMember members[] = {{"_id", id.view()}, {"_revisions", path.view()}};
-        write_object_with(storage.data().read_object(entry.value->winning().datahash()), members, out);
+        write_object_with(content, members, out);
     }
     out.append(R"(], "new_edits": false})");
 }

@@ -1,5 +1,6 @@
 #include "transformation/document_changes.h"
 
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -58,9 +59,19 @@ class DocumentWriter {
         const std::string_view winning = document_.winning_hash();
         if (winning == deleted_hash) return;
         if (document_.winning_content == content && is_hash_of_kind(winning, hasher_->kind())) return;
-        const std::string_view hash = contents_.add((*hasher_)(content), content, *memory_);
+        const std::string_view hash = hash_of(content);
         if (hash != winning) document_.added.push_back(hash);
         document_.winning_content = content;
+    }
+
+    // The hash of a content that is stored from now on. Lists of one long domain that are emptied are one text, which
+    // is hashed once.
+    std::string_view hash_of(std::string_view content) {
+        constexpr std::size_t cheap_to_repeat = 1024;
+        if (content.size() <= cheap_to_repeat) return contents_.add((*hasher_)(content), content, *memory_);
+        std::string_view& hash = long_contents_[content.data()];
+        if (hash.data() == nullptr) hash = contents_.add((*hasher_)(content), content, *memory_);
+        return hash;
     }
 
     DataHasher* hasher_;
@@ -68,6 +79,7 @@ class DocumentWriter {
     OpenDocument document_;
     DocumentChanges documents_;
     ContentChanges contents_;
+    std::unordered_map<const char*, std::string_view> long_contents_;
 };
 
 }  // namespace

@@ -110,11 +110,16 @@ class Reconciliation {
     // An array that nothing refers to any more shows nothing, so its lists place nothing: an element that stands in one
     // of them and nowhere else would be lost.
     void collect_shown_arrays() {
+        // Once this is more than all contents hold, documents share some, and each is looked through once more at most.
+        std::size_t looked_through = 0;
+        std::unordered_set<const char*> again;
         for (std::uint32_t number = 0; number < index_.size(); ++number) {
             index_.prefetch_document(number + ahead);
             if (!index_.is_live(number) || has_ordering_id(index_.id(number))) continue;
             const auto content = index_.winning_content(number);
             if (!content) continue;
+            looked_through += content->size();
+            if (looked_through > index_.content_bytes() && !again.insert(content->data()).second) continue;
             visit_array_references(*content, [&](std::string_view domain) {
                 const auto known = domains_.find(domain);
                 (known ? arrays_[*known] : array_of(arena_.copy(domain))).is_shown = true;

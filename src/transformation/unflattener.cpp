@@ -55,7 +55,7 @@ class Rebuild {
         if (std::ranges::find(in_progress_, number) != in_progress_.end()) {
             fail("cyclic_document_reference", index_.id(number));
         }
-        limit_.check(out_);
+        limit_.check(content, out_);
         in_progress_.push_back(number);
         const char* const outer_end = std::exchange(end_, content.data() + content.size());
         const char* const outer_copied = std::exchange(copied_, content.data());

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <unordered_map>
 
 #include "common/canonical_object.h"
 #include "common/json_scanner.h"
@@ -25,6 +26,19 @@ void add_emptied_lists(const DocumentStorage& storage, const TransformationSetti
         const auto at = std::lower_bound(documents.begin(), documents.end(), id, by_id);
         return (at != documents.end() && at->id == id) || has_ordering_id(id);
     };
+    // The content that a list gives way to; none where it stays.
+    const auto emptied_list = [&](std::string_view content) -> std::string_view {
+        const JsonValue list = JsonScanner(content, arena).read_value(0, deepest_content);
+        const JsonValue* ids = list.find(vocabulary::ordering_ids_key);
+        const JsonValue* instance = list.find(vocabulary::ordering_instance_key);
+        const JsonValue* domain = list.find(vocabulary::ordering_domain_key);
+        if (ids == nullptr || instance == nullptr || domain == nullptr || !domain->is_string()) return {};
+        if (instance->as_string() != settings.instance_id || std::ranges::none_of(ids->elements(), lives_on)) return {};
+        TextBuffer text;
+        write_ordering_content(settings.instance_id, domain->as_string(), {}, text);
+        return arena.copy(text.view());
+    };
+    std::unordered_map<const char*, std::string_view> emptied_lists;  // documents may share a long content
     std::vector<FlattenedDocument> emptied;
     auto produced = std::lower_bound(documents.begin(), documents.end(), ordering_id_prefix, by_id);
     for (const auto& [id, document] : storage.documents()) {
@@ -34,15 +48,9 @@ void add_emptied_lists(const DocumentStorage& storage, const TransformationSetti
         if (is_produced || !document->has_winning()) continue;
         const auto content = storage.data().find(document->winning().datahash());
         if (!content) continue;
-        const JsonValue list = JsonScanner(*content, arena).read_value(0, deepest_content);
-        const JsonValue* ids = list.find(vocabulary::ordering_ids_key);
-        const JsonValue* instance = list.find(vocabulary::ordering_instance_key);
-        const JsonValue* domain = list.find(vocabulary::ordering_domain_key);
-        if (ids == nullptr || instance == nullptr || domain == nullptr || !domain->is_string()) continue;
-        if (instance->as_string() != settings.instance_id || std::ranges::none_of(ids->elements(), lives_on)) continue;
-        TextBuffer text;
-        write_ordering_content(settings.instance_id, domain->as_string(), {}, text);
-        emptied.push_back({id, arena.copy(text.view())});
+        const auto [entry, is_new] = emptied_lists.try_emplace(content->data());
+        if (is_new) entry->second = emptied_list(*content);
+        if (!entry->second.empty()) emptied.push_back({id, entry->second});
     }
     const auto middle = documents.insert(documents.end(), emptied.begin(), emptied.end());
     std::inplace_merge(documents.begin(), middle, documents.end(),

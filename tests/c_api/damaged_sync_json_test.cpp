@@ -129,22 +129,38 @@ TEST(DamagedSyncJson, CutAnywhereIsAnError) {
     }
 }
 
-// A small text may stand for data without end.
+// A small text may stand for data without end, or for such as is left out of the result.
 TEST(DamagedSyncJson, WhatWouldGrowBeyondMeasureFails) {
-    std::string doubling = R"({"d": {"root": ["C10_first"])";
-    std::string shared = R"({"d": {"root": ["C_first"])";
-    const std::string large = R"({"a": "!)" + std::string(1 << 20, 'x') + "\"}";
-    std::string contents = R"(, "o": {"C50": )" + large;
-    for (int i = 10; i < 50; ++i) {
-        const std::string next = std::to_string(i + 1);
-        doubling += ", \"" + next + R"(": ["C)" + next + "_first\"]";
-        contents += R"(, "C)" + std::to_string(i) + R"(": {"a": "O)" + next + R"(", "b": "O)" + next + "\"}";
+    const std::string text(1 << 20, 'x');
+    for (const std::string& large :
+         {R"({"a": "!)" + text + "\"}", R"({"_id": ")" + text + R"(", "_revisions": ")" + text + "\"}"}) {
+        std::string doubling = R"({"d": {"root": ["C10_first"])";
+        std::string shared = R"({"d": {"root": ["C_first"])";
+        std::string contents = R"(, "o": {"C50": )" + large;
+        for (int i = 10; i < 50; ++i) {
+            const std::string next = std::to_string(i + 1);
+            doubling += ", \"" + next + R"(": ["C)" + next + "_first\"]";
+            contents += R"(, "C)" + std::to_string(i) + R"(": {"a": "O)" + next + R"(", "b": "O)" + next + "\"}";
+        }
+        doubling += "}" + contents + R"(}, "r": "root"})";
+        for (int i = 0; i < 400; ++i) shared += ", \"" + std::to_string(i) + R"(": ["C_first"])";
+        shared += R"(}, "o": {"C": )" + large + R"(}, "r": "root"})";
+        EXPECT_EQ(taken(read_sync_json(doubling.c_str(), "{}")).error, "exceeded maximum result size");
+        EXPECT_EQ(taken(sync_json_to_bulk_docs(shared.c_str())).error, "exceeded maximum result size");
     }
-    doubling += "}" + contents + R"(}, "r": "root"})";
-    for (int i = 0; i < 400; ++i) shared += ", \"" + std::to_string(i) + R"(": ["C_first"])";
-    shared += R"(}, "o": {"C": )" + large + R"(}, "r": "root"})";
-    EXPECT_EQ(taken(read_sync_json(doubling.c_str(), "{}")).error, "exceeded maximum result size");
-    EXPECT_EQ(taken(sync_json_to_bulk_docs(shared.c_str())).error, "exceeded maximum result size");
+}
+
+// Looking for arrays, and for lists of arrays that are gone, has no result that could grow.
+TEST(DamagedSyncJson, ContentsThatAreSharedAreLookedThroughOnce) {
+    std::string set = R"({"d": {"root": ["R_first"])";
+    std::string ids = "\"root\"";
+    for (int i = 0; i < 50000; ++i) {
+        for (const char* kind : {"", "ord-"}) set += ", \"" + (kind + std::to_string(i)) + R"(": ["C_first"])";
+        ids += ", \"AD\"";
+    }
+    set += R"(}, "o": {"C": {"d": "D", "i": "default", "s": [)" + ids + R"(]}, "R": {}}, "r": "root"})";
+    EXPECT_EQ(taken(read_sync_json(set.c_str(), "{}")).value, R"({"_id": "root"})");
+    EXPECT_TRUE(taken(update_sync_json("{}", set.c_str(), "{}")).value);
 }
 
 }  // namespace
