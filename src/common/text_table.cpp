@@ -37,12 +37,13 @@ TextTable::TextTable(std::size_t expected)
     texts_.reserve(expected);
 }
 
-TextTable::TextTable(LargeVector<std::string_view> texts) : TextTable(texts.size()) {
-    if (texts.size() >= free_slot) throw std::length_error("too many texts");
-    // Slots lie anywhere, so memory is asked for some of them beforehand.
+// Calls `each(number, code)` for text after text. Texts and slots lie anywhere, so both are asked for beforehand.
+template <class Each>
+void TextTable::for_each_code(std::span<const std::string_view> texts, const Each& each) const {
     constexpr std::size_t ahead = 16;
     std::array<std::uint64_t, ahead> codes;
     const auto announce = [&](std::size_t number) {
+        if (number + ahead < texts.size()) __builtin_prefetch(texts[number + ahead].data());
         if (number >= texts.size()) return;
         codes[number % ahead] = hash(texts[number]);
         __builtin_prefetch(&slots_[codes[number % ahead] & mask_]);
@@ -51,10 +52,17 @@ TextTable::TextTable(LargeVector<std::string_view> texts) : TextTable(texts.size
     for (std::size_t number = 0; number < texts.size(); ++number) {
         const std::uint64_t code = codes[number % ahead];
         announce(number + ahead);
+        each(number, code);
+    }
+}
+
+TextTable::TextTable(LargeVector<std::string_view> texts) : TextTable(texts.size()) {
+    if (texts.size() >= free_slot) throw std::length_error("too many texts");
+    for_each_code(texts, [&](std::size_t number, std::uint64_t code) {
         std::size_t slot = code & mask_;
         while (slots_[slot].number != free_slot) slot = (slot + 1) & mask_;
         slots_[slot] = {tag_of(code), static_cast<std::uint32_t>(number)};
-    }
+    });
     texts_ = std::move(texts);
 }
 
@@ -107,6 +115,26 @@ void TextTable::grow() {
 std::optional<std::uint32_t> TextTable::find(std::string_view text) const {
     const std::uint32_t number = slots_[slot_of(text, hash(text))].number;
     return number == free_slot ? std::nullopt : std::optional(number);
+}
+
+LargeVector<std::uint32_t> TextTable::find_all(std::span<const std::string_view> texts) const {
+    LargeVector<std::uint32_t> numbers;
+    numbers.reserve(texts.size());
+    for_each_code(texts, [&](std::size_t /*at*/, std::uint64_t code) {
+        std::size_t slot = code & mask_;
+        while (slots_[slot].number != free_slot && slots_[slot].tag != tag_of(code)) slot = (slot + 1) & mask_;
+        numbers.push_back(slots_[slot].number);
+    });
+    // Texts of one tag are nearly always equal.
+    constexpr std::size_t ahead = 16;
+    for (std::size_t at = 0; at < texts.size(); ++at) {
+        if (at + ahead < texts.size() && numbers[at + ahead] != none) {
+            __builtin_prefetch(texts_[numbers[at + ahead]].data());
+        }
+        if (numbers[at] == none || texts_[numbers[at]] == texts[at]) continue;
+        numbers[at] = slots_[slot_of(texts[at], hash(texts[at]))].number;
+    }
+    return numbers;
 }
 
 }  // namespace libzentadbpp

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string_view>
 
 #include "common/large_vector.h"
@@ -25,15 +26,20 @@ class TextTable {
     [[nodiscard]] bool empty() const { return texts_.empty(); }
     [[nodiscard]] std::string_view text(std::uint32_t number) const { return texts_[number]; }
     [[nodiscard]] std::optional<std::uint32_t> find(std::string_view text) const;
+    // The numbers of many texts, or `none`. Quicker than finding them one by one.
+    static constexpr std::uint32_t none = 0xffffffff;
+    [[nodiscard]] LargeVector<std::uint32_t> find_all(std::span<const std::string_view> texts) const;
 
    private:
-    static constexpr std::uint32_t free_slot = 0xffffffff;
+    static constexpr std::uint32_t free_slot = none;
     struct Slot {
         std::uint32_t tag;
         std::uint32_t number;
     };
 
     [[nodiscard]] std::uint64_t hash(std::string_view text) const;
+    template <class Each>
+    void for_each_code(std::span<const std::string_view> texts, const Each& each) const;
     // The slot that holds the text, or the free one where it belongs.
     [[nodiscard]] std::size_t slot_of(std::string_view text, std::uint64_t code) const;
     void grow();

@@ -1,6 +1,7 @@
 #include "data/data_storage.h"
 
 #include <cstring>
+#include <utility>
 
 #include "common/error.h"
 #include "common/text_order.h"
@@ -27,6 +28,21 @@ std::string_view DataStorage::read_object(std::string_view hash) const {
     const auto text = find(hash);
     if (!text) raise<ObjectNotFoundException>(source::datastorage, "read_object", "cannot_find_object", hash);
     return *text;
+}
+
+LargeVector<std::uint32_t> DataStorage::numbers_of(std::span<const std::string_view> hashes) const {
+    LargeVector<std::string_view> stored;
+    stored.reserve(contents_.size());
+    for (const auto& entry : contents_) stored.push_back(entry.key);
+    return TextTable(std::move(stored)).find_all(hashes);
+}
+
+std::vector<bool> DataStorage::named_by(std::span<const std::string_view> hashes) const {
+    std::vector<bool> named(contents_.size());
+    for (const std::uint32_t number : numbers_of(hashes)) {
+        if (number != not_stored) named[number] = true;
+    }
+    return named;
 }
 
 std::size_t DataStorage::bytes() const {

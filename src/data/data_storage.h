@@ -1,14 +1,18 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "common/large_vector.h"
 #include "common/ordered_map.h"
 #include "common/shared_memory.h"
+#include "common/text_table.h"
 
 namespace libzentadbpp {
 
@@ -36,6 +40,13 @@ class DataStorage {
     [[nodiscard]] std::optional<std::string_view> find(std::string_view hash) const;
     // The same; ObjectNotFoundException "cannot_find_object" where there is none.
     [[nodiscard]] std::string_view read_object(std::string_view hash) const;
+
+    // Which content each hash names, counted in ascending order of their hashes, or `not_stored`, which reserved hashes
+    // always are. O(contents + hashes).
+    static constexpr std::uint32_t not_stored = TextTable::none;
+    [[nodiscard]] LargeVector<std::uint32_t> numbers_of(std::span<const std::string_view> hashes) const;
+    // For each content in that order whether one of the hashes names it. O(contents + hashes).
+    [[nodiscard]] std::vector<bool> named_by(std::span<const std::string_view> hashes) const;
 
     // The bytes of all contents together. O(contents).
     [[nodiscard]] std::size_t bytes() const;

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "common/arena.h"
 #include "common/json_scanner.h"
 #include "common/pair_scan.h"
-#include "common/text_order.h"
 #include "documents/vocabulary.h"
 
 namespace libzentadbpp {
@@ -34,9 +34,9 @@ void visit_references(const JsonValue& value, const Visit& visit) {
 WinningContents winning_contents(const DocumentStorage& storage) {
     LargeVector<std::string_view> contents(storage.documents().size());
     LargeVector<std::string_view> hashes;  // of the winning revisions, and whose they are
-    std::vector<std::uint32_t> numbers;
+    std::vector<std::uint32_t> documents;
     hashes.reserve(contents.size());
-    numbers.reserve(contents.size());
+    documents.reserve(contents.size());
     std::uint32_t number = 0;
     for (const auto& entry : storage.documents()) {
         if (entry.value->has_winning()) {
@@ -45,28 +45,24 @@ WinningContents winning_contents(const DocumentStorage& storage) {
                 contents[number] = *storage.data().find(hash);
             } else {
                 hashes.push_back(hash);
-                numbers.push_back(number);
+                documents.push_back(number);
             }
         }
         ++number;
     }
-    auto stored = storage.data().contents().begin();
-    const auto end = storage.data().contents().end();
-    const std::vector<std::uint32_t> ascending = text_order(hashes);
-    std::size_t named = 0;
-    const DataStorage::Map::Entry* last_named = nullptr;
-    for (std::size_t next = 0; next < ascending.size(); ++next) {
-        constexpr std::size_t ahead = 8;
-        if (next + ahead < ascending.size()) __builtin_prefetch(hashes[ascending[next + ahead]].data());
-        const std::uint32_t at = ascending[next];
-        int order = -1;
-        while (stored != end && (order = stored->key.compare(hashes[at])) < 0) ++stored;
-        if (stored == end) break;
-        if (order != 0) continue;
-        contents[numbers[at]] = stored->value.text;
-        if (std::exchange(last_named, &*stored) != &*stored) ++named;
+    LargeVector<std::string_view> stored;
+    stored.reserve(storage.data().contents().size());
+    for (const auto& entry : storage.data().contents()) stored.push_back(entry.value.text);
+    std::vector<bool> named(stored.size());
+    auto document = documents.begin();
+    for (const std::uint32_t at : storage.data().numbers_of(hashes)) {
+        if (at != DataStorage::not_stored) {
+            contents[*document] = stored[at];
+            named[at] = true;
+        }
+        ++document;
     }
-    return {std::move(contents), named == storage.data().contents().size()};
+    return {std::move(contents), std::ranges::find(named, false) == named.end()};
 }
 
 DocumentIndex::DocumentIndex(const DocumentStorage& storage)

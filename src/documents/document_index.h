@@ -21,7 +21,7 @@ struct WinningContents {
     bool are_all;  // the storage holds no others
 };
 
-// The contents of all winning revisions. One merge of sorted hashes instead of a look-up for each.
+// The contents of all winning revisions. O(documents + contents).
 [[nodiscard]] WinningContents winning_contents(const DocumentStorage& storage);
 
 // The documents of a storage, numbered in ascending order of id, with what a walk over all of them needs again and

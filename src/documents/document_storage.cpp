@@ -1,8 +1,5 @@
 #include "documents/document_storage.h"
 
-#include <algorithm>
-#include <functional>
-
 #include "common/error.h"
 #include "common/json_writer.h"
 #include "common/text_order.h"
@@ -13,12 +10,8 @@ LargeVector<std::string_view> referenced_hashes(const DocumentStorage::Documents
     LargeVector<std::string_view> hashes;
     hashes.reserve(documents.size());
     for (const auto& entry : documents) {
-        for (const TreeRevision& revision : entry.value->revisions()) {
-            if (!DataStorage::is_reserved(revision.datahash())) hashes.push_back(revision.datahash());
-        }
+        for (const TreeRevision& revision : entry.value->revisions()) hashes.push_back(revision.datahash());
     }
-    sort_by_text(hashes, std::identity());
-    hashes.erase(std::unique(hashes.begin(), hashes.end()), hashes.end());
     return hashes;
 }
 
@@ -34,13 +27,10 @@ std::vector<const DataStorage::Map::Entry*> DocumentStorage::contents_to_write()
         for (const auto& entry : data_.contents()) contents.push_back(&entry);
         return contents;
     }
-    const auto hashes = referenced_hashes(documents_);
-    auto hash = hashes.begin();
+    const std::vector<bool> named = data_.named_by(referenced_hashes(documents_));
+    auto is_named = named.begin();
     for (const auto& entry : data_.contents()) {
-        int order = -1;
-        while (hash != hashes.end() && (order = hash->compare(entry.key)) < 0) ++hash;
-        if (hash == hashes.end()) break;
-        if (order == 0) contents.push_back(&entry);
+        if (*is_named++) contents.push_back(&entry);
     }
     return contents;
 }

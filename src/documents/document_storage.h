@@ -72,8 +72,7 @@ class DocumentChanges {
     DocumentStorage::Documents::Entries changes_;
 };
 
-// The data hashes that the documents' revisions name, ascending, each once, without the reserved ones. They are views
-// into the documents.
+// The data hashes of all revisions, in no order. They are views into the documents.
 [[nodiscard]] LargeVector<std::string_view> referenced_hashes(const DocumentStorage::Documents& documents);
 
 }  // namespace libzentadbpp

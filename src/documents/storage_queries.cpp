@@ -27,34 +27,27 @@ std::vector<std::string> compare(const DocumentStorage& storage, const DocumentS
     return ids;
 }
 
-// Data hashes, to be asked for once all are there.
-class HashSet {
-   public:
-    void add(std::string_view hash) { hashes_.push_back(hash); }
-    void add_all(const MultiVersionDocument& document) {
-        for (const TreeRevision& revision : document.revisions()) add(revision.datahash());
-    }
-    void add_retained(const MultiVersionDocument& document, std::uint32_t limit, bool skip_winning) {
-        const std::uint32_t winning = document.winning_position();
-        if (has_ordering_id(document.id())) add(document.winning().datahash());
-        std::uint32_t left = limit;
-        for (std::uint32_t at = winning; at != no_entry && left != 0; at = document.revisions()[at].parent) {
-            if (at != winning || !skip_winning) add(document.revisions()[at].datahash());
-            if (limit != no_prune_limit) --left;
-        }
-    }
-    void sort() { sort_unique(hashes_); }
-    [[nodiscard]] bool contains(std::string_view hash) const { return std::ranges::binary_search(hashes_, hash); }
+using Hashes = LargeVector<std::string_view>;
 
-   private:
-    std::vector<std::string_view> hashes_;
-};
+void add_all(const MultiVersionDocument& document, Hashes& hashes) {
+    for (const TreeRevision& revision : document.revisions()) hashes.push_back(revision.datahash());
+}
 
-template <class Keep>
-DataStorage contents_where(const DataStorage& data, const Keep& keep) {
+void add_retained(const MultiVersionDocument& document, std::uint32_t limit, bool skip_winning, Hashes& hashes) {
+    const std::uint32_t winning = document.winning_position();
+    if (has_ordering_id(document.id())) hashes.push_back(document.winning().datahash());
+    std::uint32_t left = limit;
+    for (std::uint32_t at = winning; at != no_entry && left != 0; at = document.revisions()[at].parent) {
+        if (at != winning || !skip_winning) hashes.push_back(document.revisions()[at].datahash());
+        if (limit != no_prune_limit) --left;
+    }
+}
+
+DataStorage contents_where(const DataStorage& data, const std::vector<bool>& keep) {
     DataStorage::Map::Entries kept;
+    auto is_kept = keep.begin();
     for (const auto& entry : data.contents()) {
-        if (keep(entry.key)) kept.push_back(entry);
+        if (*is_kept++) kept.push_back(entry);
     }
     return DataStorage(DataStorage::Map::from_sorted(std::move(kept)));
 }
@@ -140,35 +133,32 @@ DocumentStorage all_winning(const DocumentStorage& storage) {
         entries.push_back({id, std::move(path)});
     }
     auto documents = DocumentStorage::Documents::from_sorted(std::move(entries));
-    const auto hashes = referenced_hashes(documents);
-    const auto keep = [&](std::string_view hash) { return std::ranges::binary_search(hashes, hash); };
-    DataStorage data = contents_where(storage.data(), keep);
+    DataStorage data = contents_where(storage.data(), storage.data().named_by(referenced_hashes(documents)));
     return DocumentStorage(std::move(documents), std::move(data), storage.root_or_empty());
 }
 
 DocumentStorage prune(const DocumentStorage& storage, std::uint32_t limit, bool skip_winning) {
-    HashSet retained;
-    for (const auto& entry : storage.documents()) retained.add_retained(*entry.value, limit, skip_winning);
-    retained.sort();
-    const auto keep = [&](std::string_view hash) { return retained.contains(hash); };
-    return DocumentStorage(storage.documents(), contents_where(storage.data(), keep), storage.root_or_empty());
+    Hashes retained;
+    for (const auto& entry : storage.documents()) add_retained(*entry.value, limit, skip_winning, retained);
+    DataStorage data = contents_where(storage.data(), storage.data().named_by(retained));
+    return DocumentStorage(storage.documents(), std::move(data), storage.root_or_empty());
 }
 
 DocumentStorage prune_ids(const DocumentStorage& storage, const std::vector<std::string_view>& ids, std::uint32_t limit,
                           bool skip_winning) {
-    HashSet retained;
-    HashSet listed;
+    Hashes retained;
+    Hashes listed;
     for (const auto& entry : storage.documents()) {
         if (std::ranges::binary_search(ids, entry.key)) {
-            listed.add_all(*entry.value);
-            retained.add_retained(*entry.value, limit, skip_winning);
+            add_all(*entry.value, listed);
+            add_retained(*entry.value, limit, skip_winning, retained);
         } else {
-            retained.add_all(*entry.value);
+            add_all(*entry.value, retained);
         }
     }
-    retained.sort();
-    listed.sort();
-    const auto keep = [&](std::string_view hash) { return retained.contains(hash) || !listed.contains(hash); };
+    std::vector<bool> keep = storage.data().named_by(retained);
+    const std::vector<bool> may_go = storage.data().named_by(listed);
+    for (std::size_t number = 0; number < keep.size(); ++number) keep[number] = keep[number] || !may_go[number];
     return DocumentStorage(storage.documents(), contents_where(storage.data(), keep), storage.root_or_empty());
 }
 
