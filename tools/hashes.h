@@ -1,14 +1,12 @@
 #pragma once
 
 #include <openssl/evp.h>
+#include <xxhash.h>
 
 #include <array>
 #include <new>
 #include <string>
 #include <string_view>
-
-#define XXH_INLINE_ALL
-#include <xxhash.h>
 
 namespace zentadb {
 

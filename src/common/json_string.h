@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <string_view>
 
 #include "common/arena.h"
@@ -22,8 +23,8 @@ namespace libzentadbpp {
 }
 
 // What the character behind a backslash stands for, where the writer writes it so; else -1.
-inline constexpr std::array<signed char, 256> short_escapes = [] {
-    std::array<signed char, 256> table{};
+inline constexpr std::array<std::int16_t, 256> short_escapes = [] {
+    std::array<std::int16_t, 256> table{};
     table.fill(-1);
     table['"'] = '"';
     table['\\'] = '\\';

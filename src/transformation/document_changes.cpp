@@ -39,8 +39,8 @@ class DocumentWriter {
         document_.winning_content = winning_content;
         document_.added.clear();
         for (const FlattenedDocument& content : produced) add(content.content);
-        if (produced.empty() && unproduced == Unproduced::remove && !has_ordering_id(stored->id()) &&
-            document_.winning_hash() != deleted_hash) {
+        if (stored != nullptr && produced.empty() && unproduced == Unproduced::remove &&
+            !has_ordering_id(stored->id()) && document_.winning_hash() != deleted_hash) {
             document_.added.push_back(deleted_hash);
         }
         if (document_.added.empty()) return;

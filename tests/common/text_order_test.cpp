@@ -25,7 +25,7 @@ TEST(TextOrder, IsAStableSortOfAnyBytes) {
                  {5000, 40, "a"},
                  {20000, 17, "0123456789abcdef"}};
     for (const auto& [count, longest, bytes] : cases) {
-        const std::uint32_t seed = static_cast<std::uint32_t>(count * 31 + longest);
+        const auto seed = static_cast<std::uint32_t>(count * 31 + longest);
         std::mt19937 random(seed);
         std::vector<std::string> texts(count);
         for (std::string& text : texts) {

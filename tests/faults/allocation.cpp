@@ -74,10 +74,12 @@ void operator delete[](void* memory, std::size_t /*size*/) noexcept { std::free(
 
 // These take the place of the C library's for the whole process, and operator new comes here as well.
 extern "C" {
+// NOLINTBEGIN(bugprone-reserved-identifier): the names that the C library gives them
 void* __libc_malloc(std::size_t);
 void* __libc_calloc(std::size_t, std::size_t);
 void* __libc_realloc(void*, std::size_t);
 void __libc_free(void*);
+// NOLINTEND(bugprone-reserved-identifier)
 
 void* malloc(std::size_t size) {
     if (faults::fails()) return nullptr;

@@ -82,7 +82,7 @@ class Account {
     [[nodiscard]] bool is_ambiguous() const { return ambiguous_; }
 
    private:
-    std::string object_id(const Host& host, const std::string& path) const {
+    [[nodiscard]] std::string object_id(const Host& host, const std::string& path) const {
         if (host.has("_id") && host.members.at("_id").kind == Host::string) return host.members.at("_id").text;
         const std::string k = configuration_.rules ? piece(host, "k") : "";
         if (!k.empty()) return k + piece(host, "v");

@@ -20,7 +20,7 @@ TEST(Unflattener, RebuildsFromDocuments) {
         std::string documents;
         std::string data;
         std::string config = "{}";
-        std::string root = "";
+        std::string root{};
     } cases[] = {
         {"no documents", "[]", "{}"},
         {"no documents, whatever the root", "[]", "{}", "{}", "x"},
