@@ -534,7 +534,7 @@ ZENTADBPP_EXPORT sync_json_result sync_json_ptr_deleted(sync_json_ptr handle, sy
 //   skip_winning   true: the winning revision is not among those kept, though it counts
 // The winning contents of ordering documents always stay, and so does what several revisions share, if one keeps it.
 // Result: JSON, the new sync JSON; compressed where the given one was. Twin: a new handle.
-// Errors, by value: [sync]. O(R log R), and writing the result.
+// Errors, by value: [sync]. O(R + contents), and writing the result; for k ids another O((d + k) log k).
 
 // All documents: what no document keeps goes.
 ZENTADBPP_EXPORT sync_json_result sync_json_prune(const char* sync_json, uint32_t depth, bool skip_winning);
