@@ -10,6 +10,7 @@
 #include "common/error.h"
 #include "common/json_scanner.h"
 #include "common/json_writer.h"
+#include "common/pair_scan.h"
 #include "common/text_order.h"
 #include "documents/document_index.h"
 #include "documents/ordering_lists.h"
@@ -23,17 +24,52 @@ namespace {
 using vocabulary::array_reference_marker;
 using vocabulary::object_reference_marker;
 
-// Whether a written object has one of the two members that the flattener looks for. Both sort before nearly everything,
-// so the first key settles it as a rule, unless it is written with an escape.
-bool has_member(const char* object, const char* end, std::string_view key) {
-    if (object[1] != '"' || (object[2] > key[0] && object[2] != '\\')) return false;
-    WrittenMember member;
-    for (WrittenObject members({object, static_cast<std::size_t>(end - object)}); members.next(member);) {
-        const int order = compare_written_key(member.key, key);
-        if (order >= 0) return order == 0;
+std::string_view slice(const char* begin, const char* end) { return {begin, static_cast<std::size_t>(end - begin)}; }
+
+// The objects of one content that have a member which the flattener looks for: such a member does not always come
+// first, and whether there is one decides how those before it are read. All of a content are found in one pass, as
+// looking for it in each object would skip the same members again at every level.
+class MarkedObjects {
+   public:
+    MarkedObjects() = default;
+    explicit MarkedObjects(std::string_view content) {
+        const char* const end = content.data() + content.size();
+        if (find_pair(content.data(), end, '"', '#') == end) return;  // the writer never escapes these two
+        std::vector<const char*> open;                                // objects, and null for arrays
+        for (const char* at = content.data(); at != end;) {
+            if (*at == '"') {
+                const char* const begin = at;
+                at = written_string_end(at, end);
+                if (at != end && *at == ':') add(open.back(), inside_quotes(slice(begin, at)));
+                continue;
+            }
+            if (*at == '{' || *at == '[') {
+                open.push_back(*at == '{' ? at : nullptr);
+            } else if (*at == '}' || *at == ']') {
+                open.pop_back();
+            }
+            ++at;
+        }
+        std::ranges::sort(no_flatten_);
+        std::ranges::sort(do_flatten_);
     }
-    return false;
-}
+
+    [[nodiscard]] bool have_no_flatten(const char* object) const {
+        return std::ranges::binary_search(no_flatten_, object);
+    }
+    [[nodiscard]] bool have_do_flatten(const char* object) const {
+        return std::ranges::binary_search(do_flatten_, object);
+    }
+
+   private:
+    void add(const char* object, std::string_view key) {
+        if (key == vocabulary::no_flatten_key) no_flatten_.push_back(object);
+        if (key == vocabulary::do_flatten_key) do_flatten_.push_back(object);
+    }
+
+    std::vector<const char*> no_flatten_;
+    std::vector<const char*> do_flatten_;
+};
 
 // How a written key stands to "_id".
 int order_to_id(std::string_view key) {
@@ -59,8 +95,10 @@ class Rebuild {
         in_progress_.push_back(number);
         const char* const outer_end = std::exchange(end_, content.data() + content.size());
         const char* const outer_copied = std::exchange(copied_, content.data());
+        MarkedObjects outer_marked = std::exchange(marked_, MarkedObjects(content));
         leave_out(object(content.data(), depth, index_.id(number), true), outer_copied);
         end_ = outer_end;
+        marked_ = std::move(outer_marked);
         in_progress_.pop_back();
     }
 
@@ -72,9 +110,6 @@ class Rebuild {
     static void check_depth(std::size_t depth) {
         if (depth > deepest_text) throw ParseError("exceeded maximum nesting depth");
     }
-    static std::string_view slice(const char* begin, const char* end) {
-        return {begin, static_cast<std::size_t>(end - begin)};
-    }
 
     // Copies up to one place, and goes on from another.
     void leave_out(const char* begin, const char* end) {
@@ -85,10 +120,9 @@ class Rebuild {
     // An object document (with its id), or an object that lies inside one.
     const char* object(const char* at, std::size_t depth, std::string_view id, bool is_document) {
         check_depth(depth);
-        const bool verbatim = has_member(at, end_, vocabulary::no_flatten_key);
+        const bool verbatim = marked_.have_no_flatten(at);
         // The flattener gave an "_id" to inline objects of these two kinds only.
-        const bool drop_id =
-            is_document || (discard_id_ && (verbatim || has_member(at, end_, vocabulary::do_flatten_key)));
+        const bool drop_id = is_document || (discard_id_ && (verbatim || marked_.have_do_flatten(at)));
         bool id_is_due = is_document && !discard_id_ && !id.empty();
         bool first = true;
 
@@ -241,7 +275,8 @@ class Rebuild {
     TextBuffer& out_;
     ResultLimit limit_;
     std::vector<std::uint32_t> in_progress_;  // no more than a result may be deep
-    const char* end_ = nullptr;               // of the content that is being walked
+    MarkedObjects marked_;                    // of the content that is being walked
+    const char* end_ = nullptr;               // of that content
     const char* copied_ = nullptr;            // where its next run begins
 };
 
