@@ -12,17 +12,13 @@ namespace libzentadbpp {
 
 namespace {
 
-enum class Reading : std::uint8_t {
-    chain,     // strings under one another, up to an array of branches
-    branches,  // alternatives under one parent
-    rest,      // what follows the end of a chain and tells nothing
-};
-
-// An array that is being read, and where its next entry belongs.
-struct OpenArray {
+// Where the branches of one entry belong. Arrays alternate with depth: one at an even level, counted from 0, is a
+// chain, strings under one another up to an array of branches; one at an odd level holds such branches. Those that
+// nothing but brackets lie between belong to one entry, so that any depth of brackets takes no memory.
+struct Branches {
     std::uint32_t parent;
     std::uint32_t generation;
-    Reading reading;
+    std::size_t level;  // of the outermost array of them
 };
 
 bool is_chain(std::span<const HistoryEntry> entries) {
@@ -46,34 +42,46 @@ void fold_chain(std::span<const HistoryEntry> entries, TextBuffer& out) {
 
 void unfold(std::string_view history_array, Arena& arena, HistoryVisitor& visitor) {
     JsonScanner scanner(history_array, arena);
-    SmallStack<OpenArray, 16> open;
+    SmallStack<Branches, 16> branches;
+    std::size_t level = 0;  // of the innermost open array
+    std::uint32_t parent = no_entry;
+    std::uint32_t generation = 1;
+    bool ended = false;  // of a chain: what follows in it tells nothing
     scanner.next_token();
-    open.push({no_entry, 1, Reading::chain});
-    while (!open.empty()) {
+    for (;;) {
         char token = scanner.next_token();
         if (token == ',') token = scanner.next_token();
+        const bool is_chain = level % 2 == 0;
         if (token == ']') {
-            open.pop();
+            if (level == 0) return;
+            --level;
+            ended = true;
+            if (!is_chain) continue;
+            while (branches.top().level > level) branches.pop();
+            parent = branches.top().parent;
+            generation = branches.top().generation;
             continue;
         }
-        OpenArray& array = open.top();
-        if (array.parent == no_entry && token != '"') {
+        if (parent == no_entry && token != '"') {
             raise<InvalidRevisionException>(source::utils, "unfold", "revision_not_a_string");
         }
-        if (token == '"' && array.reading != Reading::rest) {
+        if (token == '"' && !(is_chain && ended)) {
             const std::string_view entry = scanner.read_string();
-            if (array.parent == no_entry && entry.empty()) {
+            if (parent == no_entry && entry.empty()) {
                 raise<InvalidRevisionException>(source::utils, "unfold", "empty_revstring");
             }
-            const std::uint32_t visited = visitor.visit(entry, array.generation, array.parent);
-            if (array.reading == Reading::chain) array = {visited, array.generation + 1, Reading::chain};
-        } else if (token == '[' && array.reading == Reading::chain) {
-            array.reading = Reading::rest;
-            open.push({array.parent, array.generation, Reading::branches});
-        } else if (token == '[' && array.reading == Reading::branches) {
-            open.push({array.parent, array.generation, Reading::chain});
+            const std::uint32_t visited = visitor.visit(entry, generation, parent);
+            if (!is_chain) continue;
+            parent = visited;
+            ++generation;
+        } else if (token == '[' && !(is_chain && ended)) {
+            ++level;
+            ended = false;
+            if (is_chain && (branches.empty() || branches.top().parent != parent)) {
+                branches.push({parent, generation, level});
+            }
         } else {
-            if (array.reading == Reading::chain) array.reading = Reading::rest;
+            ended = true;
             scanner.put_back();
             scanner.skip_value(0, no_depth_limit);
         }

@@ -274,8 +274,26 @@ JsonValue JsonScanner::close_array() {
 template <bool keep>
 const char* JsonScanner::walk(const char* at, std::size_t depth, std::size_t deepest, JsonValue& outermost) {
     open_.clear();
+    open_objects_.clear();
     waiting_elements_.shrink(0);
     waiting_members_.shrink(0);
+    const auto open_count = [this] { return keep ? open_.size() : open_objects_.size(); };
+    const auto open = [this](bool is_object) {
+        if constexpr (keep) {
+            open_.push_back({is_object ? waiting_members_.size() : waiting_elements_.size(), is_object, true});
+        } else {
+            open_objects_.push(is_object);
+        }
+    };
+    const auto innermost_is_object = [this] { return keep ? open_.back().is_object : open_objects_.top(); };
+    const auto close = [&](bool is_object) {
+        if constexpr (keep) {
+            const JsonValue value = is_object ? close_object() : close_array();
+            place(outermost) = value;
+        } else {
+            open_objects_.pop();
+        }
+    };
     const auto take_key = [this](const char* key_at) {
         if constexpr (!keep) return skip_key(key_at);
         std::string_view key;
@@ -287,12 +305,12 @@ const char* JsonScanner::walk(const char* at, std::size_t depth, std::size_t dee
         if constexpr (keep) place(outermost) = value;
     };
     for (;;) {
-        if (depth + open_.size() > deepest) fail("exceeded maximum nesting depth");
+        if (depth + open_count() > deepest) fail("exceeded maximum nesting depth");
         at = token(at);
         if (*at == '{') {
             at = token(at + 1);
             if (*at != '}') {
-                open_.push_back({waiting_members_.size(), true, true});
+                open(true);
                 at = take_key(at);
                 continue;
             }
@@ -301,7 +319,7 @@ const char* JsonScanner::walk(const char* at, std::size_t depth, std::size_t dee
         } else if (*at == '[') {
             at = token(at + 1);
             if (*at != ']') {
-                open_.push_back({waiting_elements_.size(), false, true});
+                open(false);
                 continue;
             }
             ++at;
@@ -313,22 +331,22 @@ const char* JsonScanner::walk(const char* at, std::size_t depth, std::size_t dee
         }
         // A whole value was read, with which the innermost open one may end, and so on outwards.
         for (;;) {
-            if (open_.empty()) return at;
+            if (open_count() == 0) return at;
             at = token(at);
-            if (open_.back().is_object) {
+            if (innermost_is_object()) {
                 if (*at == ',') {
                     at = take_key(token(at + 1));
                     break;
                 }
                 if (*at != '}') fail("expected ',' in object, got ", told(*at));
-                keep_value(close_object());
+                close(true);
             } else {
                 if (*at == ',') {
                     at = token(at + 1);
                     break;
                 }
                 if (*at != ']') fail("expected ',' in list, got ", told(*at));
-                keep_value(close_array());
+                close(false);
             }
             ++at;
         }

@@ -10,6 +10,7 @@
 #include "common/arena.h"
 #include "common/json_value.h"
 #include "common/number_token.h"
+#include "common/small_stack.h"
 
 namespace libzentadbpp {
 
@@ -139,6 +140,7 @@ class JsonScanner {
     Comments comments_;
     MinusZero minus_zero_ = MinusZero::integer;
     std::vector<Open> open_;
+    BitStack open_objects_;  // the same of a value that is only passed over: whether each is an object
     Waiting<JsonValue> waiting_elements_;
     Waiting<WaitingMember> waiting_members_;
     std::vector<std::uint32_t> order_;

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <type_traits>
+#include <vector>
 
 namespace libzentadbpp {
 
@@ -41,6 +43,36 @@ class SmallStack {
     T* items_ = near_;
     std::size_t size_ = 0;
     std::size_t capacity_ = near_levels;
+};
+
+// The same for a bit a level, where texts of any depth are only passed over.
+class BitStack {
+   public:
+    [[nodiscard]] bool empty() const { return size_ == 0; }
+    [[nodiscard]] std::size_t size() const { return size_; }
+    [[nodiscard]] bool top() const { return (last_ & 1) != 0; }
+    void push(bool bit) {
+        if (size_ != 0 && size_ % word_bits == 0) full_.push_back(last_);
+        last_ = last_ << 1 | static_cast<std::uint64_t>(bit);
+        ++size_;
+    }
+    void pop() {
+        last_ >>= 1;
+        if (--size_ == 0 || size_ % word_bits != 0) return;
+        last_ = full_.back();
+        full_.pop_back();
+    }
+    void clear() {
+        full_.clear();
+        size_ = 0;
+    }
+
+   private:
+    static constexpr std::size_t word_bits = 64;
+
+    std::vector<std::uint64_t> full_;
+    std::uint64_t last_ = 0;  // the innermost levels, the last one lowest
+    std::size_t size_ = 0;
 };
 
 }  // namespace libzentadbpp

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <memory>
 #include <new>
 
 #include "common/error.h"
@@ -52,6 +53,16 @@ double memory_size() {
 }
 
 bool can_be_allocated(double size) { return size >= 0 && size <= memory_size() && size == std::trunc(size); }
+
+constexpr std::size_t base64_size(std::size_t bytes) { return (bytes / 3 + (bytes % 3 != 0)) * 4; }
+
+// A small text can hold a stream that inflates to a thousand times its size, and most of what hosts keep never comes
+// near this.
+bool is_inflated_too_far(double size, std::size_t base64_size) {
+    constexpr double always_allowed = 0x1p28;
+    constexpr double largest_ratio = 64;
+    return size > always_allowed && size > largest_ratio * static_cast<double>(base64_size);
+}
 
 class InflateStream {
    public:
@@ -102,16 +113,48 @@ class InflateStream {
     bool begun_ = false;
 };
 
+[[nodiscard]] bool deflate_default(std::string_view text, TextBuffer& out) {
+    uLongf size = compressBound(text.size());
+    auto* place = reinterpret_cast<Bytef*>(out.grow(size));
+    if (compress(place, &size, bytes_of(text), text.size()) != Z_OK) return false;
+    out.truncate(size);
+    return true;
+}
+
+// Without looking for repetitions, so that eight bits become one at best.
+[[nodiscard]] bool deflate_moderately(std::string_view text, TextBuffer& out) {
+    constexpr int default_memory = 8;
+    constexpr uInt step = uInt{1} << 18;
+    z_stream stream{};
+    if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, MAX_WBITS, default_memory, Z_HUFFMAN_ONLY) != Z_OK) {
+        return false;
+    }
+    const std::unique_ptr<z_stream, decltype(&deflateEnd)> ending(&stream, deflateEnd);
+    int status = Z_OK;
+    while (status == Z_OK) {
+        if (stream.avail_in == 0) {
+            stream.next_in = bytes_of(text);
+            stream.avail_in = portion(text.size());
+            text.remove_prefix(stream.avail_in);
+        }
+        stream.next_out = reinterpret_cast<Bytef*>(out.grow(step));
+        stream.avail_out = step;
+        status = deflate(&stream, text.empty() ? Z_FINISH : Z_NO_FLUSH);
+        out.truncate(out.size() - stream.avail_out);
+    }
+    return status == Z_STREAM_END;
+}
+
 }  // namespace
 
 std::string compress_text(std::string_view text, TextBuffer& out) {
     TextBuffer compressed;
-    uLongf size = compressBound(text.size());
-    auto* place = reinterpret_cast<Bytef*>(compressed.grow(size));
-    if (compress(place, &size, bytes_of(text), text.size()) != Z_OK) {
-        return failure("compress_object", failed_to_uncompress);
+    bool done = deflate_default(text, compressed);
+    if (done && is_inflated_too_far(static_cast<double>(text.size()), base64_size(compressed.size()))) {
+        compressed.clear();
+        done = deflate_moderately(text, compressed);
     }
-    compressed.truncate(size);
+    if (!done) return failure("compress_object", failed_to_uncompress);
 
     out.append(R"({"compressed": true, "data": ")");
     base64_encode(compressed.view(), out);
@@ -123,7 +166,8 @@ std::string compress_text(std::string_view text, TextBuffer& out) {
 
 Inflated uncompress_text(std::string_view base64, double claimed_size) {
     constexpr std::string_view function = "uncompress_object";
-    if (!can_be_allocated(claimed_size)) return {{}, failure(function, failed_to_allocate)};
+    if (!can_be_allocated(claimed_size) || is_inflated_too_far(claimed_size, base64.size()))
+        return {{}, failure(function, failed_to_allocate)};
     try {
         TextBuffer compressed;
         Inflated result;
@@ -140,7 +184,7 @@ Inflated uncompress_text(std::string_view base64, double claimed_size) {
 
 void base64_encode(std::string_view bytes, TextBuffer& out) {
     const auto byte = [bytes](std::size_t i) { return std::uint32_t{static_cast<unsigned char>(bytes[i])}; };
-    char* place = out.grow((bytes.size() / 3 + (bytes.size() % 3 != 0)) * 4);
+    char* place = out.grow(base64_size(bytes.size()));
     const auto write_group = [&place](std::uint32_t bits) {
         for (const int shift : {18, 12, 6, 0}) *place++ = alphabet[(bits >> shift) & 63];
     };

@@ -10,7 +10,8 @@ namespace libzentadbpp {
 
 // A compressed object: {"compressed": true, "data": <Base64 of a zlib stream>, "uncompressed_size": <bytes>}.
 
-// Appends the compressed object of a text to `out` (standard JSON text). On failure appends nothing and answers the
+// Appends the compressed object of a text to `out` (standard JSON text). A text that would inflate too far to be opened
+// again is compressed less. On failure appends nothing and answers the
 // error record; empty on success.
 [[nodiscard]] std::string compress_text(std::string_view text, TextBuffer& out);
 
@@ -20,7 +21,8 @@ struct Inflated {
     bool out_of_memory = false;  // rather than that the object is damaged
 };
 // Inflates "data" of a compressed object whose "uncompressed_size" reads as `claimed_size`. The claim is checked before
-// any memory of that size is taken: a zlib stream holds at most about 1032 times its own length.
+// any memory of that size is taken: more than 256 MiB and more than 64 times the length of `base64` is refused, as is
+// more than the machine has.
 [[nodiscard]] Inflated uncompress_text(std::string_view base64, double claimed_size);
 
 void base64_encode(std::string_view bytes, TextBuffer& out);

@@ -1,6 +1,8 @@
 #include <pthread.h>
+#include <sys/resource.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <tuple>
 
 #include "c_api/export_table.h"
@@ -233,6 +235,26 @@ TEST(Deep, LongHistories) {
                   "2-B100000_A");  // the bytes decide, and a digit is less than "_"
         EXPECT_TRUE(taken(replicate_sync_json_ptr(resolved.handle.get(), handle.handle.get(), "{}")) == resolved);
     });
+}
+
+// What is only passed over takes a bit a level.
+TEST(Deep, ReadingTakesLittleMemory) {
+    if (checked) GTEST_SKIP() << "the checkers take memory of their own";
+    constexpr std::size_t levels = std::size_t{1} << 25;
+    const std::string set = with_root(R"(["A_first", )" + nested(levels) + "]", R"("A": {})");
+    const auto kilobytes = [] {
+        rusage usage{};
+        getrusage(RUSAGE_SELF, &usage);
+        return usage.ru_maxrss;
+    };
+    const auto read = [&] {  // in a process of its own, whose peak is not that of an earlier test
+        const long before = kilobytes();
+        const sync_json_result winning = sync_json_winning(set.c_str(), "root");
+        const bool is_read = winning.value != nullptr && std::string_view(winning.value) == "1-A_first";
+        const long taken = kilobytes() - before;
+        std::exit(is_read && taken < 32 * 1024 ? 0 : 1);
+    };
+    EXPECT_EXIT(read(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace libzentadbpp {
@@ -89,7 +90,7 @@ TEST(ObjectCompression, AFalseSizeIsFoundOut) {
     const std::string data = encode(deflate_text(text));
     const std::string zeros = encode(deflate_text(std::string(5'000'000, '0')));
     const double infinity = std::numeric_limits<double>::infinity();
-    for (const double size : {7.0, 9.0, 0.0, -0.0, 0x1p30}) {
+    for (const double size : {7.0, 9.0, 0.0, -0.0, 0x1p28}) {
         expect_failure(uncompress_text(data, size), damaged, std::to_string(size));
     }
     for (const double size : {4'999'999.0, 5'000'001.0}) {
@@ -101,6 +102,26 @@ TEST(ObjectCompression, AFalseSizeIsFoundOut) {
         expect_failure(uncompress_text(data, size), too_large, std::to_string(size));
         expect_failure(uncompress_text("????", size), too_large, std::to_string(size));
     }
+}
+
+// A small text does not take gigabytes; but what was compressed is opened again, however well it compresses.
+TEST(ObjectCompression, MoreThanSixtyFourTimesIsRefusedBeyondALimit) {
+    constexpr std::size_t limit = std::size_t{1} << 28;
+    const std::string text(limit + 1, ' ');
+    for (const auto& [size, error] : {std::pair(limit, damaged), std::pair(limit + 1, too_large)}) {
+        expect_failure(uncompress_text("????", static_cast<double>(size)), error, std::to_string(size));
+    }
+    const std::string long_enough((limit + 64) / 64, '?');
+    expect_failure(uncompress_text(long_enough, static_cast<double>(limit + 64)), damaged, "64 times");
+
+    TextBuffer object;
+    ASSERT_EQ(compress_text(text, object), "");
+    const std::string_view written = object.view();
+    const std::size_t begin = written.find("\"data\": \"") + 9;
+    const std::string_view written_data = written.substr(begin, written.find('"', begin) - begin);
+    const Inflated result = uncompress_text(written_data, static_cast<double>(text.size()));
+    EXPECT_EQ(result.error, "");
+    EXPECT_TRUE(result.text.view() == text);
 }
 
 TEST(ObjectCompression, ReadsToTheEndOfTheStreamAndToTheFirstNul) {
