@@ -93,15 +93,15 @@ std::vector<bool> parents_in(std::span<const TreeRevision> tree) {
 }
 
 // Takes out the leaves that earlier merges opened again. What the union needs is opened anew, so that nothing depends
-// on which copies met first. Such a leaf is told by where it hangs and by its content, which an earlier revision has:
-// two branches can be closed under one name, so the branch above the leaf need not be the one that was opened. Answers
-// whether there were any.
+// on which copies met first. Such a leaf is recognised by where it hangs, by its suffix, which a revision that a text
+// merely puts there does not have, and by its content, which an earlier revision has: two branches can be closed under
+// one name, so the branch above the leaf need not be the one that was opened. Returns whether there were any.
 bool drop_reopened(std::vector<TreeRevision>& tree) {
     const std::vector<bool> is_parent = parents_in(tree);
     const auto hangs_reopened = [&](std::uint32_t at) {
         const TreeRevision& revision = tree[at];
         return !is_parent[at] && revision.parent != no_entry && !revision.is_resolved() &&
-               tree[revision.parent].is_resolved();
+               tree[revision.parent].is_resolved() && revision.suffix() == suffix_under(resolved_hash);
     };
     std::vector<std::pair<std::string_view, std::uint32_t>> earliest;  // generation by data hash
     for (std::uint32_t at = 0; at < tree.size(); ++at) {

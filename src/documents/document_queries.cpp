@@ -98,7 +98,8 @@ DocumentStorage resolve(const DocumentStorage& storage, const DocumentRef& docum
 
     DocumentChanges changes;
     changes.set(document->with_child(*position, resolved_hash));
-    return DocumentStorage(std::move(changes).applied_to(storage.documents()), storage.data(), storage.root_or_empty());
+    return DocumentStorage(std::move(changes).applied_to(storage.documents()), storage.data(), storage.root_or_empty(),
+                           storage.contents_not_named(), storage.closed_documents());
 }
 
 }  // namespace libzentadbpp

@@ -18,6 +18,8 @@ inline constexpr std::string_view ordering_id_prefix = "ord-";
 
 // Whether a storage may hold contents that none of its revisions names.
 enum class Unnamed : bool { none, possible };
+// Whether it may hold documents of which every branch is closed.
+enum class Closed : bool { none, possible };
 
 // The in-memory form of one sync JSON: documents by id, their contents by data hash, and the id of the root document.
 // An immutable value that is cheap to copy; any number of threads may read one, or copies of it, at once.
@@ -27,16 +29,19 @@ class DocumentStorage {
 
     DocumentStorage() = default;
     DocumentStorage(Documents documents, DataStorage data, std::string root,
-                    Unnamed contents_not_named = Unnamed::possible)
+                    Unnamed contents_not_named = Unnamed::possible, Closed closed_documents = Closed::possible)
         : documents_(std::move(documents)),
           data_(std::move(data)),
           root_(std::move(root)),
-          contents_not_named_(contents_not_named) {}
+          contents_not_named_(contents_not_named),
+          closed_documents_(closed_documents) {}
 
     [[nodiscard]] const Documents& documents() const { return documents_; }
     [[nodiscard]] const DataStorage& data() const { return data_; }
     // Known while contents and the revisions that name them are added together; a text may hold anything.
     [[nodiscard]] Unnamed contents_not_named() const { return contents_not_named_; }
+    // Nothing that the library does closes the last branch of a document, but a text may hold such.
+    [[nodiscard]] Closed closed_documents() const { return closed_documents_; }
     // The document, or null.
     [[nodiscard]] const MultiVersionDocument* find(std::string_view id) const {
         const DocumentRef* document = documents_.find(id);
@@ -57,6 +62,7 @@ class DocumentStorage {
     DataStorage data_;
     std::string root_;
     Unnamed contents_not_named_ = Unnamed::none;
+    Closed closed_documents_ = Closed::none;
 };
 
 // Documents to put into a storage, in any order, each id once.

@@ -134,14 +134,15 @@ DocumentStorage all_winning(const DocumentStorage& storage) {
     }
     auto documents = DocumentStorage::Documents::from_sorted(std::move(entries));
     DataStorage data = contents_where(storage.data(), storage.data().named_by(referenced_hashes(documents)));
-    return DocumentStorage(std::move(documents), std::move(data), storage.root_or_empty());
+    return DocumentStorage(std::move(documents), std::move(data), storage.root_or_empty(), Unnamed::none, Closed::none);
 }
 
 DocumentStorage prune(const DocumentStorage& storage, std::uint32_t limit, bool skip_winning) {
     Hashes retained;
     for (const auto& entry : storage.documents()) add_retained(*entry.value, limit, skip_winning, retained);
     DataStorage data = contents_where(storage.data(), storage.data().named_by(retained));
-    return DocumentStorage(storage.documents(), std::move(data), storage.root_or_empty());
+    return DocumentStorage(storage.documents(), std::move(data), storage.root_or_empty(), storage.contents_not_named(),
+                           storage.closed_documents());
 }
 
 DocumentStorage prune_ids(const DocumentStorage& storage, const std::vector<std::string_view>& ids, std::uint32_t limit,
@@ -159,7 +160,8 @@ DocumentStorage prune_ids(const DocumentStorage& storage, const std::vector<std:
     std::vector<bool> keep = storage.data().named_by(retained);
     const std::vector<bool> may_go = storage.data().named_by(listed);
     for (std::size_t number = 0; number < keep.size(); ++number) keep[number] = keep[number] || !may_go[number];
-    return DocumentStorage(storage.documents(), contents_where(storage.data(), keep), storage.root_or_empty());
+    return DocumentStorage(storage.documents(), contents_where(storage.data(), keep), storage.root_or_empty(),
+                           storage.contents_not_named(), storage.closed_documents());
 }
 
 }  // namespace libzentadbpp

@@ -117,6 +117,7 @@ void SyncJsonText::read_documents(JsonScanner& scanner) {
         const bool is_array = peek_token(scanner) == '[';
         std::size_t length = 0;
         if (auto document = plain_document(id, scanner.rest(), length)) {
+            note_closed(*document);
             documents_.add({id, scanner.rest().substr(0, length), std::move(document)});
             scanner.move_to(scanner.rest().data() + length);
             return;
@@ -192,6 +193,7 @@ DocumentStorage::Documents SyncJsonText::build_documents() {
             if (part.history.empty()) refuse("expecting_revision_history_array");
             const auto revisions = part.key.empty() ? std::vector<TreeRevision>{} : read_history(part.history, *arena_);
             part.document = MultiVersionDocument::make_in(*arena_, owner_, part.key, revisions, {});
+            note_closed(*part.document);
         }
         entries.push_back({part.key, std::move(part.document)});
     }
@@ -211,7 +213,8 @@ DocumentStorage SyncJsonText::deserialize() && {
     if (documents.empty()) refuse("missing_documents");
     if (root_part_ == Part::wrong_kind) refuse("root_document_id_not_a_string");
     if (documents.find(root_) == nullptr) refuse("root_is_missing_in_documents");
-    return DocumentStorage(std::move(documents), std::move(data), std::string(root_));
+    return DocumentStorage(std::move(documents), std::move(data), std::string(root_), Unnamed::possible,
+                           closed_documents_);
 }
 
 }  // namespace libzentadbpp

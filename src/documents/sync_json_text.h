@@ -73,6 +73,10 @@ class SyncJsonText {
     Arena* arena_;
     std::shared_ptr<const void> owner_;
     bool is_object_ = false;
+    void note_closed(const MultiVersionDocument& document) {
+        if (!document.has_winning()) closed_documents_ = Closed::possible;
+    }
+
     Part documents_part_ = Part::absent;
     Part contents_part_ = Part::absent;
     Part root_part_ = Part::absent;
@@ -80,6 +84,7 @@ class SyncJsonText {
     Members<ContentPart> contents_;
     std::vector<TreeRevision> chain_;  // reused from document to document
     std::string_view root_;
+    Closed closed_documents_ = Closed::none;
     bool compressed_ = false;
     std::string_view compressed_data_;
     std::optional<double> uncompressed_size_;

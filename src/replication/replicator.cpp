@@ -12,6 +12,17 @@ namespace libzentadbpp {
 
 namespace {
 
+// The documents of the target, those opened again of which every branch is closed, as merging opens those that the
+// source has: so all copies have the same, whichever of them knew such a document.
+DocumentStorage::Documents opened(const DocumentStorage& target) {
+    if (target.closed_documents() == Closed::none) return target.documents();
+    DocumentChanges changes;
+    for (const auto& entry : target.documents()) {
+        if (DocumentRef document = reopened(*entry.value)) changes.set(std::move(document));
+    }
+    return std::move(changes).applied_to(target.documents());
+}
+
 DocumentRef taken_over(const DocumentRef& document, Takeover takeover, SharedMemory& memory) {
     if (DocumentRef opened = reopened(*document)) return opened;
     if (takeover == Takeover::share) return document;
@@ -86,6 +97,7 @@ ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage
     }
 
     ReplicationResult result;
+    const DocumentStorage::Documents target_documents = opened(target);
     DocumentChanges changes;
     SharedMemory memory;
     MissingContents contents(source.data().contents(), target.data().contents());
@@ -94,23 +106,22 @@ ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage
             contents.name(*entry.value);
             changes.set(taken_over(entry.value, takeover, memory));
             result.missing_found += entry.value->revisions().size();
-        } else if (ours->value != entry.value &&
-                   (ours->value->history() != entry.value->history() || !ours->value->has_winning())) {
+        } else if (ours->value != entry.value && ours->value->history() != entry.value->history()) {
             contents.name(*entry.value);
             MergedDocument merged = merge_documents(*ours->value, *entry.value);
             result.missing_found += merged.added;
             if (merged.document != nullptr) changes.set(std::move(merged.document));
         }
     };
-    visit_beside(source.documents(), target.documents(), merge);
+    visit_beside(source.documents(), target_documents, merge);
     // Nearly always what differs names all that is missing. What does not may still name what only the source has.
     if (contents.waits_for_names()) {
         for (const auto& entry : source.documents()) contents.name(*entry.value);
     }
 
-    result.target = DocumentStorage(std::move(changes).applied_to(target.documents()),
+    result.target = DocumentStorage(std::move(changes).applied_to(target_documents),
                                     contents.added_to(target.data(), takeover, memory),
-                                    root.empty() ? source.root_or_empty() : root);
+                                    root.empty() ? source.root_or_empty() : root, Unnamed::possible, Closed::none);
     return result;
 }
 

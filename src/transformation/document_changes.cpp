@@ -51,7 +51,7 @@ class DocumentWriter {
     [[nodiscard]] DocumentStorage applied_to(const DocumentStorage& storage, Unnamed contents_not_named) && {
         return DocumentStorage(std::move(documents_).applied_to(storage.documents()),
                                std::move(contents_).applied_to(storage.data()), storage.root_or_empty(),
-                               contents_not_named);
+                               contents_not_named, storage.closed_documents());
     }
 
    private:

@@ -65,7 +65,8 @@ DocumentStorage update(const DocumentStorage& storage, const JsonValue& data, co
     Flattener::Result flat = Flattener(settings, hasher, arena).flatten(data);
     add_emptied_lists(storage, settings, arena, flat.documents);
     const DocumentStorage stored = store_documents(storage, flat.documents, Unproduced::remove, hasher, memory);
-    return DocumentStorage(stored.documents(), stored.data(), std::string(flat.root_id), stored.contents_not_named());
+    return DocumentStorage(stored.documents(), stored.data(), std::string(flat.root_id), stored.contents_not_named(),
+                           stored.closed_documents());
 }
 
 void flatten_object(const JsonValue& data, const TransformationSettings& settings, Arena& arena, TextBuffer& out) {

@@ -77,6 +77,12 @@ TEST(Replicate, CountsAndCarriesOver) {
          text_of(R"(["resolved_first", "B_resolve", "resolved_B", "B_resolve"])"), 3,
          text_of(R"(["resolved_first", [["B_resolve", "resolved_B", "B_resolve"], )"
                  R"(["resolved_resolve", "resolved_resolve", "resolved_resolve"]]])")},
+        // A text may put any revision under a closing one, which comes before the parent that it has.
+        {text_of(R"(["x1_first", [["resolved_x1", "x1_x2"], "x2_x1"]])"), text_of(R"(["x1_first", "x2_x1", "x1_x2"])"),
+         1, text_of(R"(["x1_first", [["resolved_x1", "x1_x2"], "x2_x1"]])")},
+        // A document that only one side has, with all its branches closed, is opened whichever side that is.
+        {text_of(R"(["A_first"])"), text_of(R"(["A_first"])", "", R"("n": ["B_first", "resolved_B"])"), 0,
+         text_of(R"(["A_first"])", "", R"("n": ["B_first", "resolved_B", "B_resolve"])")},
     };
     const auto written = [](const std::string& text) { return serialized(Opened(text).storage()); };
     for (const auto& [source, target, missing_found, result] : cases) {
