@@ -6,6 +6,7 @@
 
 #include "common/prefetch.h"
 #include "documents/document_index.h"
+#include "documents/document_merge.h"
 
 namespace libzentadbpp {
 
@@ -35,6 +36,13 @@ class DocumentWriter {
     // Stores what was produced for one document, which may be nothing.
     void store(const MultiVersionDocument* stored, std::string_view winning_content,
                std::span<const FlattenedDocument> produced, Unproduced unproduced) {
+        // An ordering document with no open branch, or without any revision, is no obstacle: nobody else looks after
+        // it.
+        DocumentRef opened;
+        if (stored != nullptr && !stored->has_winning() && !produced.empty() && has_ordering_id(stored->id())) {
+            opened = reopened(*stored);
+            stored = opened.get();
+        }
         document_.stored = stored;
         document_.winning_content = winning_content;
         document_.added.clear();
@@ -43,7 +51,10 @@ class DocumentWriter {
             !has_ordering_id(stored->id()) && document_.winning_hash() != deleted_hash) {
             document_.added.push_back(deleted_hash);
         }
-        if (document_.added.empty()) return;
+        if (document_.added.empty()) {
+            if (opened != nullptr) documents_.set(std::move(opened));
+            return;
+        }
         documents_.set(document_.changed(stored != nullptr ? stored->id() : produced.front().id, *memory_));
     }
 

@@ -114,6 +114,26 @@ TEST(DamagedSyncJson, AnEmptyTreeFailsWhereAWinnerIsAsked) {
     fails_with(taken(update_sync_json("{}", set.c_str(), "{}")), "no_revision");
 }
 
+// Nobody but the library looks after ordering documents, so it opens one again where it has something to store there.
+TEST(DamagedSyncJson, AClosedOrderingDocumentIsNoObstacle) {
+    const std::string id = "ord-x4074223592";  // what the domain "x1" has
+    for (const char* history : {"[]", R"(["L_first", ["resolved_L", ["M_L", "resolved_M"]]])",
+                                R"(["M_first", "resolved_M"])", R"(["resolved_first"])"}) {
+        const std::string set = R"({"d": {"e": ["E_first"], ")" + id + "\": " + history +
+                                R"(, "ord-z": ["N_first"], "root": ["R_first"]}, "o": {"E": {}, )"
+                                R"("L": {"d": "x1", "i": "default", "s": []}, )"
+                                R"("M": {"d": "x1", "i": "default", "s": ["e"]}, )"
+                                R"("N": {"d": "x1", "i": "other", "s": ["e"]}, "R": {"a": "Ax1"}}, "r": "root"})";
+        SCOPED_TRACE(set);
+        const std::string data = R"({"_id": "root", "a": [{"_id": "e"}]})";
+        EXPECT_EQ(taken(read_sync_json(set.c_str(), "{}")).text(), data);
+        const Handle handle = open(set).handle;
+        EXPECT_EQ(taken(read_sync_json_ptr(handle.get(), "{}")).text(), data);
+        EXPECT_NE(taken(sync_json_ptr_winning(handle.get(), id.c_str())).text(), "");
+        EXPECT_NE(taken(update_sync_json(data.c_str(), set.c_str(), R"({"force_fast_hash_only": true})")).text(), "");
+    }
+}
+
 TEST(DamagedSyncJson, ContentsThatNothingRefersToAreDropped) {
     EXPECT_EQ(open(R"({"r": "a", "o": {"B": {}, "A": {"b": 1, "a": 2}}, "d": {"a": ["A_first"]}, "more": 1})").value,
               R"({"d": {"a": ["A_first"]}, "o": {"A": {"a": 2, "b": 1}}, "r": "a"})");
