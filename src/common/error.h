@@ -21,7 +21,7 @@ inline constexpr std::string_view utils = "src/common/utils";
 inline constexpr std::string_view interface = "src/libzentadbpp";
 }  // namespace source
 
-// The one-line JSON text that carries a failure to the host. No value in it is escaped.
+// The one-line JSON text that carries a failure to the host. No value in it is escaped, but for NUL bytes.
 [[nodiscard]] std::string error_record(std::string_view filename, int line, std::string_view function,
                                        std::string_view error, std::optional<std::string_view> args = std::nullopt);
 

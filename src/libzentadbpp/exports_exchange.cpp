@@ -12,7 +12,12 @@ TextBuffer bulk_docs(const DocumentStorage& storage) {
 }
 
 DocumentStorage imported(Call& call, const JsonValue& body) {
-    return from_bulk_get(call.inflated(call.whole_object(body), Inflation::reported).value);
+    BulkImport import = from_bulk_get(call.inflated(call.whole_object(body), Inflation::reported).value);
+    if (import.first_fault != nullptr) {
+        if (import.storage.documents().empty()) std::rethrow_exception(import.first_fault);
+        call.report(import.first_fault);
+    }
+    return std::move(import.storage);
 }
 
 }  // namespace

@@ -152,7 +152,12 @@ void Call::fail(std::string_view key, int line) const {
 CText Call::plain(std::string_view text) {
     TextBuffer copy;
     copy.append(text);
-    return copy.release();
+    return plain(std::move(copy));
+}
+
+CText Call::plain(TextBuffer text) {
+    if (text.view().find('\0') != std::string_view::npos) throw TextContainsNul();
+    return text.release();
 }
 
 CText Call::rendered(TextBuffer standard) { return switched(std::move(standard)).release(); }
@@ -201,6 +206,17 @@ char* describe_failure(std::string_view export_name) noexcept {
         }
     } catch (...) {
         return nullptr;
+    }
+}
+
+CText describe_reported(const Call& call, std::string_view export_name) {
+    if (call.reported() == nullptr) return CText(nullptr);
+    try {
+        std::rethrow_exception(call.reported());
+    } catch (...) {
+        CText text(describe_failure(export_name));
+        if (text == nullptr) throw std::bad_alloc();
+        return text;
     }
 }
 

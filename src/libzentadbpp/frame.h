@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <exception>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -84,11 +85,16 @@ class Call {
                                               int line = __builtin_LINE()) const;
 
     [[noreturn]] void fail(std::string_view key, int line = __builtin_LINE()) const;
+    // For the record's error beside a result that lacks something.
+    void report(std::exception_ptr failure) { reported_ = std::move(failure); }
+    [[nodiscard]] const std::exception_ptr& reported() const { return reported_; }
     [[nodiscard]] Arena& arena() { return memory_->arena; }
 
     // --- Results
 
+    // A text that is not JSON, in which a NUL byte cannot be written: TextContainsNul.
     [[nodiscard]] static CText plain(std::string_view text);
+    [[nodiscard]] static CText plain(TextBuffer text);
     // A JSON result, from its standard text.
     [[nodiscard]] static CText rendered(TextBuffer standard);
     [[nodiscard]] static CText rendered(const DocumentStorage& storage);
@@ -106,6 +112,7 @@ class Call {
     CallMemory own_memory_;
     CallMemory* memory_;
     std::shared_ptr<const void> owner_;
+    std::exception_ptr reported_;
 };
 
 // Whether a configuration asks for a compressed result.
@@ -113,6 +120,8 @@ class Call {
 
 // The error text of the exception in flight; null where there is no memory even for that.
 [[nodiscard]] char* describe_failure(std::string_view export_name) noexcept;
+// The error text of what a call reported, or null; std::bad_alloc where there is no memory for it.
+[[nodiscard]] CText describe_reported(const Call& call, std::string_view export_name);
 
 // Runs the body of an export that answers a text.
 template <class Record = sync_json_result, class Body>
@@ -120,7 +129,9 @@ Record answer(std::string_view export_name, const Body& body) noexcept {
     Record record{};
     try {
         Call call(export_name);
-        record.value = body(call).release();
+        CText value = body(call);
+        record.error = describe_reported(call, export_name).release();
+        record.value = value.release();
     } catch (...) {
         record.error = describe_failure(export_name);
     }
@@ -135,7 +146,9 @@ sync_json_ptr_result answer_handle(std::string_view export_name, const Body& bod
     sync_json_ptr_result record{};
     try {
         Call call(export_name, texts == Texts::of_the_handle ? std::make_shared<CallMemory>() : nullptr);
-        record.ptr = Call::new_handle(body(call));
+        std::unique_ptr<zentadbpp_document_storage> handle(Call::new_handle(body(call)));
+        record.error = describe_reported(call, export_name).release();
+        record.ptr = handle.release();
     } catch (...) {
         record.error = describe_failure(export_name);
     }

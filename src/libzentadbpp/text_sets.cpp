@@ -13,7 +13,7 @@ CText joined(const std::vector<std::string>& set) {
         separator = ",";
         text.append(element);
     }
-    return text.release();
+    return Call::plain(std::move(text));
 }
 
 CText json_list(const std::vector<std::string>& list) {

@@ -65,6 +65,9 @@
 //     if (result.value == NULL) report(result.error != NULL ? result.error : "out of memory");
 //     free_sync_json_result(&result);
 //
+// Only sync_json_from_bulk_get and its twin can have both: the set of what was taken, and the first failure of what was
+// not. There, test both.
+//
 // ---------------------------------------------------------------------------------------------------------------------
 // Error texts
 //
@@ -130,7 +133,8 @@
 //            a number is told by its text in a content: 1.0 is written as 1 (without USE_FAST_FLOAT) and so is an
 //            integer, in the compact form too.
 // Strings    A NUL byte inside a string ("\u0000") is kept in standard JSON. The compact form cannot tell it: writing
-//            one fails with "text_contains_nul" (error record of the function that was called).
+//            one fails with "text_contains_nul" (error record of the function that was called), and so does a result
+//            that is not JSON, such as a list of ids. In the args of an error record it is written as \u0000.
 // Sizes      64-bit: texts may be larger than 4 GiB. Documents that refer to each other many times over could make
 //            rebuilt data grow without bound; beyond 64 times the size of the contents and 256 MiB, read or written,
 //            that fails with the standard text "exceeded maximum result size".
@@ -566,8 +570,13 @@ ZENTADBPP_EXPORT sync_json_result sync_json_ptr_to_bulk_docs(sync_json_ptr handl
 // A new document set from the answer to a _bulk_get request: {"results": [{"docs": [{"ok": document}, ...]}, ...]}.
 // Each "ok" has "_id", "_revisions" as above (the ids bare hashes or hash and suffix), and may have "_rev", a
 // revision string or what such a server makes of a bare hash, "start-hash"; the rest is its content. What has another
-// shape is passed over, as is a history that does not reach back to the first revision. The root is the document
-// "root", else the smallest id, rather not that of an ordering document or of one that another refers to.
+// shape is passed over, as is a history that does not reach back to the first revision. Of several contents with one
+// hash the first one stays. The root is chosen among the documents that are neither deleted nor ordering documents, if
+// there are any: "root", else the smallest id that no other document refers to or lists, else the smallest id.
+// Host data should have no member "_rev" where it is exchanged: a server refuses it or takes it for its own.
+//
+// An "ok" that is refused is left out, and so is a document whose history is; all others are taken. `error` has the
+// first failure, beside the result, or alone where nothing was taken.
 //   bulk_get   JSON text, may be a compressed object; something other than an object counts as {}
 //   config     configuration
 // Result: JSON, a sync JSON, {} where nothing was imported; compressed where the configuration says so. Twin: a new

@@ -1,11 +1,17 @@
 #include "replication/bulk_exchange.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <map>
-#include <optional>
+#include <new>
+#include <ranges>
 #include <span>
 #include <string>
+#include <string_view>
+#include <system_error>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -41,12 +47,17 @@ struct Incoming {
     std::vector<TreeRevision> revisions;
 };
 
+std::string_view hash_of(std::string_view id) { return id.substr(0, id.find('_', 1)); }
+
 // What an element says of its path, as it came.
 struct GivenPath {
     std::span<const JsonValue> ids;
     double start = 0;
 
-    [[nodiscard]] std::string_view newest() const { return ids.empty() ? std::string_view{} : ids[0].as_string(); }
+    // The data hash that the newest one begins with; empty where there is none.
+    [[nodiscard]] std::string_view newest_hash() const {
+        return ids.empty() ? std::string_view{} : hash_of(ids[0].as_string());
+    }
     [[nodiscard]] bool is_whole() const {
         const auto is_string = [](const JsonValue& id) { return id.is_string(); };
         return std::trunc(start) == static_cast<double>(ids.size()) && std::ranges::all_of(ids, is_string);
@@ -67,32 +78,64 @@ class BulkGet {
         const JsonValue* id = returned.find("_id");
         if (id == nullptr || !id->is_string()) return;
         Incoming& incoming = documents_[id->as_string()];
-        const GivenPath given = given_path(returned);
-        const std::vector<std::string_view> path = read_path(given);
-        add_path(id->as_string(), incoming, path);
-        add_content(incoming, returned, given, path);
+        const std::size_t known = incoming.revisions.size();
+        keep_fault(
+            [&] {
+                const GivenPath given = given_path(returned);
+                const std::vector<std::string_view> path = read_path(given);
+                add_path(id->as_string(), incoming, path);
+                add_content(incoming, returned, given);
+            },
+            [&] {
+                while (incoming.revisions.size() > known) {
+                    const TreeRevision& revision = incoming.revisions.back();
+                    incoming.positions.erase({revision.index, revision.text});
+                    incoming.revisions.pop_back();
+                }
+            });
     }
 
-    [[nodiscard]] DocumentStorage storage() {
+    // What was taken, without the documents and elements that are at fault.
+    [[nodiscard]] BulkImport imported() {
         DocumentChanges changes;
         ContentChanges contents;
         SharedMemory memory;
-        for (const auto& [id, incoming] : documents_) {
+        for (auto& [given_id, incoming] : documents_) {
             if (incoming.revisions.empty()) continue;
-            // A history of one entry is read as a revision string, so it must be one.
-            if (incoming.revisions.size() == 1) (void)Revision(incoming.revisions.front().revision_string());
-            changes.set(MultiVersionDocument::make(id, incoming.revisions, memory));
+            const std::string_view id = given_id;
+            std::vector<TreeRevision>& revisions = incoming.revisions;
+            keep_fault(
+                [&] {
+                    // A history of one entry is read as a revision string, so it must be one.
+                    if (revisions.size() == 1) (void)Revision(revisions.front().revision_string());
+                    changes.set(MultiVersionDocument::make(id, revisions, memory));
+                },
+                [&] { revisions.clear(); });
         }
-        for (const Returned& content : contents_) {
+        // Of several contents of one hash the first one stays, and the last one added does.
+        for (const Returned& content : std::views::reverse(contents_)) {
             if (!content.document->revisions.empty()) contents.add(content.hash, content.text, memory);
         }
         DocumentStorage storage(std::move(changes).applied_to({}), std::move(contents).applied_to({}), {});
-        if (storage.documents().empty()) return {};
+        if (storage.documents().empty()) return {{}, first_fault_};
         std::string root = choose_root(storage);
-        return DocumentStorage(storage.documents(), storage.data(), std::move(root));
+        return {DocumentStorage(storage.documents(), storage.data(), std::move(root)), first_fault_};
     }
 
    private:
+    // Does something that what came in may refuse. Then it is undone, and all else goes on.
+    template <class Do, class Undo>
+    void keep_fault(const Do& act, const Undo& undo) {
+        try {
+            act();
+        } catch (const std::bad_alloc&) {
+            throw;
+        } catch (const std::exception&) {
+            undo();
+            if (first_fault_ == nullptr) first_fault_ = std::current_exception();
+        }
+    }
+
     // The texts of a path that reaches back to the first revision, newest first; empty for any other.
     std::vector<std::string_view> read_path(const GivenPath& given) {
         if (!given.is_whole()) return {};
@@ -102,7 +145,7 @@ class BulkGet {
         for (std::size_t at = hashes.size(); at-- > 0;) {
             path[at] =
                 with_suffix(hashes[at].as_string(), at + 1 == hashes.size() ? "first" : parent_hash.substr(0, 7));
-            parent_hash = path[at].substr(0, path[at].find('_', 1));
+            parent_hash = hash_of(path[at]);
         }
         return path;
     }
@@ -134,9 +177,8 @@ class BulkGet {
         }
     }
 
-    void add_content(const Incoming& incoming, const JsonValue& returned, const GivenPath& given,
-                     std::span<const std::string_view> path) {
-        const std::string_view hash = content_hash(returned, given, path);
+    void add_content(const Incoming& incoming, const JsonValue& returned, const GivenPath& given) {
+        const std::string_view hash = content_hash(returned, given);
         if (hash.empty() || DataStorage::is_reserved(hash)) return;
         std::vector<JsonMember> members;
         for (const JsonMember& member : returned.members()) {
@@ -148,30 +190,64 @@ class BulkGet {
     }
 
     // What the content is stored under: the hash in "_rev", which is a revision string, or the generation and the first
-    // of the ids as they came. Empty where nothing tells it.
-    std::string_view content_hash(const JsonValue& returned, const GivenPath& given,
-                                  std::span<const std::string_view> path) {
-        const std::string_view newest = path.empty() ? given.newest() : path[0].substr(0, path[0].find('_', 1));
+    // of the ids; without "_rev" the hash of that one. Empty where nothing says it.
+    std::string_view content_hash(const JsonValue& returned, const GivenPath& given) {
+        const std::string_view newest = given.newest_hash();
         const JsonValue* rev = returned.find("_rev");
-        if (rev == nullptr) return path.empty() ? std::string_view{} : newest;
-        TextBuffer exchange_form;
-        write_json_real(given.start, exchange_form);
-        exchange_form.push_back('-');
-        exchange_form.append(newest);
-        if (!newest.empty() && rev->as_string() == exchange_form.view()) return newest;
+        if (rev == nullptr || (!newest.empty() && is_exchange_form(rev->as_string(), given.start, newest)))
+            return newest;
         return arena_.copy(Revision(rev->as_string()).datahash());
     }
 
+    // Whether a text is the generation, "-" and the hash, as servers name a revision that came as a bare hash.
+    static bool is_exchange_form(std::string_view rev, double start, std::string_view hash) {
+        std::int64_t generation = 0;
+        const auto [end, error] = std::from_chars(rev.data(), rev.data() + rev.size(), generation);
+        const std::string_view rest = rev.substr(static_cast<std::size_t>(end - rev.data()));
+        return error == std::errc() && static_cast<double>(generation) == std::trunc(start) && rest.starts_with('-') &&
+               rest.substr(1) == hash;
+    }
+
+    // A document that is neither deleted nor an ordering document, if there are any, rather than any other.
     static std::string choose_root(const DocumentStorage& storage) {
         const DocumentIndex index(storage);
-        if (index.find(vocabulary::root_name)) return std::string(vocabulary::root_name);
+        std::vector<bool> is_candidate(index.size());
+        bool any = false;
+        for (const bool live : {true, false}) {
+            for (std::uint32_t number = 0; !any && number < index.size(); ++number) {
+                is_candidate[number] = !has_ordering_id(index.id(number)) && index.is_live(number) == live;
+            }
+            any = any || std::ranges::find(is_candidate, true) != is_candidate.end();
+        }
+        if (!any) is_candidate.assign(index.size(), true);
+        if (const auto root = index.find(vocabulary::root_name); root && is_candidate[*root]) {
+            return std::string(vocabulary::root_name);
+        }
         std::vector<bool> referenced(index.size());
         mark_referenced_objects(index, referenced);
-        mark_listed_elements(index, referenced);
+        mark_openly_listed(index, referenced);
+        std::uint32_t chosen = no_entry;
         for (std::uint32_t number = 0; number < index.size(); ++number) {
-            if (!has_ordering_id(index.id(number)) && !referenced[number]) return std::string(index.id(number));
+            if (!is_candidate[number]) continue;
+            if (!referenced[number]) return std::string(index.id(number));
+            if (chosen == no_entry) chosen = number;
         }
-        return std::string(index.id(0));
+        return std::string(index.id(chosen));
+    }
+
+    // Marks what the list of any leaf that is not deleted has.
+    static void mark_openly_listed(const DocumentIndex& index, std::vector<bool>& listed) {
+        OrderingLists lists(index);
+        std::unordered_set<const char*> marked;
+        const auto [first, end] = ordering_documents(index);
+        for (std::uint32_t number = first; number < end; ++number) {
+            for (const std::uint32_t leaf : index.document(number).open_leafs()) {
+                if (index.document(number).revisions()[leaf].is_deleted()) continue;
+                const auto list = lists.read(number, leaf);
+                if (!list || !marked.insert(list->content).second) continue;
+                for (const std::uint32_t element : list->elements) listed[element] = true;
+            }
+        }
     }
 
     // A content as it came; it counts if its document gets a revision in the end.
@@ -184,6 +260,7 @@ class BulkGet {
     Arena arena_;
     std::map<std::string_view, Incoming> documents_;
     std::vector<Returned> contents_;
+    std::exception_ptr first_fault_;
 };
 
 std::span<const JsonValue> elements_of(const JsonValue& object, std::string_view key) {
@@ -214,14 +291,14 @@ void write_bulk_docs(const DocumentStorage& storage, TextBuffer& out) {
     out.append(R"(], "new_edits": false})");
 }
 
-DocumentStorage from_bulk_get(const JsonValue& body) {
+BulkImport from_bulk_get(const JsonValue& body) {
     BulkGet import;
     for (const JsonValue& result : elements_of(body, "results")) {
         for (const JsonValue& returned : elements_of(result, "docs")) {
             if (const JsonValue* ok = returned.find("ok"); ok != nullptr && ok->is_object()) import.take(*ok);
         }
     }
-    return import.storage();
+    return import.imported();
 }
 
 }  // namespace libzentadbpp

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <exception>
+
 #include "common/json_value.h"
 #include "common/text_buffer.h"
 #include "documents/document_storage.h"
@@ -13,10 +15,16 @@ namespace libzentadbpp {
 // proportion. O(result).
 void write_bulk_docs(const DocumentStorage& storage, TextBuffer& out);
 
+struct BulkImport {
+    DocumentStorage storage;
+    std::exception_ptr first_fault;  // of what was refused, if anything was
+};
+
 // A new storage from the answer to a _bulk_get request. What is not of the expected shape is passed over, as is a path
 // that does not reach back to the first revision. Ids of revisions are taken in both forms, "hash_suffix" and the bare
-// hash that the export sends. The root is the document "root", or else the smallest id that is no ordering document's
-// and that no other winning content refers to, or else the smallest id. O(body log body).
-[[nodiscard]] DocumentStorage from_bulk_get(const JsonValue& body);
+// hash that the export sends. A document that is refused is left out, and all others are taken. The root is chosen
+// among the documents that are neither ordering documents nor deleted, if there are any: "root", or else the smallest
+// id that no other winning content and no open list refers to, or else the smallest. O(body log body).
+[[nodiscard]] BulkImport from_bulk_get(const JsonValue& body);
 
 }  // namespace libzentadbpp

@@ -21,8 +21,10 @@ std::string answer_of(const std::vector<std::string>& documents) {
 }
 
 Answer import(const std::string& bulk_get) {
-    const Answer by_value = taken(sync_json_from_bulk_get(bulk_get.c_str(), "{}"));
-    Answer by_handle = taken(sync_json_ptr_from_bulk_get(bulk_get.c_str(), "{}"));
+    const Answer by_value =
+        taken(sync_json_from_bulk_get(bulk_get.c_str(), "{}"), free_sync_json_result, Both::allowed);
+    const Answer by_handle =
+        taken(sync_json_ptr_from_bulk_get(bulk_get.c_str(), "{}"), free_sync_json_ptr_result, Both::allowed);
     EXPECT_EQ(by_value, by_handle) << bulk_get;
     return by_value;
 }
@@ -58,7 +60,7 @@ TEST(Exchange, WhatTellsNothingIsPassedOver) {
     for (const char* revisions :
          {R"({"start": 3, "ids": ["A", "B"]})", R"({"start": 1, "ids": ["A", "B"]})", R"({"start": "1", "ids": ["A"]})",
           R"({"start": 0, "ids": []})", R"({"start": -1, "ids": ["A"]})", R"({"start": 1e300, "ids": ["A"]})",
-          R"({"start": 1, "ids": [5]})"}) {
+          R"({"start": 1, "ids": [5]})", R"({"ids": ["A"]})", R"({"start": 1})"}) {
         nothing.push_back(in_docs(R"({"ok": )" + returned(R"("a")", revisions, "") + "}"));
     }
     for (const std::string& text : nothing) EXPECT_EQ(import(text).text(), "{}") << text;
@@ -104,8 +106,13 @@ TEST(Exchange, FormsOfAReturnedDocument) {
         // several revisions of one document
         {{one(R"(["C", "A"])", R"("n": 3)"), one(R"(["B", "A"])", R"("n": 2)"), one(R"(["A"])", R"("n": 1)")},
          set(R"(["A_first", ["B_A", "C_A"]])", R"({"A": {"n": 1}, "B": {"n": 2}, "C": {"n": 3}})")},
-        {{one(R"(["A"])", R"("n": 1)"), one(R"(["A"])", R"("n": 2)")}, set(R"(["A_first"])", R"({"A": {"n": 2}})")},
-        // the root: "root", else what nothing refers to, else the smallest id
+        {{one(R"(["A"])", R"("n": 1)"), one(R"(["A"])", R"("n": 2)")}, set(R"(["A_first"])", R"({"A": {"n": 1}})")},
+        {{returned("\"a\"", R"({"ids": ["B_A"], "start": 3})", R"("n": 1)"), one(R"(["B", "A"])", R"("n": 2)")},
+         set(R"(["A_first", "B_A"])", R"({"B": {"n": 1}})")},
+        {{returned("\"a\"", R"({"ids": ["B_A"], "start": 3})", R"("_rev": "3-B", "n": 1)"),
+          one(R"(["B", "A"])", R"("n": 2)")},
+         set(R"(["A_first", "B_A"])", R"({"B": {"n": 1}})")},
+        // the root: one that is alive; of these "root", else what nothing refers to, else the smallest id
         {{other("\"root\"", ""), other("\"b\"", "")},
          R"({"d": {"b": ["Hb_first"], "root": ["Hroot_first"]}, "o": {"Hb": {}, "Hroot": {}}, "r": "root"})"},
         {{other("\"b\"", R"("x": ["Oc"])"), other("\"c\"", "")},
@@ -115,6 +122,12 @@ TEST(Exchange, FormsOfAReturnedDocument) {
         {{other("\"b\"", ""), other("\"c\"", R"("x": "AD")"), other("\"ord-1\"", R"("d": "D", "i": "x", "s": ["b"])")},
          R"({"d": {"b": ["Hb_first"], "c": ["Hc_first"], "ord-1": ["Hord1_first"]}, "o": {"Hb": {}, )"
          R"("Hc": {"x": "AD"}, "Hord1": {"d": "D", "i": "x", "s": ["b"]}}, "r": "c"})"},
+        {{returned("\"b\"", R"({"ids": ["deleted", "B"], "start": 2})", ""), other("\"c\"", ""),
+          other("\"ord-1\"", "")},
+         R"({"d": {"b": ["B_first", "deleted_B"], "c": ["Hc_first"], "ord-1": ["Hord1_first"]}, )"
+         R"("o": {"Hc": {}, "Hord1": {}}, "r": "c"})"},
+        {{returned("\"root\"", R"({"ids": ["deleted", "B"], "start": 2})", ""), other("\"c\"", "")},
+         R"({"d": {"c": ["Hc_first"], "root": ["B_first", "deleted_B"]}, "o": {"Hc": {}}, "r": "c"})"},
         {{other("\"b\"", R"("x": "Oc")"), other("\"c\"", R"("x": "Ob")")},
          R"({"d": {"b": ["Hb_first"], "c": ["Hc_first"]}, "o": {"Hb": {"x": "Oc"}, "Hc": {"x": "Ob"}}, "r": "b"})"},
         // failures
@@ -133,7 +146,43 @@ TEST(Exchange, FormsOfAReturnedDocument) {
     };
     for (const auto& [documents, result] : cases) {
         const Answer answer = import(answer_of(documents));
-        EXPECT_EQ(answer.value.value_or(answer.error), result) << answer_of(documents);
+        EXPECT_EQ(answer.error.empty() ? answer.text() : answer.error, result) << answer_of(documents);
+    }
+}
+
+// A document that is refused is reported, beside a result with all that is not.
+TEST(Exchange, ARefusedDocumentCostsNoOther) {
+    const auto path = [](const char* ids, int start) {
+        return R"({"ids": )" + std::string(ids) + R"(, "start": )" + std::to_string(start) + "}";
+    };
+    const std::string good = returned("\"a\"", path(R"(["B", "A"])", 2), R"("n": 1)");
+    const std::string other_good = returned("\"z\"", path(R"(["Z"])", 1), "");
+    const std::string result =
+        R"({"d": {"a": ["A_first", "B_A"], "z": ["Z_first"]}, "o": {"B": {"n": 1}, "Z": {}}, "r": "a"})";
+    const struct {
+        std::string refused;
+        std::string error;
+        bool also_first = true;
+    } cases[] = {
+        {returned("\"x\"", path(R"(["A_b_c"])", 1), ""), "invalid_revision_string_format"},
+        {returned("\"x\"", path(R"(["A-b"])", 1), ""), "invalid_revision_format"},
+        {returned("\"\"", path(R"(["A"])", 1), ""), "cannot_push_new_revision"},
+        {returned("\"x\"", path(R"(["A"])", 1), R"("_rev": "2-A")"), "invalid_revision_format"},
+        {returned("\"a\"", path(R"(["B", "A"])", 2), R"("_rev": "")"), "empty_revision"},
+        {returned("\"a\"", path(R"(["C", "D", "A_b_c"])", 3), ""), "invalid_revision_string_format"},
+        {returned("\"a\"", path(R"(["D", "C"])", 2), ""), "cannot_replace_first_revision", false},
+    };
+    for (const auto& [refused, error, also_first] : cases) {
+        for (const auto& documents : {std::vector{good, refused, other_good}, std::vector{good, other_good, refused},
+                                      std::vector{refused, good, other_good}}) {
+            if (documents.front() == refused && !also_first) continue;
+            const Answer answer = import(answer_of(documents));
+            EXPECT_EQ(answer.text(), result) << refused;
+            EXPECT_NE(answer.error.find("\"error\" : \"" + error), std::string::npos) << answer.error;
+        }
+        if (also_first) {
+            EXPECT_EQ(import(answer_of({refused})).value, std::nullopt) << refused;
+        }
     }
 }
 

@@ -192,6 +192,27 @@ TEST(Exports, CompressedObjectsThatCannotBeOpened) {
     }
 }
 
+// Neither a plain text nor an error record can hold a NUL byte, and none is cut short there.
+TEST(Exports, NulBytesAreRefusedOrEscaped) {
+    const std::string set =
+        R"({"d": {"a\u0000b": ["A_first", ["B\u0000c_A", "C_A"]], "ord-1": ["L_first"]}, "o": {"L": )"
+        R"({"d": "D", "i": "me\u0000you", "s": []}}, "r": "a\u0000b"})";
+    const std::string renamed = R"({"d": {"a": ["A_first", ["B\u0000c_A", "C\u0000d_A"]]}, "r": "a"})";
+    const Handle handle = open(set).handle;
+    const Handle with_plain_id = open(renamed).handle;
+    const auto refused = [](std::string_view function) { return record(function, "text_contains_nul"); };
+    EXPECT_EQ(taken(sync_json_root(set.c_str())).error, refused("sync_json_root"));
+    EXPECT_EQ(taken(sync_json_ptr_root(handle.get())).error, refused("sync_json_ptr_root"));
+    EXPECT_EQ(taken(sync_json_ptr_instances(handle.get())).error, refused("sync_json_ptr_instances"));
+    EXPECT_EQ(taken(sync_json_unresolved(set.c_str())).error, refused("sync_json_unresolved"));
+    EXPECT_EQ(taken(sync_json_created(set.c_str(), "{}")).error, refused("sync_json_created"));
+    EXPECT_EQ(taken(sync_json_winning(renamed.c_str(), "a")).error, refused("sync_json_winning"));
+    EXPECT_EQ(taken(sync_json_ptr_leafs(with_plain_id.get(), "a")).error, refused("sync_json_ptr_leafs"));
+    EXPECT_EQ(taken(sync_json_all_docs(set.c_str())).text(), R"(["a\u0000b", "ord-1"])");
+    EXPECT_EQ(taken(read_sync_json(renamed.c_str(), "{}")).error,
+              record("operator ()", "missing_root_document_data", R"(2-B\u0000c_A)", "src/transformation/unflattener"));
+}
+
 // --- By value and by handle
 
 using Options = std::vector<std::optional<std::string>>;
