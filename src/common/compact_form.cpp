@@ -144,8 +144,7 @@ void write_compact_string(std::string_view text, TextBuffer& out) {
 
 void write_compact_number(std::string_view text, TextBuffer& out) {
     const NumberToken token = scan_number(text.data(), text.data() + text.size());
-    // Only a real number is ever written as minus zero.
-    out.append(token.is_integer() && text != "-0" ? "@i" : "@f");
+    out.append(token.is_written_integer() ? "@i" : "@f");
     out.append(text);
     out.push_back('x');
 }

@@ -26,13 +26,14 @@ JsonValue read_members(JsonScanner& scanner, ReadMember read_member) {
 // Every content counts its nesting from itself. In a diff the contents lie in the operations of an array.
 JsonValue read_contents(JsonScanner& scanner) {
     constexpr std::size_t operation_depth = 3;
-    scanner.read_minus_zero_as(MinusZero::real);
+    const Numbers around = scanner.numbers();
+    scanner.read_numbers_as(Numbers::written);
     const bool is_object = scanner.next_token() == '{';
     if (!is_object) scanner.put_back();
     const JsonValue contents =
         is_object ? read_members(scanner, [&](std::string_view) { return scanner.read_value(0, deepest_content); })
                   : scanner.read_value(1, 1 + operation_depth + deepest_content);
-    scanner.read_minus_zero_as(MinusZero::integer);
+    scanner.read_numbers_as(around);
     return contents;
 }
 
@@ -46,6 +47,8 @@ JsonValue read_sync_json(JsonScanner& scanner) {
         return scanner.read_value(1, key == "d" ? no_depth_limit : deepest_text);
     });
 }
+
+Numbers numbers_of(std::string_view text) { return text.front() == '@' ? Numbers::written : Numbers::given; }
 
 }  // namespace
 
@@ -69,6 +72,7 @@ std::string_view to_standard_text(std::string_view text, Arena& arena) {
 
 JsonValue parse_json(std::string_view text, Arena& arena, Comments comments) {
     JsonScanner scanner(to_standard_text(text, arena), arena, comments);
+    scanner.read_numbers_as(numbers_of(text));
     const JsonValue value = scanner.read_value(0, deepest_text);
     scanner.expect_end();
     return value;
@@ -76,6 +80,7 @@ JsonValue parse_json(std::string_view text, Arena& arena, Comments comments) {
 
 JsonValue parse_sync_json_value(std::string_view text, Arena& arena) {
     JsonScanner scanner(to_standard_text(text, arena), arena);
+    scanner.read_numbers_as(numbers_of(text));
     const JsonValue value = read_sync_json(scanner);
     scanner.expect_end();
     return value;

@@ -39,9 +39,9 @@ void expect_quote(char c) {
     }
 }
 
-JsonValue number_value(const NumberToken& token, MinusZero minus_zero) {
-    if (!token.is_integer() || (minus_zero == MinusZero::real && token.text == "-0"))
-        return JsonValue::real(read_real(token.text));
+JsonValue number_value(const NumberToken& token, Numbers numbers) {
+    const bool is_integer = numbers == Numbers::given ? token.is_integer() : token.is_written_integer();
+    if (!is_integer) return JsonValue::real(read_real(token.text));
     std::int32_t value = 0;
     std::from_chars(token.text.data(), token.text.data() + token.text.size(), value);
     return JsonValue::integer(value);
@@ -184,7 +184,7 @@ const char* JsonScanner::read_number(const char* at, JsonValue* value) {
     const NumberToken token = scan_number(at, end_);
     at += token.text.size();
     if (token.fault != NumberToken::Fault::none) fail_number(token.fault, at == end_ ? '\0' : *at);
-    if (value != nullptr) *value = number_value(token, minus_zero_);
+    if (value != nullptr) *value = number_value(token, numbers_);
     return at;
 }
 

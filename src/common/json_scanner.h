@@ -21,8 +21,10 @@ inline constexpr std::size_t no_depth_limit = static_cast<std::size_t>(-1);
 
 enum class Comments : bool { refused, allowed };
 
-// What the token "-0" is: the integer 0, or, in a content, whose text is its identity, the number the writer wrote so.
-enum class MinusZero : bool { integer, real };
+// What whole numbers are. As hosts give them, those of up to nine characters are integers, and "-0" is the integer 0.
+// As the writer writes them, all that fit 32 bits are, and "-0" is a real number: so it is in a content, whose text is
+// its identity, and in what was translated from the compact form, which says what each number is.
+enum class Numbers : bool { given, written };
 
 // How a message tells a character: 'c' (99), or its signed code alone where it is not printable ASCII.
 [[nodiscard]] std::string told(char c);
@@ -63,7 +65,8 @@ class JsonScanner {
     // What is not consumed yet, and to go on at a place in it.
     [[nodiscard]] std::string_view rest() const { return {at_, static_cast<std::size_t>(end_ - at_)}; }
     void move_to(const char* place) { at_ = place; }
-    void read_minus_zero_as(MinusZero minus_zero) { minus_zero_ = minus_zero; }
+    void read_numbers_as(Numbers numbers) { numbers_ = numbers; }
+    [[nodiscard]] Numbers numbers() const { return numbers_; }
     [[nodiscard]] Arena& arena() { return *arena_; }
 
    private:
@@ -138,7 +141,7 @@ class JsonScanner {
     const char* end_;
     Arena* arena_;
     Comments comments_;
-    MinusZero minus_zero_ = MinusZero::integer;
+    Numbers numbers_ = Numbers::given;
     std::vector<Open> open_;
     BitStack open_objects_;  // the same of a value that is only passed over: whether each is an object
     Waiting<JsonValue> waiting_elements_;

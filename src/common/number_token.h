@@ -1,8 +1,10 @@
 #pragma once
 
+#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <system_error>
 
 namespace libzentadbpp {
 
@@ -18,6 +20,13 @@ struct NumberToken {
     bool whole = true;  // has no point and no exponent
 
     [[nodiscard]] bool is_integer() const { return whole && text.size() <= longest_integer; }
+    // Whether the writer writes an integer so. Of the real numbers it writes only minus zero as "-0".
+    [[nodiscard]] bool is_written_integer() const {
+        if (!whole || text == "-0") return false;
+        std::int32_t value = 0;
+        return text.size() <= longest_integer ||
+               std::from_chars(text.data(), text.data() + text.size(), value).ec == std::errc();
+    }
 };
 
 // The number that begins at `begin`.

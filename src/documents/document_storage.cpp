@@ -1,7 +1,10 @@
 #include "documents/document_storage.h"
 
+#include <algorithm>
+
 #include "common/error.h"
 #include "common/json_writer.h"
+#include "common/pair_scan.h"
 #include "common/text_order.h"
 
 namespace libzentadbpp {
@@ -35,6 +38,15 @@ std::vector<const DataStorage::Map::Entry*> DocumentStorage::contents_to_write()
     return contents;
 }
 
+void DocumentStorage::refuse_empty_suffixes() const {
+    for (const auto& entry : documents_) {
+        const auto has_none = [](const TreeRevision& revision) { return revision.suffix().empty(); };
+        if (std::ranges::any_of(entry.value->revisions(), has_none)) {
+            throw InvalidRevisionException("invalid_revision_state_uuid_empty");
+        }
+    }
+}
+
 void DocumentStorage::serialize(TextBuffer& out) const {
     const auto write_member = [&out](std::string_view separator, std::string_view key) {
         out.append(separator);
@@ -51,10 +63,16 @@ void DocumentStorage::serialize(TextBuffer& out) const {
 
     std::string_view opening = "{";
     std::string_view separator = R"({"d": {)";
+    const std::size_t begin = out.size();
     for (const auto& entry : documents_) {
         write_member(separator, entry.key);
         out.append(entry.value->history());
         separator = ", ";
+    }
+    // An empty suffix leaves the mark before it at the end of an entry, as it may stand at the end of an id.
+    const std::string_view written = out.view().substr(begin);
+    if (find_pair(written.data(), written.data() + written.size(), '_', '"') != written.data() + written.size()) {
+        refuse_empty_suffixes();
     }
     if (!documents_.empty()) opening = "}, ";
     // Without any documents there are no contents that they refer to.

@@ -52,11 +52,13 @@ class DocumentStorage {
     [[nodiscard]] const std::string& root() const;
     [[nodiscard]] const std::string& root_or_empty() const { return root_; }
 
-    // Appends the sync JSON. Contents that no revision refers to are left out. O(size of the result).
+    // Appends the sync JSON. Contents that no revision refers to are left out. A revision with an empty suffix:
+    // InvalidRevisionException "invalid_revision_state_uuid_empty". O(size of the result).
     void serialize(TextBuffer& out) const;
 
    private:
     [[nodiscard]] std::vector<const DataStorage::Map::Entry*> contents_to_write() const;
+    void refuse_empty_suffixes() const;
 
     Documents documents_;
     DataStorage data_;

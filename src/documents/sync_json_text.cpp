@@ -145,9 +145,9 @@ void SyncJsonText::read_contents(JsonScanner& scanner) {
             scanner.move_to(scanner.rest().data() + length);
             return;
         }
-        scanner.read_minus_zero_as(MinusZero::real);
+        scanner.read_numbers_as(Numbers::written);
         const JsonValue value = scanner.read_value(0, deepest_content);
-        scanner.read_minus_zero_as(MinusZero::integer);
+        scanner.read_numbers_as(Numbers::given);
         TextBuffer text;
         if (is_object) write_json(value, text);
         contents_.add({hash, arena_->copy(text.view())});

@@ -75,7 +75,8 @@
 //
 //   parser message    "null input", or what is wrong with a JSON text, such as "unexpected end of input" or
 //                     "expected value, got 'x' (120)".
-//   bare key          A key alone: "failed_to_uncompress_obj", and the three of the flatten functions.
+//   bare key          A key alone: "failed_to_uncompress_obj", the three of the flatten functions, and
+//                     "invalid_revision_state_uuid_empty" where a sync JSON to be written has a revision without suffix.
 //   error record      One line of text that usually parses as JSON (nothing in it is escaped). Exactly:
 //       { "filename" : "<file>", "line": <line>, "function" : "<function>", "error" : "<key>" }
 //                     or, where there is something to tell about the case,
@@ -131,7 +132,7 @@
 // Numbers    Whole numbers of up to nine characters, the sign counted, are integers. All others are read as double,
 //            so whole numbers beyond 2^53 lose digits; what is too large for a double is written as null. The kind of
 //            a number is told by its text in a content: 1.0 is written as 1 (without USE_FAST_FLOAT) and so is an
-//            integer, in the compact form too.
+//            integer, as is any whole number of 32 bits. The compact form has these as integers.
 // Strings    A NUL byte inside a string ("\u0000") is kept in standard JSON. The compact form cannot tell it: writing
 //            one fails with "text_contains_nul" (error record of the function that was called), and so does a result
 //            that is not JSON, such as a list of ids. In the args of an error record it is written as \u0000.

@@ -161,6 +161,7 @@ class BulkGet {
         for (std::size_t at = path.size(); at-- > 0;) {
             const auto index = static_cast<std::uint32_t>(path.size() - at);
             const TreeRevision revision = TreeRevision::make(path[at], index, parent);
+            if (revision.suffix().empty()) throw InvalidRevisionException("invalid_revision_state_uuid_empty");
             const auto next = static_cast<std::uint32_t>(incoming.revisions.size());
             const auto [entry, is_new] = incoming.positions.try_emplace({index, revision.text}, next);
             if (is_new) {

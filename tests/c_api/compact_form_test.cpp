@@ -17,7 +17,7 @@ std::string compact(const std::string& standard) {
     if (first == 'n' || first == 't' || first == 'f') return first == 'n' ? "@N" : first == 't' ? "@T" : "@F";
     if (first == '"') return "@" + sized(unquoted(standard));
     if (first != '[' && first != '{') {
-        const bool is_int = standard.find_first_of(".eE") == std::string::npos && standard.size() <= 9;
+        const bool is_int = standard.find_first_of(".eE") == std::string::npos && standard.size() <= 10;
         return (is_int ? "@i" : "@f") + standard + "x";
     }
     std::string text = first == '[' ? "@l" : "@d";

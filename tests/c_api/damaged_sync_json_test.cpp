@@ -114,6 +114,21 @@ TEST(DamagedSyncJson, AnEmptyTreeFailsWhereAWinnerIsAsked) {
     fails_with(taken(update_sync_json("{}", set.c_str(), "{}")), "no_revision");
 }
 
+TEST(DamagedSyncJson, ARevisionWithoutSuffixIsReadButNotWritten) {
+    const std::string refused = "invalid_revision_state_uuid_empty";
+    for (const char* history : {R"(["A_"])", R"(["A_first", "B_"])", R"(["A_first", ["B_A", ["C_A", "D_"]]])"}) {
+        const std::string set = R"({"d": {"a_": )" + std::string(history) + R"(}, "o": {"A": {}}, "r": "a_"})";
+        const Answer opened = open(set);
+        EXPECT_TRUE(opened.handle) << opened.error;
+        EXPECT_EQ(opened.value, std::nullopt);
+        EXPECT_NE(taken(sync_json_winning(set.c_str(), "a_")).text(), "");
+        EXPECT_EQ(taken(update_sync_json(R"({"_id": "a_"})", set.c_str(), "{}")).error, refused);
+        EXPECT_EQ(taken(replicate_sync_json(set.c_str(), "{}", "{}")).error, refused);
+    }
+    const std::string sound = R"({"d": {"a_": ["A_first"]}, "r": "a_"})";
+    EXPECT_EQ(open(sound).value, sound);
+}
+
 // Nobody but the library looks after ordering documents, so it opens one again where it has something to store there.
 TEST(DamagedSyncJson, AClosedOrderingDocumentIsNoObstacle) {
     const std::string id = "ord-x4074223592";  // what the domain "x1" has
@@ -185,6 +200,23 @@ TEST(DamagedSyncJson, ContentsThatAreSharedAreLookedThroughOnce) {
     set += R"(}, "o": {"C": {"d": "D", "i": "default", "s": [)" + ids + R"(]}, "R": {}}, "r": "root"})";
     EXPECT_EQ(taken(read_sync_json(set.c_str(), "{}")).value, R"({"_id": "root"})");
     EXPECT_TRUE(taken(update_sync_json("{}", set.c_str(), "{}")).value);
+}
+
+// However a content is laid out, and in every mode, its numbers have one spelling, which is then left alone.
+TEST(Numbers, OfAContentHaveOneSpelling) {
+    for (const char* number :
+         {"-0", "0", "-0.0", "0.0", "1234567890", "-2147483648", "2147483648", "1.0", "0.1", "1e2"}) {
+        const auto with = [](const std::string& content) {
+            return R"({"d": {"a": ["A_first"]}, "o": {"A": )" + content + R"(}, "r": "a"})";
+        };
+        const std::string tight = with(R"({"n": )" + std::string(number) + "}");
+        const std::string loose = with(R"({ "n":)" + std::string(number) + " }");
+        const Answer opened = open(tight);
+        EXPECT_EQ(open(loose).value, opened.value) << number;
+        EXPECT_EQ(open(opened.text()).value, opened.value) << number;
+        EXPECT_EQ(uncompressed(loose), uncompressed(tight)) << number;
+        EXPECT_EQ(uncompressed(opened.text()), opened.text()) << number;
+    }
 }
 
 double seconds_to_read(const std::string& content) {

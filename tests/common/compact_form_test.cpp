@@ -45,7 +45,8 @@ TEST(CompactForm, BothWays) {
         EXPECT_EQ(standard(c.compact), c.standard);
         EXPECT_EQ(compact(c.standard), c.compact);
     }
-    EXPECT_EQ(compact("[0.5, 1234567890, 1e+30, -0]"), "@l@f0.5x@f1234567890x@f1e+30x@f-0xx");
+    EXPECT_EQ(compact("[0.5, -2147483648, 2147483648, 1e+30, -0]"),
+              "@l@f0.5x@i-2147483648x@f2147483648x@f1e+30x@f-0xx");
 }
 
 TEST(CompactForm, ReadsNumbersAsTheyAreWritten) {
@@ -60,6 +61,11 @@ TEST(CompactForm, ReadsNumbersAsTheyAreWritten) {
     EXPECT_EQ(standard("@f-0x"), shortest ? "0.0" : "-0.0");
     Arena arena;
     EXPECT_EQ(parse_json("@f-0x", arena).kind(), JsonValue::Kind::real);
+    // Integers stay integers, however many digits they have.
+    for (const char* integer : {"@i-2147483648x", "@i1234567890x"}) {
+        EXPECT_EQ(parse_json(integer, arena).kind(), JsonValue::Kind::integer) << integer;
+    }
+    EXPECT_EQ(parse_json("1234567890", arena).kind(), JsonValue::Kind::real);
 }
 
 TEST(CompactForm, Messages) {
