@@ -13,6 +13,7 @@
 #include "common/text_buffer.h"
 #include "documents/document_storage.h"
 #include "documents/sync_json_text.h"
+#include "libzentadbpp/floating_point.h"
 #include "libzentadbpp/handle.h"
 #include "libzentadbpp/zentadbpp.h"
 
@@ -127,6 +128,7 @@ class Call {
 template <class Record = sync_json_result, class Body>
 Record answer(std::string_view export_name, const Body& body) noexcept {
     Record record{};
+    const DefaultFloatingPoint floating_point;
     try {
         Call call(export_name);
         CText value = body(call);
@@ -144,6 +146,7 @@ enum class Texts : bool { of_the_call, of_the_handle };
 template <Texts texts = Texts::of_the_call, class Body>
 sync_json_ptr_result answer_handle(std::string_view export_name, const Body& body) noexcept {
     sync_json_ptr_result record{};
+    const DefaultFloatingPoint floating_point;
     try {
         Call call(export_name, texts == Texts::of_the_handle ? std::make_shared<CallMemory>() : nullptr);
         std::unique_ptr<zentadbpp_document_storage> handle(Call::new_handle(body(call)));

@@ -76,7 +76,8 @@
 //   parser message    "null input", or what is wrong with a JSON text, such as "unexpected end of input" or
 //                     "expected value, got 'x' (120)".
 //   bare key          A key alone: "failed_to_uncompress_obj", the three of the flatten functions, and
-//                     "invalid_revision_state_uuid_empty" where a sync JSON to be written has a revision without suffix.
+//                     "invalid_revision_state_uuid_empty" where a sync JSON to be written has a revision without
+//                     suffix.
 //   error record      One line of text that usually parses as JSON (nothing in it is escaped). Exactly:
 //       { "filename" : "<file>", "line": <line>, "function" : "<function>", "error" : "<key>" }
 //                     or, where there is something to tell about the case,
@@ -120,7 +121,8 @@
 // "preserve_old_ordering", which writes to it. During these no other call may use that handle. Handles never see each
 // other: one that was made from another may be used and freed independently of it, on any thread.
 //
-// No function depends on the C locale or changes it; errno may change. None may be called from a signal handler. A
+// No function depends on the C locale or on the floating-point state of the thread (rounding mode, flushing to zero,
+// traps), nor changes them; errno may change. None may be called from a signal handler. A
 // stack of 256 KiB is enough for any input.
 //
 // ---------------------------------------------------------------------------------------------------------------------

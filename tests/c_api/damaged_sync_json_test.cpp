@@ -202,23 +202,6 @@ TEST(DamagedSyncJson, ContentsThatAreSharedAreLookedThroughOnce) {
     EXPECT_TRUE(taken(update_sync_json("{}", set.c_str(), "{}")).value);
 }
 
-// However a content is laid out, and in every mode, its numbers have one spelling, which is then left alone.
-TEST(Numbers, OfAContentHaveOneSpelling) {
-    for (const char* number :
-         {"-0", "0", "-0.0", "0.0", "1234567890", "-2147483648", "2147483648", "1.0", "0.1", "1e2"}) {
-        const auto with = [](const std::string& content) {
-            return R"({"d": {"a": ["A_first"]}, "o": {"A": )" + content + R"(}, "r": "a"})";
-        };
-        const std::string tight = with(R"({"n": )" + std::string(number) + "}");
-        const std::string loose = with(R"({ "n":)" + std::string(number) + " }");
-        const Answer opened = open(tight);
-        EXPECT_EQ(open(loose).value, opened.value) << number;
-        EXPECT_EQ(open(opened.text()).value, opened.value) << number;
-        EXPECT_EQ(uncompressed(loose), uncompressed(tight)) << number;
-        EXPECT_EQ(uncompressed(opened.text()), opened.text()) << number;
-    }
-}
-
 double seconds_to_read(const std::string& content) {
     const std::string set = R"({"d": {"root": ["R_first"]}, "o": {"R": )" + content + R"(}, "r": "root"})";
     double least = std::numeric_limits<double>::max();
