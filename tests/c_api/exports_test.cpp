@@ -182,6 +182,7 @@ TEST(Exports, CompressedObjectsThatCannotBeOpened) {
     EXPECT_EQ(error(R"("data": )" + list + R"(, "uncompressed_size": 4)"), damaged);
     EXPECT_EQ(error(R"("data": 5, "uncompressed_size": 0)"), damaged);
     EXPECT_EQ(error(R"("uncompressed_size": 0)"), damaged);
+    EXPECT_EQ(error(R"("data": "eJwDAAAAAAE=", "uncompressed_size": 0)"), "invalid string_view position");
     EXPECT_EQ(error(R"("data": )" + malformed + R"(, "uncompressed_size": 5)"), "unexpected end of input in string");
     EXPECT_EQ(error(R"("data": )" + list + R"(, "uncompressed_size": 3)"),
               record("uncompress_object", "uncompressed_data_is_not_an_object"));

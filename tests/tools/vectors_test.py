@@ -17,7 +17,7 @@ LEAST_CALLS = 145
 
 # What hosts do that have the library in their process, and a user of the program has no use for.
 NO_COMMAND = {
-    "all_winning", "dump", "flatten", "free", "from_bulk_get", "prune that keeps nothing of the winner", "to_bulk_docs", "unflatten",
+    "all_winning", "dump", "flatten", "free", "from_bulk_get", "prune that keeps nothing of the winner", "to_bulk_docs", "resolve that changes nothing", "unflatten",
     "what has no name on a command line",
 }
 NOTHING_TO_NAME = ("invalid_sync_json_ptr", "empty_revision", "root_id_cannot_be_empty")
@@ -111,8 +111,11 @@ def available(text, revision):
 
 def resolve(text, id, closed):
     """The library closes a branch, the program keeps one."""
-    kept = [name for name in states(text, id, "wins", "conflict") if name != closed]
-    return made("resolve", file(text), id, kept[0] if closed in states(text, id, "wins", "conflict") else closed)
+    open_leafs = states(text, id, "wins", "conflict")
+    if len(open_leafs) == 1 and closed in log(text, id):
+        raise NoCommand("resolve that changes nothing")
+    kept = [name for name in open_leafs if name != closed]
+    return made("resolve", file(text), id, kept[0] if closed in open_leafs else closed)
 
 
 def prune(text, ids, keep, skip_winning):
