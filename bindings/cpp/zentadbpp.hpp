@@ -41,7 +41,8 @@ namespace zentadbpp {
 // What the library says about a failed call; what() is the text as it stands.
 class Error : public std::runtime_error {
    public:
-    explicit Error(const std::string& text) : std::runtime_error(text), key_{0, text.size()} {
+    explicit Error(const std::string& text, std::shared_ptr<const std::string> imported = nullptr)
+        : std::runtime_error(text), imported_(std::move(imported)), key_{0, text.size()} {
         // Nothing in an error record is escaped: "args" goes on to the end of the line, whatever stands in it.
         std::size_t at = 0;
         Part filename, line, function, key, args;
@@ -73,6 +74,9 @@ class Error : public std::runtime_error {
     bool has_args() const noexcept { return has_args_; }
     std::string_view args() const noexcept { return text(args_); }
 
+    // The sync JSON of what an import took all the same, where it refused only a part; else the empty text.
+    std::string_view imported() const noexcept { return imported_ == nullptr ? std::string_view{} : *imported_; }
+
    private:
     // Places in what(), so that copies need no memory.
     struct Part {
@@ -81,6 +85,8 @@ class Error : public std::runtime_error {
     };
 
     std::string_view text(Part part) const noexcept { return {what() + part.begin, part.size}; }
+
+    std::shared_ptr<const std::string> imported_;
 
     bool skip(std::size_t& at, std::string_view expected) const noexcept {
         if (!std::string_view(what()).substr(at).starts_with(expected)) return false;
@@ -209,15 +215,15 @@ class Record {
 
 namespace detail {
 
-[[noreturn]] inline void fail(const char* error) {
+[[noreturn]] inline void fail(const char* error, const char* imported = nullptr) {
     if (error == nullptr || std::strcmp(error, "std::bad_alloc") == 0) throw std::bad_alloc();
-    throw Error(error);
+    throw Error(error, imported == nullptr ? nullptr : std::make_shared<const std::string>(imported));
 }
 
 template <typename R>
 Value value(R record) {
     Record<R> owner(record);
-    if (owner->value == nullptr) fail(owner->error);
+    if (owner->value == nullptr || owner->error != nullptr) fail(owner->error, owner->value);
     return Value(std::exchange(owner->value, nullptr), [](char* text) {
         R rest{};
         rest.value = text;
@@ -242,12 +248,11 @@ class [[nodiscard]] Handle {
     explicit Handle(sync_json_ptr handle) noexcept : handle_(handle) {}  // takes the handle
     explicit Handle(const Text& sync_json) : Handle(new_sync_json_ptr(sync_json.c_str())) {}
     explicit Handle(sync_json_ptr_result record) {  // takes what the record holds
-        if (record.ptr != nullptr) {
-            handle_.reset(record.ptr);
-            free_sync_json_ptr_result(&record);
-        } else {
-            detail::fail(Record<sync_json_ptr_result>(record)->error);
-        }
+        Record<sync_json_ptr_result> owner(record);
+        handle_.reset(std::exchange(owner->ptr, nullptr));
+        if (handle_ != nullptr && owner->error == nullptr) return;
+        const std::unique_ptr<char, void (*)(void*)> imported(dump_sync_json_ptr(handle_.get()), std::free);
+        detail::fail(owner->error, imported.get());
     }
     static Handle from_bulk_get(const Text& bulk_get, const Text& config = "{}") {
         return Handle(sync_json_ptr_from_bulk_get(bulk_get.c_str(), config.c_str()));

@@ -16,6 +16,8 @@ export class ZentadbError extends Error {
   readonly line: number | undefined;
   /** What there is to tell about the case, such as an id. */
   readonly args: string | undefined;
+  /** The sync JSON of what an import took all the same, where it refused only a part. */
+  readonly imported?: string;
 }
 
 /**

@@ -142,12 +142,28 @@ const free = koffi.load(null).func('free', 'void', ['void *']);
 export const freeHandle = functions.free_sync_json_ptr;
 export const version = functions.sync_json_lib_version;
 
+// The error of an import that refused a part, with what it took all the same.
+function inPart(returns, record) {
+  const error = new ZentadbError(koffi.decode.string(record.error));
+  if (returns === HandleResult) {
+    try {
+      error.imported = dump(record.value);
+    } finally {
+      freeHandle(record.value);
+    }
+  } else {
+    error.imported = koffi.decode.string(record.value);
+  }
+  return error;
+}
+
 // Calls the function of that name and hands what it gives to `take`.
 function call(name, values, take) {
   const [returns, takes] = exported[name];
   const record = functions[name](...[...takes].map((kind, at) => given[kind](values[at])));
   try {
-    if (record.value !== null) return take(record.value);
+    if (record.value !== null && record.error === null) return take(record.value);
+    if (record.value !== null) throw inPart(returns, record);
     throw new ZentadbError(record.error !== null ? koffi.decode.string(record.error) : 'std::bad_alloc');
   } finally {
     release.get(returns)(record);

@@ -33,6 +33,8 @@ class Error(Exception):
         self.line = int(record[2]) if record else None
         self.details = record[5] if record else None
         """The "args" of an error record: what there is to tell about the case, such as an id."""
+        self.imported: str | None = None
+        """The sync JSON of what an import took all the same, where it refused only a part."""
 
 
 # The texts of a record stay pointers, so that the library can free them.
@@ -170,11 +172,25 @@ def _taken(pointer: int) -> str:
     return ctypes.string_at(pointer).decode("utf-8", "surrogateescape")
 
 
+def _in_part(record: Any) -> Error:
+    error = Error(_taken(record.error))
+    if isinstance(record, HandleResult):
+        try:
+            error.imported = dump(record.value)
+        finally:
+            free_handle(record.value)
+    else:
+        error.imported = _taken(record.value)
+    return error
+
+
 def _call(name: str, arguments: tuple[object, ...], take: Any) -> Any:
     record = _functions[name](*map(_given, arguments))
     try:
-        if record.value is not None:
+        if record.value is not None and record.error is None:
             return take(record.value)
+        if record.value is not None:
+            raise _in_part(record)
         error = _taken(record.error) if record.error is not None else "std::bad_alloc"
         raise MemoryError(error) if error == "std::bad_alloc" else Error(error)
     finally:
