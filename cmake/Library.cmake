@@ -35,10 +35,10 @@ set_target_properties(zentadbpp PROPERTIES
     LINKER_LANGUAGE CXX
     LINK_DEPENDS "${version_script}"
     LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}")
-target_link_libraries(zentadbpp PRIVATE ${room_links})
+target_link_libraries(zentadbpp PRIVATE ${room_links} $<BUILD_INTERFACE:zentadbpp_compile>)
 target_link_options(zentadbpp PRIVATE "-Wl,--version-script=${version_script}" -Wl,--as-needed)
 if(NOT ZENTADBPP_SANITIZE)
-    target_link_options(zentadbpp PRIVATE -Wl,-z,defs -Wl,-z,relro -Wl,-z,now)
+    target_link_options(zentadbpp PRIVATE -Wl,-z,defs)
 endif()
 
 # Hosts see the public header, the one for C++ over it, and nothing beside them.
