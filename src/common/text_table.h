@@ -24,6 +24,7 @@ class TextTable {
     };
     Added add(std::string_view text);
     [[nodiscard]] bool empty() const { return texts_.empty(); }
+    [[nodiscard]] std::size_t size() const { return texts_.size(); }
     [[nodiscard]] std::string_view text(std::uint32_t number) const { return texts_[number]; }
     [[nodiscard]] std::optional<std::uint32_t> find(std::string_view text) const;
     // The numbers of many texts, or `none`. Quicker than finding them one by one.

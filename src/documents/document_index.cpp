@@ -1,35 +1,14 @@
 #include "documents/document_index.h"
 
 #include <algorithm>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
 
-#include "common/arena.h"
-#include "common/json_scanner.h"
-#include "common/pair_scan.h"
-#include "documents/vocabulary.h"
+#include "documents/references.h"
 
 namespace libzentadbpp {
-
-namespace {
-
-// Recursion is bounded by the depth of one content.
-template <class Visit>
-void visit_references(const JsonValue& value, const Visit& visit) {
-    if (value.is_string()) {
-        const std::string_view text = value.as_string();
-        if (text.starts_with(vocabulary::object_reference_marker)) visit(text.substr(1));
-    } else if (value.is_array()) {
-        for (const JsonValue& element : value.elements()) visit_references(element, visit);
-    } else if (value.find(vocabulary::no_flatten_key) == nullptr) {
-        for (const auto& [key, member] : value.members()) {
-            if (key != vocabulary::id_key) visit_references(member, visit);
-        }
-    }
-}
-
-}  // namespace
 
 WinningContents winning_contents(const DocumentStorage& storage) {
     LargeVector<std::string_view> contents(storage.documents().size());
@@ -74,9 +53,50 @@ DocumentIndex::DocumentIndex(const DocumentStorage& storage)
     for (const auto& entry : storage.documents()) {
         documents_.push_back(entry.value.get());
         live_.push_back(entry.value->has_winning() && !entry.value->winning().is_deleted());
-        ids.push_back(id_texts_.copy(entry.key));
+        ids.push_back(texts_.copy(entry.key));
     }
     numbers_ = TextTable(std::move(ids));
+    judge_ordering_ids();
+}
+
+void DocumentIndex::judge_ordering_ids() {
+    const auto first_from = [&](bool behind) {
+        std::uint32_t low = 0;
+        for (auto left = static_cast<std::uint32_t>(size()); left > 0;) {
+            const std::uint32_t half = left / 2;
+            const std::string_view beginning = id(low + half).substr(0, ordering_id_prefix.size());
+            if (beginning < ordering_id_prefix || (behind && beginning == ordering_id_prefix)) {
+                low += half + 1;
+                left -= half + 1;
+            } else {
+                left = half;
+            }
+        }
+        return low;
+    };
+    constexpr std::size_t ahead = 8;
+    constexpr std::size_t cheap_to_repeat = 256;
+    std::unordered_map<const char*, std::size_t> judged;  // documents may share a long content
+    ordering_ids_ = {first_from(false), first_from(true)};
+    ordering_.resize(ordering_ids_.end - ordering_ids_.first);
+    is_ordering_.resize(ordering_.size());
+    for (std::uint32_t number = ordering_ids_.first; number < ordering_ids_.end; ++number) {
+        prefetch_document(number + ahead);
+        const bool has_content = live_[number] && contents_[number].data() != nullptr;
+        const std::size_t at = number - ordering_ids_.first;
+        const std::string_view content = contents_[number];
+        if (has_content) {
+            const auto [first_use, is_new] = content.size() <= cheap_to_repeat
+                                                 ? std::pair(judged.end(), true)
+                                                 : judged.try_emplace(content.data(), at);
+            if (is_new) {
+                if (const auto read = read_ordering_content(content, texts_)) ordering_[at] = *read;
+            } else {
+                ordering_[at] = ordering_[first_use->second];
+            }
+        }
+        is_ordering_[at] = !has_content || ordering_[at].ids.data() != nullptr;
+    }
 }
 
 void mark_referenced_objects(const DocumentIndex& index, std::vector<bool>& referenced) {
@@ -84,13 +104,11 @@ void mark_referenced_objects(const DocumentIndex& index, std::vector<bool>& refe
     constexpr std::size_t cheap_to_repeat = 256;
     std::unordered_set<const char*> visited;
     for (std::uint32_t number = 0; number < index.size(); ++number) {
-        if (!index.is_live(number) || has_ordering_id(index.id(number))) continue;
+        if (!index.is_live_data(number)) continue;
         const auto content = index.winning_content(number);
         if (!content || (content->size() > cheap_to_repeat && !visited.insert(content->data()).second)) continue;
-        const char* const end = content->data() + content->size();
-        if (find_pair(content->data(), end, '"', vocabulary::object_reference_marker) == end) continue;
-        Arena arena;
-        visit_references(JsonScanner(*content, arena).read_value(0, deepest_content), [&](std::string_view id) {
+        visit_references(*content, [&](char marker, std::string_view id) {
+            if (marker != vocabulary::object_reference_marker) return;
             if (const auto target = index.find(id); target && *target != number) referenced[*target] = true;
         });
     }

@@ -11,6 +11,7 @@
 #include "common/prefetch.h"
 #include "common/text_table.h"
 #include "documents/document_storage.h"
+#include "documents/ordering_content.h"
 
 namespace libzentadbpp {
 
@@ -58,18 +59,40 @@ class DocumentIndex {
         prefetch(contents_[number]);
         __builtin_prefetch(documents_[number]);
     }
-    // A live document has a winning revision, and that is no deleted one.
+    // A live document has a winning revision that is not deleted.
     [[nodiscard]] bool is_live(std::uint32_t number) const { return live_[number]; }
 
+    // The numbers from `first` up to `end` are those of the documents with ordering ids.
+    struct Range {
+        std::uint32_t first;
+        std::uint32_t end;
+    };
+    [[nodiscard]] Range ordering_ids() const { return ordering_ids_; }
+    [[nodiscard]] bool is_ordering(std::uint32_t number) const {
+        return number >= ordering_ids_.first && number < ordering_ids_.end && is_ordering_[number - ordering_ids_.first];
+    }
+    // What the winning revision of a document with an ordering id says, or nothing.
+    [[nodiscard]] const OrderingContent* ordering(std::uint32_t number) const {
+        const OrderingContent& content = ordering_[number - ordering_ids_.first];
+        return content.ids.data() == nullptr ? nullptr : &content;
+    }
+    // Neither deleted nor the library's own.
+    [[nodiscard]] bool is_live_data(std::uint32_t number) const { return live_[number] && !is_ordering(number); }
+
    private:
+    void judge_ordering_ids();
+
     const DocumentStorage* storage_;
     std::size_t content_bytes_;
     std::vector<const MultiVersionDocument*> documents_;
     LargeVector<std::string_view> contents_;
     std::vector<bool> live_;
     // The ids one behind the other: where they are looked at in any order, that takes much less memory to be near.
-    Arena id_texts_;
+    Arena texts_;
     TextTable numbers_;
+    Range ordering_ids_{};
+    std::vector<OrderingContent> ordering_;
+    std::vector<bool> is_ordering_;
 };
 
 // Marks the documents that the winning content of any other live document refers to as a member or an inline value ("O"

@@ -94,7 +94,10 @@ DocumentStorage resolve(const DocumentStorage& storage, const DocumentRef& docum
         raise<InvalidRevisionException>(source::multiversiondocument, "resolve", "revision_is_not_a_leaf",
                                         revision.revision_string());
     }
-    if (document->revisions()[*position].is_deleted() || leafs.size() == 1) return storage;
+    const auto revisions = document->revisions();
+    const bool is_deleted = revisions[*position].is_deleted();
+    const auto is_live = [&](std::uint32_t leaf) { return !revisions[leaf].is_deleted(); };
+    if (leafs.size() == 1 || (is_deleted && std::ranges::none_of(leafs, is_live))) return storage;
 
     DocumentChanges changes;
     changes.set(document->with_child(*position, resolved_hash));

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <deque>
+#include <map>
 #include <new>
 #include <numeric>
 #include <stdexcept>
@@ -230,33 +230,64 @@ DocumentRef MultiVersionDocument::with_child(std::uint32_t parent, std::string_v
     return with_chain(parent, {&datahash, 1}, memory);
 }
 
+namespace {
+
+// The revisions of a document and what is added to them.
+class GrowingTree {
+   public:
+    GrowingTree(const MultiVersionDocument& document, std::size_t more)
+        : document_(&document), revisions_(document.revisions().begin(), document.revisions().end()) {
+        revisions_.reserve(revisions_.size() + more);
+    }
+
+    // The child of a revision that carries the data hash, added if it is not there, or nothing where its name is taken
+    // by a revision under another parent and no other way to it is found: an empty revision in between gives it a name
+    // of its own.
+    std::optional<std::uint32_t> add_child(std::uint32_t parent, std::string_view datahash) {
+        if (const auto child = add(parent, datahash)) return child;
+        const auto between = add(parent, empty_hash);
+        return between ? add(*between, datahash) : std::nullopt;
+    }
+    [[nodiscard]] std::span<const TreeRevision> revisions() const { return revisions_; }
+
+   private:
+    std::optional<std::uint32_t> add(std::uint32_t parent, std::string_view datahash) {
+        std::string text = std::string(datahash).append("_").append(suffix_under(revisions_[parent].datahash()));
+        const std::uint32_t index = revisions_[parent].index + 1;
+        auto known = document_->find(index, text);
+        if (const auto added = added_.find({index, text}); added != added_.end()) known = added->second;
+        if (known) return revisions_[*known].parent == parent ? known : std::nullopt;
+        const auto position = static_cast<std::uint32_t>(revisions_.size());
+        const auto& [key, value] = *added_.emplace(std::pair(index, std::move(text)), position).first;
+        revisions_.push_back(TreeRevision::make(key.second, index, parent));
+        return position;
+    }
+
+    const MultiVersionDocument* document_;
+    std::vector<TreeRevision> revisions_;
+    std::map<std::pair<std::uint32_t, std::string>, std::uint32_t> added_;  // holds the texts
+};
+
+}  // namespace
+
 DocumentRef MultiVersionDocument::with_chain(std::uint32_t parent, std::span<const std::string_view> datahashes,
                                              SharedMemory& memory) const {
-    std::vector<TreeRevision> grown(revisions_, revisions_ + count_);
-    grown.reserve(grown.size() + datahashes.size());
-    std::deque<std::string> texts;
-    // Adds the child of a revision, or finds it there.
-    const auto add = [&](std::uint32_t above, std::string_view datahash) {
-        texts.push_back(std::string(datahash).append("_").append(suffix_under(grown[above].datahash())));
-        const std::uint32_t index = grown[above].index + 1;
-        if (const auto known = find(index, texts.back())) return *known;
-        grown.push_back(TreeRevision::make(texts.back(), index, above));
-        return static_cast<std::uint32_t>(grown.size() - 1);
-    };
+    GrowingTree tree(*this, datahashes.size());
     for (const std::string_view datahash : datahashes) {
-        std::uint32_t child = add(parent, datahash);
-        if (grown[child].parent != parent) {
-            // The revision that is due is another branch's. An empty revision in between gives it a name of its own.
-            const std::uint32_t between = add(parent, empty_hash);
-            child = add(between, datahash);
-            if (grown[between].parent != parent || grown[child].parent != between) {
-                raise<InvalidParentRevisionException>(source::multiversiondocument, "ancestor",
-                                                      "invalid_parent_revision_in_ancestor");
-            }
+        const auto child = tree.add_child(parent, datahash);
+        if (!child) {
+            raise<InvalidParentRevisionException>(source::multiversiondocument, "ancestor",
+                                                  "invalid_parent_revision_in_ancestor");
         }
-        parent = child;
+        parent = *child;
     }
-    return make(id_, grown, memory);
+    return make(id_, tree.revisions(), memory);
+}
+
+DocumentRef MultiVersionDocument::with_resolved(std::span<const std::uint32_t> leaves, SharedMemory& memory) const {
+    GrowingTree tree(*this, leaves.size());
+    for (const std::uint32_t leaf : leaves) (void)tree.add_child(leaf, resolved_hash);
+    return make(id_, tree.revisions(), memory);
 }
 
 std::optional<std::uint32_t> MultiVersionDocument::find(std::uint32_t index, std::string_view text) const {

@@ -70,6 +70,10 @@ class MultiVersionDocument {
     [[nodiscard]] DocumentRef with_chain(std::uint32_t parent, std::span<const std::string_view> datahashes,
                                          SharedMemory& memory) const;
 
+    // This document with a resolved revision under each of the leaves (positions, ascending). A leaf for whose closing no
+    // name is left stays open. O(revisions log revisions).
+    [[nodiscard]] DocumentRef with_resolved(std::span<const std::uint32_t> leaves, SharedMemory& memory) const;
+
     [[nodiscard]] std::string_view id() const { return id_; }
     // All revisions in ascending revision order; parents come before their children.
     [[nodiscard]] std::span<const TreeRevision> revisions() const { return {revisions_, count_}; }

@@ -8,10 +8,8 @@
 #include <vector>
 
 #include "common/arena.h"
-#include "common/canonical_object.h"
-#include "common/pair_scan.h"
 #include "documents/document_index.h"
-#include "documents/vocabulary.h"
+#include "documents/ordering_content.h"
 
 namespace libzentadbpp {
 
@@ -32,52 +30,30 @@ class OrderingLists {
    public:
     explicit OrderingLists(const DocumentIndex& index) : index_(&index) {}
 
-    // The list of one revision; nothing where its content is missing or that of no ordering document.
+    // The list of one revision; nothing where its content is missing or not that of an ordering document.
     [[nodiscard]] std::optional<OrderingList> read(std::uint32_t document, std::uint32_t revision);
+    // The same for the winning revision and a content that was read already.
+    [[nodiscard]] OrderingList read_winning(std::uint32_t document, const OrderingContent& content);
 
    private:
-    struct Content {
-        bool is_list = false;
-        std::string_view instance;
-        std::string_view domain;
-        std::span<const std::uint32_t> elements;
+    struct Elements {
+        std::span<const std::uint32_t> live;
         bool complete = true;
     };
-    [[nodiscard]] Content parse(std::string_view text);
-    const char* parse_elements(const char* array, const char* end, Content& content);
+    struct Known {
+        std::optional<OrderingContent> content;
+        Elements elements;
+    };
+    [[nodiscard]] Known parse(std::string_view text);
+    [[nodiscard]] Elements elements_of(std::string_view ids);
 
     const DocumentIndex* index_;
     Arena arena_;
-    std::unordered_map<const char*, Content> long_contents_;  // by where their texts lie
+    std::unordered_map<const char*, Known> long_contents_;  // by where their texts lie
     std::vector<std::uint32_t> elements_;
 };
 
-// Calls `visit(domain)` for every string of a written content that refers to an array. The domain lives as long as the
-// visit.
-template <class Visit>
-void visit_array_references(std::string_view content, const Visit& visit) {
-    const char* const end = content.data() + content.size();
-    // In a written text a quote before a letter opens a string, unless it is escaped.
-    for (const char* at = content.data(); (at = find_pair(at, end, '"', vocabulary::array_reference_marker)) != end;
-         ++at) {
-        if (at[-1] == '\\') continue;
-        const char* const string_end = written_string_end(at, end);
-        if (*string_end == ':') continue;
-        visit(DecodedString({at + 2, static_cast<std::size_t>(string_end - at - 3)}).text());
-    }
-}
-
-// The numbers of the ordering documents.
-struct NumberRange {
-    std::uint32_t first;
-    std::uint32_t end;
-};
-[[nodiscard]] NumberRange ordering_documents(const DocumentIndex& index);
-
 // Marks the documents that the winning lists of the ordering documents name.
 void mark_listed_elements(const DocumentIndex& index, std::vector<bool>& listed);
-
-// For each revision of a document the last one that its history shares with the winning revision's. O(revisions).
-[[nodiscard]] std::vector<std::uint32_t> last_common_with_winning(const MultiVersionDocument& document);
 
 }  // namespace libzentadbpp

@@ -7,7 +7,7 @@
 #include "common/error.h"
 #include "common/sort_unique.h"
 #include "documents/document_index.h"
-#include "documents/ordering_lists.h"
+#include "documents/ordering_content.h"
 
 namespace libzentadbpp {
 
@@ -80,13 +80,13 @@ bool available(const DocumentStorage& storage, std::string_view revision_or_id) 
 
 std::vector<std::string> instances(const DocumentStorage& storage) {
     const DocumentIndex index(storage);
-    OrderingLists lists(index);
     std::unordered_set<const char*> seen;  // documents may share a content, and so its name
     std::vector<std::string> ids;
-    for (std::uint32_t number = 0; number < index.size(); ++number) {
-        if (!has_ordering_id(index.id(number))) continue;
-        const auto list = lists.read(number, index.document(number).winning_position());
-        if (list && seen.insert(list->instance.data()).second) ids.emplace_back(list->instance);
+    const auto [first, end] = index.ordering_ids();
+    for (std::uint32_t number = first; number < end; ++number) {
+        (void)index.document(number).winning();  // a document without one is a failure
+        const OrderingContent* content = index.ordering(number);
+        if (content != nullptr && seen.insert(content->instance.data()).second) ids.emplace_back(content->instance);
     }
     sort_unique(ids);
     return ids;
@@ -96,7 +96,7 @@ std::vector<std::string> unresolved(const DocumentStorage& storage) {
     std::vector<std::string> ids;
     for (const auto& entry : storage.documents()) {
         const MultiVersionDocument& document = *entry.value;
-        if (has_ordering_id(entry.key)) continue;
+        if (is_ordering_document(document, storage.data())) continue;
         const std::uint32_t winning = document.winning_position();
         const auto conflicts = [&](std::uint32_t leaf) {
             return leaf != winning && !document.revisions()[leaf].is_deleted();

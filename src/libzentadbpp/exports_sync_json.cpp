@@ -1,6 +1,5 @@
 #include "libzentadbpp/frame.h"
 #include "replication/replicator.h"
-#include "transformation/store_order.h"
 #include "transformation/unflattener.h"
 #include "transformation/update.h"
 
@@ -51,8 +50,8 @@ sync_json_result read_sync_json_ptr(sync_json_ptr ptr, const char* config) {
         const auto index = ptr->read_index(settings.instance_id);
         TextBuffer data;
         unflatten(*index, {}, std::nullopt, settings.discard_id, data);
-        if (settings.preserve_old_ordering || index->order().outdated().empty()) return Call::rendered(std::move(data));
-        DocumentStorage reordered = store_order(*index);
+        if (settings.preserve_old_ordering || index->shown().is_stored()) return Call::rendered(std::move(data));
+        DocumentStorage reordered = index->shown().stored();
         CText text = Call::rendered(std::move(data));
         ptr->replace(std::move(reordered));
         return text;

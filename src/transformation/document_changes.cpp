@@ -7,6 +7,8 @@
 #include "common/prefetch.h"
 #include "documents/document_index.h"
 #include "documents/document_merge.h"
+#include "documents/ordering_content.h"
+#include "transformation/list_branches.h"
 
 namespace libzentadbpp {
 
@@ -33,29 +35,32 @@ class DocumentWriter {
    public:
     DocumentWriter(DataHasher& hasher, SharedMemory& memory) : hasher_(&hasher), memory_(&memory) {}
 
-    // Stores what was produced for one document, which may be nothing.
+    // Stores what was produced for one document.
     void store(const MultiVersionDocument* stored, std::string_view winning_content,
-               std::span<const FlattenedDocument> produced, Unproduced unproduced) {
+               std::span<const FlattenedDocument> produced) {
         // An ordering document with no open branch, or without any revision, is no obstacle: nobody else looks after
         // it.
         DocumentRef opened;
-        if (stored != nullptr && !stored->has_winning() && !produced.empty() && has_ordering_id(stored->id())) {
+        if (stored != nullptr && !stored->has_winning() && has_ordering_id(stored->id())) {
             opened = reopened(*stored);
             stored = opened.get();
         }
         document_.stored = stored;
         document_.winning_content = winning_content;
         document_.added.clear();
-        for (const FlattenedDocument& content : produced) add(content.content);
-        if (stored != nullptr && produced.empty() && unproduced == Unproduced::remove &&
-            !has_ordering_id(stored->id()) && document_.winning_hash() != deleted_hash) {
-            document_.added.push_back(deleted_hash);
+        for (const FlattenedDocument& content : produced) {
+            if (content.content.data() != nullptr) add(content.content);
         }
-        if (document_.added.empty()) {
-            if (opened != nullptr) documents_.set(std::move(opened));
-            return;
+        DocumentRef changed = opened;
+        if (!document_.added.empty()) {
+            changed = document_.changed(stored != nullptr ? stored->id() : produced.front().id, *memory_);
         }
-        documents_.set(document_.changed(stored != nullptr ? stored->id() : produced.front().id, *memory_));
+        if (stored != nullptr && has_ordering_id(stored->id())) changed = with_closed_leaves(*stored, std::move(changed));
+        if (changed != nullptr) documents_.set(std::move(changed));
+    }
+
+    void remove(const MultiVersionDocument& stored) {
+        documents_.set(stored.with_chain(stored.winning_position(), {&deleted_hash, 1}, *memory_));
     }
 
     // Every content that is added is named by a revision, a new one or the winning one.
@@ -66,6 +71,15 @@ class DocumentWriter {
     }
 
    private:
+    // A document after its change, if any, with all leaves closed but the winning one.
+    [[nodiscard]] DocumentRef with_closed_leaves(const MultiVersionDocument& stored, DocumentRef changed) {
+        const MultiVersionDocument& document = changed != nullptr ? *changed : stored;
+        if (!has_other_leaves(document) || document.winning().is_deleted()) return changed;
+        const std::string_view content = document_.winning_content;
+        if (content.data() != nullptr && !is_ordering_document(document.id(), content)) return changed;
+        return document.with_resolved(other_leaves(document), *memory_);
+    }
+
     void add(std::string_view content) {
         const std::string_view winning = document_.winning_hash();
         if (winning == deleted_hash) return;
@@ -96,7 +110,7 @@ class DocumentWriter {
 }  // namespace
 
 DocumentStorage store_documents(const DocumentStorage& storage, std::span<const FlattenedDocument> documents,
-                                Unproduced unproduced, DataHasher& hasher, SharedMemory& memory) {
+                                const MayRemove& may_remove, DataHasher& hasher, SharedMemory& memory) {
     DocumentWriter writer(hasher, memory);
     constexpr std::ptrdiff_t ahead = 8;
     auto next = documents.begin();
@@ -112,17 +126,24 @@ DocumentStorage store_documents(const DocumentStorage& storage, std::span<const 
     };
     const auto [contents, are_all] = winning_contents(storage);
     auto content = contents.begin();
+    std::uint32_t number = 0;
     for (const auto& [id, document] : storage.documents()) {
         if (contents.end() - content > ahead) prefetch(content[ahead]);
         int order = 1;
         while (next != documents.end() && (order = next->id.compare(id)) < 0) {
-            writer.store(nullptr, {}, take(), unproduced);
+            writer.store(nullptr, {}, take());
             order = 1;
         }
-        const bool is_produced = order == 0;
-        writer.store(document.get(), *content++, is_produced ? take() : std::span(next, next), unproduced);
+        if (order == 0) {
+            writer.store(document.get(), *content, take());
+        } else if (may_remove && !is_ordering_document(*document, storage.data()) &&
+                   document->winning().datahash() != deleted_hash && may_remove(number)) {
+            writer.remove(*document);
+        }
+        ++content;
+        ++number;
     }
-    while (next != documents.end()) writer.store(nullptr, {}, take(), unproduced);
+    while (next != documents.end()) writer.store(nullptr, {}, take());
     return std::move(writer).applied_to(storage, are_all ? Unnamed::none : storage.contents_not_named());
 }
 

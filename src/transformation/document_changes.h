@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <span>
 #include <string_view>
 
@@ -8,21 +10,25 @@
 
 namespace libzentadbpp {
 
-// A document as flattening produced it: its id, and its content as written text without the "_id".
+// A document as flattening produced it: its id, and its content as written text without the "_id". An ordering document
+// without a content (null data) stays as it is, but for its other leaves.
 struct FlattenedDocument {
     std::string_view id;
     std::string_view content;
 };
 
-enum class Unproduced : bool { keep, remove };
+// Asked for a document that is not among those to be stored, by its number in ascending order of id: whether it is to be
+// deleted.
+using MayRemove = std::function<bool(std::uint32_t)>;
 
 // Stores documents under their ids: a new document gets a first revision, a live one a child of its winning revision
-// where the content differs, a deleted one stays deleted. With Unproduced::remove every other document that is no
-// ordering document gets a deleted revision. The documents come in ascending order of id; of several of one id each is
-// a further revision. Comparing contents by their text spares hashing what did not change. What is new lies in the
-// memory. O(documents of the storage + those produced).
+// where the content differs, a deleted one stays deleted. All other leaves of a live ordering document are closed: its
+// list was made from them. Every other live document that is no ordering document gets a deleted revision where
+// `may_remove` says so (where it is empty, none does). The documents come in ascending order of id; of several of one id
+// each is a further revision. Comparing contents by their text spares hashing what did not change. What is new lies in
+// the memory. O(documents of the storage + those produced).
 [[nodiscard]] DocumentStorage store_documents(const DocumentStorage& storage,
-                                              std::span<const FlattenedDocument> documents, Unproduced unproduced,
+                                              std::span<const FlattenedDocument> documents, const MayRemove& may_remove,
                                               DataHasher& hasher, SharedMemory& memory);
 
 }  // namespace libzentadbpp

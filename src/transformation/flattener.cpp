@@ -8,6 +8,7 @@
 #include "common/json_writer.h"
 #include "common/number_text.h"
 #include "common/text_order.h"
+#include "documents/ordering_content.h"
 
 namespace libzentadbpp {
 
@@ -43,22 +44,6 @@ bool is_array_of_objects(const JsonValue& array) {
 }
 
 }  // namespace
-
-void write_ordering_content(std::string_view instance_id, std::string_view domain,
-                            std::span<const std::string_view> element_ids, TextBuffer& out) {
-    out.append(R"({"d": )");
-    write_json_string(domain, out);
-    out.append(R"(, "i": )");
-    write_json_string(instance_id, out);
-    out.append(R"(, "s": [)");
-    std::string_view separator;
-    for (const std::string_view id : element_ids) {
-        out.append(separator);
-        write_json_string(id, out);
-        separator = ", ";
-    }
-    out.append("]}");
-}
 
 Flattener::Flattener(const TransformationSettings& settings, DataHasher& hasher, Arena& arena)
     : settings_(&settings),
@@ -223,14 +208,16 @@ void Flattener::write_verbatim(const JsonValue& object, std::string_view id, IdM
 
 // Two objects would become one document. The root counts too: it holds everything else, so a document under its id
 // would take the place of all data.
-void Flattener::refuse_duplicate(const DocumentPath& path) {
-    raise<FlattenerException>(source::flattener, "operator ()", "duplicate_objects_domain_key", ids_.path_text(path));
+void Flattener::refuse_duplicate(std::string_view member_path) {
+    raise<FlattenerException>(source::flattener, "operator ()", "duplicate_objects_domain_key", member_path);
 }
 
 void Flattener::write_object_reference(const JsonValue& object, const DocumentPath& path, TextBuffer& out) {
     const std::string_view id = ids_.object_id(object, path);
     // The id is taken before the object is entered, so that another object of that id inside it is met as well.
-    if (!object_ids_.add(id).is_new || id == root_id_ || id == clashing_id_) refuse_duplicate(path);
+    if (!object_ids_.add(id).is_new || id == root_id_ || id == clashing_id_) {
+        refuse_duplicate(ids_.path_text(path));
+    }
     write_reference(vocabulary::object_reference_marker, id, out);
     const std::string_view content = flatten_document(object, path, id);
     produced_.push_back({{id, content}, no_array});
@@ -258,9 +245,14 @@ void Flattener::write_array_reference(const JsonValue& array, const DocumentPath
             &inside, Step::position, {digits.data(), indexed ? write_integer(position, digits.data()) : digits.data()}};
         const DocumentPath& element_path = indexed ? indexed_path : inside;
         const std::string_view id = ids_.object_id(element, element_path);
-        if (id == root_id_) refuse_duplicate(element_path);
+        // An element inside one of its own id would be the same document as that. There are no more of them than levels.
+        if (id == root_id_ || std::ranges::find(entered_elements_, id) != entered_elements_.end()) {
+            refuse_duplicate({});
+        }
         element_ids_.push_back(id);
+        entered_elements_.push_back(id);
         const std::string_view content = flatten_document(element, element_path, id);
+        entered_elements_.pop_back();
         produced_.push_back({{id, content}, number});
     }
     produced_.push_back({ordering_document(domain, std::span(element_ids_).subspan(first)), number});

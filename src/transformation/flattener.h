@@ -62,7 +62,7 @@ class Flattener {
     void write_object_reference(const JsonValue& object, const DocumentPath& path, TextBuffer& out);
     void write_array_reference(const JsonValue& array, const DocumentPath& path, TextBuffer& out);
     void refuse_clashes(const JsonValue& data);
-    [[noreturn]] void refuse_duplicate(const DocumentPath& path);
+    [[noreturn]] static void refuse_duplicate(std::string_view member_path);  // empty for an element
     [[nodiscard]] bool splits(const JsonValue& object) const;
     [[nodiscard]] FlattenedDocument ordering_document(std::string_view domain,
                                                       std::span<const std::string_view> element_ids);
@@ -80,12 +80,9 @@ class Flattener {
     std::vector<Array> arrays_;
     LargeVector<Produced> produced_;
     std::vector<std::string_view> element_ids_;  // of the arrays that are being walked
+    std::vector<std::string_view> entered_elements_;
     std::deque<TextBuffer> buffers_;             // one for each document being written
     std::size_t open_documents_ = 0;
 };
-
-// The content of an ordering document.
-void write_ordering_content(std::string_view instance_id, std::string_view domain,
-                            std::span<const std::string_view> element_ids, TextBuffer& out);
 
 }  // namespace libzentadbpp

@@ -5,32 +5,32 @@
 #include <utility>
 
 #include "documents/document_index.h"
-#include "transformation/ordering_reconciliation.h"
+#include "transformation/shown_data.h"
 
 namespace libzentadbpp {
 
-// What reading data takes: the documents of a storage by number, and the elements of every array as one instance sees
-// them. O(storage) to make, then good for any number of reads by any number of threads.
+// What reading data takes: the documents of a storage by number, and what one instance sees of them. O(storage) to make,
+// then good for any number of reads by any number of threads.
 class ReadIndex {
    public:
     ReadIndex(DocumentStorage storage, std::string_view instance_id)
         : storage_(std::move(storage)),
           instance_id_(instance_id),
           documents_(storage_),
-          order_(documents_, instance_id_) {}
+          shown_(documents_, instance_id_) {}
     ReadIndex(const ReadIndex&) = delete;
     ReadIndex& operator=(const ReadIndex&) = delete;
 
     [[nodiscard]] const DocumentStorage& storage() const { return storage_; }
     [[nodiscard]] const std::string& instance_id() const { return instance_id_; }
     [[nodiscard]] const DocumentIndex& documents() const { return documents_; }
-    [[nodiscard]] const ElementOrder& order() const { return order_; }
+    [[nodiscard]] const ShownData& shown() const { return shown_; }
 
    private:
     DocumentStorage storage_;
     std::string instance_id_;
     DocumentIndex documents_;
-    ElementOrder order_;
+    ShownData shown_;
 };
 
 }  // namespace libzentadbpp

@@ -16,6 +16,7 @@
 #include "documents/ordering_lists.h"
 #include "documents/result_limit.h"
 #include "transformation/document_changes.h"
+#include "transformation/shown_places.h"
 
 namespace libzentadbpp {
 
@@ -34,7 +35,7 @@ class MarkedObjects {
     MarkedObjects() = default;
     explicit MarkedObjects(std::string_view content) {
         const char* const end = content.data() + content.size();
-        if (find_pair(content.data(), end, '"', '#') == end) return;  // the writer never escapes these two
+        if (find_pair(content.data(), end, {'"', '#', '#'}) == end) return;  // the writer never escapes these two
         std::vector<const char*> open;                                // objects, and null for arrays
         for (const char* at = content.data(); at != end;) {
             if (*at == '"') {
@@ -84,22 +85,17 @@ int order_to_id(std::string_view key) {
 // and answers where it ends. Recursion is bounded by the depth that a result may have.
 class Rebuild {
    public:
-    Rebuild(const DocumentIndex& index, const ElementOrder& order, bool discard_id, TextBuffer& out)
-        : index_(index), order_(order), discard_id_(discard_id), out_(out), limit_(index.content_bytes(), out) {}
+    Rebuild(const ShownData& shown, Repeated repeated, bool discard_id, TextBuffer& out)
+        : shown_(shown),
+          index_(shown.index()),
+          discard_id_(discard_id),
+          out_(out),
+          limit_(index_.content_bytes(), out),
+          places_(shown, repeated) {}
 
-    void document(std::uint32_t number, std::string_view content, std::size_t depth) {
-        if (std::ranges::find(in_progress_, number) != in_progress_.end()) {
-            fail("cyclic_document_reference", index_.id(number));
-        }
-        limit_.check(content, out_);
-        in_progress_.push_back(number);
-        const char* const outer_end = std::exchange(end_, content.data() + content.size());
-        const char* const outer_copied = std::exchange(copied_, content.data());
-        MarkedObjects outer_marked = std::exchange(marked_, MarkedObjects(content));
-        leave_out(object(content.data(), depth, index_.id(number), true), outer_copied);
-        end_ = outer_end;
-        marked_ = std::move(outer_marked);
-        in_progress_.pop_back();
+    void root(std::uint32_t number, std::string_view content) {
+        places_.begin(number, content);
+        document(number, content, 0);
     }
 
     [[noreturn]] static void fail(std::string_view error, std::string_view args, int line = __builtin_LINE()) {
@@ -107,6 +103,17 @@ class Rebuild {
     }
 
    private:
+    void document(std::uint32_t number, std::string_view content, std::size_t depth) {
+        limit_.check(content, out_);
+        const char* const outer_end = std::exchange(end_, content.data() + content.size());
+        const char* const outer_copied = std::exchange(copied_, content.data());
+        MarkedObjects outer_marked = std::exchange(marked_, MarkedObjects(content));
+        leave_out(object(content.data(), depth, index_.id(number), true), outer_copied);
+        end_ = outer_end;
+        marked_ = std::move(outer_marked);
+        places_.leave(number);
+    }
+
     static void check_depth(std::size_t depth) {
         if (depth > deepest_text) throw ParseError("exceeded maximum nesting depth");
     }
@@ -138,7 +145,7 @@ class Rebuild {
                 id_is_due = false;
                 first = false;
             }
-            if ((order == 0 && drop_id) || (!verbatim && order != 0 && refers_to_deleted(at))) {
+            if ((order == 0 && drop_id) || (!verbatim && order != 0 && is_left_out(at))) {
                 at = written_value_end(at, end_);
                 leave_out(member, at);
                 continue;
@@ -206,7 +213,7 @@ class Rebuild {
         while (*at != ']') {
             const char* const separator = at;
             if (*at == ',') at += 2;
-            if (refers_to_deleted(at)) {
+            if (is_left_out(at)) {
                 at = written_value_end(at, end_);
                 leave_out(separator, at);
                 continue;
@@ -220,32 +227,39 @@ class Rebuild {
 
     void elements(std::string_view domain, std::size_t depth) {
         constexpr std::size_t ahead = 4;
-        const auto numbers = order_.elements(domain);
+        const auto numbers = places_.elements(domain);
         for (const std::uint32_t number : numbers.first(std::min(numbers.size(), ahead))) {
             index_.prefetch_document(number);
         }
-        out_.push_back('[');
+        std::string_view separator = "[";
         for (std::size_t at = 0; at < numbers.size(); ++at) {
             if (at + ahead < numbers.size()) index_.prefetch_document(numbers[at + ahead]);
-            if (at != 0) out_.append(", ");
+            if (!places_.shows_element(numbers[at])) continue;
+            out_.append(separator);
+            separator = ", ";
             winning_document(numbers[at], depth + 1);
         }
+        if (separator == "[") out_.push_back('[');
         out_.push_back(']');
     }
 
     void winning_document(std::uint32_t number, std::size_t depth) {
-        const auto content = index_.winning_content(number);
-        // Where there is none, those that are asked for it tell the failure.
+        places_.enter(number);
+        const auto content = shown_.content(number);
+        // Where there is none, those that are asked for it report the failure.
         document(number,
                  content ? *content : index_.storage().data().read_object(index_.document(number).winning().datahash()),
                  depth);
     }
 
-    [[nodiscard]] bool refers_to_deleted(const char* at) const {
+    // A reference to a deleted document, or to one that is shown elsewhere.
+    [[nodiscard]] bool is_left_out(const char* at) const {
         if (at[0] != '"' || at[1] != object_reference_marker) return false;
         const char* const end = written_string_end(at, end_);
         const auto number = index_.find(DecodedString(slice(at + 2, end - 1)).text());
-        return number && !index_.is_live(*number) && index_.document(*number).winning().is_deleted();
+        if (!number) return false;
+        if (!index_.is_live(*number)) return index_.document(*number).winning().is_deleted();
+        return !places_.shows_member(*number);
     }
 
     // What lies in an object that is not to be flattened stands as the host gave it.
@@ -269,19 +283,20 @@ class Rebuild {
         return end;
     }
 
+    const ShownData& shown_;
     const DocumentIndex& index_;
-    const ElementOrder& order_;
     bool discard_id_;
     TextBuffer& out_;
     ResultLimit limit_;
-    std::vector<std::uint32_t> in_progress_;  // no more than a result may be deep
-    MarkedObjects marked_;                    // of the content that is being walked
-    const char* end_ = nullptr;               // of that content
+    ShownPlaces places_;
+    MarkedObjects marked_;          // of the content that is being walked
+    const char* end_ = nullptr;     // of that content
     const char* copied_ = nullptr;            // where its next run begins
 };
 
-void rebuild_from(const DocumentIndex& index, const ElementOrder& order, std::string_view root_id,
-                  const std::optional<Revision>& revision, bool discard_id, TextBuffer& out) {
+void rebuild_from(const ShownData& shown, std::string_view root_id, const std::optional<Revision>& revision,
+                  Repeated repeated, bool discard_id, TextBuffer& out) {
+    const DocumentIndex& index = shown.index();
     const DocumentStorage& storage = index.storage();
     const std::string_view id = root_id.empty() ? std::string_view(storage.root()) : root_id;
     const auto number = index.find(id);
@@ -289,32 +304,34 @@ void rebuild_from(const DocumentIndex& index, const ElementOrder& order, std::st
     const MultiVersionDocument& document = index.document(*number);
     const auto position = revision ? document.find(*revision) : document.winning_position();
     if (!position) Rebuild::fail("invalid_root_document_revision", revision->revision_string());
-    const auto content = storage.data().find(document.revisions()[*position].datahash());
+    const bool is_winning = document.has_winning() && *position == document.winning_position();
+    const auto content =
+        is_winning ? shown.content(*number) : storage.data().find(document.revisions()[*position].datahash());
     if (!content) Rebuild::fail("missing_root_document_data", document.revision_string(*position));
-    if (has_ordering_id(id)) {  // the library's own document, which holds no marked strings
+    if (index.is_ordering(*number)) {  // the library's own document, which holds no marked strings
         TextBuffer written_id;
         write_json_string(id, written_id);
         const WrittenMember id_member{vocabulary::id_key, written_id.view()};
         return write_object_with(*content, {&id_member, discard_id ? 0U : 1U}, out);
     }
     if (id == storage.root_or_empty()) out.reserve(out.size() + index.content_bytes());  // nearly all will be needed
-    Rebuild(index, order, discard_id, out).document(*number, *content, 0);
+    Rebuild(shown, repeated, discard_id, out).root(*number, *content);
 }
 
 // The root of a set of documents that does not say it.
-std::string_view find_root(const DocumentIndex& index) {
-    if (const auto number = index.find(vocabulary::root_name)) return index.id(*number);
+std::string find_root(const DocumentIndex& index) {
+    if (const auto number = index.find(vocabulary::root_name)) return std::string(index.id(*number));
     std::vector<bool> referenced(index.size());
     mark_referenced_objects(index, referenced);
     mark_listed_elements(index, referenced);
     std::optional<std::uint32_t> root;
     for (std::uint32_t number = 0; number < index.size(); ++number) {
-        if (has_ordering_id(index.id(number)) || referenced[number]) continue;
+        if (index.is_ordering(number) || referenced[number]) continue;
         if (root) Rebuild::fail("missing_root_document", "");
         root = number;
     }
     if (!root) Rebuild::fail("missing_root_document", "");
-    return index.id(*root);
+    return std::string(index.id(*root));
 }
 
 }  // namespace
@@ -322,7 +339,7 @@ std::string_view find_root(const DocumentIndex& index) {
 void unflatten(const ReadIndex& index, std::string_view root_id, const std::optional<Revision>& revision,
                bool discard_id, TextBuffer& out) {
     if (index.storage().documents().empty()) return out.append("{}");
-    rebuild_from(index.documents(), index.order(), root_id, revision, discard_id, out);
+    rebuild_from(index.shown(), root_id, revision, Repeated::left_out, discard_id, out);
 }
 
 void unflatten_array(const JsonValue& documents, std::string_view root_id, const TransformationSettings& settings,
@@ -342,10 +359,11 @@ void unflatten_array(const JsonValue& documents, std::string_view root_id, const
     sort_by_text(flattened, [](const FlattenedDocument& document) { return document.id; });
     DataHasher hasher(settings.hash_kind());
     SharedMemory memory(arena);
-    const DocumentStorage storage = store_documents({}, flattened, Unproduced::keep, hasher, memory);
-    const ReadIndex index(storage, settings.instance_id);
-    const std::string_view root = root_id.empty() ? find_root(index.documents()) : root_id;
-    unflatten(index, root, std::nullopt, settings.discard_id, out);
+    const DocumentStorage storage = store_documents({}, flattened, {}, hasher, memory);
+    const std::string root(root_id.empty() ? find_root(DocumentIndex(storage)) : root_id);
+    const DocumentStorage rooted(storage.documents(), storage.data(), root);
+    const ReadIndex index(rooted, settings.instance_id);
+    rebuild_from(index.shown(), root, std::nullopt, Repeated::kept, settings.discard_id, out);
 }
 
 }  // namespace libzentadbpp

@@ -2,59 +2,146 @@
 
 #include <algorithm>
 #include <string>
-#include <unordered_map>
+#include <unordered_set>
 
 #include "common/canonical_object.h"
-#include "common/json_scanner.h"
 #include "common/json_writer.h"
 #include "data/data_hash.h"
+#include "documents/ordering_content.h"
 #include "transformation/document_changes.h"
 #include "transformation/flattener.h"
+#include "transformation/list_branches.h"
+#include "transformation/list_keeper.h"
+#include "transformation/unseen_documents.h"
 
 namespace libzentadbpp {
 
 namespace {
 
-// An array that is empty or gone gets no ordering document and keeps the one it has from before: an element that was
-// removed here but edited on another copy finds its place again. Only where an element lives on, the old list would
-// show it there as well as where it went, so then it is emptied.
-void add_emptied_lists(const DocumentStorage& storage, const TransformationSettings& settings, Arena& arena,
-                       std::vector<FlattenedDocument>& documents) {
-    const auto by_id = [](const FlattenedDocument& document, std::string_view id) { return document.id < id; };
-    const auto lives_on = [&](const JsonValue& element) {
-        const std::string_view id = element.as_string();
-        const auto at = std::lower_bound(documents.begin(), documents.end(), id, by_id);
-        return (at != documents.end() && at->id == id) || has_ordering_id(id);
+using Documents = std::vector<FlattenedDocument>;
+
+// Which of the contents that the data has for one document are those of some of its revisions.
+std::vector<bool> known_contents(std::span<const FlattenedDocument> contents, const MultiVersionDocument& document,
+                                 const DataStorage& data, DataHasher& hasher) {
+    std::unordered_set<std::string_view> revisions;
+    std::unordered_set<std::string_view> pruned;  // their hashes
+    std::unordered_set<const char*> seen;
+    for (const TreeRevision& revision : document.revisions()) {
+        const auto content = data.find(revision.datahash());
+        if (!content) {
+            pruned.insert(revision.datahash());
+        } else if (seen.insert(content->data()).second) {
+            revisions.insert(*content);
+        }
+    }
+    std::vector<bool> known;
+    for (const FlattenedDocument& content : contents) {
+        known.push_back(revisions.contains(content.content) ||
+                        (!pruned.empty() && pruned.contains(hasher(content.content))));
+    }
+    return known;
+}
+
+// An element that merges left in two arrays is edited in one of them as a rule, and comes in two contents. The one that
+// was there before gives way.
+void settle_repeated(Documents& documents, const DocumentStorage& storage, DataHasher& hasher) {
+    Documents settled;
+    auto copied = documents.begin();  // up to where `settled` has what it needs
+    for (auto first = documents.begin(); first != documents.end();) {
+        const auto last = std::find_if(first + 1, documents.end(),
+                                       [&](const FlattenedDocument& other) { return other.id != first->id; });
+        const std::span<const FlattenedDocument> contents(first, last);
+        const MultiVersionDocument* const stored = contents.size() == 1 ? nullptr : storage.find(first->id);
+        if (stored != nullptr && stored->has_winning()) {
+            settled.insert(settled.end(), copied, first);
+            copied = last;
+            const std::vector<bool> known = known_contents(contents, *stored, storage.data(), hasher);
+            const auto winning = storage.data().find(stored->winning().datahash());
+            const auto is_winning = [&](const FlattenedDocument& content) { return content.content == winning; };
+            if (std::ranges::find(known, false) != known.end()) {
+                for (std::size_t at = 0; at < contents.size(); ++at) {
+                    if (!known[at]) settled.push_back(contents[at]);
+                }
+            } else if (const auto same = std::ranges::find_if(contents, is_winning); same != contents.end()) {
+                settled.push_back(*same);
+            } else {
+                settled.push_back(contents.back());
+            }
+        }
+        first = last;
+    }
+    if (copied == documents.begin()) return;
+    settled.insert(settled.end(), copied, documents.end());
+    documents = std::move(settled);
+}
+
+bool has_document(const Documents& documents, std::string_view id) {
+    const auto at = std::ranges::lower_bound(documents, id, {}, &FlattenedDocument::id);
+    return at != documents.end() && at->id == id;
+}
+
+bool has_repeated(const Documents& documents) {
+    return std::ranges::adjacent_find(documents, {}, &FlattenedDocument::id) != documents.end();
+}
+
+// Whether an ordering document of this instance that the data did not produce lists what the data has, or, where the data
+// has anything twice, whether there is such a document at all. Only then can anything but the produced documents change.
+bool may_change_other_lists(const Documents& documents, bool any_repeated, const DocumentStorage& storage,
+                            std::string_view instance) {
+    Arena arena;
+    std::unordered_set<const char*> seen;  // documents may share a long content
+    const auto lists_any = [&](std::string_view content) {
+        if (!seen.insert(content.data()).second) return false;
+        const auto list = read_ordering_content(content, arena);
+        if (!list || list->instance != instance) return false;
+        bool any = any_repeated;
+        visit_listed_ids(list->ids, [&](std::optional<std::string_view> id) {
+            any = any || (id && has_document(documents, *id));
+        });
+        return any;
     };
-    // The content that a list gives way to; none where it stays.
-    const auto emptied_list = [&](std::string_view content) -> std::string_view {
-        const JsonValue list = JsonScanner(content, arena).read_value(0, deepest_content);
-        const JsonValue* ids = list.find(vocabulary::ordering_ids_key);
-        const JsonValue* instance = list.find(vocabulary::ordering_instance_key);
-        const JsonValue* domain = list.find(vocabulary::ordering_domain_key);
-        if (ids == nullptr || instance == nullptr || domain == nullptr || !domain->is_string()) return {};
-        if (instance->as_string() != settings.instance_id || std::ranges::none_of(ids->elements(), lives_on)) return {};
-        TextBuffer text;
-        write_ordering_content(settings.instance_id, domain->as_string(), {}, text);
-        return arena.copy(text.view());
-    };
-    std::unordered_map<const char*, std::string_view> emptied_lists;  // documents may share a long content
-    std::vector<FlattenedDocument> emptied;
-    auto produced = std::lower_bound(documents.begin(), documents.end(), ordering_id_prefix, by_id);
+    auto produced = std::ranges::lower_bound(documents, ordering_id_prefix, {}, &FlattenedDocument::id);
     for (const auto& [id, document] : storage.documents()) {
         if (!has_ordering_id(id)) continue;
         while (produced != documents.end() && produced->id < id) ++produced;
-        const bool is_produced = produced != documents.end() && produced->id == id;
-        if (is_produced || !document->has_winning()) continue;
-        const auto content = storage.data().find(document->winning().datahash());
-        if (!content) continue;
-        const auto [entry, is_new] = emptied_lists.try_emplace(content->data());
-        if (is_new) entry->second = emptied_list(*content);
-        if (!entry->second.empty()) emptied.push_back({id, entry->second});
+        if ((produced != documents.end() && produced->id == id) || !document->has_winning()) continue;
+        const auto winning = storage.data().find(document->winning().datahash());
+        if (winning && lists_any(*winning)) return true;
+        if (!has_other_leaves(*document)) continue;
+        for (const std::uint32_t leaf : other_leaves(*document)) {
+            const auto content = storage.data().find(document->revisions()[leaf].datahash());
+            if (content && lists_any(*content)) return true;
+        }
     }
-    const auto middle = documents.insert(documents.end(), emptied.begin(), emptied.end());
-    std::inplace_merge(documents.begin(), middle, documents.end(),
-                       [](const FlattenedDocument& a, const FlattenedDocument& b) { return a.id < b.id; });
+    return false;
+}
+
+// Stores the lists that the data changes beside those of its own arrays.
+DocumentStorage keep_lists(const DocumentStorage& stored, const Documents& documents, std::string_view instance) {
+    const DocumentIndex index(stored);
+    OrderingLists reader(index);
+    Arena arena;
+    DomainTable domains(documents.size());
+    const ReferenceGraph references(index, domains, arena);
+    OwnLists own(index, instance, reader, domains, arena);
+
+    std::vector<bool> is_produced(index.size());
+    std::vector<HeldData::List> lists;
+    for (const FlattenedDocument& document : documents) {
+        const std::uint32_t number = *index.find(document.id);
+        is_produced[number] = true;
+        if (!index.is_ordering(number) || index.ordering(number) == nullptr) continue;
+        const OrderingList list = reader.read_winning(number, *index.ordering(number));
+        const std::uint32_t domain = domains.add(list.domain);
+        if (domain >= lists.size()) lists.resize(domain + 1);
+        lists[domain] = list.elements;
+    }
+    const HeldData held{
+        [&](std::uint32_t number) { return is_produced[number]; },
+        [&](std::uint32_t domain) { return domain < lists.size() ? lists[domain] : std::nullopt; }, false};
+    std::vector<ListToStore> to_store;
+    ListKeeper(index, own, references, domains, arena, held).add_to(to_store);
+    return to_store.empty() ? stored : store_lists(index, instance, domains, to_store);
 }
 
 }  // namespace
@@ -63,8 +150,14 @@ DocumentStorage update(const DocumentStorage& storage, const JsonValue& data, co
                        Arena& arena, SharedMemory& memory) {
     DataHasher hasher(settings.hash_kind());
     Flattener::Result flat = Flattener(settings, hasher, arena).flatten(data);
-    add_emptied_lists(storage, settings, arena, flat.documents);
-    const DocumentStorage stored = store_documents(storage, flat.documents, Unproduced::remove, hasher, memory);
+    const bool any_repeated = has_repeated(flat.documents);
+    if (any_repeated) settle_repeated(flat.documents, storage, hasher);
+    UnseenDocuments unseen(storage, settings.instance_id);
+    const auto may_remove = [&](std::uint32_t number) { return !unseen.contains(number); };
+    DocumentStorage stored = store_documents(storage, flat.documents, may_remove, hasher, memory);
+    if (may_change_other_lists(flat.documents, any_repeated, storage, settings.instance_id)) {
+        stored = keep_lists(stored, flat.documents, settings.instance_id);
+    }
     return DocumentStorage(stored.documents(), stored.data(), std::string(flat.root_id), stored.contents_not_named(),
                            stored.closed_documents());
 }

@@ -119,8 +119,11 @@ TEST(Flattener, RefusesWhatWouldLoseData) {
          "operator ()", "duplicate_objects_domain_key", "root->c-a(«root->c-»)->o(e)->d-"},
         {R"({"_id": "x", "a": {"_id": "x"}})", R"({"flatten_objects": true})", "operator ()",
          "duplicate_objects_domain_key", "root->a-"},
-        {R"({"a": [{"_id": "e", "b": [{"_id": "root"}]}]})", "{}", "operator ()", "duplicate_objects_domain_key",
-         "root->a-a(«root->a-»)->o(e)->b-a(«root->a-a(«root->a-»)->o(e)->b-»)->"},
+        {R"({"a": [{"_id": "e", "b": [{"_id": "root"}]}]})", "{}", "operator ()", "duplicate_objects_domain_key", ""},
+        {R"({"a": [{"_id": "e", "b": [{"c": {"d": [{"_id": "e"}]}}]}]})", "{}", "operator ()",
+         "duplicate_objects_domain_key", ""},
+        {R"({"folders": [{"name": "a", "sub": [{"name": "a"}]}]})", R"({"id_generation_rules": "name"})", "operator ()",
+         "duplicate_objects_domain_key", ""},
     };
     for (const auto& [data, config, function, error, args] : cases) {
         const auto expected = args ? std::optional(with_hashes(*args)) : std::nullopt;

@@ -13,7 +13,6 @@
 #include "common/json_writer.h"
 #include "data/data_hash.h"
 #include "documents/sync_json_text.h"
-#include "transformation/store_order.h"
 #include "transformation/unflattener.h"
 #include "transformation/update.h"
 
@@ -80,7 +79,7 @@ inline DocumentStorage read_and_reorder(const DocumentStorage& storage, const Tr
                                         TextBuffer& out) {
     const ReadIndex index(storage, settings.instance_id);
     unflatten(index, {}, std::nullopt, settings.discard_id, out);
-    return store_order(index);
+    return index.shown().stored();
 }
 
 inline std::string serialized(const DocumentStorage& storage) {

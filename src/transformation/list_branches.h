@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "documents/multiversiondocument.h"
+
+namespace libzentadbpp {
+
+// How the leaves of an ordering document merge: the list of one is changed by what each other one did since its start.
+struct ListBranches {
+    struct Branch {
+        std::uint32_t leaf;
+        std::uint32_t start;  // no_entry: it began with the empty list
+    };
+    std::uint32_t base;
+    std::vector<Branch> others;  // ascending
+};
+
+// Of leaves in ascending order. The base is the leaf with the fewest closed revisions above it, of several the first in
+// winning order: whoever closed a revision had read it. A branch starts at the nearest revision above it that is closed
+// or stands above the base, or, where that one only stands in for a taken name, at the next one above. Where two copies
+// made the first list of an array, one of the two trees hangs under the other's first revision, and the branches of
+// either start with the empty list. O(revisions).
+[[nodiscard]] ListBranches list_branches(const MultiVersionDocument& document, std::span<const std::uint32_t> leaves);
+
+// Whether the first revision is the only one of its tree that others were grafted under: nothing follows it there, so
+// it counts as a leaf.
+[[nodiscard]] bool first_is_leaf(const MultiVersionDocument& document);
+
+// Whether the document has other leaves than the winning one, the first revision included.
+[[nodiscard]] bool has_other_leaves(const MultiVersionDocument& document);
+
+// The other leaves, ascending.
+[[nodiscard]] std::vector<std::uint32_t> other_leaves(const MultiVersionDocument& document);
+
+}  // namespace libzentadbpp

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "common/arena.h"
+#include "common/json_value.h"
+#include "documents/document_index.h"
+
+namespace libzentadbpp {
+
+// Members that documents lost: an earlier revision refers to a document at a member (a path of keys through inline
+// objects), and the winning content has the objects on the way, but nothing there.
+class LostMembers {
+   public:
+    explicit LostMembers(const DocumentIndex& index) : index_(&index) {}
+
+    // A document that may take members back: a reached one.
+    void offer(std::uint32_t document);
+    // Gives the first lost member back, and answers the document that it refers to: of the lowest document, from the
+    // nearest ancestor of its winning revision, at the smallest path. Nothing where no offered document takes one.
+    std::optional<std::uint32_t> next(const std::function<bool(std::uint32_t)>& is_lost);
+
+    // The winning contents together with the members that were given back.
+    [[nodiscard]] std::vector<std::pair<std::uint32_t, std::string_view>> contents(Arena& arena) const;
+
+   private:
+    using Path = std::vector<std::string_view>;
+    struct Candidate {
+        Path path;
+        std::uint32_t target;
+    };
+    struct Taker {
+        JsonValue winning;
+        std::vector<Candidate> candidates;
+        std::size_t next = 0;
+    };
+
+    void read_candidates(std::uint32_t document, Taker& taker);
+    void collect(const JsonValue& object, Path& path, std::vector<Candidate>& candidates);
+    [[nodiscard]] bool has_room(const JsonValue& winning, const Path& path) const;
+
+    const DocumentIndex* index_;
+    Arena arena_;
+    std::set<std::uint32_t> waiting_;  // offered documents that may take more
+    std::map<std::uint32_t, Taker> takers_;
+    std::map<std::pair<std::uint32_t, Path>, std::uint32_t> given_;
+    std::size_t work_ = 0;
+};
+
+}  // namespace libzentadbpp

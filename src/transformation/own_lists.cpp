@@ -1,0 +1,184 @@
+#include "transformation/own_lists.h"
+
+#include <algorithm>
+
+#include "transformation/list_branches.h"
+#include "transformation/list_merge.h"
+
+namespace libzentadbpp {
+
+OwnLists::OwnLists(const DocumentIndex& index, std::string_view instance, OrderingLists& reader, DomainTable& domains,
+                   Arena& arena)
+    : index_(&index), instance_(instance), reader_(&reader), domains_(&domains), arena_(&arena) {
+    collect();
+    merge_branches();
+}
+
+void OwnLists::set(std::uint32_t domain, std::span<const std::uint32_t> elements) {
+    lists_[domain].elements = elements;
+    lists_[domain].is_stored = false;
+}
+
+void OwnLists::collect() {
+    const auto [first, end] = index_->ordering_ids();
+    leaves_.reserve(end - first);
+    for (std::uint32_t number = first; number < end; ++number) {
+        const MultiVersionDocument& document = index_->document(number);
+        if (!index_->is_ordering(number) || !document.has_winning()) continue;
+        if (!has_other_leaves(document)) {
+            const OrderingContent* content = index_->ordering(number);
+            if (content == nullptr) continue;
+            if (content->instance == instance_) {
+                add(reader_->read_winning(number, *content), true);
+            } else {
+                any_foreign_ = true;
+            }
+            continue;
+        }
+        std::vector<std::uint32_t> leaves = other_leaves(document);
+        leaves.insert(std::ranges::upper_bound(leaves, document.winning_position()), document.winning_position());
+        const std::size_t before = leaves_.size();
+        for (const std::uint32_t leaf : leaves) {
+            if (document.revisions()[leaf].is_deleted()) continue;
+            const auto list = reader_->read(number, leaf);
+            if (!list) continue;
+            if (list->instance == instance_) {
+                add(*list, leaf == document.winning_position());
+            } else {
+                any_foreign_ = true;
+            }
+        }
+        if (leaves_.size() - before > 1) branched_.push_back(number);
+    }
+}
+
+void OwnLists::add(const OrderingList& list, bool is_winning) {
+    if (listed_by_.empty()) listed_by_.resize(index_->size(), none);
+    if (!any_in_several_ && is_new_use(list, 2)) {
+        for (const std::uint32_t number : list.elements) {
+            any_in_several_ = any_in_several_ || (listed_by_[number] != none && listed_by_[number] != list.document);
+            listed_by_[number] = list.document;
+        }
+    }
+    const std::uint32_t domain = domains_->add(list.domain);
+    if (domain >= lists_.size()) lists_.resize(domain + 1);
+    List& own = lists_[domain];
+    if (own.document == none) own = {list.document, list.elements};
+    leaves_.push_back({list, domain, is_winning});
+}
+
+std::span<const OwnLists::Leaf> OwnLists::leaves_of(std::uint32_t document) const {
+    const auto found =
+        std::ranges::equal_range(leaves_, document, {}, [](const Leaf& leaf) { return leaf.list.document; });
+    return {found.begin(), found.end()};
+}
+
+// Each document is merged by itself: no result depends on another.
+void OwnLists::merge_branches() {
+    for (const std::uint32_t document : branched_) {
+        for (const Leaf& leaf : leaves_of(document)) {
+            List& own = lists_[leaf.domain];
+            if (own.document != document || own.is_merged) continue;
+            const std::vector<std::uint32_t> merged_list = merged(document, leaf.domain);
+            own.elements = arena_->copy(std::span<const std::uint32_t>(merged_list));
+            own.is_merged = true;
+        }
+    }
+    for (const Leaf& leaf : leaves_) {
+        List& own = lists_[leaf.domain];
+        if (!leaf.is_winning || own.document != leaf.list.document) continue;
+        const bool is_same = own.elements.data() == leaf.list.elements.data();
+        own.is_stored = leaf.list.complete && (is_same || std::ranges::equal(own.elements, leaf.list.elements));
+    }
+}
+
+std::vector<std::uint32_t> OwnLists::merged(std::uint32_t document, std::uint32_t domain) {
+    std::vector<std::uint32_t> revisions;
+    for (const Leaf& leaf : leaves_of(document)) {
+        if (leaf.domain == domain) revisions.push_back(leaf.list.revision);
+    }
+    // Lists that copies made take less than they are long in bytes. Thousands of short ones that begin with one long list
+    // take more, and are no honest copies' work: those beyond the limit add what they list and move nothing.
+    constexpr std::size_t work_on_small = std::size_t{1} << 22;
+    const std::size_t most_work = work_on_small + index_->content_bytes();
+    const ListBranches branches = list_branches(index_->document(document), revisions);
+    const auto elements_at = [&](std::uint32_t revision) -> std::optional<std::span<const std::uint32_t>> {
+        if (revision == no_entry) return std::span<const std::uint32_t>{};
+        const auto list = reader_->read(document, revision);
+        return list ? std::optional(list->elements) : std::nullopt;
+    };
+    MergedList list(*elements_at(branches.base));
+    for (const auto& [leaf, start] : branches.others) {
+        const auto began = elements_at(start);
+        if (!began || work_ + list.work() > most_work) {
+            unmerged_.insert({document, leaf});
+            continue;
+        }
+        list.merge(*began, *elements_at(leaf),
+                   [&](std::uint32_t number) { return is_listed_beside(number, document); });
+    }
+    work_ += list.work();
+    return list.numbers();
+}
+
+std::unordered_set<std::uint32_t> OwnLists::dropped(std::uint32_t document) {
+    std::unordered_set<std::uint32_t> dropped;
+    std::unordered_set<const char*> seen;
+    for (std::uint32_t at = 0; at < index_->document(document).revisions().size(); ++at) {
+        const auto list = reader_->read(document, at);
+        if (list && seen.insert(list->content).second) dropped.insert(list->elements.begin(), list->elements.end());
+    }
+    std::unordered_map<std::uint32_t, std::uint32_t> holders;  // how many different leaves have it
+    std::unordered_set<const char*> leaves;
+    for (const Leaf& leaf : leaves_of(document)) {
+        if (!leaves.insert(leaf.list.content).second) continue;
+        std::unordered_set<std::uint32_t> in_leaf(leaf.list.elements.begin(), leaf.list.elements.end());
+        for (const std::uint32_t number : in_leaf) ++holders[number];
+    }
+    std::erase_if(dropped, [&](std::uint32_t number) {
+        const auto found = holders.find(number);
+        return found != holders.end() && found->second == leaves.size();
+    });
+    return dropped;
+}
+
+std::span<const std::uint32_t> OwnLists::listing(std::uint32_t number) {
+    if (listing_.empty()) collect_listing();
+    return listing_[number];
+}
+
+bool OwnLists::is_listed_beside(std::uint32_t number, std::uint32_t document, std::uint32_t other) {
+    return std::ranges::any_of(listing(number), [&](std::uint32_t listing) {
+        return listing != none && listing != document && listing != other;
+    });
+}
+
+// Leaves may share a long list, of which the first few documents say enough.
+bool OwnLists::is_new_use(const OrderingList& list, std::uint32_t most) {
+    constexpr std::size_t cheap_to_repeat = 64;
+    if (list.elements.size() <= cheap_to_repeat) return true;
+    const auto [known, is_new] = uses_.try_emplace(list.content, Uses{list.document, 1});
+    if (is_new) return true;
+    Uses& uses = known->second;
+    if (uses.last == list.document || uses.count == most) return false;
+    uses = {list.document, uses.count + 1};
+    return true;
+}
+
+void OwnLists::collect_listing() {
+    uses_.clear();
+    listing_.resize(index_->size(), {none, none, none});
+    for (const Leaf& leaf : leaves_) {
+        if (!is_new_use(leaf.list, 3)) continue;
+        for (const std::uint32_t number : leaf.list.elements) {
+            for (std::uint32_t& listing : listing_[number]) {
+                if (listing == leaf.list.document) break;
+                if (listing != none) continue;
+                listing = leaf.list.document;
+                break;
+            }
+        }
+    }
+}
+
+}  // namespace libzentadbpp

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <unordered_map>
+#include <vector>
+
+#include "common/arena.h"
+#include "common/large_vector.h"
+#include "documents/document_index.h"
+#include "transformation/domain_table.h"
+
+namespace libzentadbpp {
+
+// What a content refers to: an array by the number of its domain, or a document of the index by its own.
+struct Reference {
+    std::uint32_t target;
+    bool is_array;
+};
+
+// What the winning contents of live documents refer to. Ordering documents refer to nothing, and references to documents
+// that do not exist are left out.
+class ReferenceGraph {
+   public:
+    // Adds the domains of all arrays that anything refers to. O(contents).
+    ReferenceGraph(const DocumentIndex& index, DomainTable& domains, Arena& arena);
+
+    [[nodiscard]] std::span<const Reference> of(std::uint32_t document) const {
+        const Range range = by_document_[document];
+        return std::span(references_).subspan(range.first, range.count);
+    }
+    // How many live documents there are, the ordering documents left out.
+    [[nodiscard]] std::size_t live_documents() const { return live_documents_; }
+
+    // The references of a content, in the place of those that a document had.
+    void replace(std::uint32_t document, std::string_view content);
+    // The same without a document.
+    [[nodiscard]] std::vector<Reference> read(std::string_view content);
+
+   private:
+    struct Range {
+        std::uint32_t first = 0;
+        std::uint32_t count = 0;
+    };
+    Range append(std::string_view content);
+
+    const DocumentIndex* index_;
+    DomainTable* domains_;
+    Arena* arena_;
+    std::size_t live_documents_ = 0;
+    std::vector<Reference> references_;
+    LargeVector<Range> by_document_;
+};
+
+}  // namespace libzentadbpp

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "common/arena.h"
+#include "documents/document_index.h"
+#include "documents/ordering_lists.h"
+#include "transformation/domain_table.h"
+#include "transformation/list_keeper.h"
+#include "transformation/list_merge.h"
+#include "transformation/own_lists.h"
+#include "transformation/reference_graph.h"
+
+namespace libzentadbpp {
+
+// What the data of a storage holds, as one instance sees it: which documents and arrays it reaches from the root, and
+// which elements every array has.
+//
+// The root is reached, and so is what the winning contents of reached documents refer to and what the lists of reached
+// arrays hold. An array has the list that OwnLists merged. Only where that leaves a live document unreached, other lists
+// add it, or it comes back where it was (recover_lost).
+class ShownData {
+   public:
+    // The index must outlive it. O(documents + contents), n log n where something was lost.
+    ShownData(const DocumentIndex& index, std::string_view instance);
+    ShownData(const ShownData&) = delete;
+    ShownData& operator=(const ShownData&) = delete;
+
+    [[nodiscard]] const DocumentIndex& index() const { return *index_; }
+    [[nodiscard]] std::string_view instance() const { return instance_; }
+    [[nodiscard]] bool is_reached(std::uint32_t document) const { return is_reached_[document]; }
+    // The elements of a reached array, in order; nothing for one that is not reached.
+    [[nodiscard]] std::optional<std::span<const std::uint32_t>> elements(std::string_view domain) const {
+        const auto number = domains_.find(domain);
+        if (!number || *number >= arrays_.size() || !arrays_[*number].is_reached) return std::nullopt;
+        return arrays_[*number].elements;
+    }
+    // The winning content of a document, together with the members that were lost, or nothing.
+    [[nodiscard]] std::optional<std::string_view> content(std::uint32_t document) const {
+        if (!restored_.empty()) {
+            if (const auto found = restored_.find(document); found != restored_.end()) return found->second;
+        }
+        return index_->winning_content(document);
+    }
+    [[nodiscard]] const ReferenceGraph& references() const { return references_; }
+    [[nodiscard]] std::span<const std::uint32_t> elements(std::uint32_t domain) const {
+        return domain < arrays_.size() ? arrays_[domain].elements : std::span<const std::uint32_t>{};
+    }
+
+    // Whether a read that may write has anything to store: lists of reached arrays that differ from what their own
+    // documents say, or whose documents have other leaves, and what that changes about other lists (ListKeeper).
+    [[nodiscard]] bool is_stored() const { return lists_to_store_.empty(); }
+    // The storage of the index with all that stored. O(storage) where there is anything.
+    [[nodiscard]] DocumentStorage stored() const {
+        return store_lists(*index_, instance_, domains_, lists_to_store_);
+    }
+
+   private:
+    friend class LostRecovery;
+
+    struct Array {
+        bool is_reached = false;
+        std::span<const std::uint32_t> elements;
+        std::unique_ptr<MergedList> grown;  // while other lists add to it
+    };
+
+    void take_out_what_was_not_moved();
+    void reach(std::uint32_t document);
+    void reach_array(std::uint32_t domain);
+    void reach_all();
+    [[nodiscard]] Array& array(std::uint32_t domain);
+    [[nodiscard]] MergedList& grow(std::uint32_t domain);
+    void finish_grown();
+    void collect_lists_to_store();
+    void find_documents(std::vector<ListToStore>& lists);
+
+    const DocumentIndex* index_;
+    std::string_view instance_;
+    Arena arena_;
+    OrderingLists reader_;
+    DomainTable domains_;
+    ReferenceGraph references_;
+    OwnLists own_;
+    std::vector<Array> arrays_;  // by domain
+    std::vector<bool> is_reached_;
+    std::size_t reached_documents_ = 0;  // live ones, without ordering documents
+    std::vector<std::uint32_t> reached_log_;  // documents in the order in which they were reached
+    std::size_t spread_ = 0;                  // of these, how many were followed
+    std::vector<std::uint32_t> reached_arrays_;
+    std::unordered_map<std::uint32_t, std::string_view> restored_;  // contents with their lost members
+    std::vector<ListToStore> lists_to_store_;
+};
+
+}  // namespace libzentadbpp

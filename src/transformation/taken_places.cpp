@@ -1,0 +1,74 @@
+#include "transformation/taken_places.h"
+
+#include "documents/references.h"
+
+namespace libzentadbpp {
+
+namespace {
+
+constexpr std::string_view array_reference = "\"A";
+
+bool is_array_reference(const JsonValue& value) {
+    return value.as_string().starts_with(vocabulary::array_reference_marker);
+}
+
+}  // namespace
+
+void TakenPlaces::look_through(std::uint32_t document) {
+    constexpr std::size_t cheap_to_repeat = 256;
+    const MultiVersionDocument& tree = index_->document(document);
+    if (tree.revisions().size() == 1 || !looked_through_.insert(document).second) return;
+    const auto winning = index_->winning_content(document);
+    if (!winning || winning->find(array_reference) == std::string_view::npos) return;
+    Arena arena;
+    const JsonValue winning_value = read_content(*winning, arena);
+    for (std::uint32_t at = 0; at < tree.revisions().size(); ++at) {
+        const auto content = index_->storage().data().find(tree.revisions()[at].datahash());
+        if (!content || content->data() == winning->data()) continue;
+        if (content->size() > cheap_to_repeat && !compared_.insert({winning->data(), content->data()}).second) continue;
+        if (content->find(array_reference) == std::string_view::npos) continue;
+        compare(winning_value, read_content(*content, arena), document, at);
+    }
+}
+
+// Recursion is bounded by the depth of one content.
+void TakenPlaces::compare(const JsonValue& winning, const JsonValue& other, std::uint32_t document,
+                          std::uint32_t revision) {
+    if (winning.find(vocabulary::no_flatten_key) != nullptr || other.find(vocabulary::no_flatten_key) != nullptr) return;
+    auto theirs = other.members().begin();
+    for (const auto& [key, value] : winning.members()) {
+        while (theirs != other.members().end() && theirs->key < key) ++theirs;
+        if (theirs == other.members().end()) break;
+        if (theirs->key != key || key == vocabulary::id_key) continue;
+        if (value.is_object() && theirs->value.is_object()) {
+            compare(value, theirs->value, document, revision);
+        } else if (is_array_reference(value) && is_array_reference(theirs->value) &&
+                   value.as_string() != theirs->value.as_string()) {
+            const std::uint32_t successor = domain_of(value.as_string());
+            const std::uint32_t domain = domain_of(theirs->value.as_string());
+            const auto [known, is_new] = successors_.try_emplace(domain, Origin{document, revision, successor});
+            // Revisions and paths come in their order, documents do not.
+            if (!is_new && document < known->second.document) known->second = {document, revision, successor};
+            if (pairs_.insert({successor, domain}).second) predecessors_[successor].push_back(domain);
+            if (is_new) taken_.push_back(domain);
+        }
+    }
+}
+
+std::uint32_t TakenPlaces::domain_of(std::string_view reference) {
+    const std::string_view domain = reference.substr(1);
+    const auto known = domains_->find(domain);
+    return known ? *known : domains_->add(arena_->copy(domain));
+}
+
+std::uint32_t TakenPlaces::successor(std::uint32_t domain) const {
+    const auto found = successors_.find(domain);
+    return found == successors_.end() ? none : found->second.successor;
+}
+
+std::span<const std::uint32_t> TakenPlaces::predecessors(std::uint32_t domain) const {
+    const auto found = predecessors_.find(domain);
+    return found == predecessors_.end() ? std::span<const std::uint32_t>{} : found->second;
+}
+
+}  // namespace libzentadbpp

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <span>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "common/arena.h"
+#include "common/json_value.h"
+#include "documents/document_index.h"
+#include "transformation/domain_table.h"
+
+namespace libzentadbpp {
+
+// Which array took the place of which: where the winning content of a document has an array at a member at which another
+// of its revisions has one of another domain. So it is when an object is moved, as the domains of its arrays name the
+// way to it.
+class TakenPlaces {
+   public:
+    TakenPlaces(const DocumentIndex& index, DomainTable& domains, Arena& arena)
+        : index_(&index), domains_(&domains), arena_(&arena) {}
+
+    // Compares all revisions of a document with the winning one, once. O(their contents).
+    void look_through(std::uint32_t document);
+
+    static constexpr std::uint32_t none = 0xffffffff;
+    // The array that took the place of this one, by the documents that were looked through; none: no array did. Of several
+    // the one of the lowest document, then of the lowest revision that has the other, then at the smallest path.
+    [[nodiscard]] std::uint32_t successor(std::uint32_t domain) const;
+    // The arrays with a successor, in the order in which they were found.
+    [[nodiscard]] std::span<const std::uint32_t> taken() const { return taken_; }
+    // The arrays whose place this one took.
+    [[nodiscard]] std::span<const std::uint32_t> predecessors(std::uint32_t domain) const;
+
+   private:
+    struct Origin {
+        std::uint32_t document;
+        std::uint32_t revision;
+        std::uint32_t successor;
+    };
+    void compare(const JsonValue& winning, const JsonValue& other, std::uint32_t document, std::uint32_t revision);
+    [[nodiscard]] std::uint32_t domain_of(std::string_view reference);
+
+    const DocumentIndex* index_;
+    DomainTable* domains_;
+    Arena* arena_;
+    std::set<std::uint32_t> looked_through_;
+    std::set<std::pair<const char*, const char*>> compared_;  // long contents, which documents may share
+    std::unordered_map<std::uint32_t, Origin> successors_;
+    std::vector<std::uint32_t> taken_;
+    std::set<std::pair<std::uint32_t, std::uint32_t>> pairs_;
+    std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> predecessors_;
+};
+
+}  // namespace libzentadbpp

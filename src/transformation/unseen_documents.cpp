@@ -1,0 +1,126 @@
+#include "transformation/unseen_documents.h"
+
+#include <span>
+#include <unordered_set>
+#include <utility>
+
+#include "documents/ordering_content.h"
+#include "documents/references.h"
+#include "transformation/list_branches.h"
+#include "transformation/read_index.h"
+
+namespace libzentadbpp {
+
+namespace {
+
+// The contents of the open revisions that a document has beside its winning one.
+std::vector<std::string_view> conflicting_contents(const MultiVersionDocument& document, const DataStorage& data) {
+    std::vector<std::string_view> contents;
+    if (!document.has_winning() || document.winning().index == document.revisions().size()) return contents;
+    for (const std::uint32_t leaf : document.open_leafs()) {
+        if (leaf == document.winning_position() || document.revisions()[leaf].is_deleted()) continue;
+        if (const auto content = data.find(document.revisions()[leaf].datahash())) contents.push_back(*content);
+    }
+    return contents;
+}
+
+// Follows references and lists through winning contents.
+class Closure {
+   public:
+    explicit Closure(const ReadIndex& index)
+        : index_(&index), documents_(&index.documents()), lists_(*documents_), met_(documents_->size()) {}
+
+    void add_all_from(std::string_view content) {
+        follow(content);
+        while (!open_.empty()) {
+            const std::uint32_t number = open_.back();
+            open_.pop_back();
+            if (const auto winning = index_->shown().content(number)) follow(*winning);
+        }
+    }
+
+    [[nodiscard]] const std::vector<bool>& met() const { return met_; }
+
+   private:
+    void follow(std::string_view content) {
+        if (!followed_.insert(content.data()).second) return;
+        visit_references(content, [&](char marker, std::string_view target) {
+            if (marker == vocabulary::array_reference_marker) {
+                add_array(target);
+            } else if (const auto number = documents_->find(target)) {
+                add(*number);
+            }
+        });
+    }
+
+    void add(std::uint32_t number) {
+        // What is shown leads to nothing that is not.
+        if (met_[number] || !documents_->is_live_data(number) || index_->shown().is_reached(number)) return;
+        met_[number] = true;
+        open_.push_back(number);
+    }
+
+    // All open lists of an array, whoever wrote them.
+    void add_array(std::string_view domain) {
+        if (!are_lists_collected_) collect_lists();
+        const auto found = domains_.find(domain);
+        if (!found) return;
+        for (const auto elements : std::exchange(lists_by_domain_[*found], {})) {
+            for (const std::uint32_t number : elements) add(number);
+        }
+    }
+
+    void collect_lists() {
+        are_lists_collected_ = true;
+        std::unordered_set<const char*> seen;
+        const auto [first, end] = documents_->ordering_ids();
+        for (std::uint32_t number = first; number < end; ++number) {
+            const MultiVersionDocument& document = documents_->document(number);
+            if (!documents_->is_ordering(number) || !document.has_winning()) continue;
+            const auto collect = [&](std::uint32_t leaf) {
+                const auto list = lists_.read(number, leaf);
+                if (!list || !seen.insert(list->content).second) return;
+                const std::uint32_t domain = domains_.add(list->domain);
+                if (domain >= lists_by_domain_.size()) lists_by_domain_.resize(domain + 1);
+                lists_by_domain_[domain].push_back(list->elements);
+            };
+            collect(document.winning_position());
+            if (!has_other_leaves(document)) continue;
+            for (const std::uint32_t leaf : other_leaves(document)) collect(leaf);
+        }
+    }
+
+    const ReadIndex* index_;
+    const DocumentIndex* documents_;
+    OrderingLists lists_;
+    DomainTable domains_{0};
+    std::vector<std::vector<std::span<const std::uint32_t>>> lists_by_domain_;
+    bool are_lists_collected_ = false;
+    std::unordered_set<const char*> followed_;  // contents
+    std::vector<bool> met_;
+    std::vector<std::uint32_t> open_;
+};
+
+}  // namespace
+
+bool UnseenDocuments::contains(std::uint32_t number) {
+    if (!unseen_) collect();
+    return !unseen_->empty() && (*unseen_)[number];
+}
+
+void UnseenDocuments::collect() {
+    unseen_.emplace();
+    std::vector<std::string_view> conflicting;
+    for (const auto& entry : storage_->documents()) {
+        const auto contents = conflicting_contents(*entry.value, storage_->data());
+        if (contents.empty() || is_ordering_document(*entry.value, storage_->data())) continue;
+        conflicting.insert(conflicting.end(), contents.begin(), contents.end());
+    }
+    if (conflicting.empty()) return;
+    const ReadIndex index(*storage_, instance_);
+    Closure closure(index);
+    for (const std::string_view content : conflicting) closure.add_all_from(content);
+    *unseen_ = closure.met();
+}
+
+}  // namespace libzentadbpp
