@@ -179,7 +179,10 @@ TEST(DamagedSyncJson, WhatWouldGrowBeyondMeasureFails) {
         for (int i = 10; i < 50; ++i) {
             const std::string next = std::to_string(i + 1);
             doubling += ", \"" + next + R"(": ["C)" + next + "_first\"]";
-            contents += R"(, "C)" + std::to_string(i) + R"(": {"a": "O)" + next + R"(", "b": "O)" + next + "\"}";
+            contents += R"(, "C)" + std::to_string(i) + R"(": {"a": "AD)" + next + "\"}";
+            doubling += R"(, "ord-)" + next + R"(": ["L)" + next + "_first\"]";
+            contents += R"(, "L)" + next + R"(": {"d": "D)" + next + R"(", "i": "default", "s": [")" + next + "\", \"" +
+                        next + "\"]}";
         }
         doubling += "}" + contents + R"(}, "r": "root"})";
         for (int i = 0; i < 400; ++i) shared += ", \"" + std::to_string(i) + R"(": ["C_first"])";
