@@ -133,6 +133,12 @@ void ListKeeper::keep_carried_along(std::vector<ListToStore>& lists) {
     }
 }
 
+bool may_store(const DocumentIndex& index, const ListToStore& list) {
+    if (list.document == OwnLists::none) return true;
+    const MultiVersionDocument& document = index.document(list.document);
+    return document.has_winning() && !document.winning().is_deleted();
+}
+
 DocumentStorage store_lists(const DocumentIndex& index, std::string_view instance, const DomainTable& domains,
                             std::span<const ListToStore> lists) {
     DocumentStorage result = index.storage();
@@ -145,9 +151,9 @@ DocumentStorage store_lists(const DocumentIndex& index, std::string_view instanc
         std::vector<FlattenedDocument> documents;
         for (const ListToStore& list : lists) {
             const std::string_view domain = domains.text(list.domain);
+            if (!may_store(index, list)) continue;
             const MultiVersionDocument* document = nullptr;
             if (list.document != OwnLists::none) document = &index.document(list.document);
-            if (document != nullptr && (!document->has_winning() || document->winning().is_deleted())) continue;
             const std::string_view form = document != nullptr ? document->winning().datahash() : domain;
             if (is_hash_of_kind(form, HashKind::fast) != (kind == HashKind::fast)) continue;
             const std::string_view id = document != nullptr ? document->id() : ids.id(domain, hasher, arena);

@@ -72,8 +72,10 @@ class ListKeeper {
     std::unordered_map<std::uint32_t, Numbers> left_;     // by own document: what leaves its list
 };
 
-// Writes lists into a storage, each on the winning revision of its document. A document whose winning revision is deleted
-// stays as it is. What is new takes the form of hash that the document or the domain has. O(lists + storage).
+// A document whose winning revision is deleted, or that has none, stays as it is.
+[[nodiscard]] bool may_store(const DocumentIndex& index, const ListToStore& list);
+
+// Writes lists into a storage, each on the winning revision of its document where it may be. What is new takes the form of hash that the document or the domain has. O(lists + storage).
 [[nodiscard]] DocumentStorage store_lists(const DocumentIndex& index, std::string_view instance,
                                           const DomainTable& domains, std::span<const ListToStore> lists);
 

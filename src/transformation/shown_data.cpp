@@ -142,6 +142,7 @@ void ShownData::collect_lists_to_store() {
         },
         true};
     ListKeeper(*index_, own_, references_, domains_, arena_, held).add_to(lists_to_store_);
+    std::erase_if(lists_to_store_, [&](const ListToStore& list) { return !may_store(*index_, list); });
 }
 
 // Of arrays without an own document: one that once was it, with the lowest id, is written again.
