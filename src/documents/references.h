@@ -38,6 +38,13 @@ void visit_references_in(const JsonValue& value, const Visit& visit) {
     }
 }
 
+// Whether a written content has a key that begins like "#nf".
+[[nodiscard]] inline bool may_hold_verbatim(std::string_view content) {
+    const char* const end = content.data() + content.size();
+    constexpr char marker = vocabulary::no_flatten_key.front();
+    return find_pair(content.data(), end, {'"', marker, marker}) != end;
+}
+
 // Calls `visit(marker, target)` for every reference of a written content. The target lives as long as the visit.
 template <class Visit>
 void visit_references(std::string_view content, const Visit& visit) {
@@ -46,7 +53,7 @@ void visit_references(std::string_view content, const Visit& visit) {
     constexpr BytePair reference{'"', vocabulary::array_reference_marker, vocabulary::object_reference_marker};
     const char* at = find_pair(begin, end, reference);
     if (at == end) return;
-    if (content.find(R"("#nf": )") != std::string_view::npos) {
+    if (may_hold_verbatim(content)) {
         Arena arena;
         return visit_references_in(read_content(content, arena), visit);
     }

@@ -21,8 +21,8 @@ ShownData::ShownData(const DocumentIndex& index, std::string_view instance)
       instance_(instance),
       reader_(index),
       domains_(ordering_count(index)),
-      references_(index, domains_, arena_),
       own_(index, instance, reader_, domains_, arena_),
+      references_(index, domains_, arena_),
       is_reached_(index.size()) {
     if (own_.any_in_several()) take_out_what_was_not_moved();
     arrays_.resize(domains_.size());
@@ -120,7 +120,6 @@ void ShownData::finish_grown() {
 
 void ShownData::collect_lists_to_store() {
     std::vector<ListToStore> without_document;
-    std::ranges::sort(reached_arrays_, {}, [&](std::uint32_t domain) { return domains_.text(domain); });
     for (const std::uint32_t domain : reached_arrays_) {
         const std::span<const std::uint32_t> elements = arrays_[domain].elements;
         const OwnLists::List& own = own_.of(domain);

@@ -85,8 +85,8 @@ class ShownData {
     Arena arena_;
     OrderingLists reader_;
     DomainTable domains_;
-    ReferenceGraph references_;
     OwnLists own_;
+    ReferenceGraph references_;
     std::vector<Array> arrays_;  // by domain
     std::vector<bool> is_reached_;
     std::size_t reached_documents_ = 0;  // live ones, without ordering documents

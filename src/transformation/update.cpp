@@ -122,8 +122,8 @@ DocumentStorage keep_lists(const DocumentStorage& stored, const Documents& docum
     OrderingLists reader(index);
     Arena arena;
     DomainTable domains(documents.size());
-    const ReferenceGraph references(index, domains, arena);
     OwnLists own(index, instance, reader, domains, arena);
+    const ReferenceGraph references(index, domains, arena);
 
     std::vector<bool> is_produced(index.size());
     std::vector<HeldData::List> lists;
