@@ -1,6 +1,7 @@
 #include "transformation/list_keeper.h"
 
 #include <algorithm>
+#include <map>
 
 #include "common/text_order.h"
 #include "data/data_hash.h"
@@ -24,10 +25,11 @@ bool ListKeeper::is_kept(const OwnLists::Leaf& leaf) const {
     return list && own_->of(leaf.domain).document == leaf.list.document && (held_.stores_empty_lists || !list->empty());
 }
 
+// Whether the data has a document, but not in an array, nor in one that took its place.
 bool ListKeeper::is_elsewhere(std::uint32_t number, std::uint32_t domain) {
     if (!held_.has_document(number) || is_in(number, domain)) return false;
-    const std::uint32_t successor = places_.successor(domain);
-    return successor == TakenPlaces::none || !is_in(number, successor);
+    return std::ranges::none_of(places_.successors(domain),
+                                [&](std::uint32_t successor) { return is_in(number, successor); });
 }
 
 void ListKeeper::add_to(std::vector<ListToStore>& lists) {
@@ -35,14 +37,45 @@ void ListKeeper::add_to(std::vector<ListToStore>& lists) {
     if (own_->any_in_several() || !lists.empty()) keep_carried_along(lists);
 }
 
-void ListKeeper::look_through_documents_with(const Numbers& domains) {
-    for (std::uint32_t document = 0; document < index_->size(); ++document) {
-        if (!held_.has_document(document)) continue;
-        const auto refers_there = [&](const Reference& reference) {
-            return reference.is_array && domains.contains(reference.target);
-        };
-        if (std::ranges::any_of(references_->of(document), refers_there)) places_.look_through(document);
+void ListKeeper::count_places() {
+    if (!places_of_.empty()) return;
+    places_of_.resize(index_->size());
+    std::unordered_set<std::uint32_t> seen;
+    for (std::uint32_t domain = 0; domain < domains_->size(); ++domain) {
+        const auto list = held_.list_of(domain);
+        if (!list) continue;
+        seen.clear();
+        for (const std::uint32_t number : *list) {
+            if (seen.insert(number).second) ++places_of_[number];
+        }
     }
+}
+
+// Whether an own document lists a document, as far as lists are stored by now.
+bool ListKeeper::lists_now(std::uint32_t document, std::uint32_t number) {
+    if (const auto stored = stored_by_document_.find(document); stored != stored_by_document_.end()) {
+        return stored->second->numbers.contains(number);
+    }
+    return std::ranges::any_of(own_->leaves_of(document), [&](const OwnLists::Leaf& leaf) {
+        return !is_kept(leaf) || is_in(number, leaf.domain);
+    });
+}
+
+// Whether own documents list a document beside the given ones, or more than so many arrays of the data have it.
+bool ListKeeper::is_listed_beside(std::uint32_t number, std::uint32_t document, std::uint32_t places,
+                                  std::uint32_t other) {
+    count_places();
+    return places_of_[number] > places || std::ranges::any_of(own_->listing(number), [&](std::uint32_t listing) {
+               return listing != OwnLists::none && listing != document && listing != other && lists_now(listing, number);
+           });
+}
+
+void ListKeeper::look_through_documents_with(const Numbers& domains) {
+    references_->visit_documents_with(
+        [&](std::uint32_t domain) { return domains.contains(domain); },
+        [&](std::uint32_t document) {
+            if (held_.has_document(document)) places_.look_through(document);
+        });
 }
 
 void ListKeeper::take_out_moved(std::vector<ListToStore>& lists) {
@@ -64,71 +97,86 @@ void ListKeeper::take_out_moved(std::vector<ListToStore>& lists) {
     }
     look_through_documents_with(holders);
 
-    std::unordered_map<const char*, bool> has_moved;
+    struct Known {
+        bool has_moved;
+        const Stored* stored = nullptr;  // where it is the only leaf of a document
+    };
+    std::unordered_map<const char*, Known> known_contents;  // documents may share a long one
     for (const OwnLists::Leaf& leaf : own_->leaves()) {
         const std::uint32_t document = leaf.list.document;
-        if (is_kept(leaf) || left_.contains(document)) continue;
-        const auto [known, is_new] = has_moved.try_emplace(leaf.list.content);
-        const auto is_moved = [&](std::uint32_t number) { return is_elsewhere(number, leaf.domain); };
-        if (is_new) known->second = std::ranges::any_of(leaf.list.elements, is_moved);
-        if (!known->second) continue;
-        std::vector<std::uint32_t> elements = own_->merged(document, leaf.domain);
-        Numbers& left = left_[document];
-        std::ranges::copy_if(elements, std::inserter(left, left.end()), is_moved);
-        std::erase_if(elements, is_moved);
-        lists.push_back({leaf.domain, document, std::move(elements)});
+        if (is_kept(leaf) || stored_by_document_.contains(document)) continue;
+        const auto [entry, is_new] = known_contents.try_emplace(leaf.list.content);
+        Known& known = entry->second;
+        if (is_new) {
+            known.has_moved = std::ranges::any_of(
+                leaf.list.elements, [&](std::uint32_t number) { return is_elsewhere(number, leaf.domain); });
+        }
+        const ListToStore list{leaf.domain, document, {}};
+        if (!known.has_moved || !may_store(*index_, list)) continue;
+        const bool is_only_leaf = own_->leaves_of(document).size() == 1;
+        const Stored* stored = is_only_leaf ? known.stored : nullptr;
+        if (stored == nullptr) stored = &stored_.emplace_back(without_moved(document, leaf.domain));
+        if (is_only_leaf) known.stored = stored;
+        stored_by_document_.emplace(document, stored);
+        lists.push_back({leaf.domain, document, stored->elements});
     }
 }
 
-// Whether an own document lists a document once everything is stored.
-bool ListKeeper::still_lists(std::uint32_t document, std::uint32_t number) {
-    if (const auto left = left_.find(document); left != left_.end()) return !left->second.contains(number);
-    return std::ranges::any_of(own_->leaves_of(document), [&](const OwnLists::Leaf& leaf) {
-        return !is_kept(leaf) || is_in(number, leaf.domain);
-    });
+ListKeeper::Stored ListKeeper::without_moved(std::uint32_t document, std::uint32_t domain) {
+    std::vector<std::uint32_t> elements = own_->merged(
+        document, domain, [&](std::uint32_t number) { return is_listed_beside(number, document, 0); });
+    std::erase_if(elements, [&](std::uint32_t number) { return is_elsewhere(number, domain); });
+    return {arena_->copy(std::span<const std::uint32_t>(elements)), {elements.begin(), elements.end()}};
+}
+
+ListKeeper::Numbers ListKeeper::dropped_now(std::uint32_t document) {
+    const auto stored = stored_by_document_.find(document);
+    if (stored == stored_by_document_.end()) return own_->dropped(document);
+    Numbers dropped = own_->ever_listed(document);
+    std::erase_if(dropped, [&](std::uint32_t number) { return stored->second->numbers.contains(number); });
+    return dropped;
 }
 
 // The other half of ShownData::take_out_what_was_not_moved: whoever stored an element in an array had read that it was
-// moved elsewhere as well. The list of the array that the object had before is to say so too, or the element would leave.
+// moved elsewhere as well. The list of the array that the object had before says so too from now on, or the element would
+// leave.
 void ListKeeper::keep_carried_along(std::vector<ListToStore>& lists) {
-    const auto listed_by_third = [&](std::uint32_t number, std::uint32_t document, std::uint32_t origin) {
-        return std::ranges::any_of(own_->listing(number), [&](std::uint32_t listing) {
-            return listing != OwnLists::none && listing != document && listing != origin &&
-                   still_lists(listing, number);
-        });
-    };
     Numbers candidates;
+    std::vector<std::uint32_t> in_order;
     for (std::uint32_t domain = 0; domain < domains_->size(); ++domain) {
         const auto list = held_.list_of(domain);
         if (!list) continue;
         const std::uint32_t document = own_->of(domain).document;
-        if (std::ranges::any_of(*list, [&](std::uint32_t number) {
-                return listed_by_third(number, document, OwnLists::none);
-            })) {
-            candidates.insert(domain);
-        }
+        const auto is_beside = [&](std::uint32_t number) { return is_listed_beside(number, document, 1); };
+        if (!std::ranges::any_of(*list, is_beside)) continue;
+        candidates.insert(domain);
+        in_order.push_back(domain);
     }
     if (candidates.empty()) return;
     look_through_documents_with(candidates);
+    const auto text_of = [&](std::uint32_t domain) { return domains_->text(domain); };
+    std::ranges::sort(in_order, {}, text_of);
     std::unordered_map<std::uint32_t, Numbers> dropped;
-    for (std::uint32_t domain = 0; domain < domains_->size(); ++domain) {
-        if (!candidates.contains(domain)) continue;
+    for (const std::uint32_t domain : in_order) {
         const auto list = *held_.list_of(domain);
         const std::uint32_t document = own_->of(domain).document;
-        for (const std::uint32_t before : places_.predecessors(domain)) {
-            const std::uint32_t origin = own_->of(before).document;
-            if (origin == OwnLists::none || origin == document || held_.list_of(before)) continue;
+        const auto before = places_.predecessors(domain);
+        std::vector<std::uint32_t> others(before.begin(), before.end());
+        std::ranges::sort(others, {}, text_of);
+        for (const std::uint32_t other : others) {
+            const std::uint32_t origin = own_->of(other).document;
+            const ListToStore to_store{other, origin, list};
+            if (origin == OwnLists::none || origin == document || held_.list_of(other)) continue;
+            if (!may_store(*index_, to_store)) continue;
             const auto [known, is_new] = dropped.try_emplace(origin);
-            if (is_new) {
-                known->second = own_->dropped(origin);
-                if (const auto left = left_.find(origin); left != left_.end()) known->second.merge(Numbers(left->second));
-            }
+            if (is_new) known->second = dropped_now(origin);
             const bool would_leave = std::ranges::any_of(list, [&](std::uint32_t number) {
-                return known->second.contains(number) && listed_by_third(number, document, origin);
+                return known->second.contains(number) && is_listed_beside(number, document, 1, origin);
             });
             if (!would_leave) continue;
-            std::erase_if(lists, [&](const ListToStore& other) { return other.document == origin; });
-            lists.push_back({before, origin, {list.begin(), list.end()}});
+            stored_by_document_[origin] = &stored_.emplace_back(Stored{list, {list.begin(), list.end()}});
+            dropped.erase(known);
+            lists.push_back(to_store);
         }
     }
 }
@@ -140,7 +188,7 @@ bool may_store(const DocumentIndex& index, const ListToStore& list) {
 }
 
 DocumentStorage store_lists(const DocumentIndex& index, std::string_view instance, const DomainTable& domains,
-                            std::span<const ListToStore> lists) {
+                            std::span<const ListToStore> lists, std::optional<HashKind> hash_kind) {
     DocumentStorage result = index.storage();
     Arena arena;
     SharedMemory memory;
@@ -149,24 +197,30 @@ DocumentStorage store_lists(const DocumentIndex& index, std::string_view instanc
     for (const HashKind kind : {HashKind::sha256, HashKind::fast}) {
         DataHasher hasher(kind);
         std::vector<FlattenedDocument> documents;
+        std::map<std::pair<std::uint32_t, const std::uint32_t*>, std::string_view> contents;  // equal lists are written once
         for (const ListToStore& list : lists) {
             const std::string_view domain = domains.text(list.domain);
             if (!may_store(index, list)) continue;
             const MultiVersionDocument* document = nullptr;
             if (list.document != OwnLists::none) document = &index.document(list.document);
             const std::string_view form = document != nullptr ? document->winning().datahash() : domain;
-            if (is_hash_of_kind(form, HashKind::fast) != (kind == HashKind::fast)) continue;
+            const HashKind form_kind = is_hash_of_kind(form, HashKind::fast) ? HashKind::fast : HashKind::sha256;
+            if (hash_kind.value_or(form_kind) != kind) continue;
             const std::string_view id = document != nullptr ? document->id() : ids.id(domain, hasher, arena);
             if (!list.is_changed) {
                 documents.push_back({id, {}});
                 continue;
             }
-            std::vector<std::string_view> element_ids;
-            element_ids.reserve(list.elements.size());
-            for (const std::uint32_t number : list.elements) element_ids.push_back(index.id(number));
-            TextBuffer content;
-            write_ordering_content(instance, domain, element_ids, content);
-            documents.push_back({id, arena.copy(content.view())});
+            std::string_view& content = contents[{list.domain, list.elements.data()}];
+            if (content.data() == nullptr) {
+                std::vector<std::string_view> element_ids;
+                element_ids.reserve(list.elements.size());
+                for (const std::uint32_t number : list.elements) element_ids.push_back(index.id(number));
+                TextBuffer text;
+                write_ordering_content(instance, domain, element_ids, text);
+                content = arena.copy(text.view());
+            }
+            documents.push_back({id, content});
         }
         if (documents.empty()) continue;
         sort_by_text(documents, [](const FlattenedDocument& produced) { return produced.id; });

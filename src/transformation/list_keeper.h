@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <optional>
 #include <span>
@@ -10,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "data/data_hash.h"
 #include "documents/document_index.h"
 #include "documents/document_storage.h"
 #include "transformation/domain_table.h"
@@ -23,7 +25,7 @@ namespace libzentadbpp {
 struct ListToStore {
     std::uint32_t domain;
     std::uint32_t document;  // OwnLists::none: a new one
-    std::vector<std::uint32_t> elements;
+    std::span<const std::uint32_t> elements;
     bool is_changed = true;  // otherwise leaves are closed and nothing else
 };
 
@@ -46,37 +48,54 @@ class ListKeeper {
           own_(&own),
           references_(&references),
           domains_(&domains),
+          arena_(&arena),
           held_(std::move(held)),
           places_(index, domains, arena) {}
 
-    // Adds to `lists`, those that are stored for the arrays of the data. Linear, n log n where anything was moved.
+    // Adds to `lists`, which are those that are stored for the arrays of the data. Linear, n log n where anything was moved.
     void add_to(std::vector<ListToStore>& lists);
 
    private:
     using Numbers = std::unordered_set<std::uint32_t>;
+    // The list of an own document once it was stored.
+    struct Stored {
+        std::span<const std::uint32_t> elements;
+        Numbers numbers;
+    };
+
+    void count_places();
     [[nodiscard]] bool is_in(std::uint32_t number, std::uint32_t domain);
     [[nodiscard]] bool is_kept(const OwnLists::Leaf& leaf) const;
     [[nodiscard]] bool is_elsewhere(std::uint32_t number, std::uint32_t domain);
-    void take_out_moved(std::vector<ListToStore>& lists);
+    [[nodiscard]] bool is_listed_beside(std::uint32_t number, std::uint32_t document, std::uint32_t places,
+                                        std::uint32_t other = OwnLists::none);
+    [[nodiscard]] bool lists_now(std::uint32_t document, std::uint32_t number);
     void look_through_documents_with(const Numbers& domains);
+    void take_out_moved(std::vector<ListToStore>& lists);
+    [[nodiscard]] Stored without_moved(std::uint32_t document, std::uint32_t domain);
     void keep_carried_along(std::vector<ListToStore>& lists);
-    [[nodiscard]] bool still_lists(std::uint32_t document, std::uint32_t number);
+    [[nodiscard]] Numbers dropped_now(std::uint32_t document);
 
     const DocumentIndex* index_;
     OwnLists* own_;
     const ReferenceGraph* references_;
     DomainTable* domains_;
+    Arena* arena_;
     HeldData held_;
     TakenPlaces places_;
+    std::vector<std::uint32_t> places_of_;  // by document: in how many arrays of the data it is, once that was asked for
     std::unordered_map<std::uint32_t, Numbers> members_;  // of the arrays of the data that were asked for
-    std::unordered_map<std::uint32_t, Numbers> left_;     // by own document: what leaves its list
+    std::deque<Stored> stored_;
+    std::unordered_map<std::uint32_t, const Stored*> stored_by_document_;
 };
 
 // A document whose winning revision is deleted, or that has none, stays as it is.
 [[nodiscard]] bool may_store(const DocumentIndex& index, const ListToStore& list);
 
-// Writes lists into a storage, each on the winning revision of its document where it may be. What is new takes the form of hash that the document or the domain has. O(lists + storage).
+// Writes lists into a storage, each on the winning revision of its document where it may be. Hashes are of the given kind,
+// or else of that which the document or the domain has. O(lists + storage).
 [[nodiscard]] DocumentStorage store_lists(const DocumentIndex& index, std::string_view instance,
-                                          const DomainTable& domains, std::span<const ListToStore> lists);
+                                          const DomainTable& domains, std::span<const ListToStore> lists,
+                                          std::optional<HashKind> hash_kind = std::nullopt);
 
 }  // namespace libzentadbpp

@@ -24,12 +24,14 @@ JsonValue with_members(const JsonValue& object, std::span<const Given> given, st
         auto last = first;
         while (last != given.end() && last->first[depth] == key) ++last;
         const auto member = std::ranges::lower_bound(members.begin(), members.begin() + had, key, {}, &JsonMember::key);
-        if (member != members.begin() + had && member->key == key) {
+        const bool is_here = member != members.begin() + had && member->key == key;
+        if (first->first.size() > depth + 1) {
             member->value = with_members(member->value, {first, last}, depth + 1, index, arena);
         } else {
             const std::string reference =
                 std::string(1, vocabulary::object_reference_marker).append(index.id(first->second));
-            members.push_back({key, JsonValue::string(arena.copy(std::string_view(reference)))});
+            const JsonValue value = JsonValue::string(arena.copy(std::string_view(reference)));
+            is_here ? void(member->value = value) : members.push_back({key, value});
         }
         first = last;
     }
@@ -69,6 +71,7 @@ std::optional<std::uint32_t> LostMembers::next(const std::function<bool(std::uin
 void LostMembers::read_candidates(std::uint32_t document, Taker& taker) {
     const auto revisions = index_->document(document).revisions();
     const std::string_view winning = *index_->winning_content(document);
+    work_ += winning.size();
     taker.winning = read_content(winning, arena_);
     std::unordered_set<const char*> seen{winning.data()};
     Path path;
@@ -97,12 +100,19 @@ void LostMembers::collect(const JsonValue& object, Path& path, std::vector<Candi
     }
 }
 
+bool LostMembers::refers_to_deleted(const JsonValue& member) const {
+    const std::string_view text = member.as_string();
+    if (!text.starts_with(vocabulary::object_reference_marker)) return false;
+    const auto target = index_->find(text.substr(1));
+    return target && !index_->is_live(*target);
+}
+
 bool LostMembers::has_room(const JsonValue& winning, const Path& path) const {
     const JsonValue* object = &winning;
     for (auto key = path.begin();; ++key) {
         if (!object->is_object() || object->find(vocabulary::no_flatten_key) != nullptr) return false;
         const JsonValue* const member = object->find(*key);
-        if (key + 1 == path.end()) return member == nullptr;
+        if (key + 1 == path.end()) return member == nullptr || refers_to_deleted(*member);
         if (member == nullptr) return false;
         object = member;
     }

@@ -16,7 +16,7 @@
 namespace libzentadbpp {
 
 // Members that documents lost: an earlier revision refers to a document at a member (a path of keys through inline
-// objects), and the winning content has the objects on the way, but nothing there.
+// objects), and the winning content has the objects on the way, but nothing there, or a document that was deleted.
 class LostMembers {
    public:
     explicit LostMembers(const DocumentIndex& index) : index_(&index) {}
@@ -44,6 +44,7 @@ class LostMembers {
 
     void read_candidates(std::uint32_t document, Taker& taker);
     void collect(const JsonValue& object, Path& path, std::vector<Candidate>& candidates);
+    [[nodiscard]] bool refers_to_deleted(const JsonValue& member) const;
     [[nodiscard]] bool has_room(const JsonValue& winning, const Path& path) const;
 
     const DocumentIndex* index_;

@@ -30,7 +30,8 @@ class LostRecovery {
 
     void run() {
         collect_other_lists();
-        while (!all_is_reached() && (add_other_lists() || give_back_from_list() || give_back_member())) {
+        // Lists of the instance that decided where a document is place it in arrays that are reached later, too.
+        while (add_other_lists() || (!all_is_reached() && (give_back_from_list() || give_back_member()))) {
             data_->reach_all();
         }
         for (auto& [document, content] : members_.contents(data_->arena_)) {
@@ -154,7 +155,7 @@ class LostRecovery {
 
     void collect_old_lists() {
         are_old_lists_collected_ = true;
-        std::unordered_set<const char*> without_lost;
+        std::unordered_map<const char*, bool> has_lost;  // by content, which revisions may share
         const auto [first, end] = index_->ordering_ids();
         for (std::uint32_t number = first; number < end; ++number) {
             if (!index_->is_ordering(number)) continue;
@@ -163,11 +164,10 @@ class LostRecovery {
             if (first_is_leaf(document)) leaves.insert(leaves.begin(), 0);
             for (std::uint32_t at = 0; at < document.revisions().size(); ++at) {
                 const auto list = data_->reader_.read(number, at);
-                if (!list || without_lost.contains(list->content)) continue;
-                if (std::ranges::none_of(list->elements, [&](std::uint32_t id) { return is_lost(id); })) {
-                    without_lost.insert(list->content);
-                    continue;
-                }
+                if (!list) continue;
+                const auto [known, is_new] = has_lost.try_emplace(list->content);
+                if (is_new) known->second = std::ranges::any_of(list->elements, [&](std::uint32_t id) { return is_lost(id); });
+                if (!known->second) continue;
                 const std::uint32_t domain = data_->domains_.add(list->domain);
                 old_lists_by_domain_[domain].push_back(old_lists_.size());
                 old_lists_.push_back({*list, domain, std::ranges::binary_search(leaves, at)});

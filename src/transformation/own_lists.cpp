@@ -79,7 +79,8 @@ void OwnLists::merge_branches() {
         for (const Leaf& leaf : leaves_of(document)) {
             List& own = lists_[leaf.domain];
             if (own.document != document || own.is_merged) continue;
-            const std::vector<std::uint32_t> merged_list = merged(document, leaf.domain);
+            const std::vector<std::uint32_t> merged_list = merged(
+                document, leaf.domain, [&](std::uint32_t number) { return is_listed_beside(number, document); });
             own.elements = arena_->copy(std::span<const std::uint32_t>(merged_list));
             own.is_merged = true;
         }
@@ -92,7 +93,8 @@ void OwnLists::merge_branches() {
     }
 }
 
-std::vector<std::uint32_t> OwnLists::merged(std::uint32_t document, std::uint32_t domain) {
+std::vector<std::uint32_t> OwnLists::merged(std::uint32_t document, std::uint32_t domain,
+                                            const std::function<bool(std::uint32_t)>& is_elsewhere) {
     std::vector<std::uint32_t> revisions;
     for (const Leaf& leaf : leaves_of(document)) {
         if (leaf.domain == domain) revisions.push_back(leaf.list.revision);
@@ -114,20 +116,24 @@ std::vector<std::uint32_t> OwnLists::merged(std::uint32_t document, std::uint32_
             unmerged_.insert({document, leaf});
             continue;
         }
-        list.merge(*began, *elements_at(leaf),
-                   [&](std::uint32_t number) { return is_listed_beside(number, document); });
+        list.merge(*began, *elements_at(leaf), is_elsewhere);
     }
     work_ += list.work();
     return list.numbers();
 }
 
-std::unordered_set<std::uint32_t> OwnLists::dropped(std::uint32_t document) {
-    std::unordered_set<std::uint32_t> dropped;
+std::unordered_set<std::uint32_t> OwnLists::ever_listed(std::uint32_t document) {
+    std::unordered_set<std::uint32_t> listed;
     std::unordered_set<const char*> seen;
     for (std::uint32_t at = 0; at < index_->document(document).revisions().size(); ++at) {
         const auto list = reader_->read(document, at);
-        if (list && seen.insert(list->content).second) dropped.insert(list->elements.begin(), list->elements.end());
+        if (list && seen.insert(list->content).second) listed.insert(list->elements.begin(), list->elements.end());
     }
+    return listed;
+}
+
+std::unordered_set<std::uint32_t> OwnLists::dropped(std::uint32_t document) {
+    std::unordered_set<std::uint32_t> dropped = ever_listed(document);
     std::unordered_map<std::uint32_t, std::uint32_t> holders;  // how many different leaves have it
     std::unordered_set<const char*> leaves;
     for (const Leaf& leaf : leaves_of(document)) {

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <set>
 #include <span>
@@ -63,8 +64,11 @@ class OwnLists {
     // Up to three own documents whose open leaves list a document; `none` where there are fewer.
     [[nodiscard]] std::span<const std::uint32_t> listing(std::uint32_t number);
     // The merged list of any own document, also of one that is not the first of its domain.
-    [[nodiscard]] std::vector<std::uint32_t> merged(std::uint32_t document, std::uint32_t domain);
-    // The documents that some list of an own document had and some open leaf of it has no longer.
+    // `is_elsewhere(number)`: whether another own document lists it.
+    [[nodiscard]] std::vector<std::uint32_t> merged(std::uint32_t document, std::uint32_t domain,
+                                                    const std::function<bool(std::uint32_t)>& is_elsewhere);
+    // The documents that any list of an own document ever had, and of these those that some open leaf has no longer.
+    [[nodiscard]] std::unordered_set<std::uint32_t> ever_listed(std::uint32_t document);
     [[nodiscard]] std::unordered_set<std::uint32_t> dropped(std::uint32_t document);
     // The open leaves of one document.
     [[nodiscard]] std::span<const Leaf> leaves_of(std::uint32_t document) const;

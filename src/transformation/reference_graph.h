@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <span>
 #include <unordered_map>
@@ -29,6 +30,27 @@ class ReferenceGraph {
         const Range range = by_document_[document];
         return std::span(references_).subspan(range.first, range.count);
     }
+    // Calls `visit(document)` for every document that refers to an array for which `is_wanted(domain)` holds. Documents may
+    // share a long content, whose references are looked at once.
+    template <class IsWanted, class Visit>
+    void visit_documents_with(const IsWanted& is_wanted, const Visit& visit) const {
+        std::unordered_map<std::uint32_t, bool> known;
+        const auto refers = [&](const Reference& reference) { return reference.is_array && is_wanted(reference.target); };
+        for (std::uint32_t document = 0; document < by_document_.size(); ++document) {
+            const Range range = by_document_[document];
+            if (range.count <= cheap_to_repeat) {
+                if (std::ranges::any_of(of(document), refers)) visit(document);
+                continue;
+            }
+            const auto [entry, is_new] = known.try_emplace(range.first);
+            if (is_new) entry->second = std::ranges::any_of(of(document), refers);
+            if (entry->second) visit(document);
+        }
+    }
+    // Whether following the references of a document takes long, so that it is worth to know whether another one with the
+    // same content was followed before; what tells the contents apart.
+    [[nodiscard]] bool has_many(std::uint32_t document) const { return by_document_[document].count > cheap_to_repeat; }
+    [[nodiscard]] std::uint32_t content_mark(std::uint32_t document) const { return by_document_[document].first; }
     // How many live documents there are, the ordering documents left out.
     [[nodiscard]] std::size_t live_documents() const { return live_documents_; }
 
@@ -43,6 +65,8 @@ class ReferenceGraph {
         std::uint32_t count = 0;
     };
     Range append(std::string_view content);
+
+    static constexpr std::uint32_t cheap_to_repeat = 16;
 
     const DocumentIndex* index_;
     DomainTable* domains_;

@@ -41,21 +41,15 @@ void ShownData::take_out_what_was_not_moved() {
         return std::ranges::any_of(
             list.elements, [&](std::uint32_t number) { return own_.is_listed_beside(number, list.document); });
     };
-    std::vector<bool> is_judged(domains_.size());
-    std::vector<bool> may_lose(domains_.size());
     TakenPlaces places(*index_, domains_, arena_);
     std::vector<std::uint32_t> candidates;
-    for (std::uint32_t document = 0; document < index_->size(); ++document) {
-        for (const auto& [target, is_array] : references_.of(document)) {
-            if (!is_array) continue;
-            if (!is_judged[target]) {
-                is_judged[target] = true;
-                may_lose[target] = is_candidate(target);
-                if (may_lose[target]) candidates.push_back(target);
-            }
-            if (may_lose[target]) places.look_through(document);
-        }
+    std::vector<bool> may_lose(domains_.size());
+    for (std::uint32_t domain = 0; domain < domains_.size(); ++domain) {
+        may_lose[domain] = is_candidate(domain);
+        if (may_lose[domain]) candidates.push_back(domain);
     }
+    references_.visit_documents_with([&](std::uint32_t domain) { return may_lose[domain]; },
+                                     [&](std::uint32_t document) { places.look_through(document); });
     std::unordered_map<std::uint32_t, std::unordered_set<std::uint32_t>> dropped;  // by own document
     for (const std::uint32_t domain : candidates) {
         const OwnLists::List& list = own_.of(domain);
@@ -96,7 +90,9 @@ void ShownData::reach_array(std::uint32_t domain) {
 
 void ShownData::reach_all() {
     for (; spread_ < reached_log_.size(); ++spread_) {
-        for (const auto& [target, is_array] : references_.of(reached_log_[spread_])) {
+        const std::uint32_t document = reached_log_[spread_];
+        if (references_.has_many(document) && !followed_.insert(references_.content_mark(document)).second) continue;
+        for (const auto& [target, is_array] : references_.of(document)) {
             is_array ? reach_array(target) : reach(target);
         }
     }
@@ -124,13 +120,13 @@ void ShownData::collect_lists_to_store() {
         const std::span<const std::uint32_t> elements = arrays_[domain].elements;
         const OwnLists::List& own = own_.of(domain);
         if (own.document == OwnLists::none) {
-            if (!elements.empty()) without_document.push_back({domain, own.document, {elements.begin(), elements.end()}});
+            if (!elements.empty()) without_document.push_back({domain, own.document, elements});
             continue;
         }
         const bool is_own = elements.data() == own.elements.data() || std::ranges::equal(elements, own.elements);
         const bool is_changed = !own.is_stored || !is_own;
         if (!is_changed && !has_other_leaves(index_->document(own.document))) continue;
-        lists_to_store_.push_back({domain, own.document, {elements.begin(), elements.end()}, is_changed});
+        lists_to_store_.push_back({domain, own.document, elements, is_changed});
     }
     if (!without_document.empty()) find_documents(without_document);
     const HeldData held{

@@ -6,6 +6,7 @@
 #include <span>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "common/arena.h"
@@ -92,6 +93,7 @@ class ShownData {
     std::size_t reached_documents_ = 0;  // live ones, without ordering documents
     std::vector<std::uint32_t> reached_log_;  // documents in the order in which they were reached
     std::size_t spread_ = 0;                  // of these, how many were followed
+    std::unordered_set<std::uint32_t> followed_;  // contents with many references
     std::vector<std::uint32_t> reached_arrays_;
     std::unordered_map<std::uint32_t, std::string_view> restored_;  // contents with their lost members
     std::vector<ListToStore> lists_to_store_;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <tuple>
+#include <unordered_map>
+#include <utility>
 
 #include "common/error.h"
 #include "documents/references.h"
@@ -33,72 +35,117 @@ bool ShownPlaces::is_shown_once(std::uint32_t document) {
 
 namespace {
 
-// Documents and arrays that a walk comes to, and from where. Documents have their numbers, arrays come after them.
-struct Walk {
-    explicit Walk(std::size_t documents) : is_met(documents) {}
+// What a walk comes to, and from where: documents, which have their numbers, then arrays and contents. Documents may share
+// a long content, which is followed once.
+class Walk {
+   public:
+    explicit Walk(std::uint32_t documents) : documents_(documents), is_met_(documents) {}
 
     void meet(std::uint32_t node, std::uint32_t from) {
-        edges.push_back({node, from});
-        if (node >= is_met.size()) is_met.resize(node + 1);
-        if (is_met[node]) return;
-        is_met[node] = true;
-        nodes.push_back(node);
+        edges_.push_back({node, from});
+        if (is_met_[node]) return;
+        is_met_[node] = true;
+        nodes_.push_back(node);
+    }
+    void meet_array(std::string_view domain, std::uint32_t from) {
+        const auto known = arrays_.find(domain);
+        if (!known) {
+            arrays_.add(texts_.copy(domain));
+            array_nodes_.push_back(add({domain, true}));
+            inner_.back().text = arrays_.text(static_cast<std::uint32_t>(arrays_.size() - 1));
+        }
+        meet(known ? array_nodes_[*known] : array_nodes_.back(), from);
+    }
+    void meet_content(std::string_view content, std::uint32_t from) {
+        const auto [known, is_new] = contents_.try_emplace(content.data());
+        if (is_new) known->second = add({content, false});
+        meet(known->second, from);
     }
 
+    struct Inner {
+        std::string_view text;  // the domain, or the content
+        bool is_array;
+    };
+    // What has no number of its own, or null for a document.
+    [[nodiscard]] const Inner* inner(std::uint32_t node) const {
+        return node < documents_ ? nullptr : &inner_[node - documents_];
+    }
+    [[nodiscard]] const std::vector<std::uint32_t>& nodes() const { return nodes_; }
+
+    // The given nodes, and all from which the walk came to one of them.
+    [[nodiscard]] std::vector<bool> leading_to(const std::vector<std::uint32_t>& targets) {
+        std::ranges::sort(edges_, {}, &Edge::to);
+        std::vector<bool> leads(is_met_.size());
+        std::vector<std::uint32_t> open;
+        const auto mark = [&](std::uint32_t node) {
+            if (!leads[node]) open.push_back(node);
+            leads[node] = true;
+        };
+        for (const std::uint32_t target : targets) mark(target);
+        while (!open.empty()) {
+            const std::uint32_t node = open.back();
+            open.pop_back();
+            for (const Edge& edge : std::ranges::equal_range(edges_, node, {}, &Edge::to)) mark(edge.from);
+        }
+        return leads;
+    }
+
+   private:
     struct Edge {
         std::uint32_t to;
         std::uint32_t from;
     };
-    std::vector<bool> is_met;
-    std::vector<std::uint32_t> nodes;
-    std::vector<Edge> edges;
+
+    std::uint32_t add(Inner inner) {
+        inner_.push_back(inner);
+        is_met_.push_back(false);
+        return static_cast<std::uint32_t>(is_met_.size() - 1);
+    }
+
+    std::uint32_t documents_;
+    std::vector<bool> is_met_;
+    std::vector<std::uint32_t> nodes_;
+    std::vector<Edge> edges_;
+    std::vector<Inner> inner_;
+    Arena texts_;
+    TextTable arrays_;
+    std::vector<std::uint32_t> array_nodes_;
+    std::unordered_map<const char*, std::uint32_t> contents_;
 };
 
 }  // namespace
 
 void ShownPlaces::find_shown_once() {
+    constexpr std::size_t cheap_to_repeat = 256;
     const DocumentIndex& index = shown_->index();
-    const auto documents = static_cast<std::uint32_t>(index.size());
-    Walk walk(documents);
-    DomainTable domains(0);
-    Arena arena;
+    Walk walk(static_cast<std::uint32_t>(index.size()));
     std::vector<std::uint32_t> members;  // documents that a member refers to
-    const auto follow_content = [&](std::string_view content, std::uint32_t from) {
+    const auto follow = [&](std::string_view content, std::uint32_t from) {
         visit_references(content, [&](char marker, std::string_view target) {
-            if (marker == vocabulary::array_reference_marker) {
-                const auto known = domains.find(target);
-                walk.meet(documents + (known ? *known : domains.add(arena.copy(target))), from);
-            } else if (const auto number = index.find(target); number && index.is_live(*number)) {
+            if (marker == vocabulary::array_reference_marker) return walk.meet_array(target, from);
+            if (const auto number = index.find(target); number && index.is_live(*number)) {
                 members.push_back(*number);
                 walk.meet(*number, from);
             }
         });
     };
-    walk.is_met[start_] = true;
-    follow_content(start_content_, start_);
-    for (std::size_t at = 0; at < walk.nodes.size(); ++at) {
-        const std::uint32_t node = walk.nodes[at];
-        if (node >= documents) {
-            for (const std::uint32_t element : elements(domains.text(node - documents))) walk.meet(element, node);
-        } else if (index.is_live_data(node)) {
-            if (const auto content = shown_->content(node)) follow_content(*content, node);
+    follow(start_content_, start_);
+    for (std::size_t at = 0; at < walk.nodes().size(); ++at) {
+        const std::uint32_t node = walk.nodes()[at];
+        if (const Walk::Inner* const inner = walk.inner(node)) {
+            const std::string_view text = inner->text;
+            if (!inner->is_array) {
+                follow(text, node);
+            } else {
+                for (const std::uint32_t element : elements(text)) walk.meet(element, node);
+            }
+        } else if (node != start_ && index.is_live_data(node)) {
+            const auto content = shown_->content(node);
+            if (!content) continue;
+            content->size() <= cheap_to_repeat ? follow(*content, node) : walk.meet_content(*content, node);
         }
     }
-
-    std::ranges::sort(walk.edges, {}, &Walk::Edge::to);
-    std::vector<bool> leads_to_member(walk.is_met.size());
-    std::vector<std::uint32_t> open;
-    const auto mark = [&](std::uint32_t node) {
-        if (!leads_to_member[node]) open.push_back(node);
-        leads_to_member[node] = true;
-    };
-    for (const std::uint32_t member : members) mark(member);
-    while (!open.empty()) {
-        const std::uint32_t node = open.back();
-        open.pop_back();
-        for (const auto& edge : std::ranges::equal_range(walk.edges, node, {}, &Walk::Edge::to)) mark(edge.from);
-    }
-    shown_once_ = std::move(leads_to_member);
+    shown_once_ = walk.leading_to(members);
 }
 
 std::span<const std::uint32_t> ShownPlaces::elements(std::string_view domain) {

@@ -1,5 +1,7 @@
 #include "transformation/taken_places.h"
 
+#include <optional>
+
 #include "documents/references.h"
 
 namespace libzentadbpp {
@@ -21,13 +23,14 @@ void TakenPlaces::look_through(std::uint32_t document) {
     const auto winning = index_->winning_content(document);
     if (!winning || winning->find(array_reference) == std::string_view::npos) return;
     Arena arena;
-    const JsonValue winning_value = read_content(*winning, arena);
+    std::optional<JsonValue> winning_value;
     for (std::uint32_t at = 0; at < tree.revisions().size(); ++at) {
         const auto content = index_->storage().data().find(tree.revisions()[at].datahash());
         if (!content || content->data() == winning->data()) continue;
         if (content->size() > cheap_to_repeat && !compared_.insert({winning->data(), content->data()}).second) continue;
         if (content->find(array_reference) == std::string_view::npos) continue;
-        compare(winning_value, read_content(*content, arena), document, at);
+        if (!winning_value) winning_value = read_content(*winning, arena);
+        compare(*winning_value, read_content(*content, arena), document, at);
     }
 }
 
@@ -49,7 +52,10 @@ void TakenPlaces::compare(const JsonValue& winning, const JsonValue& other, std:
             const auto [known, is_new] = successors_.try_emplace(domain, Origin{document, revision, successor});
             // Revisions and paths come in their order, documents do not.
             if (!is_new && document < known->second.document) known->second = {document, revision, successor};
-            if (pairs_.insert({successor, domain}).second) predecessors_[successor].push_back(domain);
+            if (pairs_.insert({successor, domain}).second) {
+                predecessors_[successor].push_back(domain);
+                all_successors_[domain].push_back(successor);
+            }
             if (is_new) taken_.push_back(domain);
         }
     }
@@ -64,6 +70,11 @@ std::uint32_t TakenPlaces::domain_of(std::string_view reference) {
 std::uint32_t TakenPlaces::successor(std::uint32_t domain) const {
     const auto found = successors_.find(domain);
     return found == successors_.end() ? none : found->second.successor;
+}
+
+std::span<const std::uint32_t> TakenPlaces::successors(std::uint32_t domain) const {
+    const auto found = all_successors_.find(domain);
+    return found == all_successors_.end() ? std::span<const std::uint32_t>{} : found->second;
 }
 
 std::span<const std::uint32_t> TakenPlaces::predecessors(std::uint32_t domain) const {

@@ -30,6 +30,8 @@ class TakenPlaces {
     // The array that took the place of this one, by the documents that were looked through; none: no array did. Of several
     // the one of the lowest document, then of the lowest revision that has the other, then at the smallest path.
     [[nodiscard]] std::uint32_t successor(std::uint32_t domain) const;
+    // All arrays that did.
+    [[nodiscard]] std::span<const std::uint32_t> successors(std::uint32_t domain) const;
     // The arrays with a successor, in the order in which they were found.
     [[nodiscard]] std::span<const std::uint32_t> taken() const { return taken_; }
     // The arrays whose place this one took.
@@ -52,6 +54,7 @@ class TakenPlaces {
     std::unordered_map<std::uint32_t, Origin> successors_;
     std::vector<std::uint32_t> taken_;
     std::set<std::pair<std::uint32_t, std::uint32_t>> pairs_;
+    std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> all_successors_;
     std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> predecessors_;
 };
 

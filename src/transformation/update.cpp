@@ -117,7 +117,8 @@ bool may_change_other_lists(const Documents& documents, bool any_repeated, const
 }
 
 // Stores the lists that the data changes beside those of its own arrays.
-DocumentStorage keep_lists(const DocumentStorage& stored, const Documents& documents, std::string_view instance) {
+DocumentStorage keep_lists(const DocumentStorage& stored, const Documents& documents, std::string_view instance,
+                           HashKind hash_kind) {
     const DocumentIndex index(stored);
     OrderingLists reader(index);
     Arena arena;
@@ -141,7 +142,7 @@ DocumentStorage keep_lists(const DocumentStorage& stored, const Documents& docum
         [&](std::uint32_t domain) { return domain < lists.size() ? lists[domain] : std::nullopt; }, false};
     std::vector<ListToStore> to_store;
     ListKeeper(index, own, references, domains, arena, held).add_to(to_store);
-    return to_store.empty() ? stored : store_lists(index, instance, domains, to_store);
+    return to_store.empty() ? stored : store_lists(index, instance, domains, to_store, hash_kind);
 }
 
 }  // namespace
@@ -156,7 +157,7 @@ DocumentStorage update(const DocumentStorage& storage, const JsonValue& data, co
     const auto may_remove = [&](std::uint32_t number) { return !unseen.contains(number); };
     DocumentStorage stored = store_documents(storage, flat.documents, may_remove, hasher, memory);
     if (may_change_other_lists(flat.documents, any_repeated, storage, settings.instance_id)) {
-        stored = keep_lists(stored, flat.documents, settings.instance_id);
+        stored = keep_lists(stored, flat.documents, settings.instance_id, settings.hash_kind());
     }
     return DocumentStorage(stored.documents(), stored.data(), std::string(flat.root_id), stored.contents_not_named(),
                            stored.closed_documents());

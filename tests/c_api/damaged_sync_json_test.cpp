@@ -228,5 +228,82 @@ TEST(DamagedSyncJson, WhatIsNestedIsReadOnce) {
     EXPECT_LT(seconds_to_read(nested), 10 * seconds_to_read(R"({" ": )" + numbers + "}"));
 }
 
+// Sets in which every list, object or member wants something from every other one.
+TEST(DamagedSyncJson, ListsTakeNoMoreThanTheirLength) {
+    constexpr int count = 20000;
+    std::string documents;
+    std::string contents;
+    const auto document = [&](const std::string& id, const std::string& history) {
+        documents += (documents.empty() ? "\"" : ", \"") + id + "\": [" + history + "]";
+    };
+    const auto content = [&](const std::string& hash, const std::string& text) {
+        contents += (contents.empty() ? "\"" : ", \"") + hash + "\": " + text;
+    };
+    const auto list = [](const std::string& domain, const std::string& ids) {
+        return R"({"d": ")" + domain + R"(", "i": "default", "s": [)" + ids + "]}";
+    };
+    const auto shown = [&] {
+        const std::string set = R"({"d": {)" + documents + R"(}, "o": {)" + contents + R"(}, "r": "root"})";
+        const std::string data = taken(read_sync_json(set.c_str(), "{}")).text();
+        const Handle handle = open(set).handle;
+        EXPECT_EQ(taken(read_sync_json_ptr(handle.get(), "{}")).text(), data);
+        EXPECT_TRUE(taken(update_sync_json(data.c_str(), set.c_str(), "{}")).value);
+        documents.clear();
+        contents.clear();
+        return static_cast<std::size_t>(std::ranges::count(data, 'I'));
+    };
+    std::string all;
+    for (int i = 0; i < count; ++i) all += (i == 0 ? "\"I" : ", \"I") + std::to_string(i) + "\"";
+
+    // Many short lists that begin with one long one.
+    std::string leaves;
+    document("root", R"("R_first")");
+    content("R", R"({"a": "AD"})");
+    content("E", "{}");
+    content("B", list("D", all));
+    for (int i = 0; i < count; ++i) {
+        const std::string number = std::to_string(i);
+        document("I" + number, R"("E_first")");
+        content("L" + number, list("D", "\"I" + std::to_string((i * 7 + 1) % count) + "\", \"I" + number + "\""));
+        leaves += (leaves.empty() ? "\"L" : ", \"L") + number + "_B\"";
+    }
+    document("ord-1", R"("B_first", [)" + leaves + "]");
+    EXPECT_EQ(shown(), static_cast<std::size_t>(count));
+
+    // Objects that were moved, each with an array that another copy added to.
+    document("root", R"("R_first")");
+    content("R", R"({"a": "AD"})");
+    content("E", "{}");
+    content("B", list("D", all));
+    document("ord-0", R"("B_first")");
+    for (int i = 0; i < count; ++i) {
+        const std::string number = std::to_string(i);
+        document("I" + number, "\"P" + number + "_first\", \"Q" + number + "_P" + number + "\"");
+        content("P" + number, R"({"in": "AX)" + number + "\"}");
+        content("Q" + number, R"({"in": "AY)" + number + "\"}");
+        document("eI" + number, R"("E_first")");
+        document("ord-1" + number, "\"S" + number + "_first\"");
+        content("S" + number, list("X" + number, "\"eI" + number + "\""));
+    }
+    EXPECT_EQ(shown(), static_cast<std::size_t>(2 * count));
+
+    // Objects that share what they had before, members of an object that none of them has any more.
+    std::string members;
+    document("root", R"("R_first")");
+    content("R", R"({"a": "AD"})");
+    content("E", "{}");
+    content("B", list("D", all));
+    document("ord-0", R"("B_first")");
+    for (int i = 0; i < count; ++i) {
+        const std::string number = std::to_string(i);
+        document("I" + number, R"("H_first", "W)" + number + "_H\"");
+        content("W" + number, R"({"n": )" + number + "}");
+        document("m" + number, R"("E_first")");
+        members += (members.empty() ? "\"k" : ", \"k") + number + R"(": "Om)" + number + "\"";
+    }
+    content("H", R"({"in": {)" + members + "}}");
+    EXPECT_EQ(shown(), static_cast<std::size_t>(count));
+}
+
 }  // namespace
 }  // namespace c_api
