@@ -61,6 +61,12 @@ DocumentRef winning_path(const DocumentRef& document) {
     }
     std::ranges::reverse(path);
     for (std::uint32_t at = 0; at < path.size(); ++at) path[at].parent = at == 0 ? no_entry : at - 1;
+    // A list that hangs grafted under the first one of its ordering document: without what closed that one, its elements
+    // would come back.
+    const bool is_grafted = has_ordering_id(document->id()) && path.size() > 1 && path[1].suffix() == first_suffix;
+    const auto closes_first = [](const TreeRevision& revision) { return revision.parent == 0 && revision.is_resolved(); };
+    const auto closing = std::ranges::find_if(document->revisions(), closes_first);
+    if (is_grafted && closing != document->revisions().end()) path.push_back(*closing);
     return MultiVersionDocument::make(document->id(), path);
 }
 
