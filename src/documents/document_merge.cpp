@@ -167,13 +167,14 @@ DocumentRef reopened(const MultiVersionDocument& document) {
     return closing == no_entry ? nullptr : document.with_child(closing, revisions[contents[closing]].datahash());
 }
 
-MergedDocument merge_documents(const MultiVersionDocument& target, const MultiVersionDocument& source) {
+MergedDocument merge_documents(const MultiVersionDocument& target, const MultiVersionDocument& source,
+                               Grafts grafts) {
     std::span<const TreeRevision> ours = target.revisions();
     std::span<const TreeRevision> theirs = source.revisions();
     std::vector<TreeRevision> moved;
     bool changed = false;
     if (!ours.empty() && !theirs.empty() && ours.front().text != theirs.front().text) {
-        if (!has_ordering_id(target.id())) {
+        if (grafts == Grafts::never || !has_ordering_id(target.id())) {
             report_second_first_revision(target, theirs.front());
             throw SecondFirstRevision{std::string(target.id())};
         }

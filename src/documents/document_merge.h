@@ -12,6 +12,10 @@ struct MergedDocument {
     std::size_t added = 0;  // revisions of the source that the target did not know
 };
 
+// Which documents may have several first revisions: those with ordering ids, unless their contents say that a host made
+// them.
+enum class Grafts : bool { never, with_ordering_id };
+
 // Brings every revision of `source` into `target`, two copies of one document. Pure, commutative, associative and
 // idempotent: the outcome depends only on the revisions that were made. Linear, but for n log n where trees are
 // grafted or leaves opened again.
@@ -25,7 +29,8 @@ struct MergedDocument {
 //   earlier revision has its content.
 // Where grafting gives one name to steps of two histories, the smaller parent decides which of them it is, and merges
 // in another order can differ until copies with both outcomes meet.
-[[nodiscard]] MergedDocument merge_documents(const MultiVersionDocument& target, const MultiVersionDocument& source);
+[[nodiscard]] MergedDocument merge_documents(const MultiVersionDocument& target, const MultiVersionDocument& source,
+                                             Grafts grafts = Grafts::with_ordering_id);
 
 // The document with its longest closed branch opened again, where it has revisions but no leaf; null otherwise.
 [[nodiscard]] DocumentRef reopened(const MultiVersionDocument& document);

@@ -71,9 +71,8 @@ void DocumentStorage::serialize(TextBuffer& out) const {
     }
     // An empty suffix leaves the mark before it at the end of an entry, as it may stand at the end of an id.
     const std::string_view written = out.view().substr(begin);
-    if (find_pair(written.data(), written.data() + written.size(), '_', '"') != written.data() + written.size()) {
-        refuse_empty_suffixes();
-    }
+    const char* const end = written.data() + written.size();
+    if (find_pair(written.data(), end, {'_', '"', '"'}) != end) refuse_empty_suffixes();
     if (!documents_.empty()) opening = "}, ";
     // Without any documents there are no contents that they refer to.
     separator = R"(}, "o": {)";

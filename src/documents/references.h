@@ -17,7 +17,7 @@ namespace libzentadbpp {
 // A content as a tree.
 [[nodiscard]] inline JsonValue read_content(std::string_view content, Arena& arena) {
     JsonScanner scanner(content, arena);
-    scanner.read_minus_zero_as(MinusZero::real);
+    scanner.read_numbers_as(Numbers::written);
     return scanner.read_value(0, deepest_content);
 }
 

@@ -216,7 +216,7 @@ class BulkGet {
         bool any = false;
         for (const bool live : {true, false}) {
             for (std::uint32_t number = 0; !any && number < index.size(); ++number) {
-                is_candidate[number] = !has_ordering_id(index.id(number)) && index.is_live(number) == live;
+                is_candidate[number] = !index.is_ordering(number) && index.is_live(number) == live;
             }
             any = any || std::ranges::find(is_candidate, true) != is_candidate.end();
         }
@@ -240,7 +240,7 @@ class BulkGet {
     static void mark_openly_listed(const DocumentIndex& index, std::vector<bool>& listed) {
         OrderingLists lists(index);
         std::unordered_set<const char*> marked;
-        const auto [first, end] = ordering_documents(index);
+        const auto [first, end] = index.ordering_ids();
         for (std::uint32_t number = first; number < end; ++number) {
             for (const std::uint32_t leaf : index.document(number).open_leafs()) {
                 if (index.document(number).revisions()[leaf].is_deleted()) continue;

@@ -184,7 +184,7 @@ void ListKeeper::keep_carried_along(std::vector<ListToStore>& lists) {
 bool may_store(const DocumentIndex& index, const ListToStore& list) {
     if (list.document == OwnLists::none) return true;
     const MultiVersionDocument& document = index.document(list.document);
-    return document.has_winning() && !document.winning().is_deleted();
+    return !document.has_winning() || !document.winning().is_deleted();
 }
 
 DocumentStorage store_lists(const DocumentIndex& index, std::string_view instance, const DomainTable& domains,
@@ -203,7 +203,7 @@ DocumentStorage store_lists(const DocumentIndex& index, std::string_view instanc
             if (!may_store(index, list)) continue;
             const MultiVersionDocument* document = nullptr;
             if (list.document != OwnLists::none) document = &index.document(list.document);
-            const std::string_view form = document != nullptr ? document->winning().datahash() : domain;
+            const std::string_view form = document != nullptr && document->has_winning() ? document->winning().datahash() : domain;
             const HashKind form_kind = is_hash_of_kind(form, HashKind::fast) ? HashKind::fast : HashKind::sha256;
             if (hash_kind.value_or(form_kind) != kind) continue;
             const std::string_view id = document != nullptr ? document->id() : ids.id(domain, hasher, arena);

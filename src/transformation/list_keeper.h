@@ -89,7 +89,7 @@ class ListKeeper {
     std::unordered_map<std::uint32_t, const Stored*> stored_by_document_;
 };
 
-// A document whose winning revision is deleted, or that has none, stays as it is.
+// A document whose winning revision is deleted stays as it is.
 [[nodiscard]] bool may_store(const DocumentIndex& index, const ListToStore& list);
 
 // Writes lists into a storage, each on the winning revision of its document where it may be. Hashes are of the given kind,
