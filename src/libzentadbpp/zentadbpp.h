@@ -19,8 +19,13 @@
 // Winning          The leaf with the longest history; of several the lowest in revision order, which is generation
 //                  first and then the bytes of the string. Copies that know the same revisions agree on it.
 // Conflicting      A leaf that is neither the winning one nor deleted.
-// Ordering         A document that the library adds for every array of objects, to keep the order of the elements. Its
+// Ordering         A document that the library adds for every array of objects, to keep the list of the elements. Its
 //   document       id begins with "ord-"; hosts must not use such ids. Each instance ("instance_id") writes its own.
+// Merging lists    If copies changed one list independently, its ordering document has several leaves. That is not a
+//                  conflict: whatever one copy did to the list, and no other copy undid, shows after every merge:
+//                  additions, removals, moves within the list and to another one. An element that two copies move to
+//                  different lists shows in both; one that is moved by one copy and removed by another is removed.
+//                  docs/merging.md has the rule and the few cases in which a move cannot be recognized.
 // Sync JSON        All of it as one JSON object: "d" the documents with their revision trees, "o" the contents by
 //                  data hash, "r" the id of the root document; {} is the empty set. This is what a host stores and
 //                  sends. The library keeps no files and opens no connections.
@@ -164,7 +169,7 @@
 //   Key                      Kind     Default     Read by
 //   "instance_id"            string   "default"   flatten, unflatten, update, read, data
 //       Who writes: names the writer of ordering documents. Copies of one user's data share one id, as moves and
-//       reorderings by another instance do not reach a copy that has an order of its own.
+//       reorderings by another instance do not reach a copy that keeps an order of its own.
 //   "flatten_objects"        boolean  false       flatten, update
 //       true: every object that is a member of an object becomes a document. false: only the object members of an
 //       object with a member "#df" do. An object with a member "#nf" always stays inside its parent, as it stands.
@@ -184,7 +189,7 @@
 //   "include_full_data_hash" boolean  false       flatten, unflatten
 //       Accepted, without effect.
 //   "preserve_old_ordering"  boolean  false       read
-//       true: ordering documents that the read brought up to date are not stored in the handle.
+//       true: the lists that the read merged are not stored in the handle.
 //   "compressed"             boolean  false       update, replicate, from_bulk_get, diff (by value only)
 //       true: the result is a compressed object.
 //
@@ -313,11 +318,13 @@ ZENTADBPP_EXPORT char* dump_sync_json_ptr(sync_json_ptr handle);
 
 // Brings a sync JSON up to date with the host's data. A document whose content changed gets a revision after its
 // winning one, a new one a first revision; one that the data no longer holds gets a deleted revision. A document whose
-// winning revision is deleted stays deleted, even if the data holds it again. Equal data changes nothing, except that
-// elements that share an id with different contents get new revisions at every update. The root is then the root
-// document of `input`; keep its id, as changing it away and back names a deleted document. A change whose revision
-// string is taken under another parent gets an "empty" revision in between. An array that is empty or gone keeps its
-// ordering document, with an empty list where one of its elements lives on elsewhere.
+// winning revision is deleted stays deleted, even if the data holds it again. Equal data changes nothing. The root is
+// then the root document of `input`; keep its id, as changing it away and back names a deleted document. A change whose
+// revision string is taken under another parent gets an "empty" revision in between.
+// The list of every array that is not empty is stored, and all other leaves of its ordering document are closed. An
+// array that is empty or gone keeps its list, except for elements that `input` has in another array. Documents that
+// only a conflicting revision leads to are not deleted, so that settling the conflict for it brings them back. If
+// `input` has an element twice with different contents, one that no revision has counts; of two such, the last.
 //   input       JSON object, the host's data
 //   sync_json   what was there before; {} for a first version
 //   config      configuration
@@ -325,37 +332,46 @@ ZENTADBPP_EXPORT char* dump_sync_json_ptr(sync_json_ptr handle);
 // Checked in the order input, config, sync_json.
 // Errors: "input_is_not_an_object", "config_is_not_an_object", "synchronizable_json_is_not_an_object" (a text that is
 //   no object), [data], [sync]; "duplicate_array_domain_key" (from "flatten", args: path) for two arrays of objects
-//   in one place, "duplicate_objects_domain_key" (from "operator ()", args: path) for two objects that become
-//   documents under one id: two that are split off, an element and one that is split off, or any and the root;
+//   in one place, "duplicate_objects_domain_key" (from "operator ()", args: path, empty for elements) for two objects
+//   that become documents under one id: two that are split off, an element and one that is split off, any and the
+//   root, or an element and one that it lies in;
 //   "cannot_push_new_revision_if_document_is_missing_identifier" for an object whose "_id" is the empty text.
-// O(n + d + revisions of what changed); only what changed is hashed.
+// O(n + d + revisions of what changed); another O(contents + R) if documents are deleted while a conflict is open, or
+// lists of other arrays may change. Only what changed is hashed.
 ZENTADBPP_EXPORT sync_json_result update_sync_json(const char* input, const char* sync_json, const char* config);
 ZENTADBPP_EXPORT sync_json_ptr_result update_sync_json_ptr(const char* input, sync_json_ptr handle, const char* config);
 
 // Rebuilds the host's data from the winning revisions. Objects that were documents carry their id as "_id", unless
-// discarded. What refers to a deleted document is left out. The order of every array is put together from the
-// ordering documents of all instances: that of the configured instance stands, and what only others placed is added
-// next to its neighbours, so that no element of any copy is lost after a merge.
+// discarded. What refers to a deleted document is left out. Each array has the merged list of the configured instance;
+// what only other instances placed is added next to its neighbours. What is not deleted and nothing shows comes back
+// where it was: elements of lists in an object that another copy moved, an element that was removed on one copy and
+// edited on another, objects that two copies moved into each other. Not so what was added inside something that another
+// copy removed, and what only a conflicting revision refers to.
+// A document that a member refers to, and any document that leads to such a one, shows once: at the first place in
+// ascending order of keys and in the order of lists. No document shows inside itself. Other elements show as often as
+// lists have them.
 //   sync_json   text or handle; the empty set gives {}
 //   config      configuration
 // Result: JSON, an object.
 // Checked in the order config, sync_json.
 // Errors: "config_is_not_an_object"; by value "synchronizable_json_is_not_an_object", [data], [sync]; from
 //   "operator ()", "missing_root_document_data" (args: revision) where the root's content was pruned,
-//   "missing_document" (args: id) and "cyclic_document_reference" (args: id) for references that lead nowhere or round;
-//   "cannot_find_object" (from "read_object", args: data hash) where any other content was pruned; "exceeded maximum
-//   nesting depth" (parser message), "exceeded maximum result size".
-// O(m + contents + R); by handle O(R) after the first read for one instance, which keeps an index in the handle.
+//   "missing_document" (args: id) for a member that refers to a document that does not exist; "cannot_find_object"
+//   (from "read_object", args: data hash) where any other content was pruned; "exceeded maximum nesting depth" (parser
+//   message), "exceeded maximum result size".
+// O(m + contents + R), a logarithm more for lists with branches; by handle O(m + d) after the first read for one
+// instance, which keeps an index in the handle until lists are stored.
 //
-// read_sync_json_ptr WRITES TO THE HANDLE unless the configuration has "preserve_old_ordering": ordering documents of
-// the configured instance that no longer say what their array holds are given a new revision, which other calls, and
-// a dump, see from then on. No other call may use the handle meanwhile. After a merge, read and store, or update,
-// before pruning, so that no order is dropped before it was taken into account. On failure the handle is as it was.
+// read_sync_json_ptr WRITES TO THE HANDLE unless the configuration has "preserve_old_ordering": it stores the merged
+// lists of the configured instance, each in a new revision, and closes all other leaves of their ordering documents.
+// Other calls, and a dump, see that from then on. No other call may use the handle meanwhile. After a merge, read and
+// store, or update, before pruning, so that no list is dropped unread. On failure the handle is as it was.
 ZENTADBPP_EXPORT sync_json_result read_sync_json(const char* sync_json, const char* config);
 ZENTADBPP_EXPORT sync_json_result read_sync_json_ptr(sync_json_ptr handle, const char* config);
 
 // The content of one revision of one document, rebuilt as by read_sync_json; documents that it refers to come at
-// their winning revisions.
+// their winning revisions. An array that the data does not show, as only this revision refers to it, has the stored
+// list of the configured instance, or else that of another one.
 //   sync_json   text or handle
 //   id          id of the document
 //   rev         revision string
@@ -366,7 +382,8 @@ ZENTADBPP_EXPORT sync_json_result read_sync_json_ptr(sync_json_ptr handle, const
 //   "operator ()", "invalid_root_document_revision" (args: rev) for a revision that the document does not have,
 //   "missing_root_document_data" (args: rev) for one whose content was pruned; and those of read_sync_json about
 //   references.
-// O(m + contents + R); by handle O(R) after the first read for one instance, which keeps an index in the handle.
+// O(m + contents + R), a logarithm more for lists with branches; by handle O(m + d) after the first read for one
+// instance, which keeps an index in the handle until lists are stored.
 ZENTADBPP_EXPORT sync_json_result sync_json_data(const char* sync_json, const char* id, const char* rev,
                                                  const char* config);
 ZENTADBPP_EXPORT sync_json_result sync_json_ptr_data(sync_json_ptr handle, const char* id, const char* rev,
@@ -392,7 +409,9 @@ ZENTADBPP_EXPORT flatten_result json_object_flatten(const char* input, const cha
 // Errors: bare "expecting_array_as_input_to_unflatten", bare "expecting_object_as_configuration_to_flatten";
 //   "invalid map<K, T> key" for an element without a string "_id", for an empty one
 //   "cannot_push_new_revision_if_document_is_missing_identifier"; "missing_root_document" (from "operator ()", args:
-//   the id, or nothing where none can be told); and those of read_sync_json about references.
+//   the id, or nothing if there is not exactly one candidate); "cyclic_document_reference" (from "operator ()", args:
+//   id) for a document inside itself; and those of read_sync_json about references. A document that several places
+//   refer to is rebuilt at each of them.
 // O(n log n + m).
 ZENTADBPP_EXPORT flatten_result json_array_unflatten(const char* input, const char* config, const char* root_id);
 
@@ -424,8 +443,9 @@ ZENTADBPP_EXPORT sync_json_ptr_result replicate_sync_json_ptr(sync_json_ptr sour
                                                               const char* config);
 
 // Settles a conflict of a document: closes the branch that ends in `rev`. A host that keeps the winner resolves every
-// conflicting revision; one that prefers another leaf resolves the winner. Nothing changes where the branch is closed
-// already, where `rev` is deleted, and where it is the only leaf, as a document must keep one.
+// conflicting revision; one that prefers another leaf resolves the winner, also a deleted one: so an edit can be kept
+// against a deletion that won. Nothing changes if the branch is closed already, if `rev` is the only leaf, as a
+// document must keep one, and if it is deleted and all other leaves are deleted too.
 //   sync_json   text or handle
 //   id          id of the document
 //   rev         revision string of a leaf
