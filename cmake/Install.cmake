@@ -3,7 +3,7 @@
 include(CMakePackageConfigHelpers)
 
 install(TARGETS zentadbpp EXPORT zentadbppTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(FILES "${ZENTADBPP_HEADER}" "${ZENTADBPP_CPP_HEADER}" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES "${ZENTADBPP_HEADER}" ${ZENTADBPP_CPP_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zentadbpp)
 install(EXPORT zentadbppTargets NAMESPACE zentadbpp:: DESTINATION ${package_dir})

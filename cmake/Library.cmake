@@ -7,7 +7,8 @@ get_property(room_links GLOBAL PROPERTY ZENTADBPP_ROOM_LINKS)
 # exports.txt is the one list of what the library exports: a name a line, # begins a comment.
 set(ZENTADBPP_EXPORTS "${PROJECT_SOURCE_DIR}/src/libzentadbpp/exports.txt")
 set(ZENTADBPP_HEADER "${PROJECT_SOURCE_DIR}/src/libzentadbpp/zentadbpp.h")
-set(ZENTADBPP_CPP_HEADER "${PROJECT_SOURCE_DIR}/bindings/cpp/zentadbpp.hpp")
+set(ZENTADBPP_CPP_HEADERS
+    "${PROJECT_SOURCE_DIR}/bindings/cpp/zentadbpp.hpp" "${PROJECT_SOURCE_DIR}/bindings/cpp/zentadbpp_verify.hpp")
 set(version_script "${PROJECT_BINARY_DIR}/exports.map")
 
 set(exported "")
@@ -41,11 +42,13 @@ if(NOT ZENTADBPP_SANITIZE)
     target_link_options(zentadbpp PRIVATE -Wl,-z,defs)
 endif()
 
-# Hosts see the public header, the one for C++ over it, and nothing beside them.
+# Hosts see the public header, those for C++ over it, and nothing beside them.
 set(public_include "${PROJECT_BINARY_DIR}/include/public")
 file(MAKE_DIRECTORY "${public_include}")
-file(CREATE_LINK "${ZENTADBPP_HEADER}" "${public_include}/zentadbpp.h" SYMBOLIC)
-file(CREATE_LINK "${ZENTADBPP_CPP_HEADER}" "${public_include}/zentadbpp.hpp" SYMBOLIC)
+foreach(header IN LISTS ZENTADBPP_HEADER ZENTADBPP_CPP_HEADERS)
+    cmake_path(GET header FILENAME name)
+    file(CREATE_LINK "${header}" "${public_include}/${name}" SYMBOLIC)
+endforeach()
 target_include_directories(zentadbpp INTERFACE
     $<BUILD_INTERFACE:${public_include}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 

@@ -4,9 +4,8 @@
 #include <array>
 #include <nlohmann/json.hpp>
 #include <utility>
-#include <zentadbpp.hpp>
+#include <zentadbpp_verify.hpp>
 
-#include "hashes.h"
 #include "raw_json.h"
 
 namespace zentadb {
@@ -34,7 +33,7 @@ HashKind kind_of(std::string_view hash) {
 bool is_reserved(std::string_view hash) { return hash == "deleted" || hash == "resolved" || hash == "empty"; }
 
 std::string hash_of(std::string_view text, HashKind kind) {
-    return kind == HashKind::fast ? fast_hash(text) : sha256(text);
+    return kind == HashKind::fast ? zentadbpp::fast_hash(text) : zentadbpp::sha256(text);
 }
 
 struct Entry {

@@ -89,3 +89,9 @@ export function diff(before: Text, after: Text, config?: Text): string;
 export function patch(before: Text, operations: Text): string;
 export function compress(object: Text): string;
 export function uncompress(object: Text): string;
+/**
+ * The names of the contents that `known` does not have and that do not hash to their name. The library takes names as
+ * they are, so a host that merges texts from people or places it does not trust calls this first. Names of other kinds,
+ * such as those that servers give, are not checked.
+ */
+export function verify(syncJson: Text, known?: Text): string[];

@@ -1,6 +1,7 @@
 // A thin layer over zentadbpp.h, which tells what every function does, takes and fails with; index.d.ts has the types.
 
 import * as native from './native.js';
+import { contents, isNamed } from './verify.js';
 
 export { ZentadbError } from './native.js';
 
@@ -179,3 +180,36 @@ export const diff = (before, after, config = '{}') => text('sync_json_diff', bef
 export const patch = (before, operations) => text('sync_json_patch', before, operations);
 export const compress = (object) => text('sync_json_compress', object);
 export const uncompress = (object) => text('sync_json_uncompress', object);
+
+function isReadAs(given, written) {
+  try {
+    return uncompress(given) === written;
+  } catch {
+    return false;
+  }
+}
+
+export function verify(syncJson, known = '{}') {
+  const [sourceText, knownText] = [syncJson, known].map((text) => {
+    const handle = new Handle(text);
+    try {
+      return handle.dump();
+    } finally {
+      handle.close();
+    }
+  });
+  if (sourceText.startsWith('@')) throw new native.ZentadbError('verify_needs_the_standard_form');
+  const there = new Set();
+  for (const [name] of contents(knownText)) there.add(name);
+  const wrong = new Map();
+  for (const [name, content] of contents(sourceText)) {
+    if (!there.has(name) && !isNamed(content, name)) wrong.set(name, content);
+  }
+  if (wrong.size > 0) {
+    // A process with another USE_FAST_FLOAT than the writer's reads numbers and writes them differently.
+    for (const [name, content] of contents(syncJson)) {
+      if (wrong.has(name) && isNamed(content, name) && isReadAs(content, wrong.get(name))) wrong.delete(name);
+    }
+  }
+  return [...wrong.keys()];
+}

@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <zentadbpp.hpp>
+#include <zentadbpp_verify.hpp>
 
 namespace {
 
@@ -224,6 +224,11 @@ int check_wrapper() {
          {"", "{ \"filename\" : \"", R"({ "filename" : "f", "line": 1, "function" : "g", "error" : "k)",
           R"({ "filename" : "f", "line": 1, "function" : "g", "error" : "k", "args" : "x)"}) {
         expect(z::Error(text).key() == text && !z::Error(text).is_record(), "a text that is no record");
+    }
+    for (const json& each : json::parse(std::ifstream(VERIFY_CASES))) {
+        const std::string known = each.value("known", "{}");
+        expect(z::verify(each["sync_json"].get<std::string>(), known) == each["found"],
+               each["case"].get_ref<const std::string&>().c_str());
     }
     return failures;
 }

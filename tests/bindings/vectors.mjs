@@ -132,6 +132,9 @@ function checkPackage() {
     },
   };
   for (const [what, body] of Object.entries(cases)) attempt(what, body);
+  for (const each of JSON.parse(readFileSync(new URL('verify.json', import.meta.url), 'utf8'))) {
+    attempt(`verify: ${each.case}`, () => assert.deepEqual(zentadbpp.verify(each.sync_json, each.known), each.found));
+  }
 }
 
 // Each kind of result and of failure, a megabyte at a time, until keeping them would be seen.

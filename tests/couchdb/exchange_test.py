@@ -236,6 +236,19 @@ def case_what_is_foreign(world):
     assert "another document" in a.push(expect=5)
 
 
+def case_forged_on_the_server(world):
+    a, b = world.pair(x="one")
+    shutil.copy(a.path, a.path + ".plain")
+    a.edit(x="two")
+    name = a.leaves("x")[0][2:]
+    shutil.copy(a.path + ".plain", a.path)
+    world.ask("POST", "_bulk_docs", {"new_edits": False, "docs": [
+        {"_id": "x", "text": "!forged", "_revisions": {"start": 2, "ids": [name, a.sync()["d"]["x"][0]]}}]})
+    before = b.sync()
+    assert "1 content does not hash to the name given: x 2-" in b.pull(expect=4) and b.sync() == before
+    assert b.pull("--force") == 1 and b.texts() == {"x": "forged"}
+
+
 def case_refusals(world):
     a, _ = world.pair(x="one")
     other = world.copy("other.sync")

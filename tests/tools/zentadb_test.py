@@ -332,6 +332,28 @@ class Files(Case):
 
 
 class Damage(Case):
+    def test_a_forged_content_is_not_merged(self):
+        # Whoever guesses what another copy will write could have said something else under its name.
+        self.make("laptop", trip("pack"))
+        shutil.copy("laptop", "phone")
+        self.make("phone", trip("pack light"))
+        before = self.bytes_of("laptop")
+        genuine = self.bytes_of("phone").decode()
+        self.write("forged", genuine.replace("pack light", "pack nothing"))
+        self.run_it("compress", "forged", "-o", "squeezed")
+        for source in ("forged", "squeezed"):
+            self.run_it("merge", "laptop", source, code=DAMAGED, error=f"{source}: 1 content does not hash to the name given: t1 2-5bedd7d")
+        self.assertEqual(self.bytes_of("laptop"), before)
+        self.run_it("merge", "fresh", "phone", "forged", "-q", code=DAMAGED)
+        self.assertFalse(os.path.exists("fresh"))
+        self.run_it("merge", "phone", "forged", error="nothing new")  # what the store has stays
+        self.assertEqual(self.bytes_of("phone").decode(), genuine)
+        self.run_it("merge", "laptop", "forged", "--force", "-q")
+        self.assertEqual(self.data("laptop")["tasks"][0]["what"], "pack nothing")
+        # How numbers are written is no forgery.
+        self.run_it("update", "fast", "-", "-q", given={"a": 2.5, "b": [1e20]}, env={"USE_FAST_FLOAT": "1"})
+        self.run_it("merge", "slow", "fast", "-q")
+
     def test_salvages_what_is_whole(self):
         self.make_conflict()
         shutil.copy("laptop", "good")

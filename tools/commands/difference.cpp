@@ -1,9 +1,9 @@
 #include <array>
 #include <memory>
 #include <unordered_map>
+#include <zentadbpp_verify.hpp>
 
 #include "commands.h"
-#include "hashes.h"
 #include "host/arguments.h"
 #include "host/files.h"
 #include "host/inside.h"
@@ -49,8 +49,8 @@ Outcome diff(const Options& options) {
     const zentadbpp::Value before = older.handle.dump();
     const zentadbpp::Value after = newer.handle.dump();
     Json members = root_of(newer.handle);
-    members[from_member] = sha256(before);
-    members[to_member] = sha256(after);
+    members[from_member] = zentadbpp::sha256(before);
+    members[to_member] = zentadbpp::sha256(after);
     write_output(options.output.empty() ? "-" : options.output,
                  with_members(zentadbpp::diff(before, after).str(), members) + "\n");
     return Outcome::done;
@@ -94,7 +94,7 @@ Outcome patch(const Options& options) {
     const std::string to = member_text(parsed, to_member);
     try {
         const zentadbpp::Value text = before.dump();
-        const std::string found = sha256(text);
+        const std::string found = zentadbpp::sha256(text);
         if (found == to) {  // it was applied already
             change.commit(before);
             return Outcome::done;
@@ -104,7 +104,8 @@ Outcome patch(const Options& options) {
         }
         const Json root = parsed.contains(root_member) ? Json{{root_member, parsed[root_member]}} : root_of(before);
         const zentadbpp::Handle after(with_members(zentadbpp::patch(text, operations).str(), root));
-        if (!to.empty() && sha256(after.dump()) != to) refuse(options, "it does not make the store that it should");
+        if (!to.empty() && zentadbpp::sha256(after.dump()) != to)
+            refuse(options, "it does not make the store that it should");
         change.commit(after);
     } catch (const zentadbpp::Error& error) {
         refuse(options, error.what());

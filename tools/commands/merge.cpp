@@ -4,6 +4,7 @@
 
 #include "commands.h"
 #include "host/arguments.h"
+#include "host/forgery.h"
 #include "host/store.h"
 #include "host/summary.h"
 #include "host/terminal.h"
@@ -16,6 +17,7 @@ struct Options {
     std::string store;
     std::vector<std::string> sources;
     std::string output;
+    bool force = false;
     bool quiet = false;
     bool exit_code = false;
 };
@@ -31,6 +33,7 @@ Outcome merge(const Options& options) {
     const zentadbpp::Handle& before = change.store().handle;
     zentadbpp::Handle merged;
     for (const Store& source : sources) {
+        if (!options.force) refuse_forged(source.handle, before, source.text, source.path);
         merged = zentadbpp::replicate(source.handle, merged ? merged : before);
     }
     change.commit(merged);
@@ -55,6 +58,7 @@ void add_merge(Program& program) {
     arguments.required("STORE", options->store, "The store; it is made if there is none");
     arguments.required("FROM", options->sources, "The stores to learn from, - for standard input");
     arguments.optional("-o,--output", options->output, "Write the result into this file, and leave STORE as it is");
+    arguments.flag("--force", options->force, "Even if contents do not hash to their names");
     arguments.flag("-q,--quiet", options->quiet, "Do not tell what changed");
     arguments.flag("--exit-code", options->exit_code, "Exit with 1 where there are conflicts after the merge");
     program.on(command, [options] { return merge(*options); });

@@ -22,6 +22,7 @@ struct ExchangeOptions {
     std::uint32_t retries = 5;
     bool create = false;
     bool afresh = false;
+    bool force = false;  // of a pull
     bool quiet = false;
     bool json = false;
     Settings settings;  // of a push

@@ -5,6 +5,7 @@
 #include "couchdb/names.h"
 #include "host/explain.h"
 #include "host/failure.h"
+#include "host/forgery.h"
 #include "host/terminal.h"
 
 namespace zentadb {
@@ -91,7 +92,9 @@ zentadbpp::Handle Incoming::merged_into(const zentadbpp::Handle& target, const s
     std::string root_id = before.root();
     zentadbpp::Handle merged(before.text());
     for (const std::string& body : bodies_) {
-        const SyncText set(zentadbpp::Handle::from_bulk_get(body + "]}]}"));
+        const zentadbpp::Handle received = zentadbpp::Handle::from_bulk_get(body + "]}]}");
+        if (!source_.empty()) refuse_forged(received, target, nullptr, source_);
+        const SyncText set(received);
         if (root_id.empty()) root_id = root.empty() ? set.root() : root;
         const SyncText::Document* own = set.find(root_id);
         if (own == nullptr) own = before.find(root_id);

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "couchdb/exchange.h"
@@ -16,7 +17,9 @@ class Incoming {
    public:
     using Json = nlohmann::json;
 
-    explicit Incoming(const SyncText& store) : store_(store) {}
+    // Contents that do not hash to their names are refused, as those of `source`; with an empty one they are not looked
+    // at.
+    Incoming(const SyncText& store, std::string source) : store_(store), source_(std::move(source)) {}
 
     // A document of the answer as the library takes it; nothing where it is none of the data, which is noted. A
     // deletion that was made on the server is one of the document only where the server has the whole document deleted;
@@ -37,6 +40,7 @@ class Incoming {
     void check_content(const Json& accepted);
 
     const SyncText& store_;
+    std::string source_;
     // Bodies for the library, each with at most one first revision for a document: it takes no more at a time.
     std::vector<std::string> bodies_;
     std::unordered_map<std::string, std::vector<std::string>> firsts_;

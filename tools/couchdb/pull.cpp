@@ -244,7 +244,7 @@ class Pull {
     SyncText store_;
     Database database_;
     Checkpoint checkpoint_;
-    Incoming incoming_{store_};
+    Incoming incoming_{store_, options_.force ? "" : database_.url()};
     std::unordered_set<std::string> documents_;
     std::size_t count_ = 0;
     std::string notice_;
@@ -268,6 +268,7 @@ void add_pull(Program& program) {
                                         "zentadb pull trip.sync https://couch.example.org/trip");
     Arguments arguments(command);
     options->declare(arguments);
+    arguments.flag("--force", options->force, "Even if contents do not hash to their names");
     program.on(command, [options] { return run_exchange(*options, pull); });
 }
 

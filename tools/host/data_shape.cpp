@@ -4,8 +4,8 @@
 #include <cmath>
 #include <optional>
 #include <set>
+#include <zentadbpp_verify.hpp>
 
-#include "hashes.h"
 #include "host/inside.h"
 
 namespace zentadb {
@@ -86,7 +86,9 @@ DataShape::DataShape(const json& data, const json& config)
     if (!data.contains("#nf")) visit_members(data, {}, root_id_, {});
 }
 
-std::string DataShape::hash(const std::string& text) const { return fast_hash_ ? fast_hash(text) : sha256(text); }
+std::string DataShape::hash(const std::string& text) const {
+    return fast_hash_ ? zentadbpp::fast_hash(text) : zentadbpp::sha256(text);
+}
 
 DataShape::Identity DataShape::identity(const json& object, const std::string& path) const {
     if (const auto own = object.find("_id"); own != object.end() && own->is_string()) {

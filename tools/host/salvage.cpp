@@ -6,9 +6,8 @@
 #include <set>
 #include <string_view>
 #include <unordered_set>
-#include <zentadbpp.hpp>
+#include <zentadbpp_verify.hpp>
 
-#include "hashes.h"
 #include "integrity.h"
 #include "raw_json.h"
 
@@ -174,7 +173,8 @@ class Rescue {
         for (const Piece& piece : pieces_.contents) {
             if (!not_read.contains(piece.key)) continue;
             const std::string text(piece.value);
-            if (sha256(text) == piece.key || fast_hash(text) == piece.key) names.add(std::string(piece.key));
+            if (zentadbpp::sha256(text) == piece.key || zentadbpp::fast_hash(text) == piece.key)
+                names.add(std::string(piece.key));
         }
         return names;
     }

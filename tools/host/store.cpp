@@ -54,7 +54,12 @@ Store store_of(const std::string& path, const std::string& text) {
 
 }  // namespace
 
-Store open_store(const std::string& path) { return store_of(path, read_file(path)); }
+Store open_store(const std::string& path) {
+    std::string text = read_file(path);
+    Store store = store_of(path, text);
+    store.text = std::move(text);
+    return store;
+}
 
 StoreChange::StoreChange(const std::string& path, const std::string& output, Missing missing)
     : output_(output.empty() ? path : output) {

@@ -13,6 +13,7 @@ struct Store {
     std::string path;
     zentadbpp::Handle handle;
     bool compressed = false;
+    std::string text{};  // that it was opened from, where it is only read
 };
 
 // Opens the store in a file, or the one that comes from standard input. Throws Failure (damaged) for what is no sync

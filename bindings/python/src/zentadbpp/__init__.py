@@ -13,14 +13,14 @@ from __future__ import annotations
 from types import TracebackType
 from typing import NoReturn, overload
 
-from . import _native
+from . import _native, _verify
 from ._native import Error, Text
 
 __all__ = [
     "Error", "Handle", "Text", "all_docs", "all_winning", "ancestor", "available", "compress", "conflicting", "created",
     "data", "deleted", "diff", "flatten", "from_bulk_get", "history", "instances", "leafs", "patch", "prune", "prune_ids",
     "read", "replicate", "resolve", "root", "siblings", "to_bulk_docs", "uncompress", "unflatten", "unresolved", "update",
-    "updated", "version", "winning",
+    "updated", "verify", "version", "winning",
 ]  # fmt: skip
 
 
@@ -270,3 +270,35 @@ def compress(object: Text) -> str:
 
 def uncompress(object: Text) -> str:
     return _native.text("sync_json_uncompress", object)
+
+
+def verify(sync_json: Text, known: Text = "{}") -> list[str]:
+    """The names of the contents that `known` does not have and that do not hash to their name.
+
+    The library takes names as they are, so a host that merges texts from people or places it does not trust calls this
+    first. Names of other kinds, such as those that servers give, are not checked.
+    """
+    with Handle(sync_json) as source, Handle(known) as target:
+        source_text, known_text = source.dump(), target.dump()
+    if source_text.startswith("@"):
+        raise Error("verify_needs_the_standard_form")
+    there = {name for name, _ in _verify.contents(known_text)}
+    wrong = {
+        name: content
+        for name, content in _verify.contents(source_text)
+        if name not in there and not _verify.is_named(content, name)
+    }
+    if wrong:
+        # A process with another USE_FAST_FLOAT than the writer's reads numbers and writes them differently.
+        given = sync_json.decode("utf-8", "surrogateescape") if isinstance(sync_json, bytes) else sync_json or ""
+        for name, content in _verify.contents(given):
+            if name in wrong and _verify.is_named(content, name) and _is_read_as(content, wrong[name]):
+                del wrong[name]
+    return list(wrong)
+
+
+def _is_read_as(given: str, written: str) -> bool:
+    try:
+        return uncompress(given) == written
+    except Error:
+        return False
