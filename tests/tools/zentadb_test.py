@@ -404,6 +404,47 @@ class Arrays(Case):
             return {key: self.without_ids(inner) for key, inner in value.items() if key != "_id"}
         return [self.without_ids(inner) for inner in value] if isinstance(value, list) else value
 
+    def is_kept_by_positions(self, data, settings):
+        """Lists the domains of all arrays, from the outside in."""
+        domains = []
+        while True:
+            positions = (*settings, "--indexed", ",".join(domains))
+            told = json.loads(self.run_it("arrays", "data", "--json", *positions))
+            found = sorted({domain for array in told["arrays"] for domain in array["domains"]})
+            if found == domains:
+                break
+            domains = found
+        done = subprocess.run([ZENTADB, "update", "kept", "data", "-q", "--force", *positions], stderr=subprocess.DEVNULL, check=False)
+        is_kept = done.returncode == OK and self.without_ids(self.data("kept")) == self.without_ids(data)
+        if done.returncode == OK:
+            os.unlink("kept")
+        return is_kept
+
+    def test_finds_what_helps(self):
+        def of(count, make):
+            return {f"k{number}": make(number) for number in range(count)}
+        table = [  # data, paths, what the configuration is made of
+            # The keys of a map are data.
+            ({"map": of(800, lambda n: {"list": [{"v": n, "w": [{"z": 1}]}, {"v": n}], "n": n})},
+             [".map[].list", ".map[].list[].w"], "indexed_array_paths"),
+            (of(3000, lambda n: [{"code": f"c{n}-{m}", "v": 1} for m in range(3)]), [".[]"], "id_generation_rules"),
+            (of(7, lambda n: [{"v": m} for m in range(2)]), [f".k{n}" for n in range(7)], "indexed_array_paths"),
+            (of(1000, lambda n: [{f"only{n}": m} for m in range(2)]), [f".k{n}" for n in sorted(range(1000), key=str)],
+             "id_generation_rules indexed_array_paths"),
+            # What tells the elements of one array apart does so nowhere else, and makes two of one there.
+            ({"a": [{"id": "1"}, {"id": "2"}], "b": [{"id": "1"}, {"id": "1", "x": 2}]}, [".a", ".b"], "indexed_array_paths"),
+            ({"a": [{"id": "1"}, {"id": "2"}], "b": {"#df": 1, "c": {"id": "1"}}}, [".a"], "indexed_array_paths"),
+        ]
+        for data, paths, expected in table:
+            with self.subTest(expected, keys=len(data)):
+                self.write("data", json.dumps(data))
+                told = json.loads(self.run_it("arrays", "data", "--json", timeout=10))
+                self.assertEqual([array["path"] for array in told["arrays"]], paths)
+                self.assertEqual(" ".join(told["configuration"]), expected)
+                self.run_it("update", "helped", "data", "-q", "--config", json.dumps(told["configuration"]))
+                self.assertEqual(self.without_ids(self.data("helped")), self.without_ids(data))
+                os.unlink("helped")
+
     def test_tells_what_the_library_will_do(self):
         print(f"SEED={SEED}")
         chance = random.Random(SEED)
@@ -419,6 +460,8 @@ class Arrays(Case):
                     self.run_it("update", "helped", "data", "-q", "--config", json.dumps(told["configuration"]))
                     self.assertEqual(self.without_ids(self.data("helped")), self.without_ids(data))
                     os.unlink("helped")
+                elif told["refused"] or any(array["lost"] for array in told["arrays"]):
+                    self.assertFalse(self.is_kept_by_positions(data, settings))
                 if any(array["lost"] for array in told["arrays"]):
                     self.run_it("update", "refused", "data", *settings, code=INPUT, error="would be lost")
                     continue

@@ -71,9 +71,14 @@ Outcome arrays(const Options& options) {
     if (!data.is_object()) throw Failure(Outcome::input, options.data + ": this is no JSON object in UTF-8");
     const DataShape shape(data, config);
     const bool all_well = refused.empty() && shape.is_sound();
-    const nlohmann::json suggested = all_well ? config : shape.suggested_config();
-    const bool helps =
-        suggested != config && DataShape(data, suggested).is_sound() && why_refused(text, suggested).empty();
+    const auto helps = [&](const nlohmann::json& suggested) {
+        return suggested != config && DataShape(data, suggested).is_sound() && why_refused(text, suggested).empty();
+    };
+    nlohmann::json suggested;
+    if (!all_well) suggested = shape.suggested_config();
+    // A rule may give an object elsewhere the id of an element, where positions do no harm.
+    if (!all_well && !helps(suggested)) suggested = shape.positional_config();
+    if (all_well || !helps(suggested)) suggested = nullptr;
 
     if (options.json) {
         ordered_json list = ordered_json::array();
@@ -87,10 +92,7 @@ Outcome arrays(const Options& options) {
                             {"lost", array.lost},
                             {"shared", array.shared}});
         }
-        std::cout << pretty({{"arrays", list},
-                             {"refused", refused},
-                             {"configuration", helps ? ordered_json(suggested) : ordered_json()}})
-                  << '\n';
+        std::cout << pretty({{"arrays", list}, {"refused", refused}, {"configuration", suggested}}) << '\n';
         return options.exit_code && !all_well ? Outcome::found : Outcome::done;
     }
     Table table({"PATH", "ELEMENTS", "IDS", "DOMAIN"});
@@ -110,8 +112,11 @@ Outcome arrays(const Options& options) {
     if (!refused.empty()) {
         std::cout << painted(Paint::yellow, "warning: ", std::cout) << "an update refuses this: " << refused << '\n';
     }
-    if (helps) {
-        std::cout << "This configuration gives ids that stay:\n  " << one_line(suggested) << '\n';
+    constexpr std::size_t longest_line = 2000;
+    if (const std::string line = one_line(suggested); !suggested.is_null() && line.size() <= longest_line) {
+        std::cout << "This configuration gives ids that stay:\n  " << line << '\n';
+    } else if (!suggested.is_null()) {
+        std::cout << "A configuration gives ids that stay; --json prints it under \"configuration\"\n";
     } else if (!all_well) {
         std::cout << "No configuration gives ids that stay; the elements need an \"_id\" of their own\n";
     }
