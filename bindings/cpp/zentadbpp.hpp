@@ -1,5 +1,6 @@
-// zentadbpp.hpp: zentadbpp.h for C++20. Header-only, and nothing but a thin layer: every function here makes one call
-// of the function of zentadbpp.h that is named beside it, where its arguments, its result and its errors are told.
+// zentadbpp.hpp: zentadbpp.h for C++17 and later. Header-only, and nothing but a thin layer: every function here makes
+// one call of the function of zentadbpp.h that is named beside it, where its arguments, its result and its errors are
+// told.
 //
 //   Values     A result is a Value, which owns its text, or a List, whose items are the ids or revisions in it, or a
 //              bool. No text is copied on its way out.
@@ -52,7 +53,7 @@ class Error : public std::runtime_error {
             return;
         }
         if (at != text.size()) {
-            if (!text.ends_with("\" }")) return;
+            if (text.size() < at + 3 || text.compare(text.size() - 3, 3, "\" }") != 0) return;
             args = {at, text.size() - at - 3};
             has_args_ = true;
         }
@@ -89,7 +90,7 @@ class Error : public std::runtime_error {
     std::shared_ptr<const std::string> imported_;
 
     bool skip(std::size_t& at, std::string_view expected) const noexcept {
-        if (!std::string_view(what()).substr(at).starts_with(expected)) return false;
+        if (std::string_view(what()).compare(at, expected.size(), expected) != 0) return false;
         at += expected.size();
         return true;
     }
@@ -321,6 +322,37 @@ class [[nodiscard]] Handle {
 };
 
 inline const char* version() noexcept { return sync_json_lib_version(); }
+
+// The keys of a configuration, a JSON object, that the library does not know and passes over without a word. For hosts
+// that check their configuration once.
+inline std::vector<std::string> unknown_settings(std::string_view config) {
+    constexpr std::string_view known =
+        " instance_id id_generation_rules indexed_array_paths flatten_objects discard_id preserve_old_ordering "
+        "compressed "
+        "force_fast_hash_only include_full_data_hash ";
+    std::vector<std::string> unknown;
+    std::size_t depth = 0;
+    bool is_key = true;
+    for (std::size_t at = 0; at < config.size(); ++at) {
+        const char c = config[at];
+        if (c == '"') {
+            const std::size_t begin = at + 1;
+            for (++at; at < config.size() && config[at] != '"'; ++at) at += config[at] == '\\' ? 1 : 0;
+            if (depth != 1 || !is_key || at >= config.size()) continue;
+            const std::string key(config.substr(begin, at - begin));
+            if (key.empty() || key.find(' ') != std::string::npos || known.find(" " + key + " ") == known.npos) {
+                unknown.push_back(key);
+            }
+        } else if (c == '{' || c == '[') {
+            ++depth;
+        } else if (c == '}' || c == ']') {
+            --depth;
+        } else if (depth == 1 && (c == ':' || c == ',')) {
+            is_key = c == ',';
+        }
+    }
+    return unknown;
+}
 
 // Host data in and out.
 inline Value update(const Text& input, const Text& sync_json, const Text& config = "{}") {

@@ -26,7 +26,7 @@ const HandleResult = koffi.struct({ value: 'void *', error: 'void *', reserved: 
 const FlattenResult = koffi.struct({ value: 'void *', error: 'void *' });
 const QueryResult = koffi.struct({ value: 'void *', error: 'void *' });
 
-// What a function returns, and what it takes: a (t)ext, a (h)andle, a (n)umber, a (b)oolean, or a record.
+// What a function returns, and what it takes: a (t)ext, a (c)onfiguration, a (h)andle, a (n)umber, a (b)oolean, or a record.
 const exported = {
   dump_sync_json_ptr: ['void *', 'h'],
   free_flatten_result: ['void', FlattenResult],
@@ -35,13 +35,13 @@ const exported = {
   free_sync_json_ptr_result_all: ['void', HandleResult],
   free_sync_json_query_result: ['void', QueryResult],
   free_sync_json_result: ['void', Result],
-  json_array_unflatten: [FlattenResult, 'ttt'],
-  json_object_flatten: [FlattenResult, 'tt'],
+  json_array_unflatten: [FlattenResult, 'tct'],
+  json_object_flatten: [FlattenResult, 'tc'],
   new_sync_json_ptr: [HandleResult, 't'],
-  read_sync_json: [Result, 'tt'],
-  read_sync_json_ptr: [Result, 'ht'],
-  replicate_sync_json: [Result, 'ttt'],
-  replicate_sync_json_ptr: [HandleResult, 'hht'],
+  read_sync_json: [Result, 'tc'],
+  read_sync_json_ptr: [Result, 'hc'],
+  replicate_sync_json: [Result, 'ttc'],
+  replicate_sync_json_ptr: [HandleResult, 'hhc'],
   sync_json_all_docs: [Result, 't'],
   sync_json_all_winning: [Result, 't'],
   sync_json_ancestor: [Result, 'ttt'],
@@ -49,10 +49,10 @@ const exported = {
   sync_json_compress: [Result, 't'],
   sync_json_conflicting: [Result, 'tt'],
   sync_json_created: [Result, 'tt'],
-  sync_json_data: [Result, 'tttt'],
+  sync_json_data: [Result, 'tttc'],
   sync_json_deleted: [Result, 'tt'],
-  sync_json_diff: [Result, 'ttt'],
-  sync_json_from_bulk_get: [Result, 'tt'],
+  sync_json_diff: [Result, 'ttc'],
+  sync_json_from_bulk_get: [Result, 'tc'],
   sync_json_history: [Result, 'ttt'],
   sync_json_instances: [Result, 't'],
   sync_json_leafs: [Result, 'tt'],
@@ -66,9 +66,9 @@ const exported = {
   sync_json_ptr_available: [Result, 'ht'],
   sync_json_ptr_conflicting: [Result, 'ht'],
   sync_json_ptr_created: [Result, 'hh'],
-  sync_json_ptr_data: [Result, 'httt'],
+  sync_json_ptr_data: [Result, 'httc'],
   sync_json_ptr_deleted: [Result, 'hh'],
-  sync_json_ptr_from_bulk_get: [HandleResult, 'tt'],
+  sync_json_ptr_from_bulk_get: [HandleResult, 'tc'],
   sync_json_ptr_history: [Result, 'htt'],
   sync_json_ptr_instances: [Result, 'h'],
   sync_json_ptr_leafs: [Result, 'ht'],
@@ -89,9 +89,33 @@ const exported = {
   sync_json_unresolved: [Result, 't'],
   sync_json_updated: [Result, 'tt'],
   sync_json_winning: [Result, 'tt'],
-  update_sync_json: [Result, 'ttt'],
-  update_sync_json_ptr: [HandleResult, 'tht'],
+  update_sync_json: [Result, 'ttc'],
+  update_sync_json_ptr: [HandleResult, 'thc'],
 };
+
+// What the library would pass over without a word, such as a key with a slip of the pen.
+const settings = new Set([
+  'instance_id', 'id_generation_rules', 'indexed_array_paths', 'flatten_objects', 'discard_id', 'preserve_old_ordering',
+  'compressed', 'force_fast_hash_only', 'include_full_data_hash',
+]);
+const lookedAt = new Set(['{}']);
+
+function lookAtSettings(config) {
+  if (typeof config !== 'string' || lookedAt.has(config)) return;
+  if (lookedAt.size > 64) lookedAt.clear();
+  lookedAt.add(config);
+  let parsed;
+  try {
+    parsed = JSON.parse(config);
+  } catch {
+    return; // which the library refuses
+  }
+  if (typeof parsed !== 'object' || parsed === null || Array.isArray(parsed)) return;
+  const unknown = Object.keys(parsed).filter((key) => !settings.has(key));
+  if (unknown.length > 0) {
+    process.emitWarning(`the library does not know these configuration keys: ${unknown.join(', ')}`, 'ZentadbWarning');
+  }
+}
 
 // A value of another kind would be taken for an address, or cut, so each is looked at here.
 const given = {
@@ -101,6 +125,10 @@ const given = {
     if (value.includes('\0')) throw new ZentadbError('text_contains_nul');
     if (!value.isWellFormed()) throw new TypeError('half a surrogate pair is no text');
     return value;
+  },
+  c(value) {
+    lookAtSettings(value);
+    return given.t(value);
   },
   h(value) {
     if (value !== null && typeof value !== 'bigint') throw new TypeError('expected a Handle');
@@ -126,7 +154,7 @@ function load() {
 }
 
 const library = load();
-const kinds = { t: 'str', h: 'void *', n: 'uint32_t', b: 'bool' };
+const kinds = { t: 'str', c: 'str', h: 'void *', n: 'uint32_t', b: 'bool' };
 const functions = {};
 for (const [name, [returns, takes]] of Object.entries(exported)) {
   const types = typeof takes === 'string' ? [...takes].map((kind) => kinds[kind]) : [koffi.pointer(takes)];

@@ -225,6 +225,10 @@ int check_wrapper() {
           R"({ "filename" : "f", "line": 1, "function" : "g", "error" : "k", "args" : "x)"}) {
         expect(z::Error(text).key() == text && !z::Error(text).is_record(), "a text that is no record");
     }
+    const std::string settings =
+        R"({"instance_id": "a", "x\"y": {"inner": "discard"}, "discard_ids": ["a", {"b": 1}], "": ":"})";
+    expect(z::unknown_settings(settings) == std::vector<std::string>{"x\\\"y", "discard_ids", ""}, "unknown settings");
+    expect(z::unknown_settings("{\"a\\").empty() && z::unknown_settings("}]x").empty(), "what is no object");
     for (const json& each : json::parse(std::ifstream(VERIFY_CASES))) {
         const std::string known = each.value("known", "{}");
         expect(z::verify(each["sync_json"].get<std::string>(), known) == each["found"],

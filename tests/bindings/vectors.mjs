@@ -137,6 +137,18 @@ function checkPackage() {
   }
 }
 
+async function checkWarnings() {
+  const told = [];
+  process.on('warning', (warning) => told.push(warning.message.replace(/.*: /, '')));
+  const branch = '{"d": {"a": ["A_first"]}, "o": {"A": {}}, "r": "a"}';
+  zentadbpp.read(branch, '{"instance_id": "a", "discard_ids": true, "": 1}');
+  new Handle(branch).read('{"Compressed": true}');
+  new Handle(branch).read('{"Compressed": true}');
+  attempt('no object', () => assert.throws(() => zentadbpp.read(branch, '"discard_ids"'), ZentadbError));
+  await new Promise((done) => setTimeout(done, 1));
+  attempt('a key that no configuration has', () => assert.deepEqual(told, ['discard_ids, ', 'Compressed']));
+}
+
 // Each kind of result and of failure, a megabyte at a time, until keeping them would be seen.
 async function checkMemory() {
   const large = 'x'.repeat(1_000_000);
@@ -173,5 +185,6 @@ async function checkMemory() {
 files.forEach(run);
 checkPackage();
 await checkMemory();
+await checkWarnings();
 console.log(`${made} calls checked, ${failures} failures`);
 process.exitCode = failures === 0 && made > 0 ? 0 : 1;

@@ -8,6 +8,7 @@ import pickle
 import resource
 import sys
 import threading
+import warnings
 
 import zentadbpp
 from replay import Set, calls_of, matches
@@ -95,6 +96,14 @@ def what_no_vector_tells():
     yield "a text with a NUL byte", fails(Error, lambda: zentadbpp.read("{}\0"))
     yield "bytes", zentadbpp.root(branch.encode()) == "a"
     yield "bytes that are no UTF-8", zentadbpp.root(b'{"d": {"\xff": ["A_first"]}, "r": "\xff"}') == "\udcff"
+    with warnings.catch_warnings(record=True) as told:
+        warnings.simplefilter("always")
+        zentadbpp.read(branch, '{"instance_id": "a", "discard_ids": true, "": 1}')
+        zentadbpp.replicate(branch, branch, "{}")
+        with Handle(branch) as opened:
+            opened.read('{"Compressed": true}')
+    yield "a key that no configuration has", [(str(each.message).partition(": ")[2], each.filename) for each in told] == [
+        (", discard_ids", __file__), ("Compressed", __file__)]
     yield "a number for a text", fails(Exception, lambda: zentadbpp.read(5))
     yield "a text for a handle", fails(Exception, lambda: zentadbpp.replicate(handle, "{}"))
     yield "a number that is too large", fails(OverflowError, lambda: zentadbpp.prune(branch, 2**32))

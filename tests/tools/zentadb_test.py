@@ -111,7 +111,7 @@ class Commands(Case):
         self.run_it("resolve", "a", "t1", "2-8b3", code=INPUT, error="cannot be closed")
         self.run_it("resolve", "a", "t1")
         self.run_it("conflicts", "a", "--exit-code")
-        self.run_it("update", "a", "-", "-q", given=trip("back"), error="warning: 1 elements were deleted before")
+        self.run_it("update", "a", "-", "-q", given=trip("back"), error="warning: 1 element was deleted before")
 
     def test_standard_input_and_output(self):
         self.write("data", json.dumps(trip("pack")))
@@ -157,6 +157,19 @@ class Commands(Case):
         self.run_it("patch", "first", "-", given=bare)
         self.assertEqual(self.bytes_of("first"), self.bytes_of("laptop"))
 
+    def test_mentions_several_instances(self):
+        self.make("ann", trip("pack"), "--instance", "ann")
+        shutil.copy("ann", "ben")
+        data = {"title": "Trip", "tasks": trip("pack")["tasks"][::-1]}
+        self.run_it("update", "ben", "-", "--instance", "ben", given=data, error="")
+        self.run_it("merge", "ann", "ben", error="written by 2 instances, each with its own order of arrays: ann, ben")
+        for arguments, told in ((("read", "ann"), "2 instances: ann, ben; without"), (("read", "ann", "--instance", "ann"), "")):
+            done = subprocess.run([ZENTADB, *arguments], capture_output=True, text=True, check=True)
+            self.assertIn(told, done.stderr)
+            self.assertEqual(bool(told), bool(done.stderr))
+        done = subprocess.run([ZENTADB, "docs", "ann"], capture_output=True, text=True, check=True)
+        self.assertEqual(done.stderr, "")
+
     def test_goes_on_as_the_store_is(self):
         self.make("a", trip("pack"), "--fast-hash", "--instance", "ann")
         self.make("a", trip("pack light"))
@@ -182,7 +195,8 @@ class ExitCodes(Case):
         self.make("other", {"_id": "elsewhere"})
         self.make("stranger", trip("written apart"))
         for name, text in {"empty": "", "data": '{"a": 1}', "list": "[1]", "deep": "[" * 10**6, "broken": '{"d": {"a": [', "nul": '{}\0',
-                           "noroot": '{"d": {"a": ["b_first"]}}', "noid": '{"l": [{"_id": ""}]}', "twins": '{"l": [{"a": 1}, {"a": 2}]}',
+                           "noroot": '{"d": {"a": ["b_first"]}}', "typo": '{"é": 1,\n  "b": 2,\n  "é😀c", 3}', "nested": '{"a": {"b": [[{}], [{}]]}}',
+                           "split": '{"#df": 1, "o": {"_id": "t"}, "list": [{"_id": "t"}]}', "noid": '{"l": [{"_id": ""}]}', "twins": '{"l": [{"a": 1}, {"a": 2}]}',
                            "squeezed": '{"compressed": true, "data": "AAAA", "uncompressed_size": 9}'}.items():
             self.write(name, text)
         before = self.bytes_of("laptop")
@@ -192,8 +206,10 @@ class ExitCodes(Case):
             (("read",), USAGE, "STORE is required\nzentadb read --help"),
             (("read", "laptop", "--no-such"), USAGE, "--no-such"),
             (("read", "laptop", "--config", "[1]"), INPUT, "no such file"),
-            (("read", "laptop", "--config", "list"), USAGE, "no JSON object"),
-            (("read", "laptop", "--config", '{"a":' * 20000 + "1" + "}" * 20000), USAGE, "no JSON object"),
+            (("read", "laptop", "--config", "list"), USAGE, "list: not a JSON object"),
+            (("read", "laptop", "--config", '{"a":' * 20000 + "1" + "}" * 20000), USAGE, "not a JSON object"),
+            (("read", "laptop", "--config", '{"a": 1,}'), USAGE, "the configuration:1:9: expected '\"' in object"),
+            (("read", "laptop", "--config", '{"discard_ids": true}'), OK, "does not know: discard_ids"),
             (("read", "missing"), INPUT, "missing: there is no such file"),
             (("read", "data"), INPUT, "zentadb update STORE data"),
             (("read", "list"), INPUT, "no sync JSON"),
@@ -204,9 +220,19 @@ class ExitCodes(Case):
             (("read", "squeezed"), DAMAGED, "compressed object is damaged"),
             (("update", "empty", "data"), DAMAGED, "the file is empty"),
             (("update", "data", "data"), INPUT, "no sync JSON"),
-            (("update", "laptop", "list"), INPUT, "no JSON object"),
+            (("update", "laptop", "list"), INPUT, "list: the data is no JSON object"),
+            (("update", "laptop", "empty"), INPUT, "empty: this is empty"),
+            (("update", "laptop", "-"), INPUT, "standard input: this is empty"),
+            (("update", "laptop", "typo"), INPUT, "typo:3:8: expected ':' in object, got ','"),
+            (("arrays", "typo"), INPUT, "typo:3:8: "),
+            (("patch", "laptop", "typo"), INPUT, "typo:3:8: "),
+            (("compress", "typo"), DAMAGED, "typo:3:8: "),
+            (("read", "typo"), DAMAGED, "typo:3:8: "),
+            (("update", "new", "nested"), INPUT, "nested: two arrays of objects lie in one place: .a.b[0], .a.b[1]\n"),
+            (("update", "new", "split", "--force"), INPUT, "split: two objects would be one document: .o"),
+            (("update", "new", "data", "--ids", "x" * 100, "--config", '{"ids": 1}'), OK, "not know: ids"),
             (("update", "new", "noid"), INPUT, "an object has an empty"),
-            (("update", "laptop", "broken"), INPUT, "unexpected end"),
+            (("update", "laptop", "broken"), INPUT, "broken:1:13: unexpected end"),
             (("update", "laptop", "twins"), INPUT, "1 element would be lost"),
             (("show", "laptop", "no\x1body"), INPUT, r"no\x1body: the store has no such document"),
             (("show", "laptop", "t1", "9-9"), INPUT, "no such revision"),
@@ -215,14 +241,14 @@ class ExitCodes(Case):
             (("resolve", "laptop"), USAGE, "--all"),
             (("merge", "laptop", "other"), UNMERGEABLE, "no copies of one store"),
             (("merge", "laptop", "stranger"), UNMERGEABLE, "on their own"),
-            (("merge", "laptop", "broken"), DAMAGED, "broken: "),
+            (("merge", "laptop", "broken"), DAMAGED, "broken:1:13: "),
             (("prune", "laptop", "--keep", "0"), USAGE, "--force"),
             (("prune", "laptop", "nobody"), INPUT, "no such document"),
             (("verify", "broken"), DAMAGED, ""),
             (("verify", "deep"), INPUT, "too deeply"),
             (("update", "new", "deep"), INPUT, "too deeply"),
             (("verify", "broken", "--salvage", "./broken"), USAGE, "another file"),
-            (("compress", "list"), INPUT, "no JSON object"),
+            (("compress", "list"), INPUT, "list: not a JSON object"),
             (("update", "nowhere/store", "data"), SYSTEM, "nowhere/store"),
             (("update", "/dev/null/store", "data"), SYSTEM, ""),
             (("update", "laptop", "data", "-o", "/dev/full"), SYSTEM, "No space left"),
@@ -481,7 +507,7 @@ class Arrays(Case):
 class Terminal(Case):
     def on_terminal(self, *arguments, **env):
         screen, other = pty.openpty()
-        with subprocess.Popen([ZENTADB, *arguments], stdout=other, env={"TERM": "xterm", **env}) as run:
+        with subprocess.Popen([ZENTADB, *arguments], stdout=other, stderr=other, env={"TERM": "xterm", **env}) as run:
             os.close(other)
             text = b""
             try:
@@ -502,7 +528,8 @@ class Terminal(Case):
         self.assertIn("\x1b[", self.run_it("--color", "always", "log", "laptop", "t1"))
 
     def test_data_cannot_write_to_the_terminal(self):
-        escape = "\x1b]0;gotcha\x07\x9b1m"
+        escape = "\x1b]0;gotcha\x07\x7f\x9b1m\u200f\u202e\u2066"
+        unsafe = "[\x00-\x09\x0b\x0c\x0e-\x1f\x7f-\x9f\u061c\u200e\u200f\u2028-\u202e\u2066-\u2069]"
         for text in ("one", "two"):
             self.make("b" if text == "two" else "a", {"l": [{"_id": f"i{escape}", f"k{escape}": escape}]})
         shutil.copy("a", "b")
@@ -512,7 +539,17 @@ class Terminal(Case):
         self.write("data", self.run_it("read", "a"))
         for arguments in (("docs", "a"), ("log", "a", f"i{escape}"), ("conflicts", "a"), ("arrays", "data"),
                           ("changes", "b", "a"), ("graph", "a", f"i{escape}")):
-            self.assertNotRegex(self.run_it(*arguments), "[\x1b\x9b]", arguments)
+            self.assertNotRegex(self.run_it(*arguments), unsafe, arguments)
+        # What is JSON stays JSON there, and keeps its bytes elsewhere.
+        self.assertIn("\x9b1m\u200f\u202e\u2066", self.run_it("read", "a"))
+        with open("raw", "wb") as file:
+            file.write(self.bytes_of("a").replace("\u2066".encode(), b"\xe2\x81\xff\x9b"))
+        for arguments in (("read", "a"), ("show", "a", f"i{escape}"), ("docs", "a", "--json"), ("read", "raw"), ("conflicts", "raw"),
+                          ("diff", "raw", "a"), ("log", "raw", "missing\x9b")):
+            shown = self.on_terminal(*arguments).decode()
+            self.assertNotRegex(re.sub("\x1b\\[[0-9;]*m", "", shown), unsafe, arguments)
+            if arguments[0] in ("read", "show") and "raw" not in arguments:
+                self.assertEqual(json.loads(shown), json.loads(self.run_it(*arguments)))
 
 
 @unittest.skipUnless(shutil.which("git"), "git is not installed")

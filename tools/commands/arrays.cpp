@@ -5,9 +5,9 @@
 #include "commands.h"
 #include "host/arguments.h"
 #include "host/data_shape.h"
-#include "host/explain.h"
 #include "host/files.h"
 #include "host/inside.h"
+#include "host/json_text.h"
 #include "host/settings.h"
 #include "host/table.h"
 
@@ -53,26 +53,28 @@ void warn(const ArrayPlace& array) {
 
 // Objects and arrays that cannot be told apart make the library refuse data, which is what is looked for here. Anything
 // else that is wrong with a text ends the run.
-std::string why_refused(const std::string& text, const nlohmann::json& config) {
+std::string why_refused(const Options& options, const std::string& text, const nlohmann::json& config) {
     try {
         static_cast<void>(zentadbpp::flatten(text, config.dump()));
         return {};
     } catch (const zentadbpp::Error& error) {
-        if (!error.key().starts_with("duplicate_")) throw;
-        return explained(error).what();
+        const Failure failure = explained(error, options.data, text, config);
+        if (!error.key().starts_with("duplicate_")) throw failure;
+        return failure.what();
     }
 }
 
 Outcome arrays(const Options& options) {
     const std::string text = read_file(options.data);
     const nlohmann::json config = nlohmann::json::parse(options.settings.config());
-    const std::string refused = why_refused(text, config);
+    const std::string refused = why_refused(options, text, config);
     const nlohmann::json data = nlohmann::json::parse(text, nullptr, false);
-    if (!data.is_object()) throw Failure(Outcome::input, options.data + ": this is no JSON object in UTF-8");
+    if (!data.is_object()) throw Failure(Outcome::input, input_name(options.data) + ": not a JSON object in UTF-8");
     const DataShape shape(data, config);
     const bool all_well = refused.empty() && shape.is_sound();
     const auto helps = [&](const nlohmann::json& suggested) {
-        return suggested != config && DataShape(data, suggested).is_sound() && why_refused(text, suggested).empty();
+        return suggested != config && DataShape(data, suggested).is_sound() &&
+               why_refused(options, text, suggested).empty();
     };
     nlohmann::json suggested;
     if (!all_well) suggested = shape.suggested_config();

@@ -5,6 +5,7 @@
 #include "host/arguments.h"
 #include "host/explain.h"
 #include "host/files.h"
+#include "host/json_text.h"
 
 namespace zentadb {
 
@@ -22,14 +23,16 @@ Outcome convert(const Options& options, zentadbpp::Value (*conversion)(const zen
     const std::string text = read_file(options.file);
     // To the library, anything that is no object is an empty one.
     const std::size_t begin = text.find_first_not_of(" \t\r\n");
-    if (begin == std::string::npos || (text[begin] != '{' && text[begin] != '@')) {
-        throw Failure(Outcome::input, options.file + ": this is no JSON object");
+    if (begin == std::string::npos || text[begin] != '@') {
+        if (const auto problem = json_problem(options.file, text)) throw Failure(Outcome::damaged, *problem);
+        if (text[begin] != '{') throw Failure(Outcome::input, input_name(options.file) + ": not a JSON object");
     }
     const zentadbpp::Value converted = [&] {
         try {
             return conversion(text);
         } catch (const zentadbpp::Error& error) {
-            throw Failure(Outcome::damaged, options.file + ": " + explained(error).what(), explained(error).advice());
+            throw Failure(Outcome::damaged, input_name(options.file) + ": " + explained(error).what(),
+                          explained(error).advice());
         }
     }();
     if (!in_place) {

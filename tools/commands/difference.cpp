@@ -5,8 +5,10 @@
 
 #include "commands.h"
 #include "host/arguments.h"
+#include "host/explain.h"
 #include "host/files.h"
 #include "host/inside.h"
+#include "host/json_text.h"
 #include "host/store.h"
 
 namespace zentadb {
@@ -85,6 +87,7 @@ Outcome patch(const Options& options) {
     refuse_shared_input(std::array{options.store, options.other});
     const std::string operations = read_file(options.other);
     const Json parsed = Json::parse(operations, nullptr, false);
+    if (const auto problem = json_problem(options.other, operations)) throw Failure(Outcome::input, *problem);
     if (!parsed.is_object() || (!parsed.contains("d") && !parsed.contains("o"))) {
         throw Failure(Outcome::input, options.other + ": this is no patch", "zentadb diff OLD NEW makes one.");
     }
@@ -108,7 +111,7 @@ Outcome patch(const Options& options) {
             refuse(options, "it does not make the store that it should");
         change.commit(after);
     } catch (const zentadbpp::Error& error) {
-        refuse(options, error.what());
+        refuse(options, explained(error).what());
     } catch (const Json::exception&) {
         refuse(options, "its operations are not what zentadb diff makes");
     }

@@ -40,6 +40,8 @@ Outcome merge(const Options& options) {
     const std::string notice = conflict_notice(merged, options.output.empty() ? options.store : options.output);
     if (!options.quiet) {
         std::cerr << summary(before, merged) << '\n';
+        const std::string instances = instance_notice(before, merged);
+        if (!instances.empty()) std::cerr << painted(Paint::yellow, instances, std::cerr) << '\n';
         if (!notice.empty()) std::cerr << painted(Paint::yellow, notice, std::cerr) << '\n';
     }
     return options.exit_code && !notice.empty() ? Outcome::found : Outcome::done;

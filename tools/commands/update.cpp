@@ -7,6 +7,7 @@
 #include "host/arguments.h"
 #include "host/data_shape.h"
 #include "host/inside.h"
+#include "host/json_text.h"
 #include "host/settings.h"
 #include "host/store.h"
 #include "host/summary.h"
@@ -37,7 +38,8 @@ void refuse_losses(const Options& options, const DataShape& shape) {
 
 // A document whose deletion won stays deleted, also where data holds it again.
 void warn_of_deleted(const DataShape& shape, const zentadbpp::Handle& updated) {
-    Warning deleted{"elements were deleted before, and stay so as long as they have the same id"};
+    Warning deleted{"element was deleted before, and stays so as long as it has the same id",
+                    "elements were deleted before, and stay so as long as they have the same id"};
     const Inside inside(updated);
     for (const Entry& document : inside.histories()) {
         if (document.value.find("\"deleted_") == std::string_view::npos || !shape.has_element(document.key)) continue;
@@ -58,7 +60,13 @@ Outcome update(const Options& options) {
     if (parsed.is_object()) shape.emplace(parsed, nlohmann::json::parse(config));
     if (shape) refuse_losses(options, *shape);
     const zentadbpp::Handle& before = change.store().handle;
-    const zentadbpp::Handle updated = before.update(data, config);
+    const zentadbpp::Handle updated = [&] {
+        try {
+            return before.update(data, config);
+        } catch (const zentadbpp::Error& error) {
+            throw explained(error, options.data, data, nlohmann::json::parse(config));
+        }
+    }();
     change.commit(updated);
     if (!options.quiet) std::cerr << summary(before, updated) << '\n';
     if (shape) warn_of_deleted(*shape, updated);

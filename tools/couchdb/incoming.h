@@ -46,12 +46,17 @@ class Incoming {
     std::unordered_map<std::string, std::vector<std::string>> firsts_;
     std::unordered_map<std::string, Json> named_by_server_;
     std::size_t count_ = 0;
-    Warning foreign_{"documents of the database are not of this data and were left alone"};
-    Warning attachments_{"documents have attachments, which a store cannot keep; they stay on the server"};
+    Warning foreign_{"document of the database is not of this data and was left alone",
+                     "documents of the database are not of this data and were left alone"};
+    Warning attachments_{"document has attachments, which a store cannot keep; they stay on the server",
+                         "documents have attachments, which a store cannot keep; they stay on the server"};
     Warning cut_short_{
+        "document has a history that the server has cut short and that is not known here, and was left out; raise "
+        "_revs_limit, and push it again from a store that has it",
         "documents have a history that the server has cut short and that is not known here, and were left out; raise "
         "_revs_limit, and push them again from a store that has them"};
-    Warning unusable_{"documents have revisions with names that a store cannot keep, and were left out"};
+    Warning unusable_{"document has revisions with names that a store cannot keep, and was left out",
+                      "documents have revisions with names that a store cannot keep, and were left out"};
 };
 
 }  // namespace zentadb

@@ -30,7 +30,7 @@ void Progress::show(const std::string& doing, std::size_t done, std::size_t tota
 
 void Progress::waits(const std::string& why) {
     clear();
-    std::cerr << painted(Paint::yellow, "zentadb: ", std::cerr) << why << '\n';
+    std::cerr << painted(Paint::yellow, "zentadb: ", std::cerr) << printable(why) << '\n';
 }
 
 void Progress::clear() {

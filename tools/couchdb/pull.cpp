@@ -16,6 +16,7 @@
 #include "host/explain.h"
 #include "host/store.h"
 #include "host/summary.h"
+#include "host/table.h"
 #include "host/terminal.h"
 
 namespace zentadb {
@@ -70,7 +71,8 @@ class Pull {
         } else if (count_ == 0) {
             std::cout << "Nothing new on the server.\n";
         } else {
-            std::cout << "Got " << count_ << " revisions of " << documents_.size() << " documents.\n";
+            std::cout << "Got " << counted(count_, "revision") << " of " << counted(documents_.size(), "document")
+                      << ".\n";
             if (!notice_.empty()) std::cerr << painted(Paint::yellow, notice_, std::cerr) << '\n';
         }
     }
@@ -249,8 +251,10 @@ class Pull {
     std::size_t count_ = 0;
     std::string notice_;
     Warning homeless_{
-        "documents have no place in the data, as the list they stood in is not known here; the next push of a copy "
-        "that knows it brings them back, but an update here before that removes them"};
+        "document has no place in the data, as the list it stood in is not known here; the next push of a copy that "
+        "knows it brings it back, but an update here before that removes it",
+        "documents have no place in the data, as the lists they stood in are not known here; the next push of a copy "
+        "that knows them brings them back, but an update here before that removes them"};
 };
 
 Outcome pull(const ExchangeOptions& options) {

@@ -56,9 +56,11 @@ class Push {
         } else if (options_.quiet) {
             // What went wrong is told all the same.
         } else if (revisions_ == 0) {
-            std::cout << "Nothing to send: the server has all of " << store_.documents().size() << " documents.\n";
+            std::cout << "Nothing to send: the server has all of " << counted(store_.documents().size(), "document")
+                      << ".\n";
         } else {
-            std::cout << "Sent " << revisions_ << " revisions of " << documents_ << " documents.\n";
+            std::cout << "Sent " << counted(revisions_, "revision") << " of " << counted(documents_, "document")
+                      << ".\n";
         }
         if (!not_taken_.empty()) {
             throw Failure(Outcome::refused,
@@ -318,7 +320,8 @@ class Push {
     SyncText store_;
     Database database_;
     Checkpoint checkpoint_;
-    Warning pruned_{"documents have revisions whose content was pruned here; those were not sent"};
+    Warning pruned_{"document has revisions whose content was pruned here; those were not sent",
+                    "documents have revisions whose content was pruned here; those were not sent"};
     std::unordered_set<std::string> begins_on_server_;
     std::unordered_map<std::uint64_t, Attachments> attachments_;  // by mark
     std::size_t documents_ = 0;

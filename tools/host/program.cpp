@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <iostream>
+#include <optional>
 #include <regex>
 #include <sstream>
 
@@ -75,6 +76,9 @@ void Program::refuse_unknown(int count, char** arguments) const {
 }
 
 int Program::run(int count, char** arguments) {
+    std::optional<TerminalBuffer> output, messages;
+    if (is_terminal(std::cout)) output.emplace(std::cout);
+    if (is_terminal(std::cerr)) messages.emplace(std::cerr);
     try {
         refuse_unknown(count, arguments);
         app_->parse(count, arguments);

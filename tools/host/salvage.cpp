@@ -8,6 +8,7 @@
 #include <unordered_set>
 #include <zentadbpp_verify.hpp>
 
+#include "host/json_text.h"
 #include "integrity.h"
 #include "raw_json.h"
 
@@ -28,19 +29,6 @@ struct Pieces {
     std::vector<Piece> contents;
     std::string root;
 };
-
-// How many bytes there are up to where the text goes wrong, with the one that is wrong. The bytes of a string do not
-// matter here.
-std::optional<std::size_t> break_in(std::string text) {
-    std::ranges::replace_if(
-        text, [](char byte) { return (static_cast<unsigned char>(byte) & 0x80U) != 0; }, '?');
-    try {
-        const json nothing = json::parse(text, [](int, json::parse_event_t, const json&) { return false; });
-        return std::nullopt;
-    } catch (const json::parse_error& error) {
-        return std::min(error.byte, text.size());
-    }
-}
 
 // Calls `member(key, value, is_whole)` for each member of an object that may break off; only the last one may not be
 // whole.
@@ -122,7 +110,7 @@ class Names {
 class Rescue {
    public:
     explicit Rescue(const std::string& text) {
-        const std::optional<std::size_t> size = break_in(text);
+        const std::optional<std::size_t> size = json_break(text);
         salvage_.stopped_at = size.value_or(0);
         pieces_ = pieces_of(std::string_view(text).substr(0, size.value_or(text.size())));
     }

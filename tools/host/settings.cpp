@@ -4,6 +4,9 @@
 #include <nlohmann/json.hpp>
 
 #include "host/failure.h"
+#include "host/json_text.h"
+#include "host/table.h"
+#include "host/warning.h"
 
 namespace zentadb {
 
@@ -16,18 +19,36 @@ json given_config(const std::string& option) {
     const std::string given = !option.empty() ? option : environment != nullptr ? environment : "";
     if (given.empty()) return json::object();
     const bool inline_text = given.starts_with('{');
-    const bool too_deep = inline_text && is_nested_deeper(given, deepest_text);
-    json config = too_deep ? json() : json::parse(inline_text ? given : read_file(given), nullptr, false);
+    const std::string name = inline_text ? "the configuration" : given;
+    const std::string text = inline_text ? given : read_file(given);
+    const bool too_deep = is_nested_deeper(text, deepest_text);
+    json config = too_deep ? json() : json::parse(text, nullptr, false);
     if (!config.is_object()) {
-        throw Failure(Outcome::usage, (inline_text ? "the configuration" : given) + " is no JSON object",
+        const auto problem = too_deep ? std::nullopt : json_problem(name, text);
+        throw Failure(Outcome::usage, problem ? *problem : name + ": not a JSON object",
                       R"(A configuration looks like {"instance_id": "anna", "id_generation_rules": "code"}.)");
     }
     return config;
 }
 
+void warn_of_unknown_keys(const std::string& config) {
+    for (const std::string& key : zentadbpp::unknown_settings(config)) {
+        warn("the configuration has a key that the library does not know: " + key);
+    }
+}
+
+// Somebody who names no instance would add one, with an order of arrays of its own.
+void warn_of_instances(const zentadbpp::List& instances) {
+    std::string names;
+    for (const std::string_view instance : instances) names.append(names.empty() ? "" : ", ").append(instance);
+    warn("the store was written by " + counted(instances.size(), "instance") + ": " + names +
+         R"(; without --instance, "default" orders the arrays)");
+}
+
 }  // namespace
 
 void Settings::declare_reading(Arguments& arguments) {
+    is_declared_ = true;
     arguments.group("Configuration");
     arguments.optional("--config", config_, "Configuration: a JSON object or a file with one (or: ZENTADB_CONFIG)");
     arguments.optional("--instance", instance_, "Name of who writes; all copies of one user's data share one");
@@ -44,6 +65,7 @@ void Settings::declare_writing(Arguments& arguments) {
 
 std::string Settings::config() const {
     json config = given_config(config_);
+    if (is_declared_) warn_of_unknown_keys(config.dump());
     if (!instance_.empty()) config["instance_id"] = instance_;
     if (!id_rules_.empty()) config["id_generation_rules"] = id_rules_;
     if (!indexed_.empty()) config["indexed_array_paths"] = indexed_;
@@ -59,6 +81,7 @@ std::string Settings::config_for(const Store& store) const {
     if (!config.contains("instance_id")) {
         const zentadbpp::List instances = handle.instances();
         if (instances.size() == 1) config["instance_id"] = instances[0];
+        if (instances.size() > 1 && is_declared_) warn_of_instances(instances);
     }
     if (!config.contains("force_fast_hash_only") && !(handle.all_docs() == "[]")) {
         const zentadbpp::Value winning = handle.winning(handle.root());

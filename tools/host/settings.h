@@ -21,6 +21,7 @@ class Settings {
     [[nodiscard]] std::string config() const;
 
    private:
+    bool is_declared_ = false;  // a user gives them, and can be warned
     std::string config_;
     std::string instance_;
     std::string id_rules_;

@@ -4,6 +4,7 @@
 
 #include "host/explain.h"
 #include "host/failure.h"
+#include "host/json_text.h"
 
 namespace zentadb {
 
@@ -37,7 +38,7 @@ void refuse_other_data(const std::string& path, const Store& store, const std::s
 }
 
 Store store_of(const std::string& path, const std::string& text) {
-    const std::string name = path == "-" ? "standard input" : path;
+    const std::string name = input_name(path);
     if (text.empty()) {
         throw Failure(Outcome::damaged, name + ": the file is empty",
                       "A store is never empty. Remove the file to begin a new one, or bring back a copy of it.");
@@ -47,7 +48,9 @@ Store store_of(const std::string& path, const std::string& text) {
         refuse_other_data(name, store, text);
         return store;
     } catch (const zentadbpp::Error& error) {
-        throw Failure(Outcome::damaged, name + ": " + explained(error).what(),
+        const std::optional<std::string> problem =
+            error.is_record() || text.starts_with('@') ? std::nullopt : json_problem(path, text);
+        throw Failure(Outcome::damaged, problem ? *problem : name + ": " + explained(error).what(),
                       "zentadb verify " + path + " tells what of it is damaged.");
     }
 }

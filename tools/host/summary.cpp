@@ -4,6 +4,7 @@
 
 #include "host/inside.h"
 #include "host/table.h"
+#include "host/terminal.h"
 
 namespace zentadb {
 
@@ -22,10 +23,19 @@ std::string summary(const zentadbpp::Handle& before, const zentadbpp::Handle& af
     return text.empty() ? "nothing new" : text;
 }
 
+std::string instance_notice(const zentadbpp::Handle& before, const zentadbpp::Handle& after) {
+    const zentadbpp::List instances = after.instances();
+    if (instances.size() < 2 || before.instances().size() == instances.size()) return {};
+    std::string names;
+    for (const std::string_view instance : instances) names.append(names.empty() ? "" : ", ").append(instance);
+    return "written by " + counted(instances.size(), "instance") +
+           ", each with its own order of arrays: " + printable(names);
+}
+
 std::string conflict_notice(const zentadbpp::Handle& handle, const std::string& store) {
     const std::size_t count = handle.unresolved().size();
     if (count == 0) return {};
-    return counted(count, "document") + " in conflict; zentadb conflicts " + store + " shows " +
+    return counted(count, "document") + " in conflict; zentadb conflicts " + printable(store) + " shows " +
            (count == 1 ? "it" : "them");
 }
 

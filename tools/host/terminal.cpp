@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdlib>
 #include <iostream>
+#include <utility>
 
 namespace zentadb {
 
@@ -23,6 +24,41 @@ bool has_colours(const std::ostream& stream) {
     const char* terminal = std::getenv("TERM");
     return is_terminal(stream) && (no_color == nullptr || *no_color == '\0') &&
            (terminal == nullptr || std::string_view(terminal) != "dumb");
+}
+
+struct Character {
+    std::size_t size;
+    std::optional<char32_t> code;  // nothing where the byte is not UTF-8
+};
+
+// The first character of a text that is not empty.
+Character character_at(std::string_view text) {
+    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+    if (byte(0) < 0x80) return {1, byte(0)};
+    const std::size_t size = byte(0) >= 0xf0 ? 4 : byte(0) >= 0xe0 ? 3 : 2;
+    constexpr std::array<char32_t, 5> least = {0, 0, 0x80, 0x800, 0x10000};
+    if (byte(0) < 0xc2 || byte(0) > 0xf4 || text.size() < size) return {1, std::nullopt};
+    char32_t code = byte(0) & (0xffU >> (size + 1));
+    for (std::size_t at = 1; at < size; ++at) {
+        if ((byte(at) & 0xc0U) != 0x80U) return {1, std::nullopt};
+        code = code << 6 | (byte(at) & 0x3fU);
+    }
+    const bool is_surrogate = code >= 0xd800 && code <= 0xdfff;
+    if (code < least[size] || code > 0x10ffff || is_surrogate) return {1, std::nullopt};
+    return {size, code};
+}
+
+// What a terminal may obey, or what changes the direction of the text around it.
+bool is_control(char32_t code) {
+    const auto is_between = [code](char32_t first, char32_t last) { return code >= first && code <= last; };
+    return code < 0x20 || is_between(0x7f, 0x9f) || code == 0x61c || code == 0x200e || code == 0x200f ||
+           is_between(0x2028, 0x202e) || is_between(0x2066, 0x2069);
+}
+
+std::string hexadecimal(char32_t number, std::size_t digits) {
+    std::string text(digits, '0');
+    for (std::size_t at = digits; at-- > 0; number >>= 4) text[at] = "0123456789abcdef"[number & 15U];
+    return text;
 }
 
 }  // namespace
@@ -47,23 +83,67 @@ std::string painted(Paint paint, std::string_view text, const std::ostream& stre
 }
 
 std::string printable(std::string_view text) {
-    constexpr std::string_view digits = "0123456789abcdef";
     std::string result;
-    std::size_t escaped = 0;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const auto byte = static_cast<unsigned char>(text[at]);
-        // U+0080 to U+009F, which some terminals obey as well.
-        if (byte == 0xc2 && at + 1 < text.size() && (static_cast<unsigned char>(text[at + 1]) & 0xe0U) == 0x80U)
-            escaped = 2;
-        if (byte < 0x20 || byte == 0x7f) escaped = 1;
-        if (escaped == 0) {
-            result.push_back(text[at]);
+    for (std::size_t at = 0; at < text.size();) {
+        const Character character = character_at(text.substr(at));
+        const std::string_view bytes = text.substr(at, character.size);
+        at += character.size;
+        if (!character.code || *character.code < 0x20 || *character.code == 0x7f) {
+            for (const char byte : bytes) result.append("\\x").append(hexadecimal(static_cast<unsigned char>(byte), 2));
+        } else if (is_control(*character.code)) {
+            result.append("\\u").append(hexadecimal(*character.code, 4));
         } else {
-            --escaped;
-            result.append("\\x").append(1, digits[byte >> 4]).append(1, digits[byte & 15]);
+            result.append(bytes);
         }
     }
     return result;
+}
+
+TerminalBuffer::TerminalBuffer(std::ostream& stream, std::function<void()> before)
+    : stream_(&stream), target_(stream.rdbuf()), before_(std::move(before)) {
+    stream.rdbuf(this);
+}
+
+TerminalBuffer::~TerminalBuffer() {
+    stream_->flush();
+    stream_->rdbuf(target_);
+}
+
+std::streamsize TerminalBuffer::xsputn(const char* data, std::streamsize size) {
+    pending_.append(data, static_cast<std::size_t>(size));
+    return write(false) ? size : 0;
+}
+
+TerminalBuffer::int_type TerminalBuffer::overflow(int_type character) {
+    if (character == traits_type::eof()) return traits_type::not_eof(character);
+    pending_.push_back(static_cast<char>(character));
+    return write(false) ? character : traits_type::eof();
+}
+
+int TerminalBuffer::sync() { return write(true) && target_->pubsync() == 0 ? 0 : -1; }
+
+// The last bytes may be the beginning of a character, of which the rest comes with the next call.
+bool TerminalBuffer::write(bool all) {
+    constexpr std::size_t longest_character = 4;
+    std::string text;
+    std::size_t at = 0;
+    while (at < pending_.size() &&
+           (all || static_cast<unsigned char>(pending_[at]) < 0x80 || pending_.size() - at >= longest_character)) {
+        const Character character = character_at(std::string_view(pending_).substr(at));
+        if (!character.code) {
+            text.append("\\ufffd");
+        } else if (*character.code >= 0x20 && is_control(*character.code)) {
+            text.append("\\u").append(hexadecimal(*character.code, 4));
+        } else {
+            text.append(pending_, at, character.size);
+        }
+        at += character.size;
+    }
+    pending_.erase(0, at);
+    if (text.empty()) return true;
+    before_();
+    return target_->sputn(text.data(), static_cast<std::streamsize>(text.size())) ==
+           static_cast<std::streamsize>(text.size());
 }
 
 }  // namespace zentadb

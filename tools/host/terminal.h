@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <ostream>
+#include <streambuf>
 #include <string>
 #include <string_view>
 
@@ -18,7 +20,33 @@ void choose_colours(const std::string& when);
 // The text in a colour where the stream is to have colours, else as it is.
 [[nodiscard]] std::string painted(Paint paint, std::string_view text, const std::ostream& stream);
 
-// Text from a store as a terminal may be given it: control characters are written as escapes.
+// Text from a store as a terminal may be given it: control characters, those that change the direction of text, and
+// what is not UTF-8 are written as escapes.
 [[nodiscard]] std::string printable(std::string_view text);
+
+// Stands between a stream and a terminal, for what was not made printable because it is JSON: there, the characters
+// that JSON leaves as they are become JSON's own escapes. Those that colours and lines are made of pass.
+class TerminalBuffer : public std::streambuf {
+   public:
+    // Calls `before` each time before it writes.
+    explicit TerminalBuffer(
+        std::ostream& stream, std::function<void()> before = [] {});
+    ~TerminalBuffer() override;
+    TerminalBuffer(const TerminalBuffer&) = delete;
+    TerminalBuffer& operator=(const TerminalBuffer&) = delete;
+
+   protected:
+    std::streamsize xsputn(const char* data, std::streamsize size) override;
+    int_type overflow(int_type character) override;
+    int sync() override;
+
+   private:
+    bool write(bool all);
+
+    std::ostream* stream_;
+    std::streambuf* target_;
+    std::function<void()> before_;
+    std::string pending_;
+};
 
 }  // namespace zentadb

@@ -7,19 +7,21 @@
 
 namespace zentadb {
 
-// Tells people of something that does not end the run.
+// Tells people of something that does not end the run; the text may hold what stands in data.
 void warn(const std::string& what);
 
 // Something that was left out, told once for all documents that it happened to.
 class Warning {
    public:
-    explicit Warning(std::string what) : what_(std::move(what)) {}
+    // What follows the number of documents, of one and of more.
+    Warning(std::string one, std::string more) : one_(std::move(one)), more_(std::move(more)) {}
     void add(const std::string& id);
     [[nodiscard]] std::size_t count() const { return count_; }
     void tell() const;
 
    private:
-    std::string what_;
+    std::string one_;
+    std::string more_;
     std::vector<std::string> examples_;
     std::size_t count_ = 0;
 };

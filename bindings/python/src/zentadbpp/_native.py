@@ -3,9 +3,12 @@
 from __future__ import annotations
 
 import ctypes
+import functools
+import json
 import os
 import re
 import sys
+import warnings
 from ctypes import c_bool, c_char_p, c_uint32, c_void_p
 from typing import Any, Union
 
@@ -54,7 +57,7 @@ class QueryResult(ctypes.Structure):
     _fields_ = [("value", c_void_p), ("error", c_void_p)]
 
 
-# What a function returns, and what it takes: a (t)ext, a (h)andle, a (n)umber, a (b)oolean, or a record.
+# What a function returns, and what it takes: a (t)ext, a (c)onfiguration, a (h)andle, a (n)umber, a (b)oolean, or a record.
 _EXPORTS: dict[str, tuple[Any, Any]] = {
     "dump_sync_json_ptr": (c_void_p, "h"),
     "free_flatten_result": (None, FlattenResult),
@@ -63,13 +66,13 @@ _EXPORTS: dict[str, tuple[Any, Any]] = {
     "free_sync_json_ptr_result_all": (None, HandleResult),
     "free_sync_json_query_result": (None, QueryResult),
     "free_sync_json_result": (None, Result),
-    "json_array_unflatten": (FlattenResult, "ttt"),
-    "json_object_flatten": (FlattenResult, "tt"),
+    "json_array_unflatten": (FlattenResult, "tct"),
+    "json_object_flatten": (FlattenResult, "tc"),
     "new_sync_json_ptr": (HandleResult, "t"),
-    "read_sync_json": (Result, "tt"),
-    "read_sync_json_ptr": (Result, "ht"),
-    "replicate_sync_json": (Result, "ttt"),
-    "replicate_sync_json_ptr": (HandleResult, "hht"),
+    "read_sync_json": (Result, "tc"),
+    "read_sync_json_ptr": (Result, "hc"),
+    "replicate_sync_json": (Result, "ttc"),
+    "replicate_sync_json_ptr": (HandleResult, "hhc"),
     "sync_json_all_docs": (Result, "t"),
     "sync_json_all_winning": (Result, "t"),
     "sync_json_ancestor": (Result, "ttt"),
@@ -77,10 +80,10 @@ _EXPORTS: dict[str, tuple[Any, Any]] = {
     "sync_json_compress": (Result, "t"),
     "sync_json_conflicting": (Result, "tt"),
     "sync_json_created": (Result, "tt"),
-    "sync_json_data": (Result, "tttt"),
+    "sync_json_data": (Result, "tttc"),
     "sync_json_deleted": (Result, "tt"),
-    "sync_json_diff": (Result, "ttt"),
-    "sync_json_from_bulk_get": (Result, "tt"),
+    "sync_json_diff": (Result, "ttc"),
+    "sync_json_from_bulk_get": (Result, "tc"),
     "sync_json_history": (Result, "ttt"),
     "sync_json_instances": (Result, "t"),
     "sync_json_leafs": (Result, "tt"),
@@ -94,9 +97,9 @@ _EXPORTS: dict[str, tuple[Any, Any]] = {
     "sync_json_ptr_available": (Result, "ht"),
     "sync_json_ptr_conflicting": (Result, "ht"),
     "sync_json_ptr_created": (Result, "hh"),
-    "sync_json_ptr_data": (Result, "httt"),
+    "sync_json_ptr_data": (Result, "httc"),
     "sync_json_ptr_deleted": (Result, "hh"),
-    "sync_json_ptr_from_bulk_get": (HandleResult, "tt"),
+    "sync_json_ptr_from_bulk_get": (HandleResult, "tc"),
     "sync_json_ptr_history": (Result, "htt"),
     "sync_json_ptr_instances": (Result, "h"),
     "sync_json_ptr_leafs": (Result, "ht"),
@@ -117,8 +120,8 @@ _EXPORTS: dict[str, tuple[Any, Any]] = {
     "sync_json_unresolved": (Result, "t"),
     "sync_json_updated": (Result, "tt"),
     "sync_json_winning": (Result, "tt"),
-    "update_sync_json": (Result, "ttt"),
-    "update_sync_json_ptr": (HandleResult, "tht"),
+    "update_sync_json": (Result, "ttc"),
+    "update_sync_json_ptr": (HandleResult, "thc"),
 }
 
 
@@ -131,7 +134,7 @@ def _load() -> ctypes.CDLL:
 
 
 def _bind(library: ctypes.CDLL) -> dict[str, Any]:
-    kinds = {"t": c_char_p, "h": c_void_p, "n": c_uint32, "b": c_bool}
+    kinds = {"t": c_char_p, "c": c_char_p, "h": c_void_p, "n": c_uint32, "b": c_bool}
     functions: dict[str, Any] = {}
     for name, (returns, takes) in _EXPORTS.items():
         function = getattr(library, name)
@@ -161,6 +164,30 @@ def _given(value: object) -> object:
     return value
 
 
+# What the library would pass over without a word, such as a key with a slip of the pen.
+_SETTINGS = frozenset((
+    "instance_id", "id_generation_rules", "indexed_array_paths", "flatten_objects", "discard_id", "preserve_old_ordering",
+    "compressed", "force_fast_hash_only", "include_full_data_hash",
+))  # fmt: skip
+
+
+@functools.lru_cache(maxsize=64)
+def _unknown_settings(config: Text) -> tuple[str, ...]:
+    try:
+        parsed = json.loads(config) if config else {}
+    except (ValueError, RecursionError):  # which the library refuses
+        return ()
+    return tuple(sorted(parsed.keys() - _SETTINGS)) if isinstance(parsed, dict) else ()
+
+
+def _look_at_settings(name: str, arguments: tuple[object, ...]) -> None:
+    at = _EXPORTS[name][1].find("c")
+    config = arguments[at] if at >= 0 else None
+    if isinstance(config, (str, bytes)) and (unknown := _unknown_settings(config)):
+        # The caller of the package's function, which called one of this module.
+        warnings.warn(f"the library does not know these configuration keys: {', '.join(unknown)}", stacklevel=5)
+
+
 def number(value: int) -> int:
     """A number of 32 bits; ctypes would cut a larger one."""
     if not 0 <= value < 2**32:
@@ -185,6 +212,7 @@ def _in_part(record: Any) -> Error:
 
 
 def _call(name: str, arguments: tuple[object, ...], take: Any) -> Any:
+    _look_at_settings(name, arguments)
     record = _functions[name](*map(_given, arguments))
     try:
         if record.value is not None and record.error is None:
