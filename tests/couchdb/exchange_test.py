@@ -347,6 +347,18 @@ def case_a_history_that_the_server_cuts_short(world):
     assert a.pull() == 1 and a.texts() == {"x": "there", "y": "one"} and len(a.sync()["d"]["x"]) == 1101
 
 
+def case_a_server_that_drips(world):
+    a, b = world.pair(x="one")
+    a.edit(x="two")
+    for exchange, disturbance in ((a.push, "drip"), (b.pull, "drip"), (a.push, 503)):
+        world.proxy.disturb = lambda method, what: disturbance
+        begin = time.monotonic()
+        assert "Tried " in exchange("--timeout", "2", "--retries", "50", expect=8)
+        assert time.monotonic() - begin < 5
+    world.proxy.disturb = None
+    assert a.push() == 1 and b.pull() == 1
+
+
 def case_encrypted_and_with_credentials(world):
     a, key = world.copy("a.sync"), str(world.work / "server.pem")
     a.update(listing(x="one"))

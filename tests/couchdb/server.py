@@ -1,5 +1,6 @@
 """A CouchDB-compatible server for tests: pouchdb-server from npm behind a proxy that watches, disturbs and survives it."""
 
+import contextlib
 import hashlib
 import http.client
 import http.server
@@ -119,7 +120,7 @@ class Proxy(http.server.ThreadingHTTPServer):
         self.server_behind = server
         self.requests = []  # (method, what, body)
         self.credentials = set()
-        self.disturb = None  # (method, what) -> None to pass on, "cut", a status, or an answer
+        self.disturb = None  # (method, what) -> None to pass on, "cut", "drip", a status, or an answer
         self.largest = 1 << 40  # body that is not answered with 413
         super().__init__((LOOPBACK, 0), Handler)
         self.scheme = "https" if certificate else "http"
@@ -153,6 +154,14 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.server.credentials.add(self.headers.get("Authorization"))
         if len(body) > self.server.largest:
             disturbance = 413
+        if disturbance == "drip":  # a byte now and then, without an end
+            with contextlib.suppress(OSError):
+                self.wfile.write(b"HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n")
+                for _ in range(100):
+                    self.wfile.write(b" ")
+                    time.sleep(0.2)
+            self.close_connection = True
+            return
         if disturbance == "cut":
             self.close_connection = True
             return

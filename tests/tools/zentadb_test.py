@@ -288,19 +288,37 @@ class Files(Case):
         self.make("real", trip("pack light"))
         self.assertEqual(os.stat("real").st_ino, before.st_ino)
 
+    def test_other_names_of_a_store(self):
+        self.make("a", trip("pack"))
+        os.link("a", "b")
+        self.run_it("update", "a", "-", given=trip("pack light"), error="a: the file has other names as well (hard links)")
+        self.assertEqual([self.data(name)["tasks"][0]["what"] for name in "ab"], ["pack light", "pack"])
+        os.symlink("loop", "loop")
+        for arguments in (("update", "loop", "a"), ("read", "loop"), ("merge", "loop", "a"), ("merge", "a", "loop")):
+            self.run_it(*arguments, code=SYSTEM, error="loop: Too many levels of symbolic links")
+        self.assertTrue(os.path.islink("loop"))
+
+    @unittest.skipUnless(shutil.which("strace"), "strace is not installed")
+    def test_nobody_can_open_a_new_text_early(self):
+        self.make("a", trip("pack"))
+        os.chmod("a", 0o640)
+        self.write("data", json.dumps(trip("pack light")))
+        done = subprocess.run(["strace", "-e", "trace=openat,open,fchmod", ZENTADB, "update", "a", "data"], capture_output=True, text=True,
+                              check=False, preexec_fn=lambda: os.umask(0))
+        if "ptrace" in done.stderr:
+            self.skipTest("nothing can be traced here")
+        self.assertRegex(done.stderr, r"a\.zentadb-new\", [^)]*, 0600\)[^$]*fchmod\(\d+, 0640\)")
+
     def test_a_write_that_breaks_off_changes_nothing(self):
         self.make("a", trip("pack"))
         before = self.bytes_of("a")
 
-        def limit():  # the kernel ends the process in the middle of the write
+        def limit():
             resource.setrlimit(resource.RLIMIT_FSIZE, (512, 512))
-        done = subprocess.run([ZENTADB, "update", "a", "-"], input=json.dumps(trip("x" * 5000)).encode(), preexec_fn=limit,
-                              capture_output=True, check=False)
-        self.assertNotEqual(done.returncode, OK)
+        self.run_it("update", "a", "-", given=trip("x" * 5000), preexec_fn=limit, code=SYSTEM, error="File too large\nNothing was changed")
         self.assertEqual(self.bytes_of("a"), before)
-        # What is left over, even if it was written by another one with bad intent, is in nobody's way.
-        if os.path.exists("a.zentadb-new"):
-            os.unlink("a.zentadb-new")
+        self.assertEqual(os.listdir(), ["a"])
+        # What a run left over, even if it was written by another one with bad intent, is in nobody's way.
         self.write("precious", "stays")
         os.symlink("precious", "a.zentadb-new")
         self.make("a", trip("pack light"))

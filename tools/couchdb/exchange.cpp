@@ -20,12 +20,14 @@ void ExchangeOptions::declare(Arguments& arguments) {
     arguments.optional("--batch", batch, "Documents in one request, 500 if left out");
     arguments.optional("--retries", retries,
                        "How often a request is repeated that fails for the moment; 5 if left out");
+    arguments.optional("--timeout", timeout, "Seconds that a request may take, with its repetitions; 600 if left out");
     arguments.flag("-q,--quiet", quiet, "Tell only of problems");
     arguments.flag("--json", json, "Tell the outcome as JSON");
 }
 
 Database connect(const ExchangeOptions& options, Progress& progress) {
-    HttpClient client(options.url, {options.retries, [&progress](const std::string& why) { progress.waits(why); }});
+    HttpClient client(options.url,
+                      {options.retries, options.timeout, [&progress](const std::string& why) { progress.waits(why); }});
     if (client.exposes_credentials()) warn("the password travels unencrypted; use https");
     Database database(std::move(client));
     database.open(options.create);
@@ -59,6 +61,8 @@ Outcome run_exchange(const ExchangeOptions& options, Outcome (*run)(const Exchan
         throw Failure(Outcome::usage, "the store comes first, and then the URL");
     }
     if (options.batch == 0 || options.batch > 10000) throw Failure(Outcome::usage, "--batch is from 1 to 10000");
+    constexpr std::uint32_t day = 86400;
+    if (options.timeout == 0 || options.timeout > day) throw Failure(Outcome::usage, "--timeout is from 1 to 86400");
     try {
         return run(options);
     } catch (const Database::Json::exception& error) {

@@ -20,6 +20,7 @@ struct ExchangeOptions {
     std::string url;
     std::uint32_t batch = 500;
     std::uint32_t retries = 5;
+    std::uint32_t timeout = 600;
     bool create = false;
     bool afresh = false;
     bool force = false;  // of a pull

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "host/failure.h"
+#include "host/table.h"
 
 namespace zentadb {
 
@@ -147,13 +148,15 @@ HttpClient::HttpClient(const std::string& url, Options options) : options_(std::
     }
 }
 
-HttpClient::Try HttpClient::attempt(const std::string& method, const std::string& path, const std::string& body) {
+HttpClient::Try HttpClient::attempt(const std::string& method, const std::string& path, const std::string& body,
+                                    std::chrono::milliseconds limit) {
     Try result;
     CURL* curl = curl_.get();
     std::array<char, CURL_ERROR_SIZE> message{};
     const std::string url = url_ + path;
     curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
     curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, message.data());
+    curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, static_cast<long>(limit.count()));
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, &result.answer.body);
     if (body.empty()) {
         curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
@@ -181,19 +184,24 @@ HttpClient::Try HttpClient::attempt(const std::string& method, const std::string
 }
 
 Answer HttpClient::send(const std::string& method, const std::string& path, const std::string& body) {
+    // A server that sends a byte now and then must not keep anybody waiting for ever.
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(options_.seconds);
+    const auto left = [&] {
+        return std::chrono::duration_cast<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
+    };
     for (unsigned retry = 0;; ++retry) {
-        Try result = attempt(method, path, body);
+        Try result = attempt(method, path, body, std::max(left(), std::chrono::milliseconds(1)));
         if (result.problem.empty()) return std::move(result.answer);
         if (!result.is_temporary) {
             throw Failure(Outcome::network, url_ + ": " + result.problem,
                           "libcurl gave up. For certificates of your own, name the file in CURL_CA_BUNDLE.");
         }
-        if (retry == options_.retries) {
+        const auto pause = pause_before(retry, result.retry_after);
+        if (retry == options_.retries || pause >= left()) {
             throw Failure(
                 Outcome::network, url_ + ": the server does not do its work: " + result.problem,
-                "Tried " + std::to_string(retry + 1) + " times. Run the same again later; it goes on where it was.");
+                "Tried " + counted(retry + 1, "time") + ". Run the same again later; it goes on where it was.");
         }
-        const auto pause = pause_before(retry, result.retry_after);
         options_.waiting("waiting for the server: " + result.problem);
         std::this_thread::sleep_for(pause);
     }

@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -21,6 +22,7 @@ class HttpClient {
    public:
     struct Options {
         unsigned retries = 5;
+        unsigned seconds = 600;  // that one request may take, with all its tries
         // Told before each pause.
         std::function<void(const std::string&)> waiting = [](const std::string&) {};
     };
@@ -46,7 +48,8 @@ class HttpClient {
         bool is_temporary = true;
         long retry_after = 0;
     };
-    [[nodiscard]] Try attempt(const std::string& method, const std::string& path, const std::string& body);
+    [[nodiscard]] Try attempt(const std::string& method, const std::string& path, const std::string& body,
+                              std::chrono::milliseconds limit);
 
     struct Cleanup {
         void operator()(CURL* curl) const noexcept { curl_easy_cleanup(curl); }

@@ -1,5 +1,8 @@
 #include "couchdb/journal.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <utility>
 
@@ -31,9 +34,10 @@ void Journal::begin(const std::string& session) {
     // It holds data, which others may not be allowed to read in the store.
     std::error_code ignored;
     std::filesystem::remove(path_, ignored);
+    const int made = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (made < 0) throw Failure(Outcome::system, path_ + ": what was pulled cannot be written", "Nothing was changed.");
+    ::close(made);
     out_.open(path_, std::ios::app);
-    std::filesystem::permissions(path_, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write,
-                                 ignored);
     add({{"session", session}});
 }
 

@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "host/failure.h"
+#include "host/warning.h"
 
 namespace zentadb {
 
@@ -45,6 +46,7 @@ class Descriptor {
     const int reason = errno;
     std::string advice;
     if (reason == ENOSPC || reason == EDQUOT) advice = "Nothing was changed. Make room on the disk and try again.";
+    if (reason == EFBIG) advice = "Nothing was changed. A limit (ulimit -f) or the file system allows no larger file.";
     if (reason == EACCES || reason == EPERM || reason == EROFS) {
         advice = "Nothing was changed. The directory has to be writable as well, as files are replaced in one step.";
     }
@@ -96,7 +98,12 @@ std::chrono::milliseconds patience() {
 
 bool file_exists(const std::string& path) {
     std::error_code error;
-    return fs::exists(path, error);
+    const bool exists = fs::exists(path, error);
+    // Links that lead nowhere for good, unlike one whose file is yet to be made.
+    if (error == std::errc::too_many_symbolic_link_levels) {
+        throw Failure(Outcome::system, path + ": " + error.message());
+    }
+    return exists;
 }
 
 bool is_same_file(const std::string& a, const std::string& b) { return real_path(a) == real_path(b); }
@@ -159,9 +166,14 @@ void replace_file(const std::string& given, std::string_view text) {
     struct stat old {};
     const bool exists = ::stat(path.c_str(), &old) == 0;
 
+    if (exists && old.st_nlink > 1) {
+        warn(given + ": the file has other names as well (hard links), under which the old text stays");
+    }
     const std::string fresh = path + ".zentadb-new";
     ::unlink(fresh.c_str());
-    Descriptor opened(::open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
+    // Nobody may open the new text who cannot open the old one, not even before the owner and the mode are set.
+    const mode_t mode = exists ? old.st_mode & 0700 : 0666;
+    Descriptor opened(::open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
     if (opened.get() < 0) fail(fresh, "cannot be made");
     try {
         if (exists) {

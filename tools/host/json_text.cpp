@@ -57,8 +57,7 @@ std::optional<std::string> json_problem(const std::string& path, const std::stri
     return name + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + complaint_about(text);
 }
 
-Failure explained(const zentadbpp::Error& error, const std::string& path, const std::string& data,
-                  const json& config) {
+Failure explained(const zentadbpp::Error& error, const std::string& path, const std::string& data, const json& config) {
     if (const auto problem = json_problem(path, data)) return {Outcome::input, *problem};
     const Failure failure = explained(error);
     std::string what = failure.what();
