@@ -51,6 +51,8 @@ foreach(header IN LISTS ZENTADBPP_HEADER ZENTADBPP_CPP_HEADERS)
 endforeach()
 target_include_directories(zentadbpp INTERFACE
     $<BUILD_INTERFACE:${public_include}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+# What zentadbpp.hpp needs.
+target_compile_features(zentadbpp INTERFACE cxx_std_17)
 
 add_library(zentadbpp_internals STATIC EXCLUDE_FROM_ALL ${room_objects})
 set_target_properties(zentadbpp_internals PROPERTIES LINKER_LANGUAGE CXX)

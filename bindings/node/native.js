@@ -1,7 +1,10 @@
 // The shared library: every function that it exports, and how their results become JavaScript values and are freed.
 
 import process from 'node:process';
-import koffi from 'koffi';
+
+const { default: koffi } = await import('koffi').catch((failure) => {
+  throw new Error('koffi is not installed beside zentadbpp; install a folder with npm install --install-links', { cause: failure });
+});
 
 // What the library says about a failed call.
 export class ZentadbError extends Error {
