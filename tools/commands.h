@@ -24,6 +24,7 @@ void add_diff(Program& program);
 void add_patch(Program& program);
 void add_compress(Program& program);
 void add_uncompress(Program& program);
+void add_completion(Program& program);
 void add_push(Program& program);
 void add_pull(Program& program);
 

@@ -27,6 +27,7 @@ int main(int count, char** arguments) {
     zentadb::add_patch(program);
     zentadb::add_compress(program);
     zentadb::add_uncompress(program);
+    zentadb::add_completion(program);
     zentadb::add_push(program);
     zentadb::add_pull(program);
     return program.run(count, arguments);

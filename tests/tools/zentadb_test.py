@@ -75,6 +75,7 @@ class Commands(Case):
             (("log", "laptop", "t1", "--ascii"), r"\n\|-\* 2-8b3e4a5 "),
             (("graph", "laptop", "t1"), r"r0 -> r1;[^$]*pack everything\\\"\\nconflict\""),
             (("graph", "laptop", "t1", "--format", "mermaid"), r"r0 --> r3\n"),
+            (("read", "laptop", "--pretty"), r'\n    "tasks": \[\n        \{\n            "_id": "t1",\n'),
             (("verify", "laptop"), r"whole: the histories of 4 documents, 8 contents, 8 of them"),
             (("verify", "laptop", "--json"), r'"damaged": false,(.*\n)* +"whole_contents": 8\n'),
             (("status", "laptop", "--json"), r'"documents": 3,(.*\n)* +"conflicts": 1,(.*\n)* +"size": 1654,'),
@@ -545,6 +546,32 @@ class Terminal(Case):
         self.assertNotIn("\x1b[", self.run_it("log", "laptop", "t1"))
         self.assertIn("\x1b[", self.run_it("--color", "always", "log", "laptop", "t1"))
 
+    def test_what_takes_long_says_so(self):
+        self.make("a", trip("pack"))
+        with open("a.zentadb-lock", "w", encoding="utf-8") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            shown = self.on_terminal("merge", "a", "a", ZENTADB_LOCK_WAIT="1.5").decode()
+            self.assertRegex(shown, "\r\x1b\\[Kwaiting for another process that changes a, 1 s(\r\x1b\\[K.*)*\r\x1b\\[K.*zentadb: .*a: another process")
+            runs = [subprocess.Popen([ZENTADB, "merge", "a", "a", *options], stderr=subprocess.PIPE, text=True,
+                                     env={**os.environ, "ZENTADB_LOCK_WAIT": "5.4"}) for options in ((), ("-q",))]
+            told = [run.communicate()[1].splitlines()[0] for run in runs]
+        self.assertEqual(told, ["zentadb: waiting for another process that changes a, 5 s", "zentadb: a: another process is changing it"])
+        self.assertNotIn("\x1b[K", self.on_terminal("read", "a").decode())
+
+    @unittest.skipUnless(shutil.which("bash"), "bash is not installed")
+    def test_completion(self):
+        ask = 'source <("$0" completion bash); COMP_WORDS=(zentadb "$@"); COMP_CWORD=$#; _zentadb; echo "${COMPREPLY[*]}"'
+        for words, expected in ((("pu",), "push pull"), (("merge", "--n"), "--name"), (("merge", "a"), ""), (("nonsense", "--"), "")):
+            done = subprocess.run(["bash", "-c", ask, ZENTADB, *words], capture_output=True, text=True, check=True)
+            self.assertEqual(done.stdout.strip(), expected)
+        self.assertIn("__fish_seen_subcommand_from merge' -l name\n", self.run_it("completion", "fish"))
+
+    def test_says_in_words_why_a_merge_fails(self):
+        self.make("a", trip("pack"))
+        self.make("b", trip("made anew"))
+        done = subprocess.run([ZENTADB, "merge", "a", "b"], capture_output=True, text=True, check=False)
+        self.assertTrue(all(line.startswith(("zentadb: ", "Copies ")) for line in done.stderr.splitlines()), done.stderr)
+
     def test_data_cannot_write_to_the_terminal(self):
         escape = "\x1b]0;gotcha\x07\x7f\x9b1m\u200f\u202e\u2066"
         unsafe = "[\x00-\x09\x0b\x0c\x0e-\x1f\x7f-\x9f\u061c\u200e\u200f\u2028-\u202e\u2066-\u2069]"
@@ -580,15 +607,15 @@ class Git(Case):
 
     def test_merge_driver(self):
         self.git("init", "-q", "-b", "main")
-        self.git("config", "merge.zentadb.driver", f"{ZENTADB} merge %A %B")
-        self.git("config", "diff.zentadb.textconv", f"{ZENTADB} read")
+        self.git("config", "merge.zentadb.driver", f"{ZENTADB} merge --name %P %A %B")
+        self.git("config", "diff.zentadb.textconv", f"{ZENTADB} read --pretty")
         self.write(".gitattributes", "*.sync merge=zentadb diff=zentadb\n")
         self.make("my.sync", trip("pack"))
         self.git("add", ".")
         self.git("commit", "-qm", "first")
         self.git("checkout", "-qb", "phone")
         self.make("my.sync", trip("pack", True))
-        self.assertIn('+{"_id": "root"', self.git("diff"))
+        self.assertRegex(self.git("diff"), r'\n- +"done": false,\n\+ +"done": true,\n')
         self.git("commit", "-qam", "phone")
         self.git("checkout", "-q", "main")
         self.make("my.sync", trip("pack light"))
@@ -602,7 +629,9 @@ class Git(Case):
         self.make("my.sync", trip("made anew"))
         self.git("commit", "-qam", "stranger")
         before = self.bytes_of("my.sync")
-        self.assertIn("CONFLICT", self.git("merge", "main", code=1))
+        told = self.git("merge", "main", code=1)
+        self.assertIn("CONFLICT", told)
+        self.assertIn("zentadb: my.sync: both stores made a document t1 on their own", told)
         self.assertEqual(self.bytes_of("my.sync"), before)
 
 

@@ -3,8 +3,11 @@
 #include <vector>
 
 #include "commands.h"
+#include "host/activity.h"
 #include "host/arguments.h"
+#include "host/explain.h"
 #include "host/forgery.h"
+#include "host/library_silence.h"
 #include "host/store.h"
 #include "host/summary.h"
 #include "host/terminal.h"
@@ -17,10 +20,14 @@ struct Options {
     std::string store;
     std::vector<std::string> sources;
     std::string output;
+    std::string name;
     bool force = false;
     bool quiet = false;
     bool exit_code = false;
 };
+
+// The store as messages call it: git merges in a temporary file.
+std::string name_of(const Options& options) { return options.name.empty() ? options.store : options.name; }
 
 Outcome merge(const Options& options) {
     std::vector<std::string> inputs = options.sources;
@@ -33,11 +40,13 @@ Outcome merge(const Options& options) {
     const zentadbpp::Handle& before = change.store().handle;
     zentadbpp::Handle merged;
     for (const Store& source : sources) {
+        Activity::current().doing("merging " + source.path);
         if (!options.force) refuse_forged(source.handle, before, source.text, source.path);
+        const LibrarySilence silence;
         merged = zentadbpp::replicate(source.handle, merged ? merged : before);
     }
     change.commit(merged);
-    const std::string notice = conflict_notice(merged, options.output.empty() ? options.store : options.output);
+    const std::string notice = conflict_notice(merged, options.output.empty() ? name_of(options) : options.output);
     if (!options.quiet) {
         std::cerr << summary(before, merged) << '\n';
         const std::string instances = instance_notice(before, merged);
@@ -55,15 +64,28 @@ void add_merge(Program& program) {
         program.command("merge", daily_use, "Merge other copies into a store",
                         "zentadb merge laptop.sync phone.sync\n"
                         "ssh phone cat trip.sync | zentadb merge trip.sync -\n"
-                        "git config merge.zentadb.driver 'zentadb merge %A %B'   # *.sync merge=zentadb");
+                        "git config merge.zentadb.driver 'zentadb merge --name %P %A %B'   # *.sync merge=zentadb");
     Arguments arguments(command);
     arguments.required("STORE", options->store, "The store; it is made if there is none");
     arguments.required("FROM", options->sources, "The stores to learn from, - for standard input");
     arguments.optional("-o,--output", options->output, "Write the result into this file, and leave STORE as it is");
+    arguments.optional("--name", options->name, "What messages call the store, where STORE is a temporary file");
     arguments.flag("--force", options->force, "Even if contents do not hash to their names");
     arguments.flag("-q,--quiet", options->quiet, "Do not tell what changed");
     arguments.flag("--exit-code", options->exit_code, "Exit with 1 where there are conflicts after the merge");
-    program.on(command, [options] { return merge(*options); });
+    program.on(command, [options] {
+        const auto named = [&](const Failure& failure) {
+            const std::string prefix = options->name.empty() ? "" : options->name + ": ";
+            return Failure(failure.outcome(), prefix + failure.what(), failure.advice());
+        };
+        try {
+            return merge(*options);
+        } catch (const Failure& failure) {
+            throw named(failure);
+        } catch (const zentadbpp::Error& error) {
+            throw named(explained(error));
+        }
+    });
 }
 
 }  // namespace zentadb

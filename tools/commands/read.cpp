@@ -3,6 +3,7 @@
 
 #include "commands.h"
 #include "host/arguments.h"
+#include "host/json_text.h"
 #include "host/settings.h"
 #include "host/store.h"
 
@@ -13,13 +14,15 @@ namespace {
 struct Options {
     std::string store;
     std::string output = "-";
+    bool pretty = false;
     Settings settings;
 };
 
 Outcome read(const Options& options) {
     Store store = open_store(options.store);
     const std::string config = options.settings.config_for(store);
-    write_output(options.output, store.handle.read(config).str() + "\n");
+    const zentadbpp::Value data = store.handle.read(config);
+    write_output(options.output, (options.pretty ? indented(data) : data.str()) + "\n");
     return Outcome::done;
 }
 
@@ -27,12 +30,15 @@ Outcome read(const Options& options) {
 
 void add_read(Program& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("read", daily_use, "Print the data of a store",
-                                        "zentadb read trip.sync > trip.json\n"
-                                        "zentadb read trip.sync --discard-id -o trip.json");
+    CLI::App& command =
+        program.command("read", daily_use, "Print the data of a store",
+                        "zentadb read trip.sync > trip.json\n"
+                        "zentadb read trip.sync --discard-id -o trip.json\n"
+                        "git config diff.zentadb.textconv 'zentadb read --pretty'   # *.sync diff=zentadb");
     Arguments arguments(command);
     arguments.required("STORE", options->store, "The store, - for standard input");
     arguments.optional("-o,--output", options->output, "Write the data into this file");
+    arguments.flag("--pretty", options->pretty, "A line for each member and element");
     options->settings.declare_reading(arguments);
     program.on(command, [options] { return read(*options); });
 }

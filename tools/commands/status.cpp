@@ -59,6 +59,21 @@ std::size_t size_with_fast_hash(std::string_view text) {
     return size;
 }
 
+// Of a large text, what parts of it come to is taken for all of it.
+constexpr std::size_t parts = 16;
+constexpr std::size_t part_size = std::size_t{1} << 20;
+constexpr std::size_t whole = parts * part_size;  // what is compressed as a whole
+
+std::size_t size_compressed(std::string_view text) {
+    constexpr auto replace = nlohmann::json::error_handler_t::replace;
+    if (text.size() <= whole) return zentadbpp::compress(text).size();
+    std::string sample;
+    for (std::size_t part = 0; part < parts; ++part) sample.append(text, text.size() / parts * part, part_size);
+    const nlohmann::json object{{"sample", sample}};
+    const auto size = static_cast<double>(zentadbpp::compress(object.dump(-1, ' ', false, replace)).size());
+    return static_cast<std::size_t>(size / static_cast<double>(sample.size()) * static_cast<double>(text.size()));
+}
+
 std::string compared(std::size_t size, std::size_t with) {
     const auto percent = with == 0 || size >= with ? 0 : 100 - size * 100 / with;
     return readable_size(size) + (percent > 0 ? ", " + std::to_string(percent) + " % less" : ", nothing less");
@@ -71,7 +86,7 @@ Outcome status(const Options& options) {
     const bool empty = inside.histories().empty();
     const std::string root = empty ? "" : store.handle.root().str();
     const zentadbpp::List instances = store.handle.instances();
-    const std::size_t compressed = zentadbpp::compress(inside.text()).size();
+    const std::size_t compressed = size_compressed(inside.text());
     const std::size_t fast = size_with_fast_hash(inside.text());
     if (options.json) {
         nlohmann::ordered_json result{{"root", root},
@@ -102,7 +117,7 @@ Outcome status(const Options& options) {
         if (!empty) table.add({{"root"}, {root}});
         if (!names.empty()) table.add({{"instances"}, {names}});
         table.add({{"size"}, {readable_size(inside.size()) + (store.compressed ? ", kept compressed" : "")}});
-        table.add({{"compressed"}, {compared(compressed, inside.size())}});
+        table.add({{"compressed"}, {(inside.size() > whole ? "about " : "") + compared(compressed, inside.size())}});
         if (fast < inside.size()) table.add({{"fast hash"}, {"about " + compared(fast, inside.size())}});
         table.print(std::cout);
     }

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "commands.h"
+#include "host/activity.h"
 #include "host/arguments.h"
 #include "host/data_shape.h"
 #include "host/inside.h"
@@ -60,6 +61,7 @@ Outcome update(const Options& options) {
     if (parsed.is_object()) shape.emplace(parsed, nlohmann::json::parse(config));
     if (shape) refuse_losses(options, *shape);
     const zentadbpp::Handle& before = change.store().handle;
+    Activity::current().doing("updating " + options.store);
     const zentadbpp::Handle updated = [&] {
         try {
             return before.update(data, config);

@@ -6,6 +6,7 @@
 #include "host/explain.h"
 #include "host/failure.h"
 #include "host/forgery.h"
+#include "host/library_silence.h"
 #include "host/terminal.h"
 
 namespace zentadb {
@@ -102,7 +103,9 @@ zentadbpp::Handle Incoming::merged_into(const zentadbpp::Handle& target, const s
             throw Failure(Outcome::input, "the database does not hold the root document yet",
                           "Perhaps the first push to it is still going on. Nothing was changed.");
         }
-        merged = zentadbpp::replicate(zentadbpp::Handle(set.rooted_at(*own)), merged);
+        const zentadbpp::Handle rooted(set.rooted_at(*own));
+        const LibrarySilence silence;
+        merged = zentadbpp::replicate(rooted, merged);
     }
     return merged;
 }

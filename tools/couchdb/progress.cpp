@@ -3,18 +3,27 @@
 #include <algorithm>
 #include <iostream>
 
+#include "host/activity.h"
 #include "host/terminal.h"
 
 namespace zentadb {
 
-Progress::Progress(bool is_wanted) : is_shown_(is_wanted && is_terminal(std::cerr)) {}
+Progress::Progress(bool is_wanted) : is_shown_(is_wanted), on_terminal_(is_terminal(std::cerr)) {
+    using namespace std::chrono_literals;
+    if (!on_terminal_) next_ = std::chrono::steady_clock::now() + 5s;
+}
 
 void Progress::show(const std::string& doing, std::size_t done, std::size_t total) {
     using namespace std::chrono_literals;
     const auto now = std::chrono::steady_clock::now();
-    if (!is_shown_ || (now < next_ && done != total && doing == doing_)) return;
+    Activity::current().yield();
+    if (!is_shown_ || (now < next_ && (!on_terminal_ || (done != total && doing == doing_)))) return;
     doing_ = doing;
-    next_ = now + 100ms;
+    next_ = now + (on_terminal_ ? 100ms : 30s);
+    if (!on_terminal_) {
+        std::cerr << "zentadb: " << doing << ' ' << done << (total > 0 ? "/" + std::to_string(total) : "") << '\n';
+        return;
+    }
     std::string line = "\r\x1b[K" + doing + " ";
     if (total > 0) {
         constexpr std::size_t width = 30;

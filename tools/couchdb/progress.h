@@ -6,7 +6,7 @@
 
 namespace zentadb {
 
-// A bar on standard error, where that is a terminal; nothing elsewhere.
+// A bar on standard error where that is a terminal, and a line now and then elsewhere.
 class Progress {
    public:
     explicit Progress(bool is_wanted);
@@ -22,6 +22,7 @@ class Progress {
 
    private:
     bool is_shown_;
+    bool on_terminal_;
     bool is_drawn_ = false;
     std::string doing_;
     std::chrono::steady_clock::time_point next_;

@@ -15,6 +15,7 @@
 #include <thread>
 #include <utility>
 
+#include "host/activity.h"
 #include "host/failure.h"
 #include "host/warning.h"
 
@@ -136,6 +137,8 @@ std::string read_file(const std::string& path) {
     if (path != "-" && !file_exists(path)) throw Failure(Outcome::input, path + ": there is no such file");
     const Descriptor opened(path == "-" ? ::dup(STDIN_FILENO) : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     const std::string name = path == "-" ? "standard input" : path;
+    Activity::current().doing("reading " + name);
+    if (::isatty(opened.get()) == 1) Activity::current().yield();  // somebody is typing
     const auto fail_reading = [&name](const char* what) {
         throw Failure(Outcome::system, name + ": " + what + ": " + std::strerror(errno));
     };
@@ -163,6 +166,7 @@ std::string read_file(const std::string& path) {
 
 void replace_file(const std::string& given, std::string_view text) {
     const std::string path = real_path(given);
+    Activity::current().doing("writing " + given);
     struct stat old {};
     const bool exists = ::stat(path.c_str(), &old) == 0;
 
@@ -216,6 +220,7 @@ FileLock::FileLock(const std::string& path) : path_(real_path(path) + ".zentadb-
                 Outcome::busy, path + ": another process is changing it",
                 "Nothing was changed. Try again when it is done, or set ZENTADB_LOCK_WAIT to the seconds to wait.");
         } else {
+            Activity::current().doing("waiting for another process that changes " + path);
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
         ::close(descriptor_);

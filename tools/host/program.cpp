@@ -3,11 +3,16 @@
 #include <zentadbpp.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
 #include <optional>
 #include <regex>
 #include <sstream>
+#include <string_view>
+#include <utility>
+#include <vector>
 
+#include "host/activity.h"
 #include "host/explain.h"
 #include "host/terminal.h"
 
@@ -67,6 +72,20 @@ void Program::on(CLI::App& command, std::function<Outcome()> run) {
     command.callback([this, run = std::move(run)] { outcome_ = run(); });
 }
 
+std::vector<CommandOutline> Program::outline() const {
+    std::vector<CommandOutline> commands;
+    for (const CLI::App* command : std::as_const(*app_).get_subcommands({})) {
+        CommandOutline& outline = commands.emplace_back();
+        outline.name = command->get_name();
+        outline.does = command->get_description();
+        for (const CLI::Option* option : command->get_options()) {
+            for (const std::string& name : option->get_snames()) outline.options.push_back("-" + name);
+            for (const std::string& name : option->get_lnames()) outline.options.push_back("--" + name);
+        }
+    }
+    return commands;
+}
+
 // The parser would only say that a command is missing.
 void Program::refuse_unknown(int count, char** arguments) const {
     if (count < 2 || arguments[1][0] == '-') return;
@@ -77,8 +96,19 @@ void Program::refuse_unknown(int count, char** arguments) const {
 
 int Program::run(int count, char** arguments) {
     std::optional<TerminalBuffer> output, messages;
-    if (is_terminal(std::cout)) output.emplace(std::cout);
-    if (is_terminal(std::cerr)) messages.emplace(std::cerr);
+    Activity& activity = Activity::current();
+    const auto make_room = [&activity] { activity.yield(); };
+    if (is_terminal(std::cout)) output.emplace(std::cout, make_room);
+    if (is_terminal(std::cerr)) messages.emplace(std::cerr, make_room);
+    const std::vector<std::string_view> words(arguments + 1, arguments + count);
+    const bool is_quiet = std::ranges::count(words, "-q") + std::ranges::count(words, "--quiet") > 0;
+    if (!words.empty() && !is_quiet) activity.start(std::string(words.front()));
+    const int code = run_command(count, arguments);
+    activity.stop();
+    return code;
+}
+
+int Program::run_command(int count, char** arguments) {
     try {
         refuse_unknown(count, arguments);
         app_->parse(count, arguments);

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/failure.h"
 
@@ -18,6 +19,13 @@ inline constexpr const char* looking = "Looking into a store";
 inline constexpr const char* settling = "Settling and tidying";
 inline constexpr const char* exchange = "Exchange with servers";
 inline constexpr const char* texts = "Sync JSONs as texts";
+
+// A command as a shell sees it.
+struct CommandOutline {
+    std::string name;
+    std::string does;
+    std::vector<std::string> options;  // "-o", "--output"
+};
 
 // The command line as a whole: commands put themselves in, and the one that the user names is run.
 //
@@ -41,9 +49,12 @@ class Program {
     // What a command does. It may throw Failure, and whatever the library's wrapper throws.
     void on(CLI::App& command, std::function<Outcome()> run);
 
+    [[nodiscard]] std::vector<CommandOutline> outline() const;
+
     int run(int count, char** arguments);
 
    private:
+    int run_command(int count, char** arguments);
     void refuse_unknown(int count, char** arguments) const;
 
     std::unique_ptr<CLI::App> app_;

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "host/activity.h"
 #include "host/explain.h"
 #include "host/failure.h"
 #include "host/json_text.h"
@@ -43,6 +44,7 @@ Store store_of(const std::string& path, const std::string& text) {
         throw Failure(Outcome::damaged, name + ": the file is empty",
                       "A store is never empty. Remove the file to begin a new one, or bring back a copy of it.");
     }
+    Activity::current().doing("opening " + name);
     try {
         Store store{path, zentadbpp::Handle(text), is_compressed(text)};
         refuse_other_data(name, store, text);

@@ -1,0 +1,73 @@
+#include <iostream>
+#include <memory>
+
+#include "commands.h"
+#include "host/arguments.h"
+
+namespace zentadb {
+
+namespace {
+
+std::string joined(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) text.append(text.empty() ? "" : " ").append(word);
+    return text;
+}
+
+// bash, and zsh through its bashcompinit. What is no command or option is a file.
+std::string bash_text(const std::vector<CommandOutline>& commands) {
+    std::vector<std::string> names;
+    std::string cases;
+    for (const CommandOutline& command : commands) {
+        names.push_back(command.name);
+        cases += "        " + command.name + ") words='" + joined(command.options) + "' ;;\n";
+    }
+    return "_zentadb() {\n"
+           "    local word=${COMP_WORDS[COMP_CWORD]} words=\n"
+           "    case ${COMP_WORDS[1]} in\n" +
+           cases +
+           "    esac\n"
+           "    COMPREPLY=()\n"
+           "    if [[ $COMP_CWORD -eq 1 ]]; then\n"
+           "        COMPREPLY=($(compgen -W '" +
+           joined(names) +
+           "' -- \"$word\"))\n"
+           "    elif [[ $word == -* ]]; then\n"
+           "        COMPREPLY=($(compgen -W \"$words\" -- \"$word\"))\n"
+           "    fi\n"
+           "}\n"
+           "complete -o default -F _zentadb zentadb\n";
+}
+
+std::string fish_text(const std::vector<CommandOutline>& commands) {
+    std::string text;
+    for (const CommandOutline& command : commands) {
+        text += "complete -c zentadb -n __fish_use_subcommand -f -a " + command.name + " -d '" + command.does + "'\n";
+        for (const std::string& option : command.options) {
+            const bool is_long = option.starts_with("--");
+            text += "complete -c zentadb -n '__fish_seen_subcommand_from " + command.name + "' " +
+                    (is_long ? "-l " + option.substr(2) : "-s " + option.substr(1)) + "\n";
+        }
+    }
+    return text;
+}
+
+}  // namespace
+
+void add_completion(Program& program) {
+    const auto shell = std::make_shared<std::string>();
+    CLI::App& command = program.command("completion", texts, "Print what makes a shell complete commands and options",
+                                        "zentadb completion bash > ~/.local/share/bash-completion/completions/zentadb\n"
+                                        "source <(zentadb completion zsh)                     # in ~/.zshrc\n"
+                                        "zentadb completion fish > ~/.config/fish/completions/zentadb.fish");
+    Arguments(command).choice("SHELL", *shell, {"bash", "zsh", "fish"}, "bash, zsh or fish");
+    program.on(command, [shell, &program] {
+        const std::vector<CommandOutline> commands = program.outline();
+        if (shell->empty()) throw Failure(Outcome::usage, "SHELL is required", "It is bash, zsh or fish.");
+        if (*shell == "zsh") std::cout << "autoload -U +X bashcompinit && bashcompinit\n";
+        std::cout << (*shell == "fish" ? fish_text(commands) : bash_text(commands));
+        return Outcome::done;
+    });
+}
+
+}  // namespace zentadb
