@@ -114,6 +114,55 @@ class Commands(Case):
         self.run_it("conflicts", "a", "--exit-code")
         self.run_it("update", "a", "-", "-q", given=trip("back"), error="warning: 1 element was deleted before")
 
+    def test_what_lies_below_a_losing_version_comes_back(self):
+        def task(what, *notes, **more):
+            return {"tasks": [{"_id": "t1", "what": what, **({"notes": [{"_id": note} for note in notes]} if notes else {}), **more}]}
+        self.make("a", task("pack", "n0"))
+        shutil.copy("a", "b")
+        self.make("a", task("pack light", more=1))
+        self.make("a", task("pack very light", more=1))
+        self.make("b", task("pack everything", "n0", "n1", "n2"))
+        told = "2 documents are only in a losing version; they come back if that is kept\n1 document in conflict"
+        self.run_it("merge", "a", "b", error=told)
+        loser = self.bytes_of("b").decode().partition('"t1": ["')[2].split('"')[2][:7]
+        for _ in range(2):  # an update with what was read takes nothing away
+            self.assertIn(f"2-{loser} has 2 documents below it that the data does not show; they come back", self.run_it("conflicts", "a"))
+            versions = json.loads(self.run_it("conflicts", "a", "--json"))[0]["versions"]
+            self.assertEqual([version["documents_below"] for version in versions], [0, 2])
+            self.make("a", self.data("a"))
+        self.run_it("resolve", "a", "t1", f"2-{loser}")
+        self.assertEqual([note["_id"] for note in self.data("a")["tasks"][0]["notes"]], ["n1", "n2"])
+        self.run_it("conflicts", "a", "--exit-code")
+
+    def test_what_a_merge_brings_into_something_removed(self):
+        inner = [{"_id": "t2", "notes": [{"_id": "n0"}]}]
+        self.make("a", {"tasks": [{"_id": "t1"}, *inner]})
+        shutil.copy("a", "b")
+        self.make("a", {"tasks": [{"_id": "t1"}]})
+        self.make("b", {"tasks": [{"_id": "t1"}, {**inner[0], "notes": [{"_id": "n0"}, {"_id": "n1", "text": "new"}]}]})
+        for store, other in (("a", "b"), ("b", "a")):
+            shutil.copy(store, "merged")
+            told = "1 document with changes lies in something that was removed: n1; zentadb show merged n1 shows it\n"
+            self.run_it("merge", "merged", other, error=told)
+            self.assertEqual(json.loads(self.run_it("show", "merged", "n1")), {"_id": "n1", "text": "new"})
+            done = subprocess.run([ZENTADB, "merge", "merged", other], capture_output=True, text=True, check=True)
+            self.assertEqual(done.stderr, "nothing new\n")  # it is said once
+
+    def test_draws_merged_lists_without_their_closings(self):
+        self.make("a", {"l": [{"_id": "1"}, {"_id": "2"}]})
+        shutil.copy("a", "b")
+        self.make("a", {"l": [{"_id": "1"}, {"_id": "2"}, {"_id": "3"}]})
+        self.make("b", {"l": [{"_id": "0"}, {"_id": "1"}, {"_id": "2"}]})
+        self.run_it("merge", "a", "b", "-q")
+        self.make("a", self.data("a"))
+        order = next(each["id"] for each in json.loads(self.run_it("docs", "a", "--all", "--json")) if each["id"].startswith("ord-"))
+        drawn = self.run_it("log", "a", order)
+        self.assertIn("[merged]", drawn)
+        for quiet in (drawn, self.run_it("graph", "a", order), self.run_it("graph", "a", order, "--format", "mermaid")):
+            self.assertNotIn("resolved", quiet)
+            self.assertRegex(quiet, "0.{1,16}1.{1,16}2.{1,16}3")
+        self.assertIn("3-resolved", self.run_it("log", "a", order, "--full"))
+
     def test_standard_input_and_output(self):
         self.write("data", json.dumps(trip("pack")))
         store = self.run_it("update", "-", "data", given="{}")

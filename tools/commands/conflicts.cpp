@@ -5,6 +5,7 @@
 
 #include "commands.h"
 #include "host/arguments.h"
+#include "host/below.h"
 #include "host/inside.h"
 #include "host/revision_marks.h"
 #include "host/store.h"
@@ -28,6 +29,7 @@ struct Version {
     std::size_t revision;
     bool deleted;
     std::optional<ordered_json> content;
+    std::size_t below = 0;  // documents that the data does not show, and that come back with it
 };
 
 struct Conflict {
@@ -41,6 +43,7 @@ std::vector<Conflict> conflicts_of(Store& store, const std::string& only) {
     const Inside inside(store.handle);
     if (!only.empty()) static_cast<void>(inside.tree(only));
     const auto places = places_in(store);
+    std::optional<Below> below;
     std::vector<Conflict> conflicts;
     for (const Entry& document : inside.histories()) {
         if (!only.empty() ? document.key != only : is_ordering(document.key)) continue;
@@ -57,7 +60,12 @@ std::vector<Conflict> conflicts_of(Store& store, const std::string& only) {
         const auto add = [&](std::string_view name) {
             const std::size_t index = by_name.at(name);
             const Revision& revision = conflict.tree[index];
-            conflict.versions.push_back({index, revision.hash() == "deleted", inside.content(revision)});
+            if (!below) below.emplace(store.handle, inside);
+            const std::set<std::string> ids = below->of(document.key, revision);
+            const auto hidden = std::ranges::count_if(
+                ids, [&](const std::string& id) { return !places.empty() && !places.contains(id); });
+            conflict.versions.push_back(
+                {index, revision.hash() == "deleted", inside.content(revision), static_cast<std::size_t>(hidden)});
         };
         add(store.handle.winning(document.key));
         for (const std::string_view loser : losers) add(loser);
@@ -123,6 +131,12 @@ void print(const Conflict& conflict) {
             table.add(row);
         }
         table.print(std::cout, "  ");
+        for (const Version* version : group) {
+            if (version == group.front() || version->below == 0) continue;
+            std::cout << "  " << painted(Paint::yellow, names[version->revision], std::cout) << " has "
+                      << counted(version->below, "document") << " below it that the data does not show; "
+                      << (version->below == 1 ? "it comes" : "they come") << " back if it is kept\n";
+        }
     }
     std::cout << '\n';
 }
@@ -133,7 +147,8 @@ ordered_json as_json(const Conflict& conflict) {
         versions.push_back({{"revision", conflict.tree[version.revision].name},
                             {"wins", &version == &conflict.versions.front()},
                             {"deleted", version.deleted},
-                            {"content", version.content ? *version.content : ordered_json()}});
+                            {"content", version.content ? *version.content : ordered_json()},
+                            {"documents_below", version.below}});
     }
     return {{"id", conflict.id},
             {"place", conflict.place.empty() ? ordered_json() : ordered_json(conflict.place)},

@@ -27,6 +27,7 @@ struct Node {
     std::string words;
     Mark mark;
     std::size_t parent;
+    bool is_quiet;
 };
 
 std::vector<Node> nodes_of(const Options& options) {
@@ -39,7 +40,7 @@ std::vector<Node> nodes_of(const Options& options) {
     std::vector<Node> nodes;
     for (std::size_t index = 0; index < tree.revisions().size(); ++index) {
         nodes.push_back({printable(names[index]), cut(printable(change_line(inside, tree, index)), label),
-                         marks.words(index), marks.of(index), tree[index].parent});
+                         marks.words(index), marks.of(index), tree[index].parent, marks.is_quiet(index)});
     }
     return nodes;
 }
@@ -77,6 +78,7 @@ std::string dot_style(Mark mark) {
         case Mark::deleted:
             return ", fillcolor=lightpink";
         case Mark::closed:
+        case Mark::merged:
             return ", style=\"rounded,filled,dashed\", fillcolor=whitesmoke";
         case Mark::none:
             break;
@@ -89,6 +91,7 @@ std::string dot_text(const std::string& id, const std::vector<Node>& nodes) {
     text +=
         "    rankdir=LR;\n    node [shape=box, style=\"rounded,filled\", fillcolor=white, fontname=\"sans-serif\"];\n";
     for (std::size_t index = 0; index < nodes.size(); ++index) {
+        if (nodes[index].is_quiet) continue;
         const std::string label = label_of(nodes[index], "\\n", {{'"', "\\\""}, {'\\', "\\\\"}});
         text += "    r" + std::to_string(index) + " [label=\"" + label + "\"" + dot_style(nodes[index].mark) + "];\n";
         if (nodes[index].parent != Revision::none) {
@@ -104,6 +107,7 @@ std::string mermaid_text(const std::vector<Node>& nodes) {
     std::string text = "flowchart LR\n";
     for (std::size_t index = 0; index < nodes.size(); ++index) {
         const Node& node = nodes[index];
+        if (node.is_quiet) continue;
         text += "    r" + std::to_string(index) + "[\"" + label_of(node, "<br>", escapes) + "\"]";
         if (node.mark == Mark::wins) text += ":::wins";
         if (node.mark == Mark::conflict) text += ":::conflict";

@@ -57,7 +57,8 @@ std::vector<Line> lines_of(const RevisionTree& tree, std::size_t winner) {
 
 void draw(const Options& options, const Inside& inside, const RevisionTree& tree, const RevisionMarks& marks) {
     const std::vector<std::string> short_names = tree.short_names();
-    const std::vector<Line> lines = lines_of(tree, marks.winner());
+    std::vector<Line> lines = lines_of(tree, marks.winner());
+    if (!options.full) std::erase_if(lines, [&](const Line& line) { return marks.is_quiet(line.revision); });
     const auto name_of = [&](std::size_t index) { return options.full ? tree[index].name : short_names[index]; };
     const auto indent = [](const Line& line) { return 2 * line.depth + 2; };
     std::size_t width = 0;

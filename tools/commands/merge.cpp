@@ -5,6 +5,7 @@
 #include "commands.h"
 #include "host/activity.h"
 #include "host/arguments.h"
+#include "host/below.h"
 #include "host/explain.h"
 #include "host/forgery.h"
 #include "host/library_silence.h"
@@ -51,6 +52,9 @@ Outcome merge(const Options& options) {
         std::cerr << summary(before, merged) << '\n';
         const std::string instances = instance_notice(before, merged);
         if (!instances.empty()) std::cerr << painted(Paint::yellow, instances, std::cerr) << '\n';
+        for (const std::string& hidden : hidden_notices(before, merged, name_of(options))) {
+            std::cerr << painted(Paint::yellow, hidden, std::cerr) << '\n';
+        }
         if (!notice.empty()) std::cerr << painted(Paint::yellow, notice, std::cerr) << '\n';
     }
     return options.exit_code && !notice.empty() ? Outcome::found : Outcome::done;

@@ -72,7 +72,8 @@ void Activity::run() {
             const std::string line =
                 printable(what_) + ", " +
                 std::to_string(std::chrono::duration_cast<std::chrono::seconds>(now - begin_).count()) + " s";
-            write_line(on_terminal ? erase_line + cut(line, terminal_width(std::cerr).value_or(80) - 1) : "zentadb: " + line + "\n");
+            write_line(on_terminal ? erase_line + cut(line, terminal_width(std::cerr).value_or(80) - 1)
+                                   : "zentadb: " + line + "\n");
             is_drawn_ = on_terminal;
         }
         next = now + pause;

@@ -1,5 +1,9 @@
 #include "host/revision_marks.h"
 
+#include <algorithm>
+
+#include "host/inside.h"
+
 namespace zentadb {
 
 Paint paint_of(Mark mark) {
@@ -12,13 +16,14 @@ Paint paint_of(Mark mark) {
             return Paint::red;
         case Mark::none:
         case Mark::closed:
+        case Mark::merged:
             break;
     }
     return Paint::dim;
 }
 
 RevisionMarks::RevisionMarks(const Store& store, const std::string& id, const RevisionTree& tree)
-    : tree_(&tree), winner_(tree.find(store.handle.winning(id))) {
+    : tree_(&tree), is_list_(is_ordering(id)), winner_(tree.find(store.handle.winning(id))) {
     for (const std::string_view name : store.handle.conflicting(id)) conflicting_.emplace(name);
 }
 
@@ -27,8 +32,17 @@ Mark RevisionMarks::of(std::size_t index) const {
     if (index == winner_) return Mark::wins;
     if (conflicting_.contains(revision.name)) return Mark::conflict;
     if (revision.hash() == "deleted") return Mark::deleted;
-    return revision.hash() == "resolved" ? Mark::closed : Mark::none;
+    if (revision.hash() == "resolved") return Mark::closed;
+    const bool is_merged =
+        is_list_ && std::ranges::any_of(revision.children, [this](std::size_t child) { return is_closing_end(child); });
+    return is_merged ? Mark::merged : Mark::none;
 }
+
+bool RevisionMarks::is_closing_end(std::size_t index) const {
+    return (*tree_)[index].hash() == "resolved" && (*tree_)[index].children.empty();
+}
+
+bool RevisionMarks::is_quiet(std::size_t index) const { return is_list_ && is_closing_end(index); }
 
 std::string RevisionMarks::words(std::size_t index) const {
     switch (of(index)) {
@@ -40,6 +54,8 @@ std::string RevisionMarks::words(std::size_t index) const {
             return "deleted";
         case Mark::closed:
             return "closed";
+        case Mark::merged:
+            return "merged";
         case Mark::none:
             break;
     }

@@ -1,4 +1,4 @@
-#include "couchdb/homeless.h"
+#include "host/homeless.h"
 
 #include <nlohmann/json.hpp>
 #include <vector>
