@@ -444,7 +444,7 @@ class Damage(Case):
         self.assertEqual(self.bytes_of("phone").decode(), genuine)
         self.run_it("merge", "laptop", "forged", "--force", "-q")
         self.assertEqual(self.data("laptop")["tasks"][0]["what"], "pack nothing")
-        # How numbers are written is no forgery.
+        # Another way to write numbers is not a forgery.
         self.run_it("update", "fast", "-", "-q", given={"a": 2.5, "b": [1e20]}, env={"USE_FAST_FLOAT": "1"})
         self.run_it("merge", "slow", "fast", "-q")
 
@@ -525,7 +525,7 @@ class Arrays(Case):
             (of(7, lambda n: [{"v": m} for m in range(2)]), [f".k{n}" for n in range(7)], "indexed_array_paths"),
             (of(1000, lambda n: [{f"only{n}": m} for m in range(2)]), [f".k{n}" for n in sorted(range(1000), key=str)],
              "id_generation_rules indexed_array_paths"),
-            # What tells the elements of one array apart does so nowhere else, and makes two of one there.
+            # A key that distinguishes the elements of one array does so nowhere else, and merges them there.
             ({"a": [{"id": "1"}, {"id": "2"}], "b": [{"id": "1"}, {"id": "1", "x": 2}]}, [".a", ".b"], "indexed_array_paths"),
             ({"a": [{"id": "1"}, {"id": "2"}], "b": {"#df": 1, "c": {"id": "1"}}}, [".a"], "indexed_array_paths"),
         ]

@@ -14,7 +14,7 @@ std::string joined(const std::vector<std::string>& words) {
     return text;
 }
 
-// bash, and zsh through its bashcompinit. What is no command or option is a file.
+// For bash, and for zsh through its bashcompinit. Anything but a command or an option is a file.
 std::string bash_text(const std::vector<CommandOutline>& commands) {
     std::vector<std::string> names;
     std::string cases;

@@ -125,7 +125,7 @@ std::vector<std::string> hidden_notices(const zentadbpp::Handle& before, zentadb
     }
     if (hidden->empty()) return notices;
 
-    // What was hidden before and did not change is no news.
+    // What was hidden before and did not change was reported before.
     std::set<std::string> changed;
     for (const zentadbpp::List& ids : {after.created(before), after.updated(before)}) {
         for (const std::string_view id : ids) changed.emplace(id);

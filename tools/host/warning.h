@@ -7,7 +7,7 @@
 
 namespace zentadb {
 
-// Tells people of something that does not end the run; the text may hold what stands in data.
+// Warns of something that does not end the run; the text may hold any data.
 void warn(const std::string& what);
 
 // Something that was left out, told once for all documents that it happened to.
