@@ -7,8 +7,7 @@ get_property(room_links GLOBAL PROPERTY ZENTADBPP_ROOM_LINKS)
 # exports.txt is the one list of what the library exports: a name a line, # begins a comment.
 set(ZENTADBPP_EXPORTS "${PROJECT_SOURCE_DIR}/src/libzentadbpp/exports.txt")
 set(ZENTADBPP_HEADER "${PROJECT_SOURCE_DIR}/src/libzentadbpp/zentadbpp.h")
-set(ZENTADBPP_CPP_HEADERS
-    "${PROJECT_SOURCE_DIR}/bindings/cpp/zentadbpp.hpp" "${PROJECT_SOURCE_DIR}/bindings/cpp/zentadbpp_verify.hpp")
+file(GLOB ZENTADBPP_CPP_HEADERS CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/bindings/cpp/*.hpp")
 set(version_script "${PROJECT_BINARY_DIR}/exports.map")
 
 set(exported "")

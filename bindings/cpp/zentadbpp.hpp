@@ -1,6 +1,7 @@
-// zentadbpp.hpp: zentadbpp.h for C++17 and later. Header-only, and nothing but a thin layer: every function here makes
-// one call of the function of zentadbpp.h that is named beside it, where its arguments, its result and its errors are
-// told.
+// zentadbpp.hpp: zentadbpp.h for C++17 and later. Header-only, and a thin layer: every function here makes one call of
+// the function of zentadbpp.h that is named beside it, where its arguments, its result and its errors are told. Two
+// that make several calls are included at the end: `check` (zentadbpp_check.hpp) and `three_way`
+// (zentadbpp_three_way.hpp).
 //
 //   Values     A result is a Value, which owns its text, or a List, whose items are the ids or revisions in it, or a
 //              bool. No text is copied on its way out.
@@ -14,7 +15,9 @@
 //   Failures   An Error, or std::bad_alloc where there is no memory.
 //   Threads    As zentadbpp.h tells. Handle::read, which may write to the handle, is the one that is not const.
 //
-//     zentadbpp::Value phone = zentadbpp::update(R"({"list": [{"_id": "1", "buy": "milk"}]})", "{}");
+//     const char* data = R"({"list": [{"_id": "1", "buy": "milk"}]})";
+//     if (!zentadbpp::check(data).empty()) std::cout << "some of it would not come back as given\n";
+//     zentadbpp::Value phone = zentadbpp::update(data, "{}");
 //     zentadbpp::Value laptop = zentadbpp::replicate(phone, "{}");
 //     std::cout << zentadbpp::read(laptop) << '\n';
 
@@ -444,5 +447,9 @@ inline Value compress(const Text& object) { return detail::value(sync_json_compr
 inline Value uncompress(const Text& object) { return detail::value(sync_json_uncompress(object.c_str())); }
 
 }  // namespace zentadbpp
+
+// What hosts do with these: `check` and `three_way`. They need what is above.
+#include <zentadbpp_check.hpp>
+#include <zentadbpp_three_way.hpp>
 
 #endif

@@ -95,3 +95,41 @@ export function uncompress(object: Text): string;
  * such as those that servers give, are not checked.
  */
 export function verify(syncJson: Text, known?: Text): string[];
+
+/** A place of the data that would not come back as it is given. */
+export interface Difference {
+  /** As jq takes it: ".tasks[1].text"; "." for all of the data. */
+  place: string;
+  /**
+   * "deleted": the id was deleted before and stays so. "shared_id": another object with this id is kept in its place.
+   * "number": beyond what a double holds.
+   */
+  reason: 'deleted' | 'shared_id' | 'number' | 'changed';
+  /** Of the object, where the reason is its id; else empty. */
+  id: string;
+}
+
+/** Where data would not come back from a store as it is given, were the store updated with it. */
+export function check(data: Text, config?: Text, store?: Handle | Text): Difference[];
+
+export interface Version {
+  revision: string;
+  deleted: boolean;
+  /** Null where it is deleted or was pruned. */
+  content: Record<string, unknown> | null;
+}
+
+/** What is known about a document in conflict. */
+export interface ThreeWay {
+  id: string;
+  /** The last version that all have in their history. */
+  common: Version;
+  /** The winning one, then the conflicting ones in ascending order. */
+  versions: Version[];
+  /** At a clash, of two versions, what the winner has; null where that has no content. */
+  merged: Record<string, unknown> | null;
+  /** The places that more than one version changed; `value` is missing where a version has no such member. */
+  clashes: { place: string; common: { value?: unknown }; versions: { value?: unknown }[] }[];
+}
+
+export function threeWay(store: Handle | Text, id: Text, config?: Text): ThreeWay;

@@ -213,3 +213,10 @@ export function verify(syncJson, known = '{}') {
   }
   return [...wrong.keys()];
 }
+
+const dumped = (store) => (store instanceof Handle ? store.dump() : store);
+
+export const check = (data, config = '{}', store = '{}') =>
+  JSON.parse(text('zentadbpp_check', data, config, dumped(store)));
+export const threeWay = (store, id, config = '{}') =>
+  JSON.parse(text('zentadbpp_three_way', dumped(store), id, config));

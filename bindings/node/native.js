@@ -1,5 +1,6 @@
-// The shared library: every function that it exports, and how their results become JavaScript values and are freed.
+// The shared libraries: every function that they export, and how their results become JavaScript values and are freed.
 
+import { dirname, join } from 'node:path';
 import process from 'node:process';
 
 const { default: koffi } = await import('koffi').catch((failure) => {
@@ -146,23 +147,33 @@ const given = {
   b: Boolean,
 };
 
-function load() {
-  const name = process.platform === 'darwin' ? 'libzentadbpp.1.dylib' : 'libzentadbpp.so.1';
+// What libzentadbpp_host adds, loaded when it is first called.
+const hostExported = {
+  zentadbpp_check: [Result, 'tct'],
+  zentadbpp_three_way: [Result, 'ttc'],
+};
+
+const fileOf = (name) => (process.platform === 'darwin' ? `lib${name}.1.dylib` : `lib${name}.so.1`);
+
+function load(path) {
   try {
-    return koffi.load(process.env.ZENTADBPP_LIBRARY || name);
+    return koffi.load(path);
   } catch (failure) {
     const advice = 'Install the library, or let ZENTADBPP_LIBRARY name its file.';
     throw new Error(`${failure.message}. ${advice}`, { cause: failure });
   }
 }
 
-const library = load();
 const kinds = { t: 'str', c: 'str', h: 'void *', n: 'uint32_t', b: 'bool' };
 const functions = {};
-for (const [name, [returns, takes]] of Object.entries(exported)) {
-  const types = typeof takes === 'string' ? [...takes].map((kind) => kinds[kind]) : [koffi.pointer(takes)];
-  functions[name] = library.func(name, returns, types);
+function bind(library, exports) {
+  for (const [name, [returns, takes]] of Object.entries(exports)) {
+    const types = typeof takes === 'string' ? [...takes].map((kind) => kinds[kind]) : [koffi.pointer(takes)];
+    functions[name] = library.func(name, returns, types);
+  }
 }
+const path = process.env.ZENTADBPP_LIBRARY || fileOf('zentadbpp');
+bind(load(path), exported);
 const release = new Map([
   [Result, functions.free_sync_json_result],
   [HandleResult, functions.free_sync_json_ptr_result],
@@ -190,7 +201,11 @@ function inPart(returns, record) {
 
 // Calls the function of that name and hands what it gives to `take`.
 function call(name, values, take) {
-  const [returns, takes] = exported[name];
+  if (!(name in functions)) {
+    const beside = fileOf('zentadbpp_host');
+    bind(load(path.includes('/') ? join(dirname(path), beside) : beside), hostExported);
+  }
+  const [returns, takes] = exported[name] ?? hostExported[name];
   const record = functions[name](...[...takes].map((kind, at) => given[kind](values[at])));
   try {
     if (record.value !== null && record.error === null) return take(record.value);

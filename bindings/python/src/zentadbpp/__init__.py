@@ -4,23 +4,26 @@ A thin layer over zentadbpp.h, which tells what every function does, takes and f
 are texts; a function that the header calls a list gives a list, and `available` a bool. Texts are decoded with
 "surrogateescape", so that bytes that are no UTF-8 come back as they were given.
 
+Beyond that, `check` finds what of some data would not come back as given, and `three_way` helps with a conflict.
+
 A failure raises `Error`, or MemoryError. Calls let other Python threads run; of `Handle.read` and `Handle.close` the header
 tells what must not run at the same time.
 """
 
 from __future__ import annotations
 
+import json
 from types import TracebackType
-from typing import NoReturn, overload
+from typing import Any, NoReturn, overload
 
 from . import _native, _verify
 from ._native import Error, Text
 
 __all__ = [
-    "Error", "Handle", "Text", "all_docs", "all_winning", "ancestor", "available", "compress", "conflicting", "created",
-    "data", "deleted", "diff", "flatten", "from_bulk_get", "history", "instances", "leafs", "patch", "prune", "prune_ids",
-    "read", "replicate", "resolve", "root", "siblings", "to_bulk_docs", "uncompress", "unflatten", "unresolved", "update",
-    "updated", "verify", "version", "winning",
+    "Error", "Handle", "Text", "all_docs", "all_winning", "ancestor", "available", "check", "compress", "conflicting",
+    "created", "data", "deleted", "diff", "flatten", "from_bulk_get", "history", "instances", "leafs", "patch", "prune",
+    "prune_ids", "read", "replicate", "resolve", "root", "siblings", "three_way", "to_bulk_docs", "uncompress",
+    "unflatten", "unresolved", "update", "updated", "verify", "version", "winning",
 ]  # fmt: skip
 
 
@@ -302,3 +305,27 @@ def _is_read_as(given: str, written: str) -> bool:
         return uncompress(given) == written
     except Error:
         return False
+
+
+def _dumped(store: Handle | Text) -> Text:
+    return store.dump() if isinstance(store, Handle) else store
+
+
+def check(data: Text, config: Text = "{}", store: Handle | Text = "{}") -> list[dict[str, str]]:
+    """Where data would not come back from a store as it is given, were the store updated with it: a list of
+    {"place": ".tasks[1].text", "reason": "deleted" | "shared_id" | "number" | "changed", "id": id or ""}.
+
+    "deleted": the id was deleted before and stays so. "shared_id": another object with this id is kept in its place.
+    "number": beyond what a double holds.
+    """
+    found: list[dict[str, str]] = json.loads(_native.text("zentadbpp_check", data, config, _dumped(store)))
+    return found
+
+
+def three_way(store: Handle | Text, id: Text, config: Text = "{}") -> dict[str, Any]:
+    """What is known about a document in conflict: "common", the last version that all have in common; "versions", the
+    winning one first; "merged", what they come to; and "clashes", the places that more than one changed. Contents and
+    values are Python values. zentadbpp_host.h has the details.
+    """
+    help: dict[str, Any] = json.loads(_native.text("zentadbpp_three_way", _dumped(store), id, config))
+    return help

@@ -1,4 +1,4 @@
-"""The shared library: every function that it exports, and how their results become Python values and are freed."""
+"""The shared libraries: every function that they export, and how their results become Python values and are freed."""
 
 from __future__ import annotations
 
@@ -125,18 +125,28 @@ _EXPORTS: dict[str, tuple[Any, Any]] = {
 }
 
 
-def _load() -> ctypes.CDLL:
-    name = "libzentadbpp.1.dylib" if sys.platform == "darwin" else "libzentadbpp.so.1"
+# What libzentadbpp_host adds, loaded when it is first called.
+_HOST_EXPORTS: dict[str, tuple[Any, Any]] = {
+    "zentadbpp_check": (Result, "tct"),
+    "zentadbpp_three_way": (Result, "ttc"),
+}
+
+
+def _load(path: str) -> ctypes.CDLL:
     try:
-        return ctypes.CDLL(os.environ.get("ZENTADBPP_LIBRARY") or name)
+        return ctypes.CDLL(path)
     except OSError as failure:
         raise ImportError(f"{failure}. Install the library, or let ZENTADBPP_LIBRARY name its file.") from failure
 
 
-def _bind(library: ctypes.CDLL) -> dict[str, Any]:
+def _path(name: str) -> str:
+    return f"lib{name}.1.dylib" if sys.platform == "darwin" else f"lib{name}.so.1"
+
+
+def _bind(library: ctypes.CDLL, exports: dict[str, tuple[Any, Any]]) -> dict[str, Any]:
     kinds = {"t": c_char_p, "c": c_char_p, "h": c_void_p, "n": c_uint32, "b": c_bool}
     functions: dict[str, Any] = {}
-    for name, (returns, takes) in _EXPORTS.items():
+    for name, (returns, takes) in exports.items():
         function = getattr(library, name)
         function.restype = returns
         function.argtypes = [kinds[kind] for kind in takes] if isinstance(takes, str) else [ctypes.POINTER(takes)]
@@ -144,7 +154,8 @@ def _bind(library: ctypes.CDLL) -> dict[str, Any]:
     return functions
 
 
-_functions = _bind(_load())
+_library = os.environ.get("ZENTADBPP_LIBRARY") or _path("zentadbpp")
+_functions = _bind(_load(_library), _EXPORTS)
 _release = {
     Result: _functions["free_sync_json_result"],
     HandleResult: _functions["free_sync_json_ptr_result"],
@@ -213,6 +224,9 @@ def _in_part(record: Any) -> Error:
 
 def _call(name: str, arguments: tuple[object, ...], take: Any) -> Any:
     _look_at_settings(name, arguments)
+    if name in _HOST_EXPORTS and name not in _functions:
+        beside = os.path.join(os.path.dirname(_library), _path("zentadbpp_host"))
+        _functions.update(_bind(_load(beside), _HOST_EXPORTS))
     record = _functions[name](*map(_given, arguments))
     try:
         if record.value is not None and record.error is None:
