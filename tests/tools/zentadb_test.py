@@ -101,6 +101,21 @@ class Commands(Case):
         self.assertIn("was pruned", self.run_it("log", "laptop", "t1"))
         self.assertEqual(self.data("laptop"), {"_id": "root", **trip("pack very light", True)})
 
+    def test_data_that_would_not_come_back_is_refused(self):
+        full, part = trip("pack"), {"title": "Trip", "tasks": trip("pack")["tasks"][1:]}
+        self.make("a", full)
+        self.make("a", part)
+        before = self.bytes_of("a")
+        long = {**part, "sum": 2**60 + 1, "more": [{"a": 1}, {"a": 2}] * 11}
+        for given, told in ((full, r": 1 place .*\n  .tasks\[0\]  t1 was deleted before.*\nTo bring back"),
+                            (long, r"(?s): 12 places .*  .more\[0\]  another object .*and 2 more.*zentadb arrays DATA .*Put long numbers into strings")):
+            done = subprocess.run([ZENTADB, "update", "a", "-"], input=json.dumps(given), capture_output=True, text=True, check=False)
+            self.assertEqual(done.returncode, INPUT)
+            self.assertRegex(done.stderr, told)
+            self.assertEqual(self.bytes_of("a"), before)
+        self.run_it("update", "a", "-", "--force", given=full, error="warning: standard input: 1 place")
+        self.assertEqual(self.data("a"), {"_id": "root", **part})
+
     def test_a_deletion_that_won_cannot_be_settled_away(self):
         self.make("a", trip("pack"))
         shutil.copy("a", "b")
@@ -112,7 +127,7 @@ class Commands(Case):
         self.run_it("resolve", "a", "t1", "2-8b3", code=INPUT, error="cannot be closed")
         self.run_it("resolve", "a", "t1")
         self.run_it("conflicts", "a", "--exit-code")
-        self.run_it("update", "a", "-", "-q", given=trip("back"), error="warning: 1 element was deleted before")
+        self.run_it("update", "a", "-", "-q", given=trip("back"), code=INPUT, error=".tasks[0]  t1 was deleted before")
 
     def test_what_lies_below_a_losing_version_comes_back(self):
         def task(what, *notes, **more):
@@ -247,6 +262,7 @@ class ExitCodes(Case):
         for name, text in {"empty": "", "data": '{"a": 1}', "list": "[1]", "deep": "[" * 10**6, "broken": '{"d": {"a": [', "nul": '{}\0',
                            "noroot": '{"d": {"a": ["b_first"]}}', "typo": '{"é": 1,\n  "b": 2,\n  "é😀c", 3}', "nested": '{"a": {"b": [[{}], [{}]]}}',
                            "split": '{"#df": 1, "o": {"_id": "t"}, "list": [{"_id": "t"}]}', "noid": '{"l": [{"_id": ""}]}', "twins": '{"l": [{"a": 1}, {"a": 2}]}',
+                           "long": '{"n": 12345678901234567}',
                            "squeezed": '{"compressed": true, "data": "AAAA", "uncompressed_size": 9}'}.items():
             self.write(name, text)
         before = self.bytes_of("laptop")
@@ -283,7 +299,8 @@ class ExitCodes(Case):
             (("update", "new", "data", "--ids", "x" * 100, "--config", '{"ids": 1}'), OK, "not know: ids"),
             (("update", "new", "noid"), INPUT, "an object has an empty"),
             (("update", "laptop", "broken"), INPUT, "broken:1:13: unexpected end"),
-            (("update", "laptop", "twins"), INPUT, "1 element would be lost"),
+            (("update", "laptop", "twins"), INPUT, "1 place would not come back as given\n  .l[0]  another object with the same id"),
+            (("update", "laptop", "long"), INPUT, ".n  the number is too long"),
             (("show", "laptop", "no\x1body"), INPUT, r"no\x1body: the store has no such document"),
             (("show", "laptop", "t1", "9-9"), INPUT, "no such revision"),
             (("show", "laptop", "t1", "2-"), INPUT, "several revisions"),
@@ -556,11 +573,10 @@ class Arrays(Case):
                     os.unlink("helped")
                 elif told["refused"] or any(array["lost"] for array in told["arrays"]):
                     self.assertFalse(self.is_kept_by_positions(data, settings))
-                if any(array["lost"] for array in told["arrays"]):
-                    self.run_it("update", "refused", "data", *settings, code=INPUT, error="would be lost")
-                    continue
-                if told["refused"]:
-                    self.run_it("update", "refused", "data", *settings, code=INPUT, error=told["refused"])
+                lost = any(array["lost"] for array in told["arrays"])
+                if lost or told["refused"]:
+                    why = told["refused"] or "another object with the same id"
+                    self.run_it("update", "refused", "data", *settings, code=INPUT, error=why)
                     continue
                 self.make(f"store{number}", data, *settings)
                 self.assertEqual(self.without_ids(self.data(f"store{number}")), self.without_ids(data))

@@ -1,18 +1,17 @@
+#include <algorithm>
 #include <array>
 #include <iostream>
 #include <memory>
-#include <optional>
 
 #include "commands.h"
 #include "host/activity.h"
 #include "host/arguments.h"
-#include "host/data_shape.h"
-#include "host/inside.h"
 #include "host/json_text.h"
 #include "host/settings.h"
 #include "host/store.h"
 #include "host/summary.h"
 #include "host/table.h"
+#include "host/terminal.h"
 #include "host/warning.h"
 
 namespace zentadb {
@@ -29,25 +28,48 @@ struct Options {
     Settings settings;
 };
 
-// Elements under one id are one document. Where they say different things, all but the last would be gone.
-void refuse_losses(const Options& options, const DataShape& shape) {
-    const std::size_t lost = shape.lost();
-    if (options.force || lost == 0) return;
-    throw Failure(Outcome::input, counted(lost, "element") + " would be lost, as others have the same id",
-                  "zentadb arrays " + options.data + " shows where, and what to do. --force keeps the last of each.");
+std::string why(const zentadbpp::Difference& found) {
+    constexpr std::size_t longest = 40;  // ids that come from places say nothing to anybody
+    const std::string id = found.id.size() > longest ? "" : printable(found.id);
+    if (found.reason == "deleted") return (id.empty() ? "this" : id) + " was deleted before, and stays so";
+    if (found.reason == "shared_id") {
+        return "another object with the same id" + (id.empty() ? "" : ", " + id + ",") + " is kept in its place";
+    }
+    if (found.reason == "number") return "the number is too long to be kept";
+    return "it would be another value";
 }
 
-// A document whose deletion won stays deleted, also where data holds it again.
-void warn_of_deleted(const DataShape& shape, const zentadbpp::Handle& updated) {
-    Warning deleted{"element was deleted before, and stays so as long as it has the same id",
-                    "elements were deleted before, and stay so as long as they have the same id"};
-    const Inside inside(updated);
-    for (const Entry& document : inside.histories()) {
-        if (document.value.find("\"deleted_") == std::string_view::npos || !shape.has_element(document.key)) continue;
-        const zentadbpp::Value winner = updated.winning(document.key);
-        if (winner.view().find("-deleted_") != std::string_view::npos) deleted.add(document.key);
+std::string described(const std::string& path, const std::vector<zentadbpp::Difference>& found) {
+    constexpr std::size_t most = 10;
+    std::string text = printable(path) + ": " + counted(found.size(), "place") + " would not come back as given";
+    for (std::size_t at = 0; at < std::min(found.size(), most); ++at) {
+        text.append("\n  ").append(printable(found[at].place)).append("  ").append(why(found[at]));
     }
-    deleted.tell();
+    if (found.size() > most) text.append("\n  and ").append(std::to_string(found.size() - most)).append(" more");
+    return text;
+}
+
+std::string what_helps(const std::string& path, const std::vector<zentadbpp::Difference>& found) {
+    const auto has = [&](std::string_view reason) {
+        return std::ranges::find(found, reason, &zentadbpp::Difference::reason) != found.end();
+    };
+    std::string advice;
+    if (has("deleted")) advice += "To bring back what was deleted, give it another \"_id\".\n";
+    if (has("shared_id")) advice += "zentadb arrays " + path + " shows which elements need ids, and what to do.\n";
+    if (has("number")) advice += "Put long numbers into strings.\n";
+    return advice + "--force stores the data all the same.";
+}
+
+// What is stored has to give back what was given: the library takes any object, but one id is one document, and what
+// was deleted stays so.
+void refuse_losses(const Options& options, const std::string& data, const std::string& config,
+                   zentadbpp::Handle& updated) {
+    const std::vector<zentadbpp::Difference> found = zentadbpp::check_stored(data, config, updated);
+    if (found.empty()) return;
+    const std::string path = options.data == "-" ? "standard input" : options.data;
+    if (!options.force)
+        throw Failure(Outcome::input, described(path, found), what_helps(options.data == "-" ? "DATA" : path, found));
+    warn(described(path, found));
 }
 
 Outcome update(const Options& options) {
@@ -56,22 +78,18 @@ Outcome update(const Options& options) {
     StoreChange change(options.store, options.output, StoreChange::Missing::is_empty);
     if (options.compress) change.compress(true);
     const std::string config = options.settings.config_for(change.store());
-    const auto parsed = nlohmann::json::parse(data, nullptr, false);
-    std::optional<DataShape> shape;
-    if (parsed.is_object()) shape.emplace(parsed, nlohmann::json::parse(config));
-    if (shape) refuse_losses(options, *shape);
     const zentadbpp::Handle& before = change.store().handle;
     Activity::current().doing("updating " + options.store);
-    const zentadbpp::Handle updated = [&] {
+    zentadbpp::Handle updated = [&] {
         try {
             return before.update(data, config);
         } catch (const zentadbpp::Error& error) {
             throw explained(error, options.data, data, nlohmann::json::parse(config));
         }
     }();
+    refuse_losses(options, data, config, updated);
     change.commit(updated);
     if (!options.quiet) std::cerr << summary(before, updated) << '\n';
-    if (shape) warn_of_deleted(*shape, updated);
     return Outcome::done;
 }
 
@@ -87,7 +105,7 @@ void add_update(Program& program) {
     arguments.required("DATA", options->data, "A JSON object, - for standard input");
     arguments.optional("-o,--output", options->output, "Write the store into this file, and leave STORE as it is");
     arguments.flag("--compress", options->compress, "Keep the store compressed from now on");
-    arguments.flag("--force", options->force, "Even if elements are lost that share an id");
+    arguments.flag("--force", options->force, "Even if some of the data would not come back as given");
     arguments.flag("-q,--quiet", options->quiet, "Do not tell what changed");
     options->settings.declare_writing(arguments);
     program.on(command, [options] { return update(*options); });

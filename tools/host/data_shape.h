@@ -35,7 +35,6 @@ class DataShape {
 
     [[nodiscard]] const std::vector<ArrayPlace>& arrays() const { return arrays_; }
     [[nodiscard]] std::size_t lost() const;
-    [[nodiscard]] bool has_element(const std::string& id) const { return seen_.contains(id); }
     // Whether every element has an id of its own that stays, and nothing is lost.
     [[nodiscard]] bool is_sound() const;
 
