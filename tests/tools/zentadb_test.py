@@ -307,7 +307,7 @@ class ExitCodes(Case):
             (("resolve", "laptop", "t1", "1-"), INPUT, "not the end of a branch"),
             (("resolve", "laptop"), USAGE, "--all"),
             (("merge", "laptop", "other"), UNMERGEABLE, "no copies of one store"),
-            (("merge", "laptop", "stranger"), UNMERGEABLE, "on their own"),
+            (("merge", "laptop", "stranger"), UNMERGEABLE, "made 1 document on their own under the same id:\n  t1  .tasks[0]\n"),
             (("merge", "laptop", "broken"), DAMAGED, "broken:1:13: "),
             (("prune", "laptop", "--keep", "0"), USAGE, "--force"),
             (("prune", "laptop", "nobody"), INPUT, "no such document"),
@@ -588,6 +588,65 @@ class Arrays(Case):
         self.assertGreater(helped, 0)
 
 
+class Joining(Case):
+    """Copies that made objects on their own under one id."""
+
+    def elements(self, chance, who, ids, depth=0):
+        result = []
+        for name in chance.sample("abcdefg", chance.randrange(4)):
+            if name in ids:
+                continue
+            ids.add(name)
+            element = {"_id": name, "t": f"{who}-{name}"}
+            if depth < 2 and chance.random() < 0.5:
+                element["in"] = self.elements(chance, who, ids, depth + 1)
+            if chance.random() < 0.4:
+                element["s"] = {"#df": 1, "o": {"t": f"{who}-{name}-o"} if chance.random() < 0.6 else {"v": 1}}
+            result.append(element)
+        return result
+
+    def texts(self, value):
+        if isinstance(value, dict):
+            return {value["t"]} | self.texts(list(value.values())) if "t" in value else self.texts(list(value.values()))
+        return set().union(*map(self.texts, value)) if isinstance(value, list) else set()
+
+    def test_both_copies_meet_and_nothing_is_lost(self):
+        print(f"SEED={SEED}")
+        for seed in range(SEED * 100, SEED * 100 + 8):
+            chance = random.Random(seed)
+            settings = chance.choice([(), ("--fast-hash",), ("--flatten-objects",)])
+            with self.subTest(seed=seed, settings=settings):
+                for name in os.listdir():
+                    os.unlink(name)
+                if chance.random() < 0.5:
+                    self.make("a", {"l": [], "t": "before"}, *settings)
+                    shutil.copy("a", "b")
+                for name in ("a", "b"):
+                    self.make(name, {"l": self.elements(chance, name, set()), "m": [{"_id": f"own-{name}"}, {"_id": "x", "t": f"{name}-x"}], "t": name}, *settings)
+                    shutil.copy(name, f"{name}0")
+                texts = self.texts([self.data("a"), self.data("b")])
+                self.run_it("merge", "a", "b0", code=UNMERGEABLE, error="\n  x  .m[1]\n")
+                for target, source in (("a", "b0"), ("b", "a0"), ("a0", "a"), ("b0", "b")):  # now, or later
+                    self.run_it("merge", target, source, "--join", "-q")
+                for name in ("b", "a0", "b0"):
+                    self.assertEqual(self.bytes_of(name), self.bytes_of("a"), name)
+                self.run_it("verify", "a", "-q")
+                data = self.data("a")
+                conflicts = self.run_it("conflicts", "a", "--json")
+                self.assertEqual({text for text in texts - self.texts(data) if json.dumps(text) not in conflicts}, set())
+                self.make("a", data, *settings)
+                self.assertEqual(self.data("a"), data)
+                self.run_it("merge", "b", "a", "-q")
+                self.assertEqual(self.bytes_of("b"), self.bytes_of("a"))
+
+    def test_two_beginnings_become_one(self):
+        self.make("a", trip("pack"))
+        self.make("b", {"title": "Journey", "tasks": [{"_id": "t3", "what": "pay"}]})
+        self.run_it("merge", "a", "b", code=UNMERGEABLE, error="--join")
+        self.run_it("merge", "a", "b", "--join", error="1 document in conflict")
+        self.assertEqual({task["_id"] for task in self.data("a")["tasks"]}, {"t1", "t2", "t3"})
+
+
 class Terminal(Case):
     def on_terminal(self, *arguments, **env):
         screen, other = pty.openpty()
@@ -636,7 +695,7 @@ class Terminal(Case):
         self.make("a", trip("pack"))
         self.make("b", trip("made anew"))
         done = subprocess.run([ZENTADB, "merge", "a", "b"], capture_output=True, text=True, check=False)
-        self.assertTrue(all(line.startswith(("zentadb: ", "Copies ")) for line in done.stderr.splitlines()), done.stderr)
+        self.assertTrue(all(line.startswith(("zentadb", "Copies ", "  t1  ")) for line in done.stderr.splitlines()), done.stderr)
 
     def test_data_cannot_write_to_the_terminal(self):
         escape = "\x1b]0;gotcha\x07\x7f\x9b1m\u200f\u202e\u2066"
@@ -697,7 +756,7 @@ class Git(Case):
         before = self.bytes_of("my.sync")
         told = self.git("merge", "main", code=1)
         self.assertIn("CONFLICT", told)
-        self.assertIn("zentadb: my.sync: both stores made a document t1 on their own", told)
+        self.assertIn("zentadb: my.sync: both stores made 1 document on their own", told)
         self.assertEqual(self.bytes_of("my.sync"), before)
 
 

@@ -1,4 +1,5 @@
 #include <iostream>
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -8,6 +9,7 @@
 #include "host/below.h"
 #include "host/explain.h"
 #include "host/forgery.h"
+#include "host/join.h"
 #include "host/library_silence.h"
 #include "host/store.h"
 #include "host/summary.h"
@@ -23,6 +25,7 @@ struct Options {
     std::string output;
     std::string name;
     bool force = false;
+    bool join = false;
     bool quiet = false;
     bool exit_code = false;
 };
@@ -39,20 +42,34 @@ Outcome merge(const Options& options) {
     for (const std::string& path : options.sources) sources.push_back(open_store(path));
     StoreChange change(options.store, options.output, StoreChange::Missing::is_empty);
     const zentadbpp::Handle& before = change.store().handle;
-    zentadbpp::Handle merged;
-    for (const Store& source : sources) {
+    Store merged{name_of(options), zentadbpp::Handle()};
+    std::map<std::string, std::string> new_ids;
+    for (Store& source : sources) {
         Activity::current().doing("merging " + source.path);
         if (!options.force) refuse_forged(source.handle, before, source.text, source.path);
-        const LibrarySilence silence;
-        merged = zentadbpp::replicate(source.handle, merged ? merged : before);
+        Store& target = merged.handle ? merged : change.store();
+        try {
+            const LibrarySilence silence;
+            merged.handle = zentadbpp::replicate(source.handle, target.handle);
+        } catch (const zentadbpp::Error& error) {
+            if (error.key() != "cannot_replace_first_revision") throw;
+            if (!options.join) refuse_shared_ids(target, source, error);
+            Joined both = joined(target, source);
+            new_ids.insert(both.new_ids.begin(), both.new_ids.end());
+            merged.handle = std::move(both.store);
+        }
     }
-    change.commit(merged);
-    const std::string notice = conflict_notice(merged, options.output.empty() ? name_of(options) : options.output);
+    change.commit(merged.handle);
+    const std::string notice =
+        conflict_notice(merged.handle, options.output.empty() ? name_of(options) : options.output);
     if (!options.quiet) {
-        std::cerr << summary(before, merged) << '\n';
-        const std::string instances = instance_notice(before, merged);
+        for (const auto& [id, new_id] : new_ids) {
+            std::cerr << printable(id) << " of one side is now " << printable(new_id) << '\n';
+        }
+        std::cerr << summary(before, merged.handle) << '\n';
+        const std::string instances = instance_notice(before, merged.handle);
         if (!instances.empty()) std::cerr << painted(Paint::yellow, instances, std::cerr) << '\n';
-        for (const std::string& hidden : hidden_notices(before, merged, name_of(options))) {
+        for (const std::string& hidden : hidden_notices(before, merged.handle, name_of(options))) {
             std::cerr << painted(Paint::yellow, hidden, std::cerr) << '\n';
         }
         if (!notice.empty()) std::cerr << painted(Paint::yellow, notice, std::cerr) << '\n';
@@ -75,6 +92,7 @@ void add_merge(Program& program) {
     arguments.optional("-o,--output", options->output, "Write the result into this file, and leave STORE as it is");
     arguments.optional("--name", options->name, "What messages call the store, where STORE is a temporary file");
     arguments.flag("--force", options->force, "Even if contents do not hash to their names");
+    arguments.flag("--join", options->join, "Keep both where copies made objects on their own under one id");
     arguments.flag("-q,--quiet", options->quiet, "Do not tell what changed");
     arguments.flag("--exit-code", options->exit_code, "Exit with 1 where there are conflicts after the merge");
     program.on(command, [options] {

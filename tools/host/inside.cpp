@@ -67,7 +67,10 @@ void collect_places(const ordered_json& value, std::string& path,
 
 Inside::Inside(const zentadbpp::Handle& handle) : text_(handle.dump()) {
     raw_json::for_each_member(text_, [this](std::string_view part, std::string_view entries) {
-        if (part == "r") return;
+        if (part == "r") {
+            root_id_ = raw_json::decoded(entries.substr(1, entries.size() - 2));
+            return;
+        }
         raw_json::for_each_member(entries, [&](std::string_view key, std::string_view value) {
             (part == "d" ? histories_ : contents_).push_back({raw_json::decoded(key), value});
         });
@@ -84,6 +87,13 @@ RevisionTree Inside::tree(std::string_view id) const {
 
 bool Inside::has_content(const Revision& revision) const {
     return is_reserved(revision.hash()) || find_entry(contents_, revision.hash()) != nullptr;
+}
+
+std::optional<std::string_view> Inside::stored(const Revision& revision) const {
+    if (revision.hash() == "deleted") return std::nullopt;
+    if (is_reserved(revision.hash())) return "{}";
+    const Entry* content = find_entry(contents_, revision.hash());
+    return content == nullptr ? std::nullopt : std::optional(content->value);
 }
 
 std::optional<ordered_json> Inside::content(const Revision& revision) const {

@@ -29,17 +29,21 @@ class Inside {
     [[nodiscard]] std::size_t size() const { return text_.size(); }
     [[nodiscard]] std::string_view text() const { return text_; }
 
+    [[nodiscard]] std::string_view root_id() const { return root_id_; }
     // The tree of a document. Throws Failure (input) where there is no such document.
     [[nodiscard]] RevisionTree tree(std::string_view id) const;
 
     // Whether the content of a revision is there: it may have been pruned.
     [[nodiscard]] bool has_content(const Revision& revision) const;
+    // The content of a revision as it is stored; nothing where it is deleted or was pruned.
+    [[nodiscard]] std::optional<std::string_view> stored(const Revision& revision) const;
     // The content of a revision, with strings as the host gave them; arrays that are kept apart are "[...]", objects
     // "{...}" with their id. Nothing where it was pruned.
     [[nodiscard]] std::optional<nlohmann::ordered_json> content(const Revision& revision) const;
 
    private:
     zentadbpp::Value text_;
+    std::string root_id_;
     std::vector<Entry> histories_;
     std::vector<Entry> contents_;
 };
