@@ -116,6 +116,41 @@ class Commands(Case):
         self.run_it("update", "a", "-", "--force", given=full, error="warning: standard input: 1 place")
         self.assertEqual(self.data("a"), {"_id": "root", **part})
 
+    def test_merges_versions(self):
+        for settings in ((), ("--fast-hash",)):
+            text = "one\ntwo\nthree\n"
+            data = {"tasks": [{"_id": "t1", "note": text, "o": {"p": 1, "q": 1}, "steps": [{"_id": "s1"}]}, {"_id": "t2", "n": 0}, {"_id": "t3"}]}
+            self.make("a", data, *settings)
+            shutil.copy("a", "b")
+            data["tasks"][0].update(note="zero\n" + text, steps=[{"_id": "s1"}, {"_id": "s2"}])
+            data["tasks"][1]["n"] = 1
+            data["tasks"][2]["a"] = 1
+            self.make("a", data)
+            data["tasks"][0].update(note=text.replace("three", "3"), o={"p": 2, "q": 1, "#": "!x"}, steps=[{"_id": "s1"}, {"_id": "s3"}])
+            data["tasks"][1]["n"] = 2
+            data["tasks"][2] = {"_id": "t3", "b": 2}
+            self.make("b", data)
+            shutil.copy("a", "from")
+            self.run_it("merge", "a", "b", "-q")
+            self.run_it("merge", "b", "from", "-q")
+            self.assertRegex(self.run_it("conflicts", "a"), r"was   1-(.*\n)+.* --all --merge settles 2 of them\n")
+            # Each copy settles on its own, and both come to the same bytes.
+            shown = self.run_it("resolve", "a", "--all", "--merge", "--exit-code", code=FOUND, error="2 documents settled, 1 needs a choice")
+            self.assertRegex(shown, r"t2\n.*was .*wins .*loses .*\n +\.n +0 +[12] +[12] *\n +zentadb resolve a t2 --merge --take .n=2-")
+            for task in ("t3", "t1"):
+                self.run_it("resolve", "b", task, "--merge", error="1 document settled\n")
+            self.assertEqual(self.bytes_of("a"), self.bytes_of("b"))
+            self.run_it("resolve", "a", "t2", "--merge", "--take", ".n=1-")
+            self.run_it("verify", "a", "-q")
+            self.run_it("conflicts", "a", "--exit-code")
+            self.run_it("resolve", "a", "t2", "--merge", error="0 documents settled")
+            steps = [{"_id": "s1"}, {"_id": "s2"}, {"_id": "s3"}]
+            got = self.data("a")["tasks"]
+            got[0]["steps"].sort(key=lambda step: step["_id"])
+            self.assertEqual(got, [{"_id": "t1", "note": "zero\none\ntwo\n3\n", "o": {"p": 2, "q": 1, "#": "!x"}, "steps": steps}, {"_id": "t2", "n": 0},
+                                   {"_id": "t3", "a": 1, "b": 2}])
+            os.unlink("a")
+
     def test_a_deletion_that_won_cannot_be_settled_away(self):
         self.make("a", trip("pack"))
         shutil.copy("a", "b")
@@ -123,7 +158,7 @@ class Commands(Case):
         self.make("a", {"title": "Trip", "tasks": trip("")["tasks"][1:]})
         self.make("b", trip("pack everything"))
         self.run_it("merge", "a", "b")
-        self.assertRegex(self.run_it("conflicts", "a"), r"t1 +not in the data\n.*\n +what +\(deleted\) +\"pack everything\"")
+        self.assertRegex(self.run_it("conflicts", "a"), r"t1 +not in the data\n.*\n +what +\"pack\" +\(deleted\) +\"pack everything\"")
         self.run_it("resolve", "a", "t1", "2-8b3", code=INPUT, error="cannot be closed")
         self.run_it("resolve", "a", "t1")
         self.run_it("conflicts", "a", "--exit-code")
@@ -301,6 +336,8 @@ class ExitCodes(Case):
             (("update", "laptop", "broken"), INPUT, "broken:1:13: unexpected end"),
             (("update", "laptop", "twins"), INPUT, "1 place would not come back as given\n  .l[0]  another object with the same id"),
             (("update", "laptop", "long"), INPUT, ".n  the number is too long"),
+            (("resolve", "laptop", "t1", "--merge", "--take", ".no=2-"), INPUT, "nothing to choose"),
+            (("resolve", "laptop", "--all", "--merge", "--take", ".what=2-"), USAGE, "one document"),
             (("show", "laptop", "no\x1body"), INPUT, r"no\x1body: the store has no such document"),
             (("show", "laptop", "t1", "9-9"), INPUT, "no such revision"),
             (("show", "laptop", "t1", "2-"), INPUT, "several revisions"),
@@ -645,6 +682,7 @@ class Joining(Case):
         self.run_it("merge", "a", "b", code=UNMERGEABLE, error="--join")
         self.run_it("merge", "a", "b", "--join", error="1 document in conflict")
         self.assertEqual({task["_id"] for task in self.data("a")["tasks"]}, {"t1", "t2", "t3"})
+        self.assertRegex(self.run_it("conflicts", "a"), "title +- +\"(Trip|Journey)\" +\"(Trip|Journey)\"")
 
 
 class Terminal(Case):

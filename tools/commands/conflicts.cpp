@@ -10,6 +10,7 @@
 #include "host/revision_marks.h"
 #include "host/store.h"
 #include "host/table.h"
+#include "host/version_merge.h"
 
 namespace zentadb {
 
@@ -37,6 +38,8 @@ struct Conflict {
     std::string place;
     RevisionTree tree;
     std::vector<Version> versions;
+    std::optional<Version> common;  // the last that all versions have in common
+    bool can_merge = false;
 };
 
 std::vector<Conflict> conflicts_of(Store& store, const std::string& only) {
@@ -52,7 +55,8 @@ std::vector<Conflict> conflicts_of(Store& store, const std::string& only) {
         const zentadbpp::List losers = store.handle.conflicting(document.key);
         if (losers.empty()) continue;
         const auto place = places.find(document.key);
-        Conflict conflict{document.key, place == places.end() ? "" : place->second, RevisionTree(document.value), {}};
+        Conflict conflict{
+            document.key, place == places.end() ? "" : place->second, RevisionTree(document.value), {}, {}};
         std::unordered_map<std::string_view, std::size_t> by_name;
         for (std::size_t index = 0; index < conflict.tree.revisions().size(); ++index) {
             by_name.try_emplace(conflict.tree[index].name, index);
@@ -69,6 +73,15 @@ std::vector<Conflict> conflicts_of(Store& store, const std::string& only) {
         };
         add(store.handle.winning(document.key));
         for (const std::string_view loser : losers) add(loser);
+        std::vector<std::size_t> revisions;
+        for (const Version& version : conflict.versions) revisions.push_back(version.revision);
+        const zentadbpp::MergedVersions merged = merge_of(inside, conflict.tree, revisions);
+        conflict.can_merge = merged.clashes.empty();
+        if (!merged.common.empty()) {
+            add(merged.common);
+            conflict.common = std::move(conflict.versions.back());
+            conflict.versions.pop_back();
+        }
         conflicts.push_back(std::move(conflict));
     }
     return conflicts;
@@ -97,26 +110,33 @@ std::vector<std::string> differing_keys(const std::vector<Version>& versions) {
 }
 
 void print(const Conflict& conflict) {
-    constexpr std::size_t side_by_side = 4;  // versions
+    constexpr std::size_t side_by_side = 3;  // versions, beside what was before them
     const std::vector<std::string> names = conflict.tree.short_names();
     const std::vector<std::string> keys = differing_keys(conflict.versions);
     std::cout << painted(Paint::bold, printable(conflict.id), std::cout);
     std::cout << (conflict.place.empty() ? "  not in the data"
                                          : "  at " + painted(Paint::cyan, printable(conflict.place), std::cout));
     std::cout << '\n';
-    // The winner stands beside every group of losers.
+    // What was before, and the winner, beside every group of losers.
     for (std::size_t begin = 1; begin < conflict.versions.size(); begin += side_by_side - 1) {
         std::vector<const Version*> group{&conflict.versions.front()};
         for (std::size_t at = begin; at < std::min(begin + side_by_side - 1, conflict.versions.size()); ++at) {
             group.push_back(&conflict.versions[at]);
         }
+        if (conflict.common) group.insert(group.begin(), &*conflict.common);
         const std::size_t width = (terminal_width(std::cout).value_or(120) - 20) / group.size();
         Table table({});
         std::vector<Cell> heads{{""}};
         for (const Version* version : group) {
-            const bool wins = version == group.front();
-            heads.push_back(
-                {(wins ? "wins  " : "loses ") + names[version->revision], wins ? Paint::green : Paint::yellow});
+            const bool wins = version == &conflict.versions.front();
+            const bool is_common = conflict.common && version == &*conflict.common;
+            heads.push_back({(is_common ? "was   "
+                              : wins    ? "wins  "
+                                        : "loses ") +
+                                 names[version->revision],
+                             is_common ? Paint::dim
+                             : wins    ? Paint::green
+                                       : Paint::yellow});
         }
         table.add(heads);
         for (const std::string& key : keys) {
@@ -150,9 +170,16 @@ ordered_json as_json(const Conflict& conflict) {
                             {"content", version.content ? *version.content : ordered_json()},
                             {"documents_below", version.below}});
     }
+    ordered_json common;
+    if (conflict.common) {
+        common = {{"revision", conflict.tree[conflict.common->revision].name},
+                  {"content", conflict.common->content ? *conflict.common->content : ordered_json()}};
+    }
     return {{"id", conflict.id},
             {"place", conflict.place.empty() ? ordered_json() : ordered_json(conflict.place)},
-            {"versions", versions}};
+            {"common", common},
+            {"versions", versions},
+            {"can_merge", conflict.can_merge}};
 }
 
 Outcome show_conflicts(const Options& options) {
@@ -166,6 +193,11 @@ Outcome show_conflicts(const Options& options) {
         for (const Conflict& conflict : conflicts) print(conflict);
         std::cout << (conflicts.empty() ? "no conflicts" : counted(conflicts.size(), "document") + " in conflict")
                   << '\n';
+        const auto mergeable = std::ranges::count_if(conflicts, &Conflict::can_merge);
+        if (mergeable > 0) {
+            std::cout << "zentadb resolve " << printable(options.store) << " --all --merge settles " << mergeable
+                      << " of them\n";
+        }
     }
     return options.exit_code && !conflicts.empty() ? Outcome::found : Outcome::done;
 }

@@ -1,43 +1,195 @@
+#include <algorithm>
 #include <iostream>
 #include <memory>
+#include <vector>
 
 #include "commands.h"
 #include "host/arguments.h"
 #include "host/inside.h"
 #include "host/store.h"
+#include "host/stored_content.h"
 #include "host/table.h"
+#include "host/version_merge.h"
 
 namespace zentadb {
 
 namespace {
 
+using zentadbpp::Json;
+using Place = zentadbpp::ThreeWayMerge::Place;
+
 struct Options {
     std::string store;
     std::string id;
     std::string keep = "winner";
+    std::vector<std::string> take;
     std::string output;
     bool all = false;
+    bool merge = false;
+    bool exit_code = false;
 };
 
 // Closes every branch of a document but the one that ends in `kept`.
 zentadbpp::Handle settled(const zentadbpp::Handle& handle, const std::string& id, const std::string& kept) {
     zentadbpp::Handle result;
-    const zentadbpp::Value winner = handle.winning(id);
-    const auto close = [&](std::string_view revision) {
-        if (revision != kept) result = (result ? result : handle).resolve(id, revision);
+    const auto latest = [&]() -> const zentadbpp::Handle& { return result ? result : handle; };
+    for (const std::string_view loser : handle.conflicting(id)) {
+        if (loser != kept) result = latest().resolve(id, loser);
+    }
+    // Then what wins in its place, which may be one deletion after the other.
+    for (std::string winner = handle.winning(id).str(); winner != kept;) {
+        result = latest().resolve(id, winner);
+        std::string next = result.winning(id).str();
+        if (next == winner) {
+            throw Failure(Outcome::input, std::string(id).append(": ").append(kept).append(" cannot be made to win"),
+                          "Another branch of the document ends in a deletion, which cannot be closed. To bring the "
+                          "content back, put it into the data under a new id.");
+        }
+        winner = std::move(next);
+    }
+    return result ? std::move(result) : handle.resolve(id, kept);  // its only leaf, which stays
+}
+
+// A document in conflict.
+struct Conflict {
+    std::string id;
+    RevisionTree tree;
+    std::vector<std::size_t> versions;  // the winning one first
+    zentadbpp::MergedVersions merged;
+};
+
+std::string place_of(const Place& place) {
+    std::string text;
+    for (const std::string& key : place) text += zentadbpp::member_step(key);
+    return text.empty() ? "." : text;
+}
+
+const Json* find(const Json* value, const Place& place) {
+    for (const std::string& key : place) value = value != nullptr && value->is_object() ? value->find(key) : nullptr;
+    return value;
+}
+
+// Both hold objects down to the last key.
+void put(Json& content, const Place& place, const Json* value) {
+    Json* object = &content;
+    for (std::size_t at = 0; at + 1 < place.size(); ++at) {
+        const auto key = std::ranges::lower_bound(object->keys, place[at]);
+        object = &object->items[static_cast<std::size_t>(key - object->keys.begin())];
+    }
+    if (value != nullptr) {
+        object->set(place.back(), *value);
+    } else if (const auto key = std::ranges::find(object->keys, place.back()); key != object->keys.end()) {
+        object->items.erase(object->items.begin() + (key - object->keys.begin()));
+        object->keys.erase(key);
+    }
+}
+
+std::optional<Json> content_at(const Inside& inside, const Revision& revision) {
+    const auto stored = inside.stored(revision);
+    return stored ? std::optional(content_from(*stored)) : std::nullopt;
+}
+
+// Takes what the user chose: ".text=2-9e01b7d".
+void choose(Conflict& conflict, const Inside& inside, const std::vector<std::string>& choices) {
+    for (const std::string& choice : choices) {
+        const std::size_t equals = choice.rfind('=');
+        const std::string place = choice.substr(0, equals);
+        const auto clash = std::ranges::find(conflict.merged.clashes, place, place_of);
+        if (equals == std::string::npos) throw Failure(Outcome::usage, choice + ": this is not PLACE=REVISION");
+        if (clash == conflict.merged.clashes.end() || clash->empty()) {
+            throw Failure(Outcome::input, place + ": there is nothing to choose",
+                          "Without --take, zentadb resolve --merge shows the places that need a choice.");
+        }
+        const std::string name = choice.substr(equals + 1);
+        const std::size_t chosen = name == "winner" ? conflict.versions.front() : conflict.tree.find(name);
+        const std::optional<Json> content = content_at(inside, conflict.tree[chosen]);
+        if (!content) throw Failure(Outcome::input, name + ": its content was deleted or pruned");
+        put(*conflict.merged.merged, *clash, find(&*content, *clash));
+        conflict.merged.clashes.erase(clash);
+    }
+}
+
+// The places that need a choice, with what each version has there, and how to choose.
+void print(const Conflict& conflict, const Inside& inside, const Options& options) {
+    const std::vector<std::string> names = conflict.tree.short_names();
+    std::cout << painted(Paint::bold, printable(conflict.id), std::cout) << '\n';
+    Table table({});
+    std::vector<Cell> heads{{""}};
+    std::vector<std::optional<Json>> contents;
+    const auto add = [&](const char* what, Paint paint, std::size_t revision) {
+        heads.push_back({what + names[revision], paint});
+        contents.push_back(content_at(inside, conflict.tree[revision]));
     };
-    for (const std::string_view loser : handle.conflicting(id)) close(loser);
-    close(winner);
-    if (!result) return handle.resolve(id, kept);  // its only leaf, which stays
-    if (result.winning(id) == kept) return result;
-    throw Failure(
-        Outcome::input, id + ": " + kept + " cannot be made to win",
-        "Another branch of the document ends in a deletion, which cannot be closed. To bring the content back, put it "
-        "into the data under a new id.");
+    if (!conflict.merged.common.empty()) add("was   ", Paint::dim, conflict.tree.find(conflict.merged.common));
+    for (const std::size_t version : conflict.versions) {
+        const bool wins = version == conflict.versions.front();
+        add(wins ? "wins  " : "loses ", wins ? Paint::green : Paint::yellow, version);
+    }
+    table.add(heads);
+    const std::size_t width = (terminal_width(std::cout).value_or(120) - 20) / contents.size();
+    std::string command = "zentadb resolve " + options.store + " " + conflict.id;
+    for (const Place& place : conflict.merged.clashes) {
+        std::vector<Cell> row{{place_of(place)}};
+        for (const std::optional<Json>& content : contents) {
+            const Json* value = content ? find(&*content, place) : nullptr;
+            row.push_back({!content ? "(deleted or pruned)"
+                           : !value ? "-"
+                                    : cut(line_from(*value), std::max<std::size_t>(width, 12))});
+        }
+        table.add(row);
+        if (place.empty()) {
+            command += " " + names[conflict.versions.front()];
+        } else {
+            command += command.ends_with(conflict.id) ? " --merge" : "";
+            command += " --take " + place_of(place) + "=" + names[conflict.versions.front()];
+        }
+    }
+    table.print(std::cout, "  ");
+    std::cout << "  " << printable(command) << '\n';
+}
+
+Outcome resolve_by_merging(const Options& options) {
+    StoreChange change(options.store, options.output);
+    const zentadbpp::Handle& handle = change.store().handle;
+    const Inside inside(handle);
+    Settlement settlement(inside);
+    std::size_t left = 0;
+    const auto settle = [&](const std::string& id) {
+        Conflict conflict{id, inside.tree(id), {}, {}};
+        conflict.versions = open_versions(handle, id, conflict.tree);
+        if (conflict.versions.size() < 2) return;
+        conflict.merged = merge_of(inside, conflict.tree, conflict.versions);
+        choose(conflict, inside, options.take);
+        if (conflict.merged.clashes.empty()) {
+            settlement.add(id, conflict.tree, conflict.versions.front(), *conflict.merged.merged);
+        } else {
+            ++left;
+            print(conflict, inside, options);
+        }
+    };
+    if (options.all) {
+        for (const std::string_view id : handle.unresolved()) settle(std::string(id));
+    } else {
+        settle(options.id);
+    }
+    if (settlement.size() > 0) {
+        change.commit(settlement.apply(handle));
+    } else {
+        change.commit(handle);
+    }
+    std::cerr << counted(settlement.size(), "document") << " settled";
+    if (left > 0) std::cerr << ", " << left << (left == 1 ? " needs" : " need") << " a choice";
+    std::cerr << '\n';
+    return options.exit_code && left > 0 ? Outcome::found : Outcome::done;
 }
 
 Outcome resolve(const Options& options) {
     if (options.all != options.id.empty()) throw Failure(Outcome::usage, "name a document, or take --all");
+    if (options.merge && options.keep != "winner") throw Failure(Outcome::usage, "keep one version, or take --merge");
+    if (!options.take.empty() && (!options.merge || options.all)) {
+        throw Failure(Outcome::usage, "--take is for --merge of one document");
+    }
+    if (options.merge) return resolve_by_merging(options);
     StoreChange change(options.store, options.output);
     const zentadbpp::Handle& handle = change.store().handle;
     const Inside inside(handle);
@@ -73,16 +225,23 @@ Outcome resolve(const Options& options) {
 
 void add_resolve(Program& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("resolve", settling, "Settle conflicts by keeping one version",
-                                        "zentadb resolve trip.sync t1                      # keep the winner\n"
-                                        "zentadb resolve trip.sync t1 2-9e01b7d            # keep another version\n"
-                                        "zentadb resolve trip.sync --all");
+    CLI::App& command =
+        program.command("resolve", settling, "Settle conflicts by keeping one version, or by merging all",
+                        "zentadb resolve trip.sync t1                      # keep the winner\n"
+                        "zentadb resolve trip.sync t1 2-9e01b7d            # keep another version\n"
+                        "zentadb resolve trip.sync --all --merge           # what only one version changed\n"
+                        "zentadb resolve trip.sync t1 --merge --take .text=2-9e01b7d\n"
+                        "zentadb resolve trip.sync --all");
     Arguments arguments(command);
     arguments.required("STORE", options->store, "The store");
     arguments.optional("ID", options->id, "Id of the document");
     arguments.optional("KEEP", options->keep, "The revision to keep, or how it begins; the winner if left out");
-    arguments.flag("--all", options->all, "Keep the winner of every document");
+    arguments.flag("--all", options->all, "All documents: keep each winner, or merge what can be merged");
+    arguments.flag("--merge", options->merge,
+                   "Merge the versions: members that one changed, texts that several did line by line");
+    arguments.optional("--take", options->take, "PLACE=REVISION: what to take where --merge needs a choice");
     arguments.optional("-o,--output", options->output, "Write the store into this file, and leave STORE as it is");
+    arguments.flag("--exit-code", options->exit_code, "Exit with 1 where --merge needs a choice");
     program.on(command, [options] { return resolve(*options); });
 }
 

@@ -28,7 +28,9 @@ void Arguments::optional(const std::string& name, std::string& value, const std:
 }
 
 void Arguments::optional(const std::string& name, std::vector<std::string>& values, const std::string& help) {
-    describe(*command_->add_option(name, values, help), group_);
+    CLI::Option* option = command_->add_option(name, values, help);
+    describe(*option, group_);
+    if (!option->get_positional()) option->allow_extra_args(false);  // one for each time it is given
 }
 
 void Arguments::optional(const std::string& name, std::uint32_t& value, const std::string& help) {

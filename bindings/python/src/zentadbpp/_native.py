@@ -192,7 +192,7 @@ def _unknown_settings(config: Text) -> tuple[str, ...]:
 
 
 def _look_at_settings(name: str, arguments: tuple[object, ...]) -> None:
-    at = _EXPORTS[name][1].find("c")
+    at = {**_EXPORTS, **_HOST_EXPORTS}[name][1].find("c")
     config = arguments[at] if at >= 0 else None
     if isinstance(config, (str, bytes)) and (unknown := _unknown_settings(config)):
         # The caller of the package's function, which called one of this module.
