@@ -30,12 +30,14 @@ class Closure {
     explicit Closure(const ReadIndex& index)
         : index_(&index), documents_(&index.documents()), lists_(*documents_), met_(documents_->size()) {}
 
-    void add_all_from(std::string_view content) {
+    void add_all_from(std::uint32_t document, std::string_view content) {
         follow(content);
+        add_earlier_arrays(document);
         while (!open_.empty()) {
             const std::uint32_t number = open_.back();
             open_.pop_back();
             if (const auto winning = index_->shown().content(number)) follow(*winning);
+            add_earlier_arrays(number);
         }
     }
 
@@ -51,6 +53,19 @@ class Closure {
                 add(*number);
             }
         });
+    }
+
+    // An object that was moved has other arrays than before, which get back what copies put into those before.
+    void add_earlier_arrays(std::uint32_t number) {
+        const MultiVersionDocument& document = documents_->document(number);
+        if (document.revisions().size() == 1) return;
+        for (const TreeRevision& revision : document.revisions()) {
+            const auto content = index_->storage().data().find(revision.datahash());
+            if (!content || !earlier_.insert(content->data()).second) continue;
+            visit_references(*content, [&](char marker, std::string_view target) {
+                if (marker == vocabulary::array_reference_marker) add_array(target);
+            });
+        }
     }
 
     void add(std::uint32_t number) {
@@ -97,6 +112,7 @@ class Closure {
     std::vector<std::vector<std::span<const std::uint32_t>>> lists_by_domain_;
     bool are_lists_collected_ = false;
     std::unordered_set<const char*> followed_;  // contents
+    std::unordered_set<const char*> earlier_;   // contents whose arrays were added
     std::vector<bool> met_;
     std::vector<std::uint32_t> open_;
 };
@@ -110,16 +126,19 @@ bool UnseenDocuments::contains(std::uint32_t number) {
 
 void UnseenDocuments::collect() {
     unseen_.emplace();
-    std::vector<std::string_view> conflicting;
+    std::vector<std::pair<std::uint32_t, std::string_view>> conflicting;  // documents and contents
+    std::uint32_t number = 0;
     for (const auto& entry : storage_->documents()) {
         const auto contents = conflicting_contents(*entry.value, storage_->data());
-        if (contents.empty() || is_ordering_document(*entry.value, storage_->data())) continue;
-        conflicting.insert(conflicting.end(), contents.begin(), contents.end());
+        if (!contents.empty() && !is_ordering_document(*entry.value, storage_->data())) {
+            for (const std::string_view content : contents) conflicting.emplace_back(number, content);
+        }
+        ++number;
     }
     if (conflicting.empty()) return;
     const ReadIndex index(*storage_, instance_);
     Closure closure(index);
-    for (const std::string_view content : conflicting) closure.add_all_from(content);
+    for (const auto& [document, content] : conflicting) closure.add_all_from(document, content);
     *unseen_ = closure.met();
 }
 

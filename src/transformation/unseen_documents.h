@@ -10,8 +10,8 @@
 namespace libzentadbpp {
 
 // The documents that an update must not delete: those that the data before it did not show, while an open conflicting
-// revision leads to them, by references, by lists of its arrays, and so on through winning contents. Nobody who read that
-// data can have deleted them, and whoever settles the conflict for that revision finds it whole.
+// revision leads to them, by references, by lists of its arrays, and so on through winning contents. Nobody who read
+// that data can have deleted them, and whoever settles the conflict for that revision finds it whole.
 class UnseenDocuments {
    public:
     UnseenDocuments(const DocumentStorage& storage, std::string_view instance)

@@ -75,7 +75,8 @@ TEST(Merges, AnEditCanBeKeptAgainstARemoval) {
     const DocumentStorage removed_twice =
         merged(updated(updated(edited, R"({"l": [{"_id": "a", "n": 4}]})"), without), removed);
     const std::string last = removed_twice.find("a")->winning().revision_string();
-    EXPECT_EQ(serialized(settled(removed_twice, "a", last)), serialized(removed_twice)) << "only deleted leaves are left";
+    EXPECT_EQ(serialized(settled(removed_twice, "a", last)), serialized(removed_twice))
+        << "only deleted leaves are left";
 }
 
 // Two concurrent moves show an element in both lists. An edit in either place counts, and giving the same data again
@@ -96,7 +97,8 @@ TEST(Merges, AnElementInTwoListsCanBeEditedInOne) {
 // Whoever reads data cannot delete what it did not show; whoever settles for the losing version finds it whole.
 TEST(Merges, AnUpdateKeepsWhatOnlyALosingVersionHas) {
     const DocumentStorage start = updated({}, R"({"l": [{"_id": "t", "n": 0}]})");
-    const DocumentStorage plain = updated(updated(start, R"({"l": [{"_id": "t", "n": 1}]})"), R"({"l": [{"_id": "t", "n": 2}]})");
+    const DocumentStorage plain =
+        updated(updated(start, R"({"l": [{"_id": "t", "n": 1}]})"), R"({"l": [{"_id": "t", "n": 2}]})");
     const std::string with_list = R"({"l": [{"_id": "t", "c": [{"_id": "c1", "d": [{"_id": "d1"}]}], "n": 3}]})";
     const DocumentStorage both = merged(updated(start, with_list), plain);
     const std::string shown = read(both);
@@ -104,10 +106,28 @@ TEST(Merges, AnUpdateKeepsWhatOnlyALosingVersionHas) {
     const DocumentStorage after = updated(both, shown);
     const std::string winner = after.find("t")->winning().revision_string();
     const DocumentStorage chosen = settled(after, "t", winner);
-    EXPECT_EQ(read(chosen), canonical(R"({"_id": "root", "l": [{"_id": "t", "c": [{"_id": "c1", "d": [{"_id": "d1"}]}], "n": 3}]})"));
+    EXPECT_EQ(read(chosen),
+              canonical(R"({"_id": "root", "l": [{"_id": "t", "c": [{"_id": "c1", "d": [{"_id": "d1"}]}], "n": 3}]})"));
     // Once the conflict is settled for the winner, the next update deletes it.
     const std::string loser = conflicting_revisions(*after.find("t")).front();
     EXPECT_TRUE(updated(settled(after, "t", loser), shown).find("c1")->winning().is_deleted());
+}
+
+// The losing version of an object that was moved has another array than before; what a third copy put into that one
+// belongs to it as well.
+TEST(Merges, AnUpdateKeepsWhatAMovedLoserGetsBack) {
+    const DocumentStorage start = updated({}, R"({"p": [{"_id": "P", "in": [{"_id": "k"}]}], "q": []})", fast);
+    const DocumentStorage moved = updated(start, R"({"p": [], "q": [{"_id": "P", "in": [{"_id": "k"}]}]})", fast);
+    const DocumentStorage added =
+        updated(start, R"({"p": [{"_id": "P", "in": [{"_id": "k"}, {"_id": "n"}]}], "q": []})", fast);
+    const DocumentStorage removed = updated(start, R"({"p": [], "q": []})", fast);
+    const DocumentStorage all = merged(added, merged(removed, moved));
+    const std::string shown = read(all, fast);
+    ASSERT_EQ(shown, R"({"_id": "root", "p": [], "q": []})");
+    const DocumentStorage after = updated(all, shown, fast);
+    EXPECT_FALSE(after.find("n")->winning().is_deleted());
+    const DocumentStorage kept = settled(after, "P", after.find("P")->winning().revision_string());
+    EXPECT_NE(read(kept, fast).find(R"({"_id": "n"})"), std::string::npos) << read(kept, fast);
 }
 
 }  // namespace
