@@ -41,8 +41,7 @@ struct BytePair {
     for (; end - begin >= 17; begin += 16) {
         const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(begin));
         const __m128i following = _mm_loadu_si128(reinterpret_cast<const __m128i*>(begin + 1));
-        const __m128i follows =
-            _mm_or_si128(_mm_cmpeq_epi8(following, seconds), _mm_cmpeq_epi8(following, or_seconds));
+        const __m128i follows = _mm_or_si128(_mm_cmpeq_epi8(following, seconds), _mm_cmpeq_epi8(following, or_seconds));
         const __m128i hits = _mm_and_si128(_mm_cmpeq_epi8(bytes, firsts), follows);
         const auto mask = static_cast<unsigned>(_mm_movemask_epi8(hits));
         if (mask != 0) return begin + __builtin_ctz(mask);

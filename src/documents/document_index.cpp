@@ -86,9 +86,8 @@ void DocumentIndex::judge_ordering_ids() {
         const std::size_t at = number - ordering_ids_.first;
         const std::string_view content = contents_[number];
         if (has_content) {
-            const auto [first_use, is_new] = content.size() <= cheap_to_repeat
-                                                 ? std::pair(judged.end(), true)
-                                                 : judged.try_emplace(content.data(), at);
+            const auto [first_use, is_new] = content.size() <= cheap_to_repeat ? std::pair(judged.end(), true)
+                                                                               : judged.try_emplace(content.data(), at);
             if (is_new) {
                 if (const auto read = read_ordering_content(content, texts_)) ordering_[at] = *read;
             } else {

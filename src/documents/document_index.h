@@ -69,7 +69,8 @@ class DocumentIndex {
     };
     [[nodiscard]] Range ordering_ids() const { return ordering_ids_; }
     [[nodiscard]] bool is_ordering(std::uint32_t number) const {
-        return number >= ordering_ids_.first && number < ordering_ids_.end && is_ordering_[number - ordering_ids_.first];
+        return number >= ordering_ids_.first && number < ordering_ids_.end &&
+               is_ordering_[number - ordering_ids_.first];
     }
     // What the winning revision of a document with an ordering id says, or nothing.
     [[nodiscard]] const OrderingContent* ordering(std::uint32_t number) const {

@@ -167,8 +167,7 @@ DocumentRef reopened(const MultiVersionDocument& document) {
     return closing == no_entry ? nullptr : document.with_child(closing, revisions[contents[closing]].datahash());
 }
 
-MergedDocument merge_documents(const MultiVersionDocument& target, const MultiVersionDocument& source,
-                               Grafts grafts) {
+MergedDocument merge_documents(const MultiVersionDocument& target, const MultiVersionDocument& source, Grafts grafts) {
     std::span<const TreeRevision> ours = target.revisions();
     std::span<const TreeRevision> theirs = source.revisions();
     std::vector<TreeRevision> moved;

@@ -70,8 +70,8 @@ class MultiVersionDocument {
     [[nodiscard]] DocumentRef with_chain(std::uint32_t parent, std::span<const std::string_view> datahashes,
                                          SharedMemory& memory) const;
 
-    // This document with a resolved revision under each of the leaves (positions, ascending). A leaf for whose closing no
-    // name is left stays open. O(revisions log revisions).
+    // This document with a resolved revision under each of the leaves (positions, ascending). A leaf for whose closing
+    // no name is left stays open. O(revisions log revisions).
     [[nodiscard]] DocumentRef with_resolved(std::span<const std::uint32_t> leaves, SharedMemory& memory) const;
 
     [[nodiscard]] std::string_view id() const { return id_; }

@@ -11,8 +11,8 @@
 
 namespace libzentadbpp {
 
-// What a content refers to: strings that begin with "A" name the domain of an array, those with "O" the id of a document.
-// An object with the member "#nf" refers to nothing, and neither does a member "_id" of an inline object.
+// What a content refers to: strings that begin with "A" name the domain of an array, those with "O" the id of a
+// document. An object with the member "#nf" refers to nothing, and neither does a member "_id" of an inline object.
 
 // A content as a tree.
 [[nodiscard]] inline JsonValue read_content(std::string_view content, Arena& arena) {
@@ -26,7 +26,8 @@ template <class Visit>
 void visit_references_in(const JsonValue& value, const Visit& visit) {
     if (value.is_string()) {
         const std::string_view text = value.as_string();
-        if (text.starts_with(vocabulary::array_reference_marker) || text.starts_with(vocabulary::object_reference_marker)) {
+        if (text.starts_with(vocabulary::array_reference_marker) ||
+            text.starts_with(vocabulary::object_reference_marker)) {
             visit(text.front(), text.substr(1));
         }
     } else if (value.is_array()) {

@@ -62,10 +62,12 @@ DocumentRef winning_path(const DocumentRef& document) {
     }
     std::ranges::reverse(path);
     for (std::uint32_t at = 0; at < path.size(); ++at) path[at].parent = at == 0 ? no_entry : at - 1;
-    // A list that hangs grafted under the first one of its ordering document: without what closed that one, its elements
-    // would come back.
+    // A list that hangs grafted under the first one of its ordering document: without what closed that one, its
+    // elements would come back.
     const bool is_grafted = has_ordering_id(document->id()) && path.size() > 1 && path[1].suffix() == first_suffix;
-    const auto closes_first = [](const TreeRevision& revision) { return revision.parent == 0 && revision.is_resolved(); };
+    const auto closes_first = [](const TreeRevision& revision) {
+        return revision.parent == 0 && revision.is_resolved();
+    };
     const auto closing = std::ranges::find_if(document->revisions(), closes_first);
     if (is_grafted && closing != document->revisions().end()) path.push_back(*closing);
     return MultiVersionDocument::make(document->id(), path);
@@ -146,7 +148,8 @@ DocumentStorage all_winning(const DocumentStorage& storage) {
 
 DocumentStorage prune(const DocumentStorage& storage, std::uint32_t limit, bool skip_winning) {
     Hashes retained;
-    for (const auto& entry : storage.documents()) add_retained(*entry.value, storage.data(), limit, skip_winning, retained);
+    for (const auto& entry : storage.documents())
+        add_retained(*entry.value, storage.data(), limit, skip_winning, retained);
     DataStorage data = contents_where(storage.data(), storage.data().named_by(retained));
     return DocumentStorage(storage.documents(), std::move(data), storage.root_or_empty(), storage.contents_not_named(),
                            storage.closed_documents());

@@ -109,8 +109,8 @@ ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage
             result.missing_found += entry.value->revisions().size();
         } else if (ours->value != entry.value && ours->value->history() != entry.value->history()) {
             contents.name(*entry.value);
-            const bool is_ordering = is_ordering_document(*ours->value, target.data()) &&
-                                     is_ordering_document(*entry.value, source.data());
+            const bool is_ordering =
+                is_ordering_document(*ours->value, target.data()) && is_ordering_document(*entry.value, source.data());
             MergedDocument merged =
                 merge_documents(*ours->value, *entry.value, is_ordering ? Grafts::with_ordering_id : Grafts::never);
             result.missing_found += merged.added;

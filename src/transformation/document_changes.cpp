@@ -55,7 +55,8 @@ class DocumentWriter {
         if (!document_.added.empty()) {
             changed = document_.changed(stored != nullptr ? stored->id() : produced.front().id, *memory_);
         }
-        if (stored != nullptr && has_ordering_id(stored->id())) changed = with_closed_leaves(*stored, std::move(changed));
+        if (stored != nullptr && has_ordering_id(stored->id()))
+            changed = with_closed_leaves(*stored, std::move(changed));
         if (changed != nullptr) documents_.set(std::move(changed));
     }
 

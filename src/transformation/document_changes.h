@@ -17,16 +17,16 @@ struct FlattenedDocument {
     std::string_view content;
 };
 
-// Asked for a document that is not among those to be stored, by its number in ascending order of id: whether it is to be
-// deleted.
+// Asked for a document that is not among those to be stored, by its number in ascending order of id: whether it is to
+// be deleted.
 using MayRemove = std::function<bool(std::uint32_t)>;
 
 // Stores documents under their ids: a new document gets a first revision, a live one a child of its winning revision
 // where the content differs, a deleted one stays deleted. All other leaves of a live ordering document are closed: its
 // list was made from them. Every other live document that is no ordering document gets a deleted revision where
-// `may_remove` says so (where it is empty, none does). The documents come in ascending order of id; of several of one id
-// each is a further revision. Comparing contents by their text spares hashing what did not change. What is new lies in
-// the memory. O(documents of the storage + those produced).
+// `may_remove` says so (where it is empty, none does). The documents come in ascending order of id; of several of one
+// id each is a further revision. Comparing contents by their text spares hashing what did not change. What is new lies
+// in the memory. O(documents of the storage + those produced).
 [[nodiscard]] DocumentStorage store_documents(const DocumentStorage& storage,
                                               std::span<const FlattenedDocument> documents, const MayRemove& may_remove,
                                               DataHasher& hasher, SharedMemory& memory);

@@ -245,7 +245,8 @@ void Flattener::write_array_reference(const JsonValue& array, const DocumentPath
             &inside, Step::position, {digits.data(), indexed ? write_integer(position, digits.data()) : digits.data()}};
         const DocumentPath& element_path = indexed ? indexed_path : inside;
         const std::string_view id = ids_.object_id(element, element_path);
-        // An element inside one of its own id would be the same document as that. There are no more of them than levels.
+        // An element inside one of its own id would be the same document as that. There are no more of them than
+        // levels.
         if (id == root_id_ || std::ranges::find(entered_elements_, id) != entered_elements_.end()) {
             refuse_duplicate({});
         }

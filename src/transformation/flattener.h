@@ -81,7 +81,7 @@ class Flattener {
     LargeVector<Produced> produced_;
     std::vector<std::string_view> element_ids_;  // of the arrays that are being walked
     std::vector<std::string_view> entered_elements_;
-    std::deque<TextBuffer> buffers_;             // one for each document being written
+    std::deque<TextBuffer> buffers_;  // one for each document being written
     std::size_t open_documents_ = 0;
 };
 

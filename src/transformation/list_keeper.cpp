@@ -66,16 +66,16 @@ bool ListKeeper::is_listed_beside(std::uint32_t number, std::uint32_t document, 
                                   std::uint32_t other) {
     count_places();
     return places_of_[number] > places || std::ranges::any_of(own_->listing(number), [&](std::uint32_t listing) {
-               return listing != OwnLists::none && listing != document && listing != other && lists_now(listing, number);
+               return listing != OwnLists::none && listing != document && listing != other &&
+                      lists_now(listing, number);
            });
 }
 
 void ListKeeper::look_through_documents_with(const Numbers& domains) {
-    references_->visit_documents_with(
-        [&](std::uint32_t domain) { return domains.contains(domain); },
-        [&](std::uint32_t document) {
-            if (held_.has_document(document)) places_.look_through(document);
-        });
+    references_->visit_documents_with([&](std::uint32_t domain) { return domains.contains(domain); },
+                                      [&](std::uint32_t document) {
+                                          if (held_.has_document(document)) places_.look_through(document);
+                                      });
 }
 
 void ListKeeper::take_out_moved(std::vector<ListToStore>& lists) {
@@ -123,8 +123,8 @@ void ListKeeper::take_out_moved(std::vector<ListToStore>& lists) {
 }
 
 ListKeeper::Stored ListKeeper::without_moved(std::uint32_t document, std::uint32_t domain) {
-    std::vector<std::uint32_t> elements = own_->merged(
-        document, domain, [&](std::uint32_t number) { return is_listed_beside(number, document, 0); });
+    std::vector<std::uint32_t> elements =
+        own_->merged(document, domain, [&](std::uint32_t number) { return is_listed_beside(number, document, 0); });
     std::erase_if(elements, [&](std::uint32_t number) { return is_elsewhere(number, domain); });
     return {arena_->copy(std::span<const std::uint32_t>(elements)), {elements.begin(), elements.end()}};
 }
@@ -138,8 +138,8 @@ ListKeeper::Numbers ListKeeper::dropped_now(std::uint32_t document) {
 }
 
 // The other half of ShownData::take_out_what_was_not_moved: whoever stored an element in an array had read that it was
-// moved elsewhere as well. The list of the array that the object had before says so too from now on, or the element would
-// leave.
+// moved elsewhere as well. The list of the array that the object had before says so too from now on, or the element
+// would leave.
 void ListKeeper::keep_carried_along(std::vector<ListToStore>& lists) {
     Numbers candidates;
     std::vector<std::uint32_t> in_order;
@@ -197,13 +197,15 @@ DocumentStorage store_lists(const DocumentIndex& index, std::string_view instanc
     for (const HashKind kind : {HashKind::sha256, HashKind::fast}) {
         DataHasher hasher(kind);
         std::vector<FlattenedDocument> documents;
-        std::map<std::pair<std::uint32_t, const std::uint32_t*>, std::string_view> contents;  // equal lists are written once
+        std::map<std::pair<std::uint32_t, const std::uint32_t*>, std::string_view>
+            contents;  // equal lists are written once
         for (const ListToStore& list : lists) {
             const std::string_view domain = domains.text(list.domain);
             if (!may_store(index, list)) continue;
             const MultiVersionDocument* document = nullptr;
             if (list.document != OwnLists::none) document = &index.document(list.document);
-            const std::string_view form = document != nullptr && document->has_winning() ? document->winning().datahash() : domain;
+            const std::string_view form =
+                document != nullptr && document->has_winning() ? document->winning().datahash() : domain;
             const HashKind form_kind = is_hash_of_kind(form, HashKind::fast) ? HashKind::fast : HashKind::sha256;
             if (hash_kind.value_or(form_kind) != kind) continue;
             const std::string_view id = document != nullptr ? document->id() : ids.id(domain, hasher, arena);

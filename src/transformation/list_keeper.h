@@ -52,7 +52,8 @@ class ListKeeper {
           held_(std::move(held)),
           places_(index, domains, arena) {}
 
-    // Adds to `lists`, which are those that are stored for the arrays of the data. Linear, n log n where anything was moved.
+    // Adds to `lists`, which are those that are stored for the arrays of the data. Linear, n log n where anything was
+    // moved.
     void add_to(std::vector<ListToStore>& lists);
 
    private:
@@ -83,7 +84,8 @@ class ListKeeper {
     Arena* arena_;
     HeldData held_;
     TakenPlaces places_;
-    std::vector<std::uint32_t> places_of_;  // by document: in how many arrays of the data it is, once that was asked for
+    std::vector<std::uint32_t>
+        places_of_;  // by document: in how many arrays of the data it is, once that was asked for
     std::unordered_map<std::uint32_t, Numbers> members_;  // of the arrays of the data that were asked for
     std::deque<Stored> stored_;
     std::unordered_map<std::uint32_t, const Stored*> stored_by_document_;
@@ -92,8 +94,8 @@ class ListKeeper {
 // A document whose winning revision is deleted stays as it is.
 [[nodiscard]] bool may_store(const DocumentIndex& index, const ListToStore& list);
 
-// Writes lists into a storage, each on the winning revision of its document where it may be. Hashes are of the given kind,
-// or else of that which the document or the domain has. O(lists + storage).
+// Writes lists into a storage, each on the winning revision of its document where it may be. Hashes are of the given
+// kind, or else of that which the document or the domain has. O(lists + storage).
 [[nodiscard]] DocumentStorage store_lists(const DocumentIndex& index, std::string_view instance,
                                           const DomainTable& domains, std::span<const ListToStore> lists,
                                           std::optional<HashKind> hash_kind = std::nullopt);

@@ -14,8 +14,8 @@ std::vector<bool> outside_longest_ascending(std::span<const std::uint32_t> posit
     std::vector<std::uint32_t> lowest_end;  // by length: where the part that ends lowest so far ends
     std::vector<std::uint32_t> previous(positions.size(), none);
     for (std::uint32_t at = 0; at < positions.size(); ++at) {
-        const auto longer = std::ranges::lower_bound(lowest_end, positions[at], {},
-                                                     [&](std::uint32_t end) { return positions[end]; });
+        const auto longer =
+            std::ranges::lower_bound(lowest_end, positions[at], {}, [&](std::uint32_t end) { return positions[end]; });
         if (longer != lowest_end.begin()) previous[at] = *(longer - 1);
         if (longer == lowest_end.end()) {
             lowest_end.push_back(at);
@@ -141,8 +141,8 @@ void MergedList::move_and_add(std::span<const std::uint32_t> start, const Entrie
     // An entry that was moved here says nothing about where its neighbours in the branch belong, unless all were.
     const auto is_in_place = [&](Entry entry) { return !moved_here.contains(entry); };
     const auto is_any = [](Entry) { return true; };
-    bool any_in_place = std::ranges::any_of(
-        ended, [&](Entry entry) { return is_in_place(entry) && find(entry) != nullptr; });
+    bool any_in_place =
+        std::ranges::any_of(ended, [&](Entry entry) { return is_in_place(entry) && find(entry) != nullptr; });
     Node* before = nullptr;      // the nearest neighbour in place
     Node* any_before = nullptr;  // the nearest one
     for (std::size_t at = 0; at < ended.size(); ++at) {

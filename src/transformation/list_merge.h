@@ -9,10 +9,11 @@
 
 namespace libzentadbpp {
 
-// A list of document numbers while other lists change it. Its entries are told apart by number and occurrence: the second
-// 7 of a list is another entry than the first.
+// A list of document numbers while other lists change it. Its entries are told apart by number and occurrence: the
+// second 7 of a list is another entry than the first.
 //
-// Lists merge three ways. What a branch did to the list that it began with is done to this one, unless this one undid it:
+// Lists merge three ways. What a branch did to the list that it began with is done to this one, unless this one undid
+// it:
 //
 //   start   a b c d     the list that both began with
 //   this    a b x c d   added x
@@ -24,9 +25,9 @@ class MergedList {
    public:
     explicit MergedList(std::span<const std::uint32_t> base);
 
-    // Does what a branch did between its start and its list. `moved_elsewhere(number)` decides whether an entry that the
-    // branch took out leaves this list as well. Lists that come again must lie where they lay. O(n log n) in the lengths
-    // of the three lists; where this one keeps its order, in those of the two.
+    // Does what a branch did between its start and its list. `moved_elsewhere(number)` decides whether an entry that
+    // the branch took out leaves this list as well. Lists that come again must lie where they lay. O(n log n) in the
+    // lengths of the three lists; where this one keeps its order, in those of the two.
     template <class MovedElsewhere>
     void merge(std::span<const std::uint32_t> start, std::span<const std::uint32_t> branch,
                const MovedElsewhere& moved_elsewhere) {
@@ -39,8 +40,8 @@ class MergedList {
         move_and_add(start, began, ended);
     }
 
-    // Adds those entries of a list that are not here and that `may_add(number)` accepts, next to their neighbours in that
-    // list, and reports each to `added(number)`. O(list).
+    // Adds those entries of a list that are not here and that `may_add(number)` accepts, next to their neighbours in
+    // that list, and reports each to `added(number)`. O(list).
     template <class MayAdd, class Added>
     void add_from(std::span<const std::uint32_t> list, const MayAdd& may_add, const Added& added) {
         const Entries entries = entries_of(list);
@@ -89,8 +90,8 @@ class MergedList {
     void take_out(Entry entry);
     Node* insert_after(Node* node, Entry entry);  // null: in front
 
-    // Puts an entry of a list in: after `before`, its nearest neighbour before it; else before its nearest neighbour after
-    // it; else at the end.
+    // Puts an entry of a list in: after `before`, its nearest neighbour before it; else before its nearest neighbour
+    // after it; else at the end.
     template <class IsNeighbour>
     Node* put_in(const Entries& list, std::size_t at, Node* before, const IsNeighbour& is_neighbour) {
         if (before != nullptr) return insert_after(before, list[at]);

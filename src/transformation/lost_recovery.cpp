@@ -166,7 +166,8 @@ class LostRecovery {
                 const auto list = data_->reader_.read(number, at);
                 if (!list) continue;
                 const auto [known, is_new] = has_lost.try_emplace(list->content);
-                if (is_new) known->second = std::ranges::any_of(list->elements, [&](std::uint32_t id) { return is_lost(id); });
+                if (is_new)
+                    known->second = std::ranges::any_of(list->elements, [&](std::uint32_t id) { return is_lost(id); });
                 if (!known->second) continue;
                 const std::uint32_t domain = data_->domains_.add(list->domain);
                 old_lists_by_domain_[domain].push_back(old_lists_.size());
@@ -193,7 +194,8 @@ class LostRecovery {
         for (; documents_looked_through_ < data_->reached_log_.size(); ++documents_looked_through_) {
             places_.look_through(data_->reached_log_[documents_looked_through_]);
         }
-        for (; places_made_due_ < places_.taken().size(); ++places_made_due_) make_due(places_.taken()[places_made_due_]);
+        for (; places_made_due_ < places_.taken().size(); ++places_made_due_)
+            make_due(places_.taken()[places_made_due_]);
         while (!due_.empty()) {
             const auto [rank, at] = due_.top();
             due_.pop();
@@ -210,7 +212,8 @@ class LostRecovery {
         const std::uint32_t target = is_array_reached(old.domain) ? old.domain : places_.successor(old.domain);
         std::vector<std::uint32_t> added;
         std::unordered_set<std::uint32_t> seen;
-        if (std::ranges::none_of(old.list.elements, [&](std::uint32_t number) { return is_lost(number); })) return false;
+        if (std::ranges::none_of(old.list.elements, [&](std::uint32_t number) { return is_lost(number); }))
+            return false;
         data_->grow(target).add_from(
             old.list.elements, [&](std::uint32_t number) { return is_lost(number) && seen.insert(number).second; },
             [&](std::uint32_t number) { added.push_back(number); });
@@ -234,8 +237,8 @@ class LostRecovery {
     const DocumentIndex* index_;
     OwnLists* own_;
 
-    std::vector<Instance> instances_;          // the configured one first, others ascending
-    std::vector<std::uint32_t> decided_by_;    // by document: the instance that decides where it is
+    std::vector<Instance> instances_;            // the configured one first, others ascending
+    std::vector<std::uint32_t> decided_by_;      // by document: the instance that decides where it is
     std::unordered_set<const char*> looked_at_;  // contents
     std::size_t arrays_seen_ = 0;
 

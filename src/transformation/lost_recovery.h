@@ -4,8 +4,8 @@ namespace libzentadbpp {
 
 class ShownData;
 
-// Brings back into the data what is live and not reached, one step after the other, until none does anything. Whatever a
-// step puts in is reached, with all that it leads to, before the next one:
+// Brings back into the data what is live and not reached, one step after the other, until none does anything. Whatever
+// a step puts in is reached, with all that it leads to, before the next one:
 // 1. Lists that are not merged into those of arrays: of this instance, then of each other one, ascending. The first
 //    instance that lists a document decides where it is, wherever its winning lists have it; its other leaves add the
 //    rest, once.

@@ -79,8 +79,8 @@ void OwnLists::merge_branches() {
         for (const Leaf& leaf : leaves_of(document)) {
             List& own = lists_[leaf.domain];
             if (own.document != document || own.is_merged) continue;
-            const std::vector<std::uint32_t> merged_list = merged(
-                document, leaf.domain, [&](std::uint32_t number) { return is_listed_beside(number, document); });
+            const std::vector<std::uint32_t> merged_list =
+                merged(document, leaf.domain, [&](std::uint32_t number) { return is_listed_beside(number, document); });
             own.elements = arena_->copy(std::span<const std::uint32_t>(merged_list));
             own.is_merged = true;
         }
@@ -99,8 +99,8 @@ std::vector<std::uint32_t> OwnLists::merged(std::uint32_t document, std::uint32_
     for (const Leaf& leaf : leaves_of(document)) {
         if (leaf.domain == domain) revisions.push_back(leaf.list.revision);
     }
-    // Lists that copies made take less than they are long in bytes. Thousands of short ones that begin with one long list
-    // take more, and are no honest copies' work: those beyond the limit add what they list and move nothing.
+    // Lists that copies made take less than they are long in bytes. Thousands of short ones that begin with one long
+    // list take more, and are no honest copies' work: those beyond the limit add what they list and move nothing.
     constexpr std::size_t work_on_small = std::size_t{1} << 22;
     const std::size_t most_work = work_on_small + index_->content_bytes();
     const ListBranches branches = list_branches(index_->document(document), revisions);

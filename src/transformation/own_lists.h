@@ -19,9 +19,9 @@
 
 namespace libzentadbpp {
 
-// The lists of one instance, as all its copies together left them: for every array the list of its own document, in which
-// the branches that copies made are merged (list_branches, MergedList). An entry that one branch took out and another
-// kept stays, unless a list of another own document has it: then it was moved there.
+// The lists of one instance, as all its copies together left them: for every array the list of its own document, in
+// which the branches that copies made are merged (list_branches, MergedList). An entry that one branch took out and
+// another kept stays, unless a list of another own document has it: then it was moved there.
 //
 // The own document of an array is the one with the lowest id that has an open leaf with this instance and the array's
 // domain. Open leaves are those that are not deleted and whose content is there.
@@ -40,7 +40,9 @@ class OwnLists {
         bool is_stored = false;                   // the winning list of the document is just this
     };
     // The list of an array. O(1).
-    [[nodiscard]] const List& of(std::uint32_t domain) const { return domain < lists_.size() ? lists_[domain] : empty_; }
+    [[nodiscard]] const List& of(std::uint32_t domain) const {
+        return domain < lists_.size() ? lists_[domain] : empty_;
+    }
     void set(std::uint32_t domain, std::span<const std::uint32_t> elements);
 
     // All open leaves of own documents, ascending.
@@ -50,7 +52,8 @@ class OwnLists {
         bool is_winning;
     };
     [[nodiscard]] std::span<const Leaf> leaves() const { return leaves_; }
-    // Whether a leaf is part of the list of its array: not so one of a second own document, or one whose start was pruned.
+    // Whether a leaf is part of the list of its array: not so one of a second own document, or one whose start was
+    // pruned.
     [[nodiscard]] bool is_part(const Leaf& leaf) const {
         return lists_[leaf.domain].document == leaf.list.document &&
                !unmerged_.contains({leaf.list.document, leaf.list.revision});
@@ -88,9 +91,9 @@ class OwnLists {
     List empty_;
     std::vector<List> lists_;  // by domain
     std::vector<Leaf> leaves_;
-    std::vector<std::uint32_t> branched_;  // own documents with several open leaves
+    std::vector<std::uint32_t> branched_;                         // own documents with several open leaves
     std::set<std::pair<std::uint32_t, std::uint32_t>> unmerged_;  // leaves whose start was pruned
-    LargeVector<std::uint32_t> listed_by_;   // by document: an own document that lists it
+    LargeVector<std::uint32_t> listed_by_;                        // by document: an own document that lists it
     bool any_in_several_ = false;
     bool any_foreign_ = false;
     std::size_t work_ = 0;
@@ -98,7 +101,7 @@ class OwnLists {
         std::uint32_t last;
         std::uint32_t count;
     };
-    std::unordered_map<const char*, Uses> uses_;  // of contents
+    std::unordered_map<const char*, Uses> uses_;         // of contents
     std::vector<std::array<std::uint32_t, 3>> listing_;  // by document, once it was asked for: three that list it
 };
 

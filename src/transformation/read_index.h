@@ -9,8 +9,8 @@
 
 namespace libzentadbpp {
 
-// What reading data takes: the documents of a storage by number, and what one instance sees of them. O(storage) to make,
-// then good for any number of reads by any number of threads.
+// What reading data takes: the documents of a storage by number, and what one instance sees of them. O(storage) to
+// make, then good for any number of reads by any number of threads.
 class ReadIndex {
    public:
     ReadIndex(DocumentStorage storage, std::string_view instance_id)

@@ -19,8 +19,8 @@ struct Reference {
     bool is_array;
 };
 
-// What the winning contents of live documents refer to. Ordering documents refer to nothing, and references to documents
-// that do not exist are left out.
+// What the winning contents of live documents refer to. Ordering documents refer to nothing, and references to
+// documents that do not exist are left out.
 class ReferenceGraph {
    public:
     // Adds the domains of all arrays that anything refers to. O(contents).
@@ -30,12 +30,14 @@ class ReferenceGraph {
         const Range range = by_document_[document];
         return std::span(references_).subspan(range.first, range.count);
     }
-    // Calls `visit(document)` for every document that refers to an array for which `is_wanted(domain)` holds. Documents may
-    // share a long content, whose references are looked at once.
+    // Calls `visit(document)` for every document that refers to an array for which `is_wanted(domain)` holds. Documents
+    // may share a long content, whose references are looked at once.
     template <class IsWanted, class Visit>
     void visit_documents_with(const IsWanted& is_wanted, const Visit& visit) const {
         std::unordered_map<std::uint32_t, bool> known;
-        const auto refers = [&](const Reference& reference) { return reference.is_array && is_wanted(reference.target); };
+        const auto refers = [&](const Reference& reference) {
+            return reference.is_array && is_wanted(reference.target);
+        };
         for (std::uint32_t document = 0; document < by_document_.size(); ++document) {
             const Range range = by_document_[document];
             if (range.count <= cheap_to_repeat) {
@@ -47,8 +49,8 @@ class ReferenceGraph {
             if (entry->second) visit(document);
         }
     }
-    // Whether following the references of a document takes long, so that it is worth to know whether another one with the
-    // same content was followed before; what tells the contents apart.
+    // Whether following the references of a document takes long, so that it is worth to know whether another one with
+    // the same content was followed before; what tells the contents apart.
     [[nodiscard]] bool has_many(std::uint32_t document) const { return by_document_[document].count > cheap_to_repeat; }
     [[nodiscard]] std::uint32_t content_mark(std::uint32_t document) const { return by_document_[document].first; }
     // How many live documents there are, the ordering documents left out.

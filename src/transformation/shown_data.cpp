@@ -10,9 +10,7 @@ namespace libzentadbpp {
 
 namespace {
 
-std::size_t ordering_count(const DocumentIndex& index) {
-    return index.ordering_ids().end - index.ordering_ids().first;
-}
+std::size_t ordering_count(const DocumentIndex& index) { return index.ordering_ids().end - index.ordering_ids().first; }
 
 }  // namespace
 
@@ -33,13 +31,13 @@ ShownData::ShownData(const DocumentIndex& index, std::string_view instance)
     collect_lists_to_store();
 }
 
-// Whoever moved an object took the elements of its arrays along, without a word about each. One of them that another copy
-// meanwhile moved out of the array that the object had before stays where that copy moved it.
+// Whoever moved an object took the elements of its arrays along, without a word about each. One of them that another
+// copy meanwhile moved out of the array that the object had before stays where that copy moved it.
 void ShownData::take_out_what_was_not_moved() {
     const auto is_candidate = [&](std::uint32_t domain) {
         const OwnLists::List& list = own_.of(domain);
-        return std::ranges::any_of(
-            list.elements, [&](std::uint32_t number) { return own_.is_listed_beside(number, list.document); });
+        return std::ranges::any_of(list.elements,
+                                   [&](std::uint32_t number) { return own_.is_listed_beside(number, list.document); });
     };
     TakenPlaces places(*index_, domains_, arena_);
     std::vector<std::uint32_t> candidates;
@@ -129,13 +127,12 @@ void ShownData::collect_lists_to_store() {
         lists_to_store_.push_back({domain, own.document, elements, is_changed});
     }
     if (!without_document.empty()) find_documents(without_document);
-    const HeldData held{
-        [&](std::uint32_t number) { return is_reached(number); },
-        [&](std::uint32_t domain) {
-            const bool is_held = domain < arrays_.size() && arrays_[domain].is_reached;
-            return is_held ? HeldData::List(arrays_[domain].elements) : std::nullopt;
-        },
-        true};
+    const HeldData held{[&](std::uint32_t number) { return is_reached(number); },
+                        [&](std::uint32_t domain) {
+                            const bool is_held = domain < arrays_.size() && arrays_[domain].is_reached;
+                            return is_held ? HeldData::List(arrays_[domain].elements) : std::nullopt;
+                        },
+                        true};
     ListKeeper(*index_, own_, references_, domains_, arena_, held).add_to(lists_to_store_);
     std::erase_if(lists_to_store_, [&](const ListToStore& list) { return !may_store(*index_, list); });
 }

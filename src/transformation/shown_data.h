@@ -24,8 +24,8 @@ namespace libzentadbpp {
 // which elements every array has.
 //
 // The root is reached, and so is what the winning contents of reached documents refer to and what the lists of reached
-// arrays hold. An array has the list that OwnLists merged. Only where that leaves a live document unreached, other lists
-// add it, or it comes back where it was (recover_lost).
+// arrays hold. An array has the list that OwnLists merged. Only where that leaves a live document unreached, other
+// lists add it, or it comes back where it was (recover_lost).
 class ShownData {
    public:
     // The index must outlive it. O(documents + contents), n log n where something was lost.
@@ -58,9 +58,7 @@ class ShownData {
     // documents say, or whose documents have other leaves, and what that changes about other lists (ListKeeper).
     [[nodiscard]] bool is_stored() const { return lists_to_store_.empty(); }
     // The storage of the index with all that stored. O(storage) where there is anything.
-    [[nodiscard]] DocumentStorage stored() const {
-        return store_lists(*index_, instance_, domains_, lists_to_store_);
-    }
+    [[nodiscard]] DocumentStorage stored() const { return store_lists(*index_, instance_, domains_, lists_to_store_); }
 
    private:
     friend class LostRecovery;
@@ -90,9 +88,9 @@ class ShownData {
     ReferenceGraph references_;
     std::vector<Array> arrays_;  // by domain
     std::vector<bool> is_reached_;
-    std::size_t reached_documents_ = 0;  // live ones, without ordering documents
-    std::vector<std::uint32_t> reached_log_;  // documents in the order in which they were reached
-    std::size_t spread_ = 0;                  // of these, how many were followed
+    std::size_t reached_documents_ = 0;           // live ones, without ordering documents
+    std::vector<std::uint32_t> reached_log_;      // documents in the order in which they were reached
+    std::size_t spread_ = 0;                      // of these, how many were followed
     std::unordered_set<std::uint32_t> followed_;  // contents with many references
     std::vector<std::uint32_t> reached_arrays_;
     std::unordered_map<std::uint32_t, std::string_view> restored_;  // contents with their lost members

@@ -35,8 +35,8 @@ bool ShownPlaces::is_shown_once(std::uint32_t document) {
 
 namespace {
 
-// What a walk comes to, and from where: documents, which have their numbers, then arrays and contents. Documents may share
-// a long content, which is followed once.
+// What a walk comes to, and from where: documents, which have their numbers, then arrays and contents. Documents may
+// share a long content, which is followed once.
 class Walk {
    public:
     explicit Walk(std::uint32_t documents) : documents_(documents), is_met_(documents) {}
@@ -178,7 +178,8 @@ void ShownPlaces::collect_hidden_lists() {
         for (const std::uint32_t leaf : other_leaves(document)) collect(leaf);
     }
     std::ranges::sort(lists, {}, [](const OpenList& open) {
-        return std::tuple(open.is_foreign, open.list.instance, !open.is_winning, open.list.document, open.list.revision);
+        return std::tuple(open.is_foreign, open.list.instance, !open.is_winning, open.list.document,
+                          open.list.revision);
     });
     std::vector<bool> is_decided;
     for (const auto& [list, is_winning, is_foreign] : lists) {

@@ -34,14 +34,14 @@ class ShownPlaces {
         if (repeated_ == Repeated::kept || state_[document] == State::new_here) return true;
         return state_[document] == State::shown && !is_shown_once(document);
     }
-    // The walk enters a document, and leaves it. UnflattenerException "cyclic_document_reference" where a document that is
-    // not to be left out lies inside itself.
+    // The walk enters a document, and leaves it. UnflattenerException "cyclic_document_reference" where a document that
+    // is not to be left out lies inside itself.
     void enter(std::uint32_t document);
     void leave(std::uint32_t document) { state_[document] = State::shown; }
 
-    // The elements of an array. One that the data does not reach, which only an older revision refers to, has the winning
-    // list of its own document; without one the first open list that has any element: of this instance, then of others,
-    // ascending; winning ones first.
+    // The elements of an array. One that the data does not reach, which only an older revision refers to, has the
+    // winning list of its own document; without one the first open list that has any element: of this instance, then of
+    // others, ascending; winning ones first.
     [[nodiscard]] std::span<const std::uint32_t> elements(std::string_view domain);
 
    private:

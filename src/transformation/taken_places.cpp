@@ -37,7 +37,8 @@ void TakenPlaces::look_through(std::uint32_t document) {
 // Recursion is bounded by the depth of one content.
 void TakenPlaces::compare(const JsonValue& winning, const JsonValue& other, std::uint32_t document,
                           std::uint32_t revision) {
-    if (winning.find(vocabulary::no_flatten_key) != nullptr || other.find(vocabulary::no_flatten_key) != nullptr) return;
+    if (winning.find(vocabulary::no_flatten_key) != nullptr || other.find(vocabulary::no_flatten_key) != nullptr)
+        return;
     auto theirs = other.members().begin();
     for (const auto& [key, value] : winning.members()) {
         while (theirs != other.members().end() && theirs->key < key) ++theirs;

@@ -15,9 +15,9 @@
 
 namespace libzentadbpp {
 
-// Which array took the place of which: where the winning content of a document has an array at a member at which another
-// of its revisions has one of another domain. So it is when an object is moved, as the domains of its arrays name the
-// way to it.
+// Which array took the place of which: where the winning content of a document has an array at a member at which
+// another of its revisions has one of another domain. So it is when an object is moved, as the domains of its arrays
+// name the way to it.
 class TakenPlaces {
    public:
     TakenPlaces(const DocumentIndex& index, DomainTable& domains, Arena& arena)
@@ -27,8 +27,9 @@ class TakenPlaces {
     void look_through(std::uint32_t document);
 
     static constexpr std::uint32_t none = 0xffffffff;
-    // The array that took the place of this one, by the documents that were looked through; none: no array did. Of several
-    // the one of the lowest document, then of the lowest revision that has the other, then at the smallest path.
+    // The array that took the place of this one, by the documents that were looked through; none: no array did. Of
+    // several the one of the lowest document, then of the lowest revision that has the other, then at the smallest
+    // path.
     [[nodiscard]] std::uint32_t successor(std::uint32_t domain) const;
     // All arrays that did.
     [[nodiscard]] std::span<const std::uint32_t> successors(std::uint32_t domain) const;

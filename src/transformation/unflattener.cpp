@@ -36,7 +36,7 @@ class MarkedObjects {
     explicit MarkedObjects(std::string_view content) {
         const char* const end = content.data() + content.size();
         if (find_pair(content.data(), end, {'"', '#', '#'}) == end) return;  // the writer never escapes these two
-        std::vector<const char*> open;                                // objects, and null for arrays
+        std::vector<const char*> open;                                       // objects, and null for arrays
         for (const char* at = content.data(); at != end;) {
             if (*at == '"') {
                 const char* const begin = at;
@@ -291,7 +291,7 @@ class Rebuild {
     ShownPlaces places_;
     MarkedObjects marked_;          // of the content that is being walked
     const char* end_ = nullptr;     // of that content
-    const char* copied_ = nullptr;            // where its next run begins
+    const char* copied_ = nullptr;  // where its next run begins
 };
 
 void rebuild_from(const ShownData& shown, std::string_view root_id, const std::optional<Revision>& revision,

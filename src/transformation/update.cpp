@@ -84,8 +84,9 @@ bool has_repeated(const Documents& documents) {
     return std::ranges::adjacent_find(documents, {}, &FlattenedDocument::id) != documents.end();
 }
 
-// Whether an ordering document of this instance that the data did not produce lists what the data has, or, where the data
-// has anything twice, whether there is such a document at all. Only then can anything but the produced documents change.
+// Whether an ordering document of this instance that the data did not produce lists what the data has, or, where the
+// data has anything twice, whether there is such a document at all. Only then can anything but the produced documents
+// change.
 bool may_change_other_lists(const Documents& documents, bool any_repeated, const DocumentStorage& storage,
                             std::string_view instance) {
     Arena arena;
@@ -95,9 +96,8 @@ bool may_change_other_lists(const Documents& documents, bool any_repeated, const
         const auto list = read_ordering_content(content, arena);
         if (!list || list->instance != instance) return false;
         bool any = any_repeated;
-        visit_listed_ids(list->ids, [&](std::optional<std::string_view> id) {
-            any = any || (id && has_document(documents, *id));
-        });
+        visit_listed_ids(
+            list->ids, [&](std::optional<std::string_view> id) { any = any || (id && has_document(documents, *id)); });
         return any;
     };
     auto produced = std::ranges::lower_bound(documents, ordering_id_prefix, {}, &FlattenedDocument::id);
@@ -137,9 +137,9 @@ DocumentStorage keep_lists(const DocumentStorage& stored, const Documents& docum
         if (domain >= lists.size()) lists.resize(domain + 1);
         lists[domain] = list.elements;
     }
-    const HeldData held{
-        [&](std::uint32_t number) { return is_produced[number]; },
-        [&](std::uint32_t domain) { return domain < lists.size() ? lists[domain] : std::nullopt; }, false};
+    const HeldData held{[&](std::uint32_t number) { return is_produced[number]; },
+                        [&](std::uint32_t domain) { return domain < lists.size() ? lists[domain] : std::nullopt; },
+                        false};
     std::vector<ListToStore> to_store;
     ListKeeper(index, own, references, domains, arena, held).add_to(to_store);
     return to_store.empty() ? stored : store_lists(index, instance, domains, to_store, hash_kind);
