@@ -86,6 +86,30 @@ inline bool add(Tree& tree, const Revision& above, const std::string& hash) {
     return tree.emplace(below, between), true;
 }
 
+inline bool has_grafts(const Tree& tree) {
+    return std::ranges::any_of(
+        tree, [](const auto& each) { return each.first.first == 2 && each.first.second.ends_with("_first"); });
+}
+
+// Whether all that follows the first revision was grafted there.
+inline bool has_open_root(const Tree& tree) {
+    bool is_open = false;
+    for (const auto& [revision, parent] : tree) {
+        if (parent != tree.begin()->first) continue;
+        if (!revision.second.ends_with("_first")) return false;
+        is_open = true;
+    }
+    return is_open;
+}
+
+// What is closed once somebody has read all lists.
+inline void close_all_but_winner(Tree& tree) {
+    std::set<Revision> open = leafs(tree);
+    open.erase(winner(tree));
+    if (has_open_root(tree)) open.insert(tree.begin()->first);
+    for (const Revision& leaf : open) add(tree, leaf, "resolved");
+}
+
 struct Merge {
     Tree tree;
     std::size_t added = 0;

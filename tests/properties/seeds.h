@@ -10,11 +10,11 @@
 
 namespace libzentadbpp {
 
-// Runs a script for each of some seeds, until one fails.
+// Runs a script for each of some seeds, until one fails. The environment may say how many, and from which on.
 template <class Body>
 void for_seeds(std::uint64_t first, std::uint64_t count, const Body& body) {
-    const char* wanted = std::getenv("ZENTADBPP_SCRIPTS");
-    if (wanted != nullptr) count = std::strtoull(wanted, nullptr, 10);
+    if (const char* wanted = std::getenv("ZENTADBPP_SCRIPTS")) count = std::strtoull(wanted, nullptr, 10);
+    if (const char* wanted = std::getenv("ZENTADBPP_FIRST_SEED")) first = std::strtoull(wanted, nullptr, 10);
     for (std::uint64_t seed = first; seed < first + count && !testing::Test::HasFailure(); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         try {
