@@ -91,8 +91,8 @@ struct View {
     std::map<std::string, Ids> owners;              // of each item but the root
     std::map<std::string, int> times;
     std::map<Place, List> lists;
-    std::map<std::string, Ids> paths;       // of each item that has lists inside itself or inside its parts
-    std::map<std::string, Ids> own;         // what an item is besides its lists, at each place
+    std::map<std::string, Ids> paths;               // of each item that has lists inside itself or inside its parts
+    std::map<std::string, Ids> own;                 // what an item is besides its lists, at each place
     std::map<std::string, std::int32_t> documents;  // their values
     bool splits_all = false;
 
@@ -369,8 +369,7 @@ class Editor {
         erase(id);
         const auto owners = all(one_of(ids()));
         const char* key = random_.one_in(2) ? "x" : "y";
-        if (owners.size() != 1 || is_task(*owners[0]) || part.has(owners[0]->id) ||
-            owners[0]->parts.contains(key)) {
+        if (owners.size() != 1 || is_task(*owners[0]) || part.has(owners[0]->id) || owners[0]->parts.contains(key)) {
             root_ = before;
             return;
         }

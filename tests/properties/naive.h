@@ -86,11 +86,6 @@ inline bool add(Tree& tree, const Revision& above, const std::string& hash) {
     return tree.emplace(below, between), true;
 }
 
-inline bool has_grafts(const Tree& tree) {
-    return std::ranges::any_of(
-        tree, [](const auto& each) { return each.first.first == 2 && each.first.second.ends_with("_first"); });
-}
-
 // Whether all that follows the first revision was grafted there.
 inline bool has_open_root(const Tree& tree) {
     bool is_open = false;
@@ -227,10 +222,16 @@ inline std::set<std::string> all_hashes(const Tree& tree) {
     return hashes;
 }
 
+// What closes the first revision of a grafted list is kept too.
 inline Storage all_winning(Storage storage) {
     for (auto& [id, tree] : storage.documents) {
         Tree path;
         for (Revision at = winner(tree); at.first != 0; at = tree.at(at)) path[at] = tree.at(at);
+        const bool is_grafted = path.size() > 1 && std::next(path.begin())->first.second.ends_with("_first");
+        for (const auto& [revision, parent] : tree) {
+            const bool closes_first = parent == tree.begin()->first && hash_of(revision) == "resolved";
+            if (is_grafted && closes_first) path[revision] = parent;
+        }
         tree = std::move(path);
     }
     retain(storage, [](const std::string&, const Tree& tree) { return all_hashes(tree); });

@@ -98,7 +98,8 @@ class Owed {
                 }
                 if (owner == nullptr || !owner->is_object() || owner->find("#nf") != nullptr) continue;
                 if (owner->find(path.back()) != nullptr) continue;
-                const std::string owner_id = path.size() == 1 ? id : std::string(owner->find("_id")->as_string().substr(1));
+                const std::string owner_id =
+                    path.size() == 1 ? id : std::string(owner->find("_id")->as_string().substr(1));
                 bool is_taken = false;
                 for (const auto& [other, places] : view_.places) {
                     is_taken = is_taken || places.contains({owner_id, path.back()});

@@ -227,9 +227,6 @@ class Script {
     }
 
     void keep_winners(Copy& copy) {
-        // What closes the first revision of a grafted list goes as well.
-        const auto& documents = copy.model.documents;
-        if (std::ranges::any_of(documents, [](const auto& each) { return naive::has_grafts(each.second); })) return;
         story_ += copy.name + " keeps the winners\n";
         store_order_of(copy);
         const std::string before = read(copy);

@@ -180,10 +180,10 @@ class Round {
 
     View ground_;
     bool one_instance_;
-    bool is_apart_ = true;  // no copy met another since
-    std::map<std::string, std::map<std::string, Place>> put_;     // by id and writer: where it was added or moved to
-    std::map<Place, std::map<std::string, List>> reordered_;      // by writer
-    std::map<std::string, Ids> changed_;                          // by id: the writers of its content
+    bool is_apart_ = true;                                     // no copy met another since
+    std::map<std::string, std::map<std::string, Place>> put_;  // by id and writer: where it was added or moved to
+    std::map<Place, std::map<std::string, List>> reordered_;   // by writer
+    std::map<std::string, Ids> changed_;                       // by id: the writers of its content
     std::map<Place, std::set<List>> written_;
     std::map<std::string, Ids> owners_;
     std::map<std::string, Ids> paths_;
