@@ -74,7 +74,7 @@ void expect_described(const std::string& error) {
 }
 
 void expect_sound(const c_api::Answer& answer, bool is_sync_json) {
-    if (!answer.error.empty()) return expect_described(answer.error);
+    if (!answer.error.empty()) expect_described(answer.error);
     if (!is_sync_json || !answer.value) return;
     const c_api::Answer again = c_api::open(*answer.value);
     EXPECT_EQ(again.error, "");

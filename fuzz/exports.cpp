@@ -70,7 +70,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         // A bulk body that was compressed is read again as plain JSON, where "-0" is the integer 0.
         const bool loses_minus_zero = answer.value && c_api::is_compressed(*answer.value) && by_handle.value &&
                                       libzentadbpp::testing_json::may_hold_minus_zero(*by_handle.value);
-        if (!loses_minus_zero) {
+        // A handle is made without being written.
+        const bool is_not_written = answer.error == "invalid_revision_state_uuid_empty" && by_handle.handle;
+        if (!loses_minus_zero && !is_not_written) {
             EXPECT_EQ(opened(answer), by_handle) << row.name;
         }
     }

@@ -74,7 +74,8 @@ class Script {
             case 8:
                 return hold(taken(sync_json_ptr_all_winning(handle)));
             case 9:
-                return hold(taken(sync_json_ptr_from_bulk_get(generate_.bulk_get().c_str(), "{}")));
+                return hold(
+                    taken(sync_json_ptr_from_bulk_get(generate_.bulk_get().c_str(), "{}"), c_api::Both::allowed));
             case 10: {
                 const Answer read = taken(read_sync_json_ptr(handle, configuration.c_str()));
                 expect_sound(read, false);

@@ -20,6 +20,15 @@ using Read = JsonValue (*)(std::string_view, Arena&);
 const Read readers[] = {[](std::string_view text, Arena& arena) { return parse_json(text, arena); },
                         parse_sync_json_value};
 
+// As a content of a sync JSON is read.
+JsonValue read_content(std::string_view text, Arena& arena) {
+    JsonScanner scanner(to_standard_text(text, arena), arena);
+    scanner.read_numbers_as(Numbers::written);
+    const JsonValue value = scanner.read_value(0, deepest_text);
+    scanner.expect_end();
+    return value;
+}
+
 std::string written(const JsonValue& value) {
     TextBuffer out;
     write_json(value, out);
@@ -76,15 +85,16 @@ std::optional<std::string> compact(const std::string& text) {
 void check(const std::string& text, Read read) {
     std::string message;
     const auto once = rewritten(text, read, &message);
-    if (!text.empty() && !testing_json::may_hold_minus_zero(text) && (read == readers[0] || is_canonical(text))) {
-        EXPECT_EQ(is_canonical(text), once == text) << text;
+    if (!text.empty() && text.front() != '@') {
+        EXPECT_EQ(is_canonical(text), rewritten(text, read_content) == text) << text;
     }
     if (read == readers[0] && !text.empty() && text.front() != '@') {
         EXPECT_EQ(skipping(text), message) << text;
     }
     if (!once) return;
     std::string settled = *once;
-    if (testing_json::may_hold_minus_zero(settled)) settled = rewritten(settled, read).value();
+    // The compact form says more of some numbers than the standard text does.
+    if (testing_json::may_hold_minus_zero(settled) || text.front() == '@') settled = rewritten(settled, read).value();
     EXPECT_EQ(rewritten(settled, read), settled);
     EXPECT_FALSE(rewritten("[" + settled.substr(0, settled.size() / 2), read));
     const auto form = compact(*once);

@@ -73,7 +73,8 @@ class File:
                 return "fails", literal(error)
             function = call if error["function"] == "*" else error["function"]
             args = f'", "args" : "{error["args"]}' if "args" in error else ""
-            return "fails_with_record", literal(f'"function" : "{function}", "error" : "{error["error"]}{args}" }}')
+            check = "fails_in_part" if vector.get("in_part") else "fails_with_record"
+            return check, literal(f'"function" : "{function}", "error" : "{error["error"]}{args}" }}')
         if "list" in vector:
             return "gives", literal(",".join(vector["list"]))
         if "json" in vector:

@@ -21,10 +21,8 @@ std::string answer_of(const std::vector<std::string>& documents) {
 }
 
 Answer import(const std::string& bulk_get) {
-    const Answer by_value =
-        taken(sync_json_from_bulk_get(bulk_get.c_str(), "{}"), free_sync_json_result, Both::allowed);
-    const Answer by_handle =
-        taken(sync_json_ptr_from_bulk_get(bulk_get.c_str(), "{}"), free_sync_json_ptr_result, Both::allowed);
+    const Answer by_value = taken(sync_json_from_bulk_get(bulk_get.c_str(), "{}"), Both::allowed);
+    const Answer by_handle = taken(sync_json_ptr_from_bulk_get(bulk_get.c_str(), "{}"), Both::allowed);
     EXPECT_EQ(by_value, by_handle) << bulk_get;
     return by_value;
 }

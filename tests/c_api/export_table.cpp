@@ -43,16 +43,22 @@ bool gives_nothing(const Record& record) {
     return false;
 }
 
+template <class Record>
+Answer take(const Record& record, Both both) {
+    if constexpr (requires { taken(record, both); }) return taken(record, both);
+    return taken(record);
+}
+
 template <class Record, class... Parameters, std::size_t... at>
 Answer call_with(Record (*function)(Parameters...), const Texts& texts, Handles handles, const Around& around,
-                 std::index_sequence<at...> /*positions*/) {
+                 Both both, std::index_sequence<at...> /*positions*/) {
     EXPECT_EQ(texts.size(), sizeof...(Parameters));
     std::array<Given, sizeof...(at)> given{Given{texts.at(at)}...};
     const std::tuple<Parameters...> arguments{given[at].template as<Parameters>()...};
     around.begin();
     const Record record = std::apply(function, arguments);
     around.end();
-    Answer answer = around.may_give_nothing && gives_nothing(record) ? Answer{} : taken(record);
+    Answer answer = around.may_give_nothing && gives_nothing(record) ? Answer{} : take(record, both);
     for (Given& argument : given) {
         if ((handles == Handles::stay_unchanged || !answer.value) && argument.opened.handle) {
             EXPECT_EQ(dump(argument.opened.handle), argument.opened.value);
@@ -66,10 +72,15 @@ Answer call_with(Record (*function)(Parameters...), const Texts& texts, Handles 
 }
 
 template <class Record, class... Parameters>
-Caller calls(Record (*function)(Parameters...), Handles handles = Handles::stay_unchanged) {
+Caller calls(Record (*function)(Parameters...), Handles handles = Handles::stay_unchanged, Both both = Both::refused) {
     return {[=](const Texts& texts, const Around& around) {
-        return call_with(function, texts, handles, around, std::index_sequence_for<Parameters...>());
+        return call_with(function, texts, handles, around, both, std::index_sequence_for<Parameters...>());
     }};
+}
+
+template <class Function>
+Caller imports(Function function) {
+    return calls(function, Handles::stay_unchanged, Both::allowed);
 }
 
 const Argument sync{Kind::sync_json};
@@ -148,8 +159,8 @@ std::vector<Export> make_exports() {
         {"sync_json_ptr_prune_ids", calls(sync_json_ptr_prune_ids), {ptr, ids, depth, flag}, closed, never, set},
         {"sync_json_to_bulk_docs", calls(sync_json_to_bulk_docs), {sync}, passed_over, like_first},
         {"sync_json_ptr_to_bulk_docs", calls(sync_json_ptr_to_bulk_docs), {ptr}},
-        {"sync_json_from_bulk_get", calls(sync_json_from_bulk_get), {sync, config}, reported, by_config, set},
-        {"sync_json_ptr_from_bulk_get", calls(sync_json_ptr_from_bulk_get), {sync, config}, reported, never, set},
+        {"sync_json_from_bulk_get", imports(sync_json_from_bulk_get), {sync, config}, reported, by_config, set},
+        {"sync_json_ptr_from_bulk_get", imports(sync_json_ptr_from_bulk_get), {sync, config}, reported, never, set},
         {"read_sync_json", calls(read_sync_json), {read_sync, config}, reported, never, plain, {1, 0}},
         {"read_sync_json_ptr", calls(read_sync_json_ptr, writes), {ptr, config}, closed, never, plain, {1, 0}},
         {"update_sync_json", calls(update_sync_json), {input, read_sync, config}, reported, by_config, set, {0, 2, 1}},

@@ -63,7 +63,7 @@ inline std::optional<std::string> dump(const Handle& handle) {
 enum class Both : bool { refused, allowed };
 
 template <class Record>
-Answer taken(Record made, void (*release)(Record*), Both both = Both::refused) {
+Answer taken(Record made, void (*release)(Record*), Both both) {
     Answer answer;
     if constexpr (requires { made.reserved; }) {
         EXPECT_EQ(made.reserved, nullptr);
@@ -85,9 +85,13 @@ Answer taken(Record made, void (*release)(Record*), Both both = Both::refused) {
     return answer;
 }
 
-inline Answer taken(sync_json_result made) { return taken(made, free_sync_json_result); }
-inline Answer taken(flatten_result made) { return taken(made, free_flatten_result); }
-inline Answer taken(sync_json_ptr_result made) { return taken(made, free_sync_json_ptr_result); }
+inline Answer taken(sync_json_result made, Both both = Both::refused) {
+    return taken(made, free_sync_json_result, both);
+}
+inline Answer taken(flatten_result made, Both both = Both::refused) { return taken(made, free_flatten_result, both); }
+inline Answer taken(sync_json_ptr_result made, Both both = Both::refused) {
+    return taken(made, free_sync_json_ptr_result, both);
+}
 
 inline Answer taken(char* text) {
     Answer answer;
