@@ -42,8 +42,7 @@ zentadbpp::Handle settled(const zentadbpp::Handle& handle, const std::string& id
         std::string next = result.winning(id).str();
         if (next == winner) {
             throw Failure(Outcome::input, std::string(id).append(": ").append(kept).append(" cannot be made to win"),
-                          "Another branch of the document ends in a deletion, which cannot be closed. To bring the "
-                          "content back, put it into the data under a new id.");
+                          "The library does not close the deletion in which another branch ends.");
         }
         winner = std::move(next);
     }
