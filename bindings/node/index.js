@@ -2,7 +2,7 @@
 
 import * as native from './native.js';
 
-export { ZentadbError } from './native.js';
+export { ZentadbError, load } from './native.js';
 
 const { text, list, truth } = native;
 
@@ -43,6 +43,11 @@ export class Handle {
     native.freeHandle(pointer);
   }
 
+  // So that no handle is taken for an object.
+  toJSON() {
+    throw new TypeError('a Handle cannot be used as JSON; dump() gives its text');
+  }
+
   dump() {
     return native.dump(this.#pointer);
   }
@@ -51,8 +56,16 @@ export class Handle {
     return text('read_sync_json_ptr', this.#pointer, config);
   }
 
+  readObject(config = '{}') {
+    return JSON.parse(this.read(config));
+  }
+
   data(id, rev, config = '{}') {
     return text('sync_json_ptr_data', this.#pointer, id, rev, config);
+  }
+
+  dataObject(id, rev, config = '{}') {
+    return JSON.parse(this.data(id, rev, config));
   }
 
   update(input, config = '{}') {
@@ -142,7 +155,9 @@ export const version = () => native.version();
 
 export const update = (input, syncJson, config = '{}') => text('update_sync_json', input, syncJson, config);
 export const read = (syncJson, config = '{}') => text('read_sync_json', syncJson, config);
+export const readObject = (syncJson, config = '{}') => JSON.parse(read(syncJson, config));
 export const data = (syncJson, id, rev, config = '{}') => text('sync_json_data', syncJson, id, rev, config);
+export const dataObject = (syncJson, id, rev, config = '{}') => JSON.parse(data(syncJson, id, rev, config));
 export const flatten = (input, config = '{}') => text('json_object_flatten', input, config);
 export const unflatten = (input, config = '{}', rootId = null) => text('json_array_unflatten', input, config, rootId);
 

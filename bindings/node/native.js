@@ -1,24 +1,10 @@
-// The shared library: every function that it exports, and how their results become JavaScript values and are freed.
+// The shared library, called through koffi: how its results become JavaScript values and are freed.
 
 import process from 'node:process';
 import koffi from 'koffi';
+import { exported, given, isTrue, itemsOf, ZentadbError } from './library.js';
 
-// What the library says about a failed call.
-export class ZentadbError extends Error {
-  static #record =
-    /^\{ "filename" : "([^"]*)", "line": (\d+), "function" : "([^"]*)", "error" : "([^"]*)"(?:, "args" : "(.*)")? \}$/s;
-
-  constructor(text) {
-    super(text);
-    const record = ZentadbError.#record.exec(text);
-    this.name = 'ZentadbError';
-    this.key = record ? record[4] : text;
-    this.function = record?.[3];
-    this.filename = record?.[1];
-    this.line = record ? Number(record[2]) : undefined;
-    this.args = record?.[5];
-  }
-}
+export { ZentadbError };
 
 // The texts of a record stay pointers, so that the library can free them.
 const Result = koffi.struct({ value: 'void *', error: 'void *', reserved: 'void *' });
@@ -26,96 +12,10 @@ const HandleResult = koffi.struct({ value: 'void *', error: 'void *', reserved: 
 const FlattenResult = koffi.struct({ value: 'void *', error: 'void *' });
 const QueryResult = koffi.struct({ value: 'void *', error: 'void *' });
 
-// What a function returns, and what it takes: a (t)ext, a (h)andle, a (n)umber, a (b)oolean, or a record.
-const exported = {
-  dump_sync_json_ptr: ['void *', 'h'],
-  free_flatten_result: ['void', FlattenResult],
-  free_sync_json_ptr: ['void', 'h'],
-  free_sync_json_ptr_result: ['void', HandleResult],
-  free_sync_json_ptr_result_all: ['void', HandleResult],
-  free_sync_json_query_result: ['void', QueryResult],
-  free_sync_json_result: ['void', Result],
-  json_array_unflatten: [FlattenResult, 'ttt'],
-  json_object_flatten: [FlattenResult, 'tt'],
-  new_sync_json_ptr: [HandleResult, 't'],
-  read_sync_json: [Result, 'tt'],
-  read_sync_json_ptr: [Result, 'ht'],
-  replicate_sync_json: [Result, 'ttt'],
-  replicate_sync_json_ptr: [HandleResult, 'hht'],
-  sync_json_all_docs: [Result, 't'],
-  sync_json_all_winning: [Result, 't'],
-  sync_json_ancestor: [Result, 'ttt'],
-  sync_json_available: [Result, 'tt'],
-  sync_json_compress: [Result, 't'],
-  sync_json_conflicting: [Result, 'tt'],
-  sync_json_created: [Result, 'tt'],
-  sync_json_data: [Result, 'tttt'],
-  sync_json_deleted: [Result, 'tt'],
-  sync_json_diff: [Result, 'ttt'],
-  sync_json_from_bulk_get: [Result, 'tt'],
-  sync_json_history: [Result, 'ttt'],
-  sync_json_instances: [Result, 't'],
-  sync_json_leafs: [Result, 'tt'],
-  sync_json_lib_version: ['const char *', ''],
-  sync_json_patch: [Result, 'tt'],
-  sync_json_prune: [Result, 'tnb'],
-  sync_json_prune_ids: [Result, 'ttnb'],
-  sync_json_ptr_all_docs: [Result, 'h'],
-  sync_json_ptr_all_winning: [HandleResult, 'h'],
-  sync_json_ptr_ancestor: [Result, 'htt'],
-  sync_json_ptr_available: [Result, 'ht'],
-  sync_json_ptr_conflicting: [Result, 'ht'],
-  sync_json_ptr_created: [Result, 'hh'],
-  sync_json_ptr_data: [Result, 'httt'],
-  sync_json_ptr_deleted: [Result, 'hh'],
-  sync_json_ptr_from_bulk_get: [HandleResult, 'tt'],
-  sync_json_ptr_history: [Result, 'htt'],
-  sync_json_ptr_instances: [Result, 'h'],
-  sync_json_ptr_leafs: [Result, 'ht'],
-  sync_json_ptr_prune: [HandleResult, 'hnb'],
-  sync_json_ptr_prune_ids: [HandleResult, 'htnb'],
-  sync_json_ptr_resolve: [HandleResult, 'htt'],
-  sync_json_ptr_root: [Result, 'h'],
-  sync_json_ptr_siblings: [Result, 'htt'],
-  sync_json_ptr_to_bulk_docs: [Result, 'h'],
-  sync_json_ptr_unresolved: [Result, 'h'],
-  sync_json_ptr_updated: [Result, 'hh'],
-  sync_json_ptr_winning: [Result, 'ht'],
-  sync_json_resolve: [Result, 'ttt'],
-  sync_json_root: [Result, 't'],
-  sync_json_siblings: [Result, 'ttt'],
-  sync_json_to_bulk_docs: [Result, 't'],
-  sync_json_uncompress: [Result, 't'],
-  sync_json_unresolved: [Result, 't'],
-  sync_json_updated: [Result, 'tt'],
-  sync_json_winning: [Result, 'tt'],
-  update_sync_json: [Result, 'ttt'],
-  update_sync_json_ptr: [HandleResult, 'tht'],
-};
+// The library is in place as soon as this module is.
+export const load = async () => {};
 
-// A value of another kind would be taken for an address, or cut, so each is looked at here.
-const given = {
-  t(value) {
-    if (value === null || value === undefined) return null;
-    if (typeof value !== 'string') throw new TypeError(`expected a string, got ${typeof value}`);
-    if (value.includes('\0')) throw new ZentadbError('text_contains_nul');
-    if (!value.isWellFormed()) throw new TypeError('half a surrogate pair is no text');
-    return value;
-  },
-  h(value) {
-    if (value !== null && typeof value !== 'bigint') throw new TypeError('expected a Handle');
-    return value;
-  },
-  n(value) {
-    if (!Number.isInteger(value) || value < 0 || value > 0xffffffff) {
-      throw new RangeError(`${value} is no whole number between 0 and ${0xffffffff}`);
-    }
-    return value;
-  },
-  b: Boolean,
-};
-
-function load() {
+function opened() {
   const name = process.platform === 'darwin' ? 'libzentadbpp.1.dylib' : 'libzentadbpp.so.1';
   try {
     return koffi.load(process.env.ZENTADBPP_LIBRARY || name);
@@ -125,18 +25,29 @@ function load() {
   }
 }
 
-const library = load();
-const kinds = { t: 'str', h: 'void *', n: 'uint32_t', b: 'bool' };
+const library = opened();
+const records = { result: Result, handleResult: HandleResult, flattenResult: FlattenResult, queryResult: QueryResult };
+const returned = { void: 'void', text: 'void *', constant: 'const char *', ...records };
+const kinds = { t: 'str', j: 'str', h: 'void *', n: 'uint32_t', b: 'bool' };
 const functions = {};
 for (const [name, [returns, takes]] of Object.entries(exported)) {
-  const types = typeof takes === 'string' ? [...takes].map((kind) => kinds[kind]) : [koffi.pointer(takes)];
-  functions[name] = library.func(name, returns, types);
+  const types = typeof takes === 'string' ? [...takes].map((kind) => kinds[kind]) : [koffi.pointer(records[takes.record])];
+  functions[name] = library.func(name, returned[returns], types);
 }
-const release = new Map([
-  [Result, functions.free_sync_json_result],
-  [HandleResult, functions.free_sync_json_ptr_result],
-  [FlattenResult, functions.free_flatten_result],
-]);
+const release = {
+  result: functions.free_sync_json_result,
+  handleResult: functions.free_sync_json_ptr_result,
+  flattenResult: functions.free_flatten_result,
+};
+
+const check = {
+  ...given,
+  h(value) {
+    if (value !== null && typeof value !== 'bigint') throw new TypeError('expected a Handle');
+    return value;
+  },
+};
+
 const free = koffi.load(null).func('free', 'void', ['void *']);
 
 export const freeHandle = functions.free_sync_json_ptr;
@@ -145,24 +56,19 @@ export const version = functions.sync_json_lib_version;
 // Calls the function of that name and hands what it gives to `take`.
 function call(name, values, take) {
   const [returns, takes] = exported[name];
-  const record = functions[name](...[...takes].map((kind, at) => given[kind](values[at])));
+  const record = functions[name](...[...takes].map((kind, at) => check[kind](values[at])));
   try {
     if (record.value !== null) return take(record.value);
     throw new ZentadbError(record.error !== null ? koffi.decode.string(record.error) : 'std::bad_alloc');
   } finally {
-    release.get(returns)(record);
+    release[returns](record);
   }
 }
 
 export const text = (name, ...values) => call(name, values, (value) => koffi.decode.string(value));
 
-export function list(name, ...values) {
-  const joined = text(name, ...values);
-  return joined === '' ? [] : joined.split(',');
-}
-
-// In either form of JSON.
-export const truth = (name, ...values) => ['true', '@T'].includes(text(name, ...values));
+export const list = (name, ...values) => itemsOf(text(name, ...values));
+export const truth = (name, ...values) => isTrue(text(name, ...values));
 
 // The caller frees the handle.
 export const handle = (name, ...values) => call(name, values, (value) => value);

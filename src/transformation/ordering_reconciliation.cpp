@@ -199,7 +199,7 @@ class Reconciliation {
             if (is_new) sort_unique(entry->second);
             return entry->second;
         };
-        for (const OrderingList& leaf : std::span(first, last)) {
+        for (const OrderingList& leaf : std::span(&*first, static_cast<std::size_t>(last - first))) {
             if (common[leaf.revision] == no_entry) continue;
             Leafs& group = leafs_by_base[common[leaf.revision]];
             ++group.count;

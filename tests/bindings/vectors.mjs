@@ -126,7 +126,7 @@ function checkPackage() {
       const types = readFileSync(join(directory, 'index.d.ts'), 'utf8');
       const typed = [...types.matchAll(/^export (?:function|class) (\w+)/gm)].map((match) => match[1]);
       assert.deepEqual([...new Set(typed)].sort(), Object.keys(zentadbpp).sort());
-      const methods = [...types.matchAll(/^ {2}(?!constructor)(\w+)\(/gm)].map((match) => match[1]);
+      const methods = [...types.matchAll(/^ {2}(?!constructor)(\w+)(?:<.*?>)?\(/gm)].map((match) => match[1]);
       const there = Object.getOwnPropertyNames(Handle.prototype).filter((name) => !/^(constructor|closed)$/.test(name));
       assert.deepEqual(methods.sort(), there.sort());
     },
