@@ -5,8 +5,8 @@ export class ZentadbError extends Error {
   static #record =
     /^\{ "filename" : "([^"]*)", "line": (\d+), "function" : "([^"]*)", "error" : "([^"]*)"(?:, "args" : "(.*)")? \}$/s;
 
-  constructor(text) {
-    super(text);
+  constructor(text, options) {
+    super(text, options);
     const record = ZentadbError.#record.exec(text);
     this.name = 'ZentadbError';
     this.key = record ? record[4] : text;
