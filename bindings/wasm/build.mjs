@@ -76,6 +76,12 @@ await Promise.all([
   bundle(index, 'node.cjs', 'cjs', variant('node', 'cjs')),
   bundle(store('store'), 'store.js', 'esm', storeOn('./index.js', 'browser')),
   bundle(store('worker'), 'store-worker.js', 'esm', storeOn('./index.js', 'browser')),
+  // The one that the store starts by itself: bundlers put all of it into one file, so it has no text of the module.
+  bundle(store('worker'), 'own-worker.js', 'esm', {
+    ...variant('url'),
+    ...storeOn(index, 'browser'),
+    './inline-module.js': source('module-none.js'),
+  }),
   bundle(store('store'), 'store.cjs', 'cjs', storeOn('./inline.cjs', 'browser')),
   bundle(store('store'), 'store.node.js', 'esm', storeOn('./node.js', 'node')),
   bundle(store('store'), 'store.node.cjs', 'cjs', storeOn('./node.cjs', 'node')),

@@ -21,7 +21,7 @@ export async function engineInWorker(
 ): Promise<EngineLike | undefined> {
   let worker: Worker;
   try {
-    worker = make === true ? new Worker(new URL('./store-worker.js', import.meta.url), { type: 'module' }) : make();
+    worker = make === true ? new Worker(new URL('./own-worker.js', import.meta.url), { type: 'module' }) : make();
   } catch {
     return undefined;
   }
@@ -57,7 +57,13 @@ export async function engineInWorker(
     worker.terminate();
     return undefined;
   }
-  await call('open', [name, options]);
+  try {
+    await call('open', [name, options]);
+  } catch (failure) {
+    worker.terminate();
+    if (make !== true) throw failure;
+    return undefined; // what is wrong with the store itself shows again on the page
+  }
   const engine = Object.fromEntries(methods.map((method) => [method, (...values: unknown[]) => call(method, values)]));
   const close = async () => {
     await call('close', []);
