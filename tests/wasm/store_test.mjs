@@ -120,6 +120,16 @@ test('stores exchange through a CouchDB database, and send nothing twice', async
   for (const store of [a, b]) await store.exchange(url);
   assert.deepEqual([a.read(), (await b.conflicts()).filter(({ id }) => id === '1')], [b.read(), []]);
 
+  // The store goes on while a server keeps it waiting.
+  server.setDown(true);
+  let isWaiting = true;
+  const waiting = a.exchange(url, { retries: 1 }).catch(() => void (isWaiting = false));
+  await a.update((data) => void (data.title = 'Meanwhile'));
+  assert(isWaiting);
+  await waiting;
+  server.setDown(false);
+  await a.exchange(url);
+
   // What is remembered counts for that database alone, and for a store that still has it.
   const asked = server.requests.length;
   await a.exchange(url);
@@ -130,6 +140,12 @@ test('stores exchange through a CouchDB database, and send nothing twice', async
   const c = await openStore(join(work, 'third.sync'));
   await c.exchange(url);
   assert.deepEqual(c.read(), a.read());
+
+  // What somebody else made there is left alone, and nothing goes under its id.
+  await server.ask('PUT', 'trip/theirs', { text: '!from elsewhere' });
+  assert.deepEqual((await c.exchange(url)).foreign, ['theirs']);
+  await c.update((data) => void data.list.push(item('theirs', 'ours')));
+  await assert.rejects(c.exchange(url), /another document under the id theirs/);
 
   const other = await memory({ initial: { title: 'Other' } });
   await assert.rejects(other.exchange(url), /other data/);

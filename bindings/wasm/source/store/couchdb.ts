@@ -30,7 +30,7 @@ export interface ExchangeResult {
 }
 
 export interface Copy {
-  handle(): library.Handle;
+  dump(): string;
   value(): object;
   merge(set: library.Handle): Promise<void>;
   readNote(name: string): Promise<unknown>;
@@ -201,8 +201,8 @@ class Documents {
   readonly #sync: SyncJson;
   readonly #trees = new Map<string, Revision[]>();
 
-  constructor(handle: library.Handle) {
-    this.#sync = JSON.parse(handle.dump());
+  constructor(text: string) {
+    this.#sync = JSON.parse(text);
   }
 
   get root() {
@@ -226,6 +226,7 @@ class Documents {
   /** What is made of a bulk-get answer, with the root of this store, so that the two can be merged. */
   rooted(set: library.Handle): library.Handle {
     const other: SyncJson = JSON.parse(set.dump());
+    set.close();
     const root = this.root ?? other.r!;
     const known = this.#sync.d?.[root];
     if (!other.d?.[root] && known) other.d = { ...other.d, [root]: known };
@@ -288,7 +289,7 @@ export async function exchange(url: string, options: ExchangeOptions, copy: Copy
   const database = new Database(url, options);
   const result: ExchangeResult = { received: 0, sent: 0, foreign: [], pruned: [] };
   await database.open();
-  let documents = new Documents(copy.handle());
+  let documents = new Documents(copy.dump());
   await checkSameData(database, documents);
   const noteName = `exchange-${markOf(database.url, '').toString(36)}`;
   const remembered = options.afresh ? undefined : ((await copy.readNote(noteName)) as Checkpoint | undefined);
@@ -300,7 +301,7 @@ export async function exchange(url: string, options: ExchangeOptions, copy: Copy
     const pulled = await pull(database, documents, since, batch, shared, result);
     since = pulled.since;
     for (const set of pulled.sets) await copy.merge(documents.rooted(set));
-    if (pulled.sets.length > 0) documents = new Documents(copy.handle());
+    if (pulled.sets.length > 0) documents = new Documents(copy.dump());
   }
   if (direction !== 'pull' && documents.root !== undefined) {
     await push(database, documents, orderIn(copy.value()), batch, shared, result);
@@ -398,7 +399,11 @@ async function pull(
   if (documents.root === undefined && sets.length > 0) {
     const note = await database.local(dataNote);
     const isRooted = sets[0]!.root() === (note?.root ?? sets[0]!.root());
-    if (!isRooted) sets[0] = new library.Handle({ ...JSON.parse(sets[0]!.dump()), r: note.root });
+    if (!isRooted) {
+      const text = sets[0]!.dump();
+      sets[0]!.close();
+      sets[0] = new library.Handle({ ...JSON.parse(text), r: note.root });
+    }
   }
   return { since, sets };
 }
@@ -443,6 +448,26 @@ function orderIn(value: object): Map<string, number> {
   return order;
 }
 
+// The first revision, as the store names it, and as hosts do that send what the library makes for _bulk_docs.
+const firstRevs = (tree: Revision[]) => [`1-${serverId(tree[0]!.entry)}`, `1-${hashOf(tree[0]!.entry)}`];
+
+// A document that the server has under an id of this store, but not from its beginning, is another one: the two could never
+// be merged.
+async function checkBegunHere(database: Database, outgoing: Outgoing[]): Promise<void> {
+  const trees = new Map(outgoing.map(({ id, tree }) => [id, tree]));
+  const rows = await database.inParts('POST', '/_all_docs', [...trees.keys()], (keys) => ({ keys }), (json) => json.rows as Json[]);
+  const there = rows.flatMap(({ id, value }) => (value?.rev ? [{ id, rev: value.rev }] : []));
+  for (const { docs } of await database.bulkGet(there)) {
+    for (const { ok } of docs) {
+      const { ids, start } = ok?._revisions ?? { ids: [], start: -1 };
+      const tree = ok && trees.get(ok._id);
+      // A history that was cut short does not say.
+      if (!tree || ids.length !== start || firstRevs(tree).includes(`1-${ids.at(-1)}`)) continue;
+      throw new ExchangeError(`${database.url}: the database has another document under the id ${ok._id}; nothing was sent`);
+    }
+  }
+}
+
 interface Outgoing {
   id: string;
   tree: Revision[];
@@ -469,14 +494,16 @@ async function push(
     .sort((a, b) => rank(a.id) - rank(b.id));
 
   const outgoing: Outgoing[] = [];
+  const begunThere = new Set<string>();
   for (let begin = 0; begin < asked.length; begin += batch) {
     const part = asked.slice(begin, begin + batch);
     const question = (all: Outgoing[]) =>
-      Object.fromEntries(all.map(({ id, tree, tips }) => [id, tips.map((tip) => serverRev(tree[tip]!))]));
+      Object.fromEntries(all.map(({ id, tree, tips }) => [id, [...tips.map((tip) => serverRev(tree[tip]!)), ...firstRevs(tree)]]));
     const answers = await database.inParts('POST', '/_revs_diff', part, question, (json) => [json]);
     const missing = new Map(answers.flatMap((answer) => Object.entries(answer as Record<string, { missing: string[] }>)));
     for (const each of part) {
       const lacks = new Set(missing.get(each.id)?.missing);
+      if (firstRevs(each.tree).some((rev) => !lacks.has(rev))) begunThere.add(each.id);
       const tips = each.tips.filter((tip) => {
         const revision = each.tree[tip]!;
         if (!lacks.has(serverRev(revision))) {
@@ -499,6 +526,8 @@ async function push(
       if (own) throw new ExchangeError(`document ${id}: a CouchDB server keeps members that begin with _ for itself: ${own}`);
     }
   }
+  const unknown = outgoing.filter(({ id }) => !begunThere.has(id) && !id.startsWith('ord-'));
+  for (let begin = 0; begin < unknown.length; begin += batch) await checkBegunHere(database, unknown.slice(begin, begin + batch));
   const root = documents.root!;
   if (!(await database.local(dataNote))) {
     await database.putLocal(dataNote, { root, first: serverRev(documents.tree(root)![0]!) });

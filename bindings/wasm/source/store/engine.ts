@@ -59,6 +59,7 @@ export class Engine {
   // By version, from the one that the store has seen last.
   #states = new Map<number, State>();
   #turn: Promise<unknown> = Promise.resolve();
+  #exchanges: Promise<unknown> = Promise.resolve();
   #channel: BroadcastChannel | undefined;
   #emit: (change: Change) => void = () => {};
 
@@ -103,9 +104,12 @@ export class Engine {
     return done;
   }
 
+  // Takes the source over: it is closed, or is what is returned. The memory of handles is not seen by the garbage collector.
   #merged(source: library.Handle, target: library.Handle): library.Handle {
     if (target.allDocs() === '[]') return source;
-    return source.allDocs() === '[]' ? target : library.replicate(source, target);
+    const merged = source.allDocs() === '[]' ? target : library.replicate(source, target);
+    source.close();
+    return merged;
   }
 
   // Makes a new state of the newest one, which may be another tab's, and keeps it. Not in turn.
@@ -115,6 +119,7 @@ export class Engine {
       const isNews = there !== undefined && there.tag !== this.#tag;
       const newest = isNews ? this.#merged(new library.Handle(there.text), this.#handle) : this.#handle;
       const made = make(newest);
+      if (made !== newest && newest !== this.#handle) newest.close();
       next = made === this.#handle ? undefined : made;
       if (made === newest && !isNews) return undefined;
       const before = made === newest ? there?.text : undefined;
@@ -138,7 +143,6 @@ export class Engine {
   /** The host's changes to the data that it read at that version. */
   update(version: number, operations: Operation[]): Promise<void> {
     return this.#inTurn(async () => {
-      this.#forgetBefore(version);
       const base = this.#states.get(version);
       if (!base) throw new Error(`version ${version} of the store is gone`);
       const data = applied(base.value, operations) as object;
@@ -149,11 +153,15 @@ export class Engine {
     });
   }
 
-  /** What the store has seen; older states are not asked for any more. */
-  #forgetBefore(version: number) {
-    for (const [old] of this.#states) {
-      if (old < version) this.#states.delete(old);
-    }
+  /** The store has seen that version, and changes no older one any more. */
+  seen(version: number): Promise<void> {
+    return this.#inTurn(async () => {
+      for (const [old, { handle }] of this.#states) {
+        if (old >= version) continue;
+        this.#states.delete(old);
+        handle.close();
+      }
+    });
   }
 
   merge(syncJson: string): Promise<void> {
@@ -165,7 +173,11 @@ export class Engine {
       this.#commit('resolve', (newest) => {
         const losing = [newest.winning(id), ...newest.conflicting(id)].filter((each) => each !== rev);
         if (losing.length === newest.conflicting(id).length + 1) throw new Error(`${id} has no open revision ${rev}`);
-        return losing.reduce((handle, each) => handle.resolve(id, each), newest);
+        return losing.reduce((handle, each) => {
+          const settled = handle.resolve(id, each);
+          if (handle !== newest) handle.close();
+          return settled;
+        }, newest);
       }),
     );
   }
@@ -176,16 +188,19 @@ export class Engine {
   }
 
   exchange(url: string, options: ExchangeOptions): Promise<ExchangeResult> {
-    return this.#inTurn(async () => {
-      await this.#commit('tab', (newest) => newest);
+    // One at a time, but the store goes on meanwhile: a server may take long.
+    const done = this.#exchanges.then(async () => {
+      await this.refresh();
       return exchange(url, options, {
-        handle: () => this.#handle,
+        dump: () => this.#handle.dump(),
         value: () => this.#state.value,
-        merge: (set) => this.#commit('exchange', (newest) => this.#merged(set, newest)),
+        merge: (set) => this.#inTurn(() => this.#commit('exchange', (newest) => this.#merged(set, newest))),
         readNote: (name) => this.storage.readNote(name),
         writeNote: (name, note) => this.storage.writeNote(name, note),
       });
     });
+    this.#exchanges = done.catch(() => {});
+    return done;
   }
 
   async dump() {
@@ -226,7 +241,9 @@ export class Engine {
   }
 
   async close() {
+    await this.#exchanges;
     await this.#turn;
+    for (const { handle } of this.#states.values()) handle.close();
     this.#channel?.close();
     this.storage.close();
   }

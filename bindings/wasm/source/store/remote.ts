@@ -10,7 +10,7 @@ interface Answer {
   change?: Change;
 }
 
-const methods = ['snapshot', 'update', 'merge', 'resolve', 'refresh', 'exchange', 'dump', 'conflicts', 'threeWay', 'history', 'close'] as const;
+const methods = ['snapshot', 'update', 'seen', 'merge', 'resolve', 'refresh', 'exchange', 'dump', 'conflicts', 'threeWay', 'history', 'close'] as const;
 
 /** Undefined where no worker can be had: its file is not found, or a policy forbids it. */
 export async function engineInWorker(

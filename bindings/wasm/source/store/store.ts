@@ -27,7 +27,7 @@ export interface StoreChange<T> {
 
 export type EngineLike = Pick<
   Engine,
-  'update' | 'merge' | 'resolve' | 'refresh' | 'exchange' | 'dump' | 'conflicts' | 'threeWay' | 'history' | 'close'
+  'update' | 'seen' | 'merge' | 'resolve' | 'refresh' | 'exchange' | 'dump' | 'conflicts' | 'threeWay' | 'history' | 'close'
 > & { snapshot(): { version: number; value: object } | Promise<{ version: number; value: object }> };
 
 export class Store<T> {
@@ -131,6 +131,7 @@ export class Store<T> {
     if (version <= this.#version) return;
     this.#version = version;
     this.#value = applied(this.#value, operations) as T;
+    void this.#engine.seen(version);
     for (const listener of this.#listeners) listener({ value: this.#value, operations, origin });
   }
 }
