@@ -40,8 +40,8 @@ void PortableSha256::take_block(const unsigned char* block) {
     }
     auto [a, b, c, d, e, f, g, h] = state_;
     for (std::size_t i = 0; i < words.size(); ++i) {
-        const std::uint32_t first = h + (std::rotr(e, 6) ^ std::rotr(e, 11) ^ std::rotr(e, 25)) +
-                                    ((e & f) ^ (~e & g)) + round_constants[i] + words[i];
+        const std::uint32_t first = h + (std::rotr(e, 6) ^ std::rotr(e, 11) ^ std::rotr(e, 25)) + ((e & f) ^ (~e & g)) +
+                                    round_constants[i] + words[i];
         const std::uint32_t second =
             (std::rotr(a, 2) ^ std::rotr(a, 13) ^ std::rotr(a, 22)) + ((a & b) ^ (a & c) ^ (b & c));
         h = g;

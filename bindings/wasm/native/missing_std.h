@@ -124,8 +124,8 @@ auto stable_sort(Range&& range, Compare compare = {}, Projection projection = {}
 }
 
 template <class Iterator, class Compare = std::less<>, class Projection = identity>
-    requires(input_or_output_iterator<Iterator>)
-auto stable_sort(Iterator first, Iterator last, Compare compare = {}, Projection projection = {}) {
+requires(input_or_output_iterator<Iterator>) auto stable_sort(Iterator first, Iterator last, Compare compare = {},
+                                                              Projection projection = {}) {
     std::stable_sort(first, last, missing::projected(compare, projection, projection));
     return last;
 }
@@ -175,7 +175,8 @@ auto find_if_not(Range&& range, Test test, Projection projection = {}) {
 
 template <class Range, class T, class Projection = identity>
 auto find(Range&& range, const T& value, Projection projection = {}) {
-    return ranges::find_if(range, [&](const auto& each) { return each == value; }, projection);
+    return ranges::find_if(
+        range, [&](const auto& each) { return each == value; }, projection);
 }
 
 template <class Range, class Test, class Projection = identity>
@@ -200,7 +201,8 @@ auto count_if(Range&& range, Test test, Projection projection = {}) {
 
 template <class Range, class T, class Projection = identity>
 auto count(Range&& range, const T& value, Projection projection = {}) {
-    return ranges::count_if(range, [&](const auto& each) { return each == value; }, projection);
+    return ranges::count_if(
+        range, [&](const auto& each) { return each == value; }, projection);
 }
 
 template <class Range, class Function>
