@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <map>
 #include <new>
-#include <ranges>
 #include <span>
 #include <string>
 #include <string_view>
@@ -113,8 +112,8 @@ class BulkGet {
                 [&] { revisions.clear(); });
         }
         // Of several contents of one hash the first one stays, and the last one added does.
-        for (const Returned& content : std::views::reverse(contents_)) {
-            if (!content.document->revisions.empty()) contents.add(content.hash, content.text, memory);
+        for (auto content = contents_.rbegin(); content != contents_.rend(); ++content) {
+            if (!content->document->revisions.empty()) contents.add(content->hash, content->text, memory);
         }
         DocumentStorage storage(std::move(changes).applied_to({}), std::move(contents).applied_to({}), {});
         if (storage.documents().empty()) return {{}, first_fault_};
