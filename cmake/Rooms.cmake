@@ -1,10 +1,10 @@
-# zentadbpp_room(<name> [SEES <room>...] [LINKS <library>...])
+# zentadbpp_room(<name> [SEES <room>...] [LINKS <library>...] [WITHOUT <file>...] [DEFINES <macro>...])
 #
 # One object library from src/<name>. Its include path holds itself and the rooms that it sees and no other, each
 # through a directory of links of its own, so that an include of any other room does not compile although all of them
 # are written relative to src/.
 function(zentadbpp_room name)
-    cmake_parse_arguments(ARG "" "" "SEES;LINKS" ${ARGN})
+    cmake_parse_arguments(ARG "" "" "SEES;LINKS;WITHOUT;DEFINES" ${ARGN})
 
     set(links "${PROJECT_BINARY_DIR}/include/${name}")
     file(MAKE_DIRECTORY "${links}")
@@ -16,12 +16,15 @@ function(zentadbpp_room name)
     set_property(GLOBAL APPEND PROPERTY ZENTADBPP_ROOM_LINKS ${ARG_LINKS})
 
     file(GLOB sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/src/${name}/*.cpp")
+    list(TRANSFORM ARG_WITHOUT PREPEND "${PROJECT_SOURCE_DIR}/src/${name}/")
+    list(REMOVE_ITEM sources "" ${ARG_WITHOUT})
     if(NOT sources)
         return()
     endif()
     list(TRANSFORM ARG_SEES REPLACE "(.+)" "room_\\1_headers" OUTPUT_VARIABLE seen)
     add_library(room_${name} OBJECT ${sources})
     target_link_libraries(room_${name} PRIVATE zentadbpp_compile room_${name}_headers ${seen} ${ARG_LINKS})
+    target_compile_definitions(room_${name} PRIVATE ${ARG_DEFINES})
     target_compile_options(room_${name} PRIVATE "-ffile-prefix-map=${PROJECT_BINARY_DIR}/include/${name}/=src/")
     foreach(room IN LISTS ARG_SEES)
         target_compile_options(room_${name} PRIVATE "-ffile-prefix-map=${PROJECT_BINARY_DIR}/include/${room}/=src/")

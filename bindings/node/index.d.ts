@@ -5,6 +5,26 @@
 
 /** An id, a revision string, or JSON. Null stands for a null pointer. */
 export type Text = string | null;
+/** JSON as a text, or as what JSON.stringify takes. */
+export type Json = Text | object;
+/** The configuration; zentadbpp.h says what each member does. */
+export interface Config {
+  instance_id?: string;
+  flatten_objects?: boolean;
+  id_generation_rules?: string;
+  indexed_array_paths?: string;
+  discard_id?: boolean;
+  force_fast_hash_only?: boolean;
+  include_full_data_hash?: boolean;
+  preserve_old_ordering?: boolean;
+  compressed?: boolean;
+}
+
+/**
+ * Makes the library ready for all other functions. Needed once, and only where WebAssembly is loaded asynchronously: on
+ * the pages of a browser.
+ */
+export function load(): Promise<void>;
 
 /** What the library says about a failed call; the message is the text as it stands. */
 export class ZentadbError extends Error {
@@ -21,24 +41,28 @@ export class ZentadbError extends Error {
 }
 
 /**
- * A sync JSON that was opened once. Closed by `close`, at the end of a `using`, or some time after it is no longer
+ * A sync JSON of data of the type T that was opened once. Closed by `close`, at the end of a `using`, or some time after it is no longer
  * referred to. What makes a new document set gives another handle and leaves this one as it is.
  */
-export class Handle {
-  constructor(syncJson: Text);
-  static fromBulkGet(bulkGet: Text, config?: Text): Handle;
+export class Handle<T = unknown> {
+  constructor(syncJson: Json);
+  static fromBulkGet<T = unknown>(bulkGet: Json, config?: Text | Config): Handle<T>;
   readonly closed: boolean;
   close(): void;
   [Symbol.dispose](): void;
+  /** Fails, so that no handle is taken for an object. */
+  toJSON(): never;
   dump(): string;
   /** Writes to the handle, unless the configuration has "preserve_old_ordering". */
-  read(config?: Text): string;
-  data(id: Text, rev: Text, config?: Text): string;
-  update(input: Text, config?: Text): Handle;
-  resolve(id: Text, rev: Text): Handle;
-  allWinning(): Handle;
-  prune(depth: number, skipWinning?: boolean): Handle;
-  pruneIds(ids: Text, depth: number, skipWinning?: boolean): Handle;
+  read(config?: Text | Config): string;
+  readObject(config?: Text | Config): T;
+  data(id: Text, rev: Text, config?: Text | Config): string;
+  dataObject<U = unknown>(id: Text, rev: Text, config?: Text | Config): U;
+  update(input: T | Text, config?: Text | Config): Handle<T>;
+  resolve(id: Text, rev: Text): Handle<T>;
+  allWinning(): Handle<T>;
+  prune(depth: number, skipWinning?: boolean): Handle<T>;
+  pruneIds(ids: Text | string[], depth: number, skipWinning?: boolean): Handle<T>;
   winning(id: Text): string;
   leafs(id: Text): string[];
   conflicting(id: Text): string[];
@@ -50,51 +74,53 @@ export class Handle {
   allDocs(): string;
   instances(): string[];
   unresolved(): string[];
-  created(old: Handle): string[];
-  updated(old: Handle): string[];
-  deleted(old: Handle): string[];
+  created(old: Handle<T>): string[];
+  updated(old: Handle<T>): string[];
+  deleted(old: Handle<T>): string[];
   toBulkDocs(): string;
 }
 
 export function version(): string;
-export function update(input: Text, syncJson: Text, config?: Text): string;
-export function read(syncJson: Text, config?: Text): string;
-export function data(syncJson: Text, id: Text, rev: Text, config?: Text): string;
-export function flatten(input: Text, config?: Text): string;
-export function unflatten(input: Text, config?: Text, rootId?: Text): string;
+export function update(input: Json, syncJson: Json, config?: Text | Config): string;
+export function read(syncJson: Json, config?: Text | Config): string;
+export function readObject<T = unknown>(syncJson: Json, config?: Text | Config): T;
+export function data(syncJson: Json, id: Text, rev: Text, config?: Text | Config): string;
+export function dataObject<T = unknown>(syncJson: Json, id: Text, rev: Text, config?: Text | Config): T;
+export function flatten(input: Json, config?: Text | Config): string;
+export function unflatten(input: Json, config?: Text | Config, rootId?: Text): string;
 /** Merges the source into the target, of which a new one is made: two texts, or two handles. */
-export function replicate(source: Handle, target: Handle, config?: Text): Handle;
-export function replicate(source: Text, target: Text, config?: Text): string;
-export function resolve(syncJson: Text, id: Text, rev: Text): string;
-export function winning(syncJson: Text, id: Text): string;
-export function leafs(syncJson: Text, id: Text): string[];
-export function conflicting(syncJson: Text, id: Text): string[];
-export function ancestor(syncJson: Text, id: Text, rev: Text): string;
-export function siblings(syncJson: Text, id: Text, rev: Text): string[];
-export function history(syncJson: Text, id: Text, rev: Text): string;
-export function available(syncJson: Text, revOrId: Text): boolean;
-export function root(syncJson: Text): string;
-export function allDocs(syncJson: Text): string;
-export function allWinning(syncJson: Text): string;
-export function instances(syncJson: Text): string[];
-export function unresolved(syncJson: Text): string[];
-export function created(syncJson: Text, oldSyncJson: Text): string[];
-export function updated(syncJson: Text, oldSyncJson: Text): string[];
-export function deleted(syncJson: Text, oldSyncJson: Text): string[];
-export function prune(syncJson: Text, depth: number, skipWinning?: boolean): string;
-export function pruneIds(syncJson: Text, ids: Text, depth: number, skipWinning?: boolean): string;
-export function toBulkDocs(syncJson: Text): string;
-export function fromBulkGet(bulkGet: Text, config?: Text): string;
-export function diff(before: Text, after: Text, config?: Text): string;
-export function patch(before: Text, operations: Text): string;
-export function compress(object: Text): string;
-export function uncompress(object: Text): string;
+export function replicate<T>(source: Handle<T>, target: Handle<T>, config?: Text | Config): Handle<T>;
+export function replicate(source: Json, target: Json, config?: Text | Config): string;
+export function resolve(syncJson: Json, id: Text, rev: Text): string;
+export function winning(syncJson: Json, id: Text): string;
+export function leafs(syncJson: Json, id: Text): string[];
+export function conflicting(syncJson: Json, id: Text): string[];
+export function ancestor(syncJson: Json, id: Text, rev: Text): string;
+export function siblings(syncJson: Json, id: Text, rev: Text): string[];
+export function history(syncJson: Json, id: Text, rev: Text): string;
+export function available(syncJson: Json, revOrId: Text): boolean;
+export function root(syncJson: Json): string;
+export function allDocs(syncJson: Json): string;
+export function allWinning(syncJson: Json): string;
+export function instances(syncJson: Json): string[];
+export function unresolved(syncJson: Json): string[];
+export function created(syncJson: Json, oldSyncJson: Json): string[];
+export function updated(syncJson: Json, oldSyncJson: Json): string[];
+export function deleted(syncJson: Json, oldSyncJson: Json): string[];
+export function prune(syncJson: Json, depth: number, skipWinning?: boolean): string;
+export function pruneIds(syncJson: Json, ids: Text | string[], depth: number, skipWinning?: boolean): string;
+export function toBulkDocs(syncJson: Json): string;
+export function fromBulkGet(bulkGet: Json, config?: Text | Config): string;
+export function diff(before: Json, after: Json, config?: Text | Config): string;
+export function patch(before: Json, operations: Json): string;
+export function compress(object: Json): string;
+export function uncompress(object: Json): string;
 /**
  * The names of the contents that `known` does not have and that do not hash to their name. The library takes names as
  * they are, so a host that merges texts from people or places it does not trust calls this first. Names of other kinds,
  * such as those that servers give, are not checked.
  */
-export function verify(syncJson: Text, known?: Text): string[];
+export function verify(syncJson: Json, known?: Json): string[];
 
 /** A place of the data that would not come back as it is given. */
 export interface Difference {
@@ -110,7 +136,7 @@ export interface Difference {
 }
 
 /** Where data would not come back from a store as it is given, were the store updated with it. */
-export function check(data: Text, config?: Text, store?: Handle | Text): Difference[];
+export function check(data: Json, config?: Text | Config, store?: Handle | Json): Difference[];
 
 export interface Version {
   revision: string;
@@ -132,4 +158,4 @@ export interface ThreeWay {
   clashes: { place: string; common: { value?: unknown }; versions: { value?: unknown }[] }[];
 }
 
-export function threeWay(store: Handle | Text, id: Text, config?: Text): ThreeWay;
+export function threeWay(store: Handle | Json, id: Text, config?: Text | Config): ThreeWay;

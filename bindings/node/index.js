@@ -1,9 +1,10 @@
 // A thin layer over zentadbpp.h, which tells what every function does, takes and fails with; index.d.ts has the types.
 
+import { given } from './library.js';
 import * as native from './native.js';
 import { contents, isNamed } from './verify.js';
 
-export { ZentadbError } from './native.js';
+export { ZentadbError, load } from './native.js';
 
 const { text, list, truth } = native;
 
@@ -44,6 +45,11 @@ export class Handle {
     native.freeHandle(pointer);
   }
 
+  // So that no handle is taken for an object.
+  toJSON() {
+    throw new TypeError('a Handle cannot be used as JSON; dump() gives its text');
+  }
+
   dump() {
     return native.dump(this.#pointer);
   }
@@ -52,8 +58,16 @@ export class Handle {
     return text('read_sync_json_ptr', this.#pointer, config);
   }
 
+  readObject(config = '{}') {
+    return JSON.parse(this.read(config));
+  }
+
   data(id, rev, config = '{}') {
     return text('sync_json_ptr_data', this.#pointer, id, rev, config);
+  }
+
+  dataObject(id, rev, config = '{}') {
+    return JSON.parse(this.data(id, rev, config));
   }
 
   update(input, config = '{}') {
@@ -143,7 +157,9 @@ export const version = () => native.version();
 
 export const update = (input, syncJson, config = '{}') => text('update_sync_json', input, syncJson, config);
 export const read = (syncJson, config = '{}') => text('read_sync_json', syncJson, config);
+export const readObject = (syncJson, config = '{}') => JSON.parse(read(syncJson, config));
 export const data = (syncJson, id, rev, config = '{}') => text('sync_json_data', syncJson, id, rev, config);
+export const dataObject = (syncJson, id, rev, config = '{}') => JSON.parse(data(syncJson, id, rev, config));
 export const flatten = (input, config = '{}') => text('json_object_flatten', input, config);
 export const unflatten = (input, config = '{}', rootId = null) => text('json_array_unflatten', input, config, rootId);
 
@@ -181,16 +197,17 @@ export const patch = (before, operations) => text('sync_json_patch', before, ope
 export const compress = (object) => text('sync_json_compress', object);
 export const uncompress = (object) => text('sync_json_uncompress', object);
 
-function isReadAs(given, written) {
+function isReadAs(content, written) {
   try {
-    return uncompress(given) === written;
+    return uncompress(content) === written;
   } catch {
     return false;
   }
 }
 
 export function verify(syncJson, known = '{}') {
-  const [sourceText, knownText] = [syncJson, known].map((text) => {
+  const writtenText = given.j(syncJson);
+  const [sourceText, knownText] = [writtenText, known].map((text) => {
     const handle = new Handle(text);
     try {
       return handle.dump();
@@ -207,7 +224,7 @@ export function verify(syncJson, known = '{}') {
   }
   if (wrong.size > 0) {
     // A process with another USE_FAST_FLOAT than the writer's reads numbers and writes them differently.
-    for (const [name, content] of contents(syncJson)) {
+    for (const [name, content] of contents(writtenText)) {
       if (wrong.has(name) && isNamed(content, name) && isReadAs(content, wrong.get(name))) wrong.delete(name);
     }
   }

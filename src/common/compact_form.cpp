@@ -88,8 +88,9 @@ class CompactReader {
         left_.remove_prefix(static_cast<std::size_t>(end - left_.data()));
         if (take() != ':') fail(std::string("expected ':' after the length of a ") + what);
         if (error != std::errc() || length > left_.size()) fail(std::string(what) + " longer than the text");
-        write_json_string(left_.substr(0, length), *out_);
-        left_.remove_prefix(length);
+        const auto size = static_cast<std::size_t>(length);
+        write_json_string(left_.substr(0, size), *out_);
+        left_.remove_prefix(size);
     }
 
     void write_integer_body() {

@@ -99,7 +99,7 @@ class JsonValue {
     }
 
     [[nodiscard]] Form form() const { return static_cast<Form>(head_ >> 8 & 0xff); }  // of a string
-    [[nodiscard]] std::size_t size() const { return head_ >> 16; }
+    [[nodiscard]] std::size_t size() const { return static_cast<std::size_t>(head_ >> 16); }
 
     std::uint64_t head_;
     union {

@@ -38,13 +38,14 @@ std::string_view rest(std::string_view text, std::size_t depth) { return text.su
 void sort_by_chunk(std::span<Slot> slots, LargeVector<Slot>& spare) {
     std::array<std::array<std::uint32_t, 256>, chunk_bytes> counts{};
     for (const Slot& slot : slots) {
-        for (std::size_t byte = 0; byte < chunk_bytes; ++byte) ++counts[byte][slot.chunk >> 8 * byte & 0xff];
+        for (std::size_t byte = 0; byte < chunk_bytes; ++byte)
+            ++counts[byte][static_cast<std::uint8_t>(slot.chunk >> 8 * byte)];
     }
     spare.resize(slots.size());
     std::span<Slot> from = slots;
     std::span<Slot> to = spare;
     for (std::size_t byte = 0; byte < chunk_bytes; ++byte) {
-        const auto digit = [byte](const Slot& slot) { return slot.chunk >> 8 * byte & 0xff; };
+        const auto digit = [byte](const Slot& slot) { return static_cast<std::uint8_t>(slot.chunk >> 8 * byte); };
         std::array<std::uint32_t, 256>& next = counts[byte];
         if (next[digit(from.front())] == from.size()) continue;
         std::uint32_t sum = 0;

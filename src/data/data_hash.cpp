@@ -1,7 +1,5 @@
 #include "data/data_hash.h"
 
-#include <openssl/crypto.h>
-#include <openssl/evp.h>
 #include <xxhash.h>
 
 #include <algorithm>
@@ -9,34 +7,30 @@
 #include <charconv>
 #include <cstdint>
 #include <new>
-#include <stdexcept>
+#include <optional>
+
+#if defined(ZENTADBPP_CRYPTO_NONE)
+#include "data/sha256.h"
+#else
+#include "data/libcrypto_sha256.h"
+#endif
 
 namespace libzentadbpp {
 
 namespace {
 
-constexpr std::size_t sha256_bytes = 32;
+#if defined(ZENTADBPP_CRYPTO_NONE)
+using Sha256 = PortableSha256;
+#else
+using Sha256 = LibcryptoSha256;
+#endif
+
 constexpr std::size_t sha256_digits = 2 * sha256_bytes;
 constexpr std::size_t most_fast_digits = 10;
 constexpr XXH64_hash_t fast_seed = 123456;
 
-// Looking the algorithm up costs more than hashing a small document, so it is done once. In a context of its own, as
-// that of the process stays broken for good, and is used all the same, where there is no memory to set it up. Never
-// freed: a thread may still hash while the process ends.
-const EVP_MD& sha256_algorithm() {
-    static const EVP_MD* const algorithm = [] {
-        std::unique_ptr<OSSL_LIB_CTX, decltype(&OSSL_LIB_CTX_free)> context(OSSL_LIB_CTX_new(), OSSL_LIB_CTX_free);
-        if (!context) throw std::bad_alloc();
-        const EVP_MD* found = EVP_MD_fetch(context.get(), "SHA256", nullptr);
-        if (found == nullptr) throw std::runtime_error("SHA-256 is not available");
-        (void)context.release();
-        return found;
-    }();
-    return *algorithm;
-}
-
 // Computed, not looked up: the compiler then makes all digits at once.
-void write_hex(const std::array<unsigned char, sha256_bytes>& bytes, std::array<char, sha256_digits>& out) {
+void write_hex(const Sha256Bytes& bytes, std::array<char, sha256_digits>& out) {
     const auto digit = [](int value) { return static_cast<char>(value + (value < 10 ? '0' : 'a' - 10)); };
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         out[2 * i] = digit(bytes[i] >> 4);
@@ -45,10 +39,6 @@ void write_hex(const std::array<unsigned char, sha256_bytes>& bytes, std::array<
 }
 
 bool is_decimal_digit(char c) { return c >= '0' && c <= '9'; }
-struct FreeDigest {
-    void operator()(EVP_MD_CTX* digest) const noexcept { EVP_MD_CTX_free(digest); }
-};
-using Digest = std::unique_ptr<EVP_MD_CTX, FreeDigest>;
 
 struct FreeFastState {
     void operator()(XXH64_state_t* state) const noexcept { XXH64_freeState(state); }
@@ -61,22 +51,10 @@ FastState new_fast_state() {
     return state;
 }
 
-Digest new_digest() {
-    Digest digest(EVP_MD_CTX_new());
-    if (!digest) throw std::bad_alloc();
-    return digest;
-}
-
-void require(int done) {
-    if (done != 1) throw std::runtime_error("SHA-256 failed");
-}
-
 using HashText = std::array<char, sha256_digits>;
 
-std::string_view write_sha256(EVP_MD_CTX* digest, HashText& text) {
-    std::array<unsigned char, sha256_bytes> result;
-    require(EVP_DigestFinal_ex(digest, result.data(), nullptr));
-    write_hex(result, text);
+std::string_view write_sha256(Sha256& sha256, HashText& text) {
+    write_hex(sha256.finish(), text);
     return {text.data(), sha256_digits};
 }
 
@@ -90,27 +68,25 @@ std::string_view write_fast(XXH64_hash_t hash, HashText& text) {
 }  // namespace
 
 struct DataHasher::Context {
-    Digest digest;  // only for SHA-256
+    std::optional<Sha256> sha256;
     HashText text;
 };
 
 DataHasher::DataHasher(HashKind kind) : kind_(kind), context_(std::make_unique<Context>()) {
-    if (kind == HashKind::sha256) context_->digest = new_digest();
+    if (kind == HashKind::sha256) context_->sha256.emplace();
 }
 
 DataHasher::~DataHasher() = default;
 
 std::string_view DataHasher::operator()(std::string_view bytes) {
     if (kind_ == HashKind::fast) return write_fast(XXH64(bytes.data(), bytes.size(), fast_seed), context_->text);
-    EVP_MD_CTX* const digest = context_->digest.get();
-    require(EVP_DigestInit_ex2(digest, &sha256_algorithm(), nullptr));
-    require(EVP_DigestUpdate(digest, bytes.data(), bytes.size()));
-    return write_sha256(digest, context_->text);
+    context_->sha256->add(bytes);
+    return write_sha256(*context_->sha256, context_->text);
 }
 
 struct RunningHash::State {
     // One of the two.
-    Digest sha256;
+    std::optional<Sha256> sha256;
     FastState fast;
 };
 
@@ -119,35 +95,33 @@ RunningHash::RunningHash(HashKind kind) : state_(std::make_unique<State>()) {
         state_->fast = new_fast_state();
         XXH64_reset(state_->fast.get(), fast_seed);
     } else {
-        state_->sha256 = new_digest();
-        require(EVP_DigestInit_ex2(state_->sha256.get(), &sha256_algorithm(), nullptr));
+        state_->sha256.emplace();
     }
 }
 
 RunningHash::~RunningHash() = default;
 
 RunningHash::RunningHash(const RunningHash& other) : state_(std::make_unique<State>()) {
-    if (other.state_->sha256 == nullptr) {
+    if (other.state_->sha256) {
+        state_->sha256.emplace(*other.state_->sha256);
+    } else {
         state_->fast = new_fast_state();
         XXH64_copyState(state_->fast.get(), other.state_->fast.get());
-    } else {
-        state_->sha256 = new_digest();
-        require(EVP_MD_CTX_copy_ex(state_->sha256.get(), other.state_->sha256.get()));
     }
 }
 
 void RunningHash::add(std::string_view bytes) {
-    if (state_->sha256 == nullptr) {
-        XXH64_update(state_->fast.get(), bytes.data(), bytes.size());
+    if (state_->sha256) {
+        state_->sha256->add(bytes);
     } else {
-        require(EVP_DigestUpdate(state_->sha256.get(), bytes.data(), bytes.size()));
+        XXH64_update(state_->fast.get(), bytes.data(), bytes.size());
     }
 }
 
 std::string RunningHash::finish() {
     HashText text;
-    return std::string(state_->sha256 == nullptr ? write_fast(XXH64_digest(state_->fast.get()), text)
-                                                 : write_sha256(state_->sha256.get(), text));
+    return std::string(state_->sha256 ? write_sha256(*state_->sha256, text)
+                                      : write_fast(XXH64_digest(state_->fast.get()), text));
 }
 
 bool is_hash_of_kind(std::string_view hash, HashKind kind) {

@@ -82,7 +82,7 @@ class InflateStream {
         constexpr std::uint64_t step = std::uint64_t{1} << 18;
         constexpr std::uint64_t usual_ratio = 64;
         const std::uint64_t room = size + 1;  // a byte too many shows that the stream is longer
-        out.reserve(std::min(room, usual_ratio * rest_.size() + step));
+        out.reserve(static_cast<std::size_t>(std::min(room, usual_ratio * rest_.size() + step)));
         for (int status = Z_OK; status == Z_OK && out.size() < room;) {
             feed();
             const uInt wanted = portion(std::min(step, room - out.size()));

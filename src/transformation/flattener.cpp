@@ -241,8 +241,9 @@ void Flattener::write_array_reference(const JsonValue& array, const DocumentPath
     for (const JsonValue& element : array.elements()) {
         std::array<char, longest_number> digits;
         const auto position = static_cast<std::int64_t>(element_ids_.size() - first);
-        const DocumentPath indexed_path{
-            &inside, Step::position, {digits.data(), indexed ? write_integer(position, digits.data()) : digits.data()}};
+        const char* const end = indexed ? write_integer(position, digits.data()) : digits.data();
+        const std::string_view written(digits.data(), static_cast<std::size_t>(end - digits.data()));
+        const DocumentPath indexed_path{&inside, Step::position, written};
         const DocumentPath& element_path = indexed ? indexed_path : inside;
         const std::string_view id = ids_.object_id(element, element_path);
         // An element inside one of its own id would be the same document as that. There are no more of them than

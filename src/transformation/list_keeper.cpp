@@ -170,8 +170,9 @@ void ListKeeper::keep_carried_along(std::vector<ListToStore>& lists) {
             if (!may_store(*index_, to_store)) continue;
             const auto [known, is_new] = dropped.try_emplace(origin);
             if (is_new) known->second = dropped_now(origin);
+            const auto& left = known->second;
             const bool would_leave = std::ranges::any_of(list, [&](std::uint32_t number) {
-                return known->second.contains(number) && is_listed_beside(number, document, 1, origin);
+                return left.contains(number) && is_listed_beside(number, document, 1, origin);
             });
             if (!would_leave) continue;
             stored_by_document_[origin] = &stored_.emplace_back(Stored{list, {list.begin(), list.end()}});

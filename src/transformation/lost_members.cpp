@@ -23,10 +23,12 @@ JsonValue with_members(const JsonValue& object, std::span<const Given> given, st
         const std::string_view key = first->first[depth];
         auto last = first;
         while (last != given.end() && last->first[depth] == key) ++last;
-        const auto member = std::ranges::lower_bound(members.begin(), members.begin() + had, key, {}, &JsonMember::key);
+        const auto member = std::lower_bound(members.begin(), members.begin() + had, key,
+                                             [](const JsonMember& a, std::string_view b) { return a.key < b; });
         const bool is_here = member != members.begin() + had && member->key == key;
         if (first->first.size() > depth + 1) {
-            member->value = with_members(member->value, {first, last}, depth + 1, index, arena);
+            const std::span<const Given> inside(&*first, static_cast<std::size_t>(last - first));
+            member->value = with_members(member->value, inside, depth + 1, index, arena);
         } else {
             const std::string reference =
                 std::string(1, vocabulary::object_reference_marker).append(index.id(first->second));

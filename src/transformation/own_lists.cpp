@@ -70,7 +70,7 @@ void OwnLists::add(const OrderingList& list, bool is_winning) {
 std::span<const OwnLists::Leaf> OwnLists::leaves_of(std::uint32_t document) const {
     const auto found =
         std::ranges::equal_range(leaves_, document, {}, [](const Leaf& leaf) { return leaf.list.document; });
-    return {found.begin(), found.end()};
+    return {leaves_.data() + (found.begin() - leaves_.begin()), static_cast<std::size_t>(found.end() - found.begin())};
 }
 
 // Each document is merged by itself: no result depends on another.

@@ -57,8 +57,9 @@ void ShownData::take_out_what_was_not_moved() {
             if (origin == OwnLists::none || origin == list.document) continue;
             const auto [known, is_new] = dropped.try_emplace(origin);
             if (is_new) known->second = own_.dropped(origin);
+            const auto& left = known->second;
             std::erase_if(kept, [&](std::uint32_t number) {
-                return known->second.contains(number) && own_.is_listed_beside(number, list.document, origin);
+                return left.contains(number) && own_.is_listed_beside(number, list.document, origin);
             });
         }
         if (kept.size() != list.elements.size()) own_.set(domain, arena_.copy(std::span<const std::uint32_t>(kept)));

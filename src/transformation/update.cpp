@@ -50,7 +50,7 @@ void settle_repeated(Documents& documents, const DocumentStorage& storage, DataH
     for (auto first = documents.begin(); first != documents.end();) {
         const auto last = std::find_if(first + 1, documents.end(),
                                        [&](const FlattenedDocument& other) { return other.id != first->id; });
-        const std::span<const FlattenedDocument> contents(first, last);
+        const std::span<const FlattenedDocument> contents(&*first, static_cast<std::size_t>(last - first));
         const MultiVersionDocument* const stored = contents.size() == 1 ? nullptr : storage.find(first->id);
         if (stored != nullptr && stored->has_winning()) {
             settled.insert(settled.end(), copied, first);

@@ -1,12 +1,13 @@
 // host.mjs PACKAGE FILE: what the Node package does beyond single calls, on the cases in the file.
 
 import assert from 'node:assert/strict';
-import { readFileSync } from 'node:fs';
+import { existsSync, readFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { pathToFileURL } from 'node:url';
 
 const [directory, file] = process.argv.slice(2);
-const { Handle, check, replicate, threeWay } = await import(pathToFileURL(join(directory, 'index.js')));
+const entry = ['node.js', 'index.js'].find((name) => existsSync(join(directory, name)));
+const { Handle, check, replicate, threeWay } = await import(pathToFileURL(join(directory, entry)));
 
 // What copies come to that made these updates one after the other, and were merged.
 function storeOf(copies, config) {

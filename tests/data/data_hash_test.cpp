@@ -8,7 +8,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "data/sha256.h"
 
 namespace libzentadbpp {
 namespace {
@@ -25,9 +28,7 @@ constexpr std::array published{
     Published{"{\"a\": 1}", "f9d86028c6e0d64e225186f96acb69338b2c59764df79162107f5c4bb34d1310", "x3022294939"},
 };
 
-std::string sha256_of(const std::string& bytes) {
-    std::array<unsigned char, SHA256_DIGEST_LENGTH> digest;
-    SHA256(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), digest.data());
+std::string hexadecimal(const Sha256Bytes& digest) {
     std::string text;
     for (const unsigned char byte : digest) {
         std::array<char, 3> digits;
@@ -35,6 +36,12 @@ std::string sha256_of(const std::string& bytes) {
         text += digits.data();
     }
     return text;
+}
+
+std::string sha256_of(const std::string& bytes) {
+    Sha256Bytes digest;
+    SHA256(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), digest.data());
+    return hexadecimal(digest);
 }
 
 std::string bytes_of_length(std::size_t length) {
@@ -62,6 +69,38 @@ TEST(DataHash, AgreesWithTheReferencesOnEveryLength) {
         ASSERT_EQ(sha256(bytes), sha256_of(bytes)) << length;
         const std::uint64_t digest = XXH64(bytes.data(), bytes.size(), 123456);
         ASSERT_EQ(fast(bytes), "x" + std::to_string(digest % (std::uint64_t{1} << 32))) << length;
+    }
+}
+
+// The examples of FIPS 180-4 for SHA-256, and a million times "a".
+TEST(PortableSha256, GivesTheDigestsOfTheStandard) {
+    const std::vector<std::pair<std::string, std::string_view>> examples = {
+        {"", published[0].sha256},
+        {"abc", published[1].sha256},
+        {"abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq",
+         "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1"},
+        {"abcdefghbcdefghicdefghijdefghijkefghijklfghijklmghijklmnhijklmnoijklmnopjklmnopqklmnopqrlmnopqrsmnopqrstnopqr"
+         "s"
+         "tu",
+         "cf5b16a778af8380036ce59e7b0492370b249b11e8f07a51afac45037afee9d1"},
+        {std::string(1'000'000, 'a'), "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0"},
+    };
+    PortableSha256 sha256;
+    for (const auto& [bytes, digest] : examples) {
+        sha256.add(bytes);
+        EXPECT_EQ(hexadecimal(sha256.finish()), digest) << bytes.substr(0, 100);
+    }
+}
+
+TEST(PortableSha256, AgreesOnEveryLengthInPieces) {
+    for (std::size_t length = 0; length <= 300; ++length) {
+        const std::string bytes = bytes_of_length(length);
+        PortableSha256 whole;
+        whole.add(std::string_view(bytes).substr(0, length / 3));
+        PortableSha256 copy = whole;
+        for (PortableSha256* sha256 : {&whole, &copy}) sha256->add(std::string_view(bytes).substr(length / 3));
+        ASSERT_EQ(hexadecimal(whole.finish()), sha256_of(bytes)) << length;
+        ASSERT_EQ(hexadecimal(copy.finish()), sha256_of(bytes)) << length;
     }
 }
 

@@ -1,0 +1,1 @@
+export { defaultStorage } from './storage-browser.js';

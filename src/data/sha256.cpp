@@ -1,0 +1,92 @@
+#include "data/sha256.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace libzentadbpp {
+
+namespace {
+
+// The first 32 bits of the fractional parts of the cube roots of the first 64 primes.
+constexpr std::array<std::uint32_t, 64> round_constants = {
+    0x428a2f98, 0x71374491, 0xb5c0fbcf, 0xe9b5dba5, 0x3956c25b, 0x59f111f1, 0x923f82a4, 0xab1c5ed5,
+    0xd807aa98, 0x12835b01, 0x243185be, 0x550c7dc3, 0x72be5d74, 0x80deb1fe, 0x9bdc06a7, 0xc19bf174,
+    0xe49b69c1, 0xefbe4786, 0x0fc19dc6, 0x240ca1cc, 0x2de92c6f, 0x4a7484aa, 0x5cb0a9dc, 0x76f988da,
+    0x983e5152, 0xa831c66d, 0xb00327c8, 0xbf597fc7, 0xc6e00bf3, 0xd5a79147, 0x06ca6351, 0x14292967,
+    0x27b70a85, 0x2e1b2138, 0x4d2c6dfc, 0x53380d13, 0x650a7354, 0x766a0abb, 0x81c2c92e, 0x92722c85,
+    0xa2bfe8a1, 0xa81a664b, 0xc24b8b70, 0xc76c51a3, 0xd192e819, 0xd6990624, 0xf40e3585, 0x106aa070,
+    0x19a4c116, 0x1e376c08, 0x2748774c, 0x34b0bcb5, 0x391c0cb3, 0x4ed8aa4a, 0x5b9cca4f, 0x682e6ff3,
+    0x748f82ee, 0x78a5636f, 0x84c87814, 0x8cc70208, 0x90befffa, 0xa4506ceb, 0xbef9a3f7, 0xc67178f2};
+
+std::uint32_t load_big_endian(const unsigned char* from) {
+    return std::uint32_t{from[0]} << 24 | std::uint32_t{from[1]} << 16 | std::uint32_t{from[2]} << 8 | from[3];
+}
+
+void store_big_endian(std::uint32_t word, unsigned char* to) {
+    for (std::size_t i = 0; i < 4; ++i) to[i] = static_cast<unsigned char>(word >> (24 - 8 * i));
+}
+
+}  // namespace
+
+void PortableSha256::take_block(const unsigned char* block) {
+    std::array<std::uint32_t, 64> words;
+    for (std::size_t i = 0; i < 16; ++i) words[i] = load_big_endian(block + 4 * i);
+    for (std::size_t i = 16; i < words.size(); ++i) {
+        const std::uint32_t early = words[i - 15];
+        const std::uint32_t late = words[i - 2];
+        words[i] = words[i - 16] + (std::rotr(early, 7) ^ std::rotr(early, 18) ^ early >> 3) + words[i - 7] +
+                   (std::rotr(late, 17) ^ std::rotr(late, 19) ^ late >> 10);
+    }
+    auto [a, b, c, d, e, f, g, h] = state_;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        const std::uint32_t first = h + (std::rotr(e, 6) ^ std::rotr(e, 11) ^ std::rotr(e, 25)) + ((e & f) ^ (~e & g)) +
+                                    round_constants[i] + words[i];
+        const std::uint32_t second =
+            (std::rotr(a, 2) ^ std::rotr(a, 13) ^ std::rotr(a, 22)) + ((a & b) ^ (a & c) ^ (b & c));
+        h = g;
+        g = f;
+        f = e;
+        e = d + first;
+        d = c;
+        c = b;
+        b = a;
+        a = first + second;
+    }
+    const std::array<std::uint32_t, 8> added = {a, b, c, d, e, f, g, h};
+    for (std::size_t i = 0; i < state_.size(); ++i) state_[i] += added[i];
+}
+
+void PortableSha256::add(std::string_view bytes) {
+    const auto* from = reinterpret_cast<const unsigned char*>(bytes.data());
+    std::size_t left = bytes.size();
+    std::size_t filled = size_ % block_bytes;
+    size_ += left;
+    if (filled != 0) {
+        const std::size_t taken = std::min(left, block_bytes - filled);
+        std::memcpy(pending_.data() + filled, from, taken);
+        from += taken;
+        left -= taken;
+        filled += taken;
+        if (filled < block_bytes) return;
+        take_block(pending_.data());
+    }
+    for (; left >= block_bytes; from += block_bytes, left -= block_bytes) take_block(from);
+    if (left != 0) std::memcpy(pending_.data(), from, left);
+}
+
+Sha256Bytes PortableSha256::finish() {
+    const std::uint64_t bits = size_ * 8;
+    std::array<char, block_bytes + 8> end{};
+    end[0] = static_cast<char>(0x80);
+    // Zeros up to the last eight bytes of a block, which hold the size.
+    const std::size_t padding = 1 + (2 * block_bytes - 9 - size_ % block_bytes) % block_bytes;
+    for (std::size_t i = 0; i < 8; ++i) end[padding + i] = static_cast<char>(bits >> (56 - 8 * i));
+    add({end.data(), padding + 8});
+    Sha256Bytes digest;
+    for (std::size_t i = 0; i < state_.size(); ++i) store_big_endian(state_[i], digest.data() + 4 * i);
+    *this = {};
+    return digest;
+}
+
+}  // namespace libzentadbpp
