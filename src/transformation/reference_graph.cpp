@@ -50,7 +50,8 @@ void ReferenceGraph::replace(std::uint32_t document, std::string_view content) {
 
 std::vector<Reference> ReferenceGraph::read(std::string_view content) {
     const Range range = append(content);
-    const std::vector<Reference> read(references_.begin() + static_cast<std::ptrdiff_t>(range.first), references_.end());
+    const std::vector<Reference> read(references_.begin() + static_cast<std::ptrdiff_t>(range.first),
+                                      references_.end());
     references_.resize(range.first);
     return read;
 }
