@@ -19,9 +19,7 @@ using Tally = std::map<std::string, int>;
 
 class Round {
    public:
-    // `past` is where elements were before.
-    Round(View ground, bool one_instance, const std::set<std::pair<Place, std::string>>& past)
-        : ground_(std::move(ground)), one_instance_(one_instance), past_(past) {
+    explicit Round(View ground, bool one_instance) : ground_(std::move(ground)), one_instance_(one_instance) {
         wrote(ground_);
     }
 
@@ -140,9 +138,7 @@ class Round {
         const auto places = shown.places.find(id);
         const bool is_there = places != shown.places.end() && places->second == std::set<Place>{place};
         if (is_there) return;
-        // Whether it is there since long ago, and was only carried along with what it is in, nobody can tell.
-        const bool may_be_carried = paths_.at(place.first).size() > 1 && past_.contains({place, id});
-        if (!is_apart_ || may_be_carried) {
+        if (!is_apart_) {
             ++tally["lost moves"];
             return;
         }
@@ -191,7 +187,6 @@ class Round {
 
     View ground_;
     bool one_instance_;
-    std::set<std::pair<Place, std::string>> past_;
     bool is_apart_ = true;                                     // no copy met another since
     std::map<std::string, std::map<std::string, Place>> put_;  // by id and writer: where it was added or moved to
     std::map<Place, std::map<std::string, List>> reordered_;   // by writer
