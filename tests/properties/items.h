@@ -91,15 +91,14 @@ struct View {
     std::map<std::string, Ids> owners;              // of each item but the root
     std::map<std::string, int> times;
     std::map<Place, List> lists;
-    std::map<std::string, Ids> paths;
-    std::map<std::string, Ids> addresses;           // which document each item is, or where in which document
+    std::map<std::string, Ids> paths;               // of each item that has lists inside itself or inside its parts
     std::map<std::string, Ids> own;                 // what an item is besides its lists, at each place
     std::map<std::string, std::int32_t> documents;  // their values
     bool splits_all = false;
 
     explicit View(const Item& root = {}, bool flatten_objects = false) : splits_all(flatten_objects) {
         documents[root.id] = root.value;
-        add(root, "", root.id);
+        add(root, "");
     }
 
     // Everything that is in two places, or twice in one list.
@@ -112,9 +111,8 @@ struct View {
     }
 
    private:
-    void add(const Item& item, const std::string& above, const std::string& address) {
+    void add(const Item& item, const std::string& above) {
         ++times[item.id];
-        addresses[item.id].insert(address);
         const std::string path = above + "/" + item.id;
         paths[item.id].insert(path);
         own[item.id].insert(content(item, path));
@@ -124,15 +122,14 @@ struct View {
             for (const Item& element : list) {
                 ids.push_back(element.id);
                 add_document(element, place);
-                add(element, path + "/" + key, element.id);
+                add(element, path + "/" + key);
             }
             lists[place] = std::move(ids);
         }
         for (const auto& [key, part] : item.parts) {
-            const bool is_document = splits_all || item.splits;
-            if (is_document) add_document(part, {item.id, key});
+            if (splits_all || item.splits) add_document(part, {item.id, key});
             owners[part.id].insert(item.id);
-            add(part, path + "/" + key, is_document ? part.id : address + "/" + key);
+            add(part, path + "/" + key);
         }
     }
 

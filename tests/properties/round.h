@@ -65,7 +65,6 @@ class Round {
             if (view.is_doubled(id)) doubled_.insert(id);
         }
         for (const auto& [id, paths] : view.paths) paths_[id].insert(paths.begin(), paths.end());
-        for (const auto& [id, seen] : view.addresses) addresses_[id].insert(seen.begin(), seen.end());
     }
     void wrote(const View& view) {
         saw(view);
@@ -103,15 +102,9 @@ class Round {
                std::ranges::all_of(known->second, [&](const std::string& other) { return other == writer; });
     }
 
-    // Whether it was inside a part that some copy moved while it was no document, or made one, or a part again. Such a
-    // part is a value: nothing says that it is the same one in another place.
-    [[nodiscard]] bool was_in_value(const std::string& id) const {
-        return std::ranges::any_of(owners_.at(id), [&](const auto& owner) { return addresses_.at(owner).size() > 1; });
-    }
-
     void check_doubled(const View& shown, Tally& tally) const {
         for (const auto& [id, places] : shown.places) {
-            if (!shown.is_doubled(id) || doubled_.contains(id) || was_in_value(id)) continue;
+            if (!shown.is_doubled(id) || doubled_.contains(id)) continue;
             const auto put = put_.find(id);
             if (put != put_.end() && put->second.size() > 1) continue;
             if (!is_apart_ || !one_instance_) {
@@ -127,7 +120,7 @@ class Round {
                    Tally& tally) const {
         const auto& [writer, place] = *by_writer.begin();
         if (by_writer.size() > 1 || deleted_.contains(id) || doubled_.contains(id)) return;
-        if (was_in_value(id) || could_hold(id, place.first)) return;
+        if (could_hold(id, place.first)) return;
         if (!shown.lists.contains(place)) {  // its owner is not shown, or it is a part
             if (!shown.places.contains(place.first)) return;
             for (const std::string& owner : owners_.at(id)) {
@@ -194,7 +187,6 @@ class Round {
     std::map<Place, std::set<List>> written_;
     std::map<std::string, Ids> owners_;
     std::map<std::string, Ids> paths_;
-    std::map<std::string, Ids> addresses_;
     Ids deleted_;
     Ids doubled_;
 };
