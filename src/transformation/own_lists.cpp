@@ -68,9 +68,11 @@ void OwnLists::add(const OrderingList& list, bool is_winning) {
 }
 
 std::span<const OwnLists::Leaf> OwnLists::leaves_of(std::uint32_t document) const {
-    const auto found =
-        std::ranges::equal_range(leaves_, document, {}, [](const Leaf& leaf) { return leaf.list.document; });
-    return {leaves_.data() + (found.begin() - leaves_.begin()), static_cast<std::size_t>(found.end() - found.begin())};
+    const auto document_of = [](const Leaf& leaf) { return leaf.list.document; };
+    const auto first = std::ranges::lower_bound(leaves_, document, {}, document_of);
+    const auto last = std::ranges::upper_bound(leaves_, document, {}, document_of);
+    return std::span(leaves_).subspan(static_cast<std::size_t>(first - leaves_.begin()),
+                                      static_cast<std::size_t>(last - first));
 }
 
 // Each document is merged by itself: no result depends on another.

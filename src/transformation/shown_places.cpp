@@ -85,7 +85,8 @@ class Walk {
         while (!open.empty()) {
             const std::uint32_t node = open.back();
             open.pop_back();
-            for (const Edge& edge : std::ranges::equal_range(edges_, node, {}, &Edge::to)) mark(edge.from);
+            auto edge = std::ranges::lower_bound(edges_, node, {}, &Edge::to);
+            for (; edge != edges_.end() && edge->to == node; ++edge) mark(edge->from);
         }
         return leads;
     }
