@@ -21,7 +21,7 @@ constexpr bool checked = false;
 #endif
 
 // The checkers make frames several times as large as the library's are.
-constexpr std::size_t stack_size = (checked ? 1024 : 256) * std::size_t{1024};
+constexpr std::size_t stack_size = (checked ? 4096 : 256) * std::size_t{1024};
 
 void on_small_stack(void (*run)()) {
     pthread_attr_t attributes;
