@@ -4,8 +4,8 @@
 #include <zlib.h>
 
 #include "checks.h"
-#include "common/random_json.h"
 #include "generate.h"
+#include "json/random_json.h"
 #include "libzentadbpp/object_compression.h"
 
 namespace fuzzing {

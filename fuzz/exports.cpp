@@ -2,8 +2,8 @@
 
 #include "c_api/export_table.h"
 #include "checks.h"
-#include "common/random_json.h"
 #include "generate.h"
+#include "json/random_json.h"
 
 namespace fuzzing {
 namespace {

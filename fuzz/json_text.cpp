@@ -3,13 +3,13 @@
 #include <gtest/gtest.h>
 
 #include "checks.h"
-#include "common/canonical_text.h"
-#include "common/compact_form.h"
-#include "common/error.h"
-#include "common/json_parser.h"
-#include "common/json_writer.h"
-#include "common/random_json.h"
 #include "generate.h"
+#include "json/canonical_text.h"
+#include "json/compact_form.h"
+#include "json/error.h"
+#include "json/parser.h"
+#include "json/random_json.h"
+#include "json/writer.h"
 
 namespace fuzzing {
 namespace {

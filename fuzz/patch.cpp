@@ -1,8 +1,8 @@
 // Patches of any kind, and those that a diff makes.
 
 #include "checks.h"
-#include "common/random_json.h"
 #include "generate.h"
+#include "json/random_json.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace fuzzing;

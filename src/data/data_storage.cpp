@@ -3,8 +3,8 @@
 #include <cstring>
 #include <utility>
 
-#include "common/error.h"
-#include "common/text_order.h"
+#include "json/error.h"
+#include "text/text_order.h"
 
 namespace libzentadbpp {
 

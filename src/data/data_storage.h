@@ -9,10 +9,10 @@
 #include <string_view>
 #include <vector>
 
-#include "common/large_vector.h"
-#include "common/ordered_map.h"
-#include "common/shared_memory.h"
-#include "common/text_table.h"
+#include "memory/large_vector.h"
+#include "memory/shared_memory.h"
+#include "text/ordered_map.h"
+#include "text/text_table.h"
 
 namespace libzentadbpp {
 

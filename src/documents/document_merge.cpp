@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "common/error.h"
 #include "documents/document_storage.h"
+#include "json/error.h"
 
 namespace libzentadbpp {
 

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "documents/multiversiondocument.h"
+#include "documents/multiversion_document.h"
 
 namespace libzentadbpp {
 

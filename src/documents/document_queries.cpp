@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "common/error.h"
+#include "json/error.h"
 
 namespace libzentadbpp {
 

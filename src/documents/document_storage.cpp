@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "common/error.h"
-#include "common/json_writer.h"
-#include "common/pair_scan.h"
-#include "common/text_order.h"
+#include "json/error.h"
+#include "json/writer.h"
+#include "text/pair_scan.h"
+#include "text/text_order.h"
 
 namespace libzentadbpp {
 

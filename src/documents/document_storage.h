@@ -5,10 +5,10 @@
 #include <utility>
 #include <vector>
 
-#include "common/ordered_map.h"
-#include "common/text_buffer.h"
 #include "data/data_storage.h"
-#include "documents/multiversiondocument.h"
+#include "documents/multiversion_document.h"
+#include "memory/text_buffer.h"
+#include "text/ordered_map.h"
 
 namespace libzentadbpp {
 

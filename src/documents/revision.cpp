@@ -4,8 +4,8 @@
 #include <stdexcept>
 #include <vector>
 
-#include "common/error.h"
-#include "common/text_split.h"
+#include "json/error.h"
+#include "text/text_split.h"
 
 namespace libzentadbpp {
 

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cstring>
 
-#include "common/byte_scan.h"
-#include "common/canonical_text.h"
-#include "common/error.h"
-#include "common/first_bytes.h"
-#include "common/json_scanner.h"
-#include "common/json_writer.h"
+#include "json/canonical_text.h"
+#include "json/error.h"
+#include "json/scanner.h"
+#include "json/writer.h"
+#include "text/byte_scan.h"
+#include "text/first_bytes.h"
 
 namespace libzentadbpp {
 

@@ -6,10 +6,10 @@
 #include <string_view>
 #include <vector>
 
-#include "common/arena.h"
-#include "common/first_bytes.h"
-#include "common/large_vector.h"
 #include "documents/document_storage.h"
+#include "memory/arena.h"
+#include "memory/large_vector.h"
+#include "text/first_bytes.h"
 
 namespace libzentadbpp {
 

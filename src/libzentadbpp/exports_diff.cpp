@@ -1,5 +1,5 @@
-#include "common/json_diff.h"
 #include "libzentadbpp/frame.h"
+#include "replication/sync_json_diff.h"
 
 using namespace libzentadbpp;
 

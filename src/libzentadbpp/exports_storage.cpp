@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "common/json_parser.h"
-#include "common/sort_unique.h"
-#include "documents/storage_queries.h"
+#include "contents/storage_queries.h"
+#include "json/parser.h"
 #include "libzentadbpp/frame.h"
 #include "libzentadbpp/text_sets.h"
+#include "text/sort_unique.h"
 
 using namespace libzentadbpp;
 

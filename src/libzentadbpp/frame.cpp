@@ -6,10 +6,10 @@
 #include <new>
 #include <stdexcept>
 
-#include "common/compact_form.h"
-#include "common/environment.h"
-#include "common/json_parser.h"
-#include "common/json_writer.h"
+#include "json/compact_form.h"
+#include "json/environment.h"
+#include "json/parser.h"
+#include "json/writer.h"
 #include "libzentadbpp/object_compression.h"
 
 namespace libzentadbpp {

@@ -7,15 +7,15 @@
 #include <string_view>
 #include <utility>
 
-#include "common/arena.h"
-#include "common/error.h"
-#include "common/json_value.h"
-#include "common/text_buffer.h"
 #include "documents/document_storage.h"
 #include "documents/sync_json_text.h"
+#include "json/error.h"
+#include "json/value.h"
 #include "libzentadbpp/floating_point.h"
 #include "libzentadbpp/handle.h"
 #include "libzentadbpp/zentadbpp.h"
+#include "memory/arena.h"
+#include "memory/text_buffer.h"
 
 namespace libzentadbpp {
 

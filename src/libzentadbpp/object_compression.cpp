@@ -12,8 +12,8 @@
 #include <memory>
 #include <new>
 
-#include "common/error.h"
-#include "common/json_writer.h"
+#include "json/error.h"
+#include "json/writer.h"
 
 namespace libzentadbpp {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "common/text_buffer.h"
+#include "memory/text_buffer.h"
 
 namespace libzentadbpp {
 

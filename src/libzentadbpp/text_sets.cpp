@@ -1,6 +1,6 @@
 #include "libzentadbpp/text_sets.h"
 
-#include "common/json_writer.h"
+#include "json/writer.h"
 #include "libzentadbpp/frame.h"
 
 namespace libzentadbpp {

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "common/text_buffer.h"
+#include "memory/text_buffer.h"
 
 namespace libzentadbpp {
 

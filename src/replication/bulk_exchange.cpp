@@ -14,14 +14,14 @@
 #include <utility>
 #include <vector>
 
-#include "common/arena.h"
-#include "common/canonical_object.h"
-#include "common/error.h"
-#include "common/json_writer.h"
-#include "documents/document_index.h"
-#include "documents/ordering_lists.h"
-#include "documents/result_limit.h"
-#include "documents/vocabulary.h"
+#include "contents/document_index.h"
+#include "contents/ordering_lists.h"
+#include "contents/result_limit.h"
+#include "contents/vocabulary.h"
+#include "json/canonical_object.h"
+#include "json/error.h"
+#include "json/writer.h"
+#include "memory/arena.h"
 
 namespace libzentadbpp {
 

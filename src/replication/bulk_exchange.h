@@ -2,9 +2,9 @@
 
 #include <exception>
 
-#include "common/json_value.h"
-#include "common/text_buffer.h"
 #include "documents/document_storage.h"
+#include "json/value.h"
+#include "memory/text_buffer.h"
 
 namespace libzentadbpp {
 

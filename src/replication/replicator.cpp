@@ -4,10 +4,10 @@
 #include <string_view>
 #include <vector>
 
-#include "common/error.h"
-#include "common/first_bytes.h"
+#include "contents/ordering_content.h"
 #include "documents/document_merge.h"
-#include "documents/ordering_content.h"
+#include "json/error.h"
+#include "text/first_bytes.h"
 
 namespace libzentadbpp {
 

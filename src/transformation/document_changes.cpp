@@ -4,10 +4,10 @@
 #include <utility>
 #include <vector>
 
-#include "common/prefetch.h"
-#include "documents/document_index.h"
+#include "contents/document_index.h"
+#include "contents/ordering_content.h"
 #include "documents/document_merge.h"
-#include "documents/ordering_content.h"
+#include "memory/prefetch.h"
 #include "transformation/list_branches.h"
 
 namespace libzentadbpp {

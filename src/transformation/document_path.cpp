@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "common/number_text.h"
-#include "common/small_stack.h"
 #include "documents/document_storage.h"
+#include "json/number_text.h"
+#include "memory/small_stack.h"
 
 namespace libzentadbpp {
 

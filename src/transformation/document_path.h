@@ -5,9 +5,9 @@
 #include <string_view>
 #include <vector>
 
-#include "common/arena.h"
-#include "common/json_value.h"
 #include "data/data_hash.h"
+#include "json/value.h"
+#include "memory/arena.h"
 #include "transformation/transformation_settings.h"
 
 namespace libzentadbpp {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "common/text_table.h"
+#include "text/text_table.h"
 
 namespace libzentadbpp {
 

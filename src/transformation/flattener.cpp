@@ -4,11 +4,11 @@
 #include <array>
 #include <string>
 
-#include "common/error.h"
-#include "common/json_writer.h"
-#include "common/number_text.h"
-#include "common/text_order.h"
-#include "documents/ordering_content.h"
+#include "contents/ordering_content.h"
+#include "json/error.h"
+#include "json/number_text.h"
+#include "json/writer.h"
+#include "text/text_order.h"
 
 namespace libzentadbpp {
 

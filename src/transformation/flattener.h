@@ -6,12 +6,12 @@
 #include <string_view>
 #include <vector>
 
-#include "common/arena.h"
-#include "common/json_value.h"
-#include "common/large_vector.h"
-#include "common/text_buffer.h"
-#include "common/text_table.h"
 #include "data/data_hash.h"
+#include "json/value.h"
+#include "memory/arena.h"
+#include "memory/large_vector.h"
+#include "memory/text_buffer.h"
+#include "text/text_table.h"
 #include "transformation/document_changes.h"
 #include "transformation/document_path.h"
 #include "transformation/transformation_settings.h"

@@ -4,7 +4,7 @@
 #include <span>
 #include <vector>
 
-#include "documents/multiversiondocument.h"
+#include "documents/multiversion_document.h"
 
 namespace libzentadbpp {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <map>
 
-#include "common/text_order.h"
 #include "data/data_hash.h"
+#include "text/text_order.h"
 #include "transformation/document_changes.h"
 #include "transformation/document_path.h"
 #include "transformation/list_branches.h"

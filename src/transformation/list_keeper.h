@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "contents/document_index.h"
 #include "data/data_hash.h"
-#include "documents/document_index.h"
 #include "documents/document_storage.h"
 #include "transformation/domain_table.h"
 #include "transformation/own_lists.h"

@@ -5,8 +5,8 @@
 #include <string>
 #include <unordered_set>
 
-#include "common/json_writer.h"
-#include "documents/references.h"
+#include "contents/references.h"
+#include "json/writer.h"
 
 namespace libzentadbpp {
 

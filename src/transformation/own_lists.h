@@ -12,9 +12,9 @@
 #include <utility>
 #include <vector>
 
-#include "common/arena.h"
-#include "documents/document_index.h"
-#include "documents/ordering_lists.h"
+#include "contents/document_index.h"
+#include "contents/ordering_lists.h"
+#include "memory/arena.h"
 #include "transformation/domain_table.h"
 
 namespace libzentadbpp {

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <utility>
 
-#include "documents/document_index.h"
+#include "contents/document_index.h"
 #include "transformation/shown_data.h"
 
 namespace libzentadbpp {

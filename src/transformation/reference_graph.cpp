@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "documents/references.h"
+#include "contents/references.h"
 
 namespace libzentadbpp {
 

@@ -6,9 +6,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "common/arena.h"
-#include "common/large_vector.h"
-#include "documents/document_index.h"
+#include "contents/document_index.h"
+#include "memory/arena.h"
+#include "memory/large_vector.h"
 #include "transformation/domain_table.h"
 
 namespace libzentadbpp {

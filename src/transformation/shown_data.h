@@ -9,9 +9,9 @@
 #include <unordered_set>
 #include <vector>
 
-#include "common/arena.h"
-#include "documents/document_index.h"
-#include "documents/ordering_lists.h"
+#include "contents/document_index.h"
+#include "contents/ordering_lists.h"
+#include "memory/arena.h"
 #include "transformation/domain_table.h"
 #include "transformation/list_keeper.h"
 #include "transformation/list_merge.h"

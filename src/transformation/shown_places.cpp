@@ -5,8 +5,8 @@
 #include <unordered_map>
 #include <utility>
 
-#include "common/error.h"
-#include "documents/references.h"
+#include "contents/references.h"
+#include "json/error.h"
 #include "transformation/list_branches.h"
 
 namespace libzentadbpp {

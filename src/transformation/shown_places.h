@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "documents/ordering_lists.h"
+#include "contents/ordering_lists.h"
 #include "transformation/shown_data.h"
 
 namespace libzentadbpp {

@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
-#include "common/arena.h"
-#include "common/json_value.h"
-#include "documents/document_index.h"
+#include "contents/document_index.h"
+#include "json/value.h"
+#include "memory/arena.h"
 #include "transformation/domain_table.h"
 
 namespace libzentadbpp {

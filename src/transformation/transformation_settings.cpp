@@ -1,6 +1,6 @@
 #include "transformation/transformation_settings.h"
 
-#include "common/text_split.h"
+#include "text/text_split.h"
 
 namespace libzentadbpp {
 

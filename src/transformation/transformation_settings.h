@@ -5,9 +5,9 @@
 #include <string_view>
 #include <vector>
 
-#include "common/json_value.h"
+#include "contents/vocabulary.h"
 #include "data/data_hash.h"
-#include "documents/vocabulary.h"
+#include "json/value.h"
 
 namespace libzentadbpp {
 

@@ -5,16 +5,16 @@
 #include <utility>
 #include <vector>
 
-#include "common/arena.h"
-#include "common/canonical_object.h"
-#include "common/error.h"
-#include "common/json_scanner.h"
-#include "common/json_writer.h"
-#include "common/pair_scan.h"
-#include "common/text_order.h"
-#include "documents/document_index.h"
-#include "documents/ordering_lists.h"
-#include "documents/result_limit.h"
+#include "contents/document_index.h"
+#include "contents/ordering_lists.h"
+#include "contents/result_limit.h"
+#include "json/canonical_object.h"
+#include "json/error.h"
+#include "json/scanner.h"
+#include "json/writer.h"
+#include "memory/arena.h"
+#include "text/pair_scan.h"
+#include "text/text_order.h"
 #include "transformation/document_changes.h"
 #include "transformation/shown_places.h"
 

@@ -3,9 +3,9 @@
 #include <optional>
 #include <string_view>
 
-#include "common/json_value.h"
-#include "common/text_buffer.h"
 #include "documents/revision.h"
+#include "json/value.h"
+#include "memory/text_buffer.h"
 #include "transformation/read_index.h"
 #include "transformation/transformation_settings.h"
 

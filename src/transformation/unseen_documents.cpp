@@ -4,8 +4,8 @@
 #include <unordered_set>
 #include <utility>
 
-#include "documents/ordering_content.h"
-#include "documents/references.h"
+#include "contents/ordering_content.h"
+#include "contents/references.h"
 #include "transformation/list_branches.h"
 #include "transformation/read_index.h"
 

@@ -4,10 +4,10 @@
 #include <string>
 #include <unordered_set>
 
-#include "common/canonical_object.h"
-#include "common/json_writer.h"
+#include "contents/ordering_content.h"
 #include "data/data_hash.h"
-#include "documents/ordering_content.h"
+#include "json/canonical_object.h"
+#include "json/writer.h"
 #include "transformation/document_changes.h"
 #include "transformation/flattener.h"
 #include "transformation/list_branches.h"

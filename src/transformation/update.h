@@ -1,9 +1,9 @@
 #pragma once
 
-#include "common/arena.h"
-#include "common/json_value.h"
-#include "common/text_buffer.h"
 #include "documents/document_storage.h"
+#include "json/value.h"
+#include "memory/arena.h"
+#include "memory/text_buffer.h"
 #include "transformation/transformation_settings.h"
 
 namespace libzentadbpp {

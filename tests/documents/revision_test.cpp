@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "common/error.h"
+#include "json/error.h"
 #include "transformation/in_texts.h"
 
 namespace libzentadbpp {

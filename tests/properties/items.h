@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "common/json_parser.h"
+#include "json/parser.h"
 #include "properties/seeds.h"
 
 // A host's data for scripts: items with lists of items, and with parts, which are documents if the item splits. Every

@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "common/error.h"
 #include "documents/document_merge.h"
+#include "json/error.h"
 #include "properties/naive.h"
 #include "properties/seeds.h"
 

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "common/json_parser.h"
-#include "common/json_writer.h"
+#include "json/parser.h"
+#include "json/writer.h"
 
 // Documents and sets of them the naive way: every revision with its parent, and each operation by its definition.
 namespace libzentadbpp::naive {

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "common/json_parser.h"
+#include "json/parser.h"
 #include "properties/items.h"
 #include "properties/naive.h"
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "common/error.h"
+#include "json/error.h"
 #include "transformation/in_texts.h"
 
 // What hosts give comes back, whatever it is and however it is flattened: random data beside a naive account of it.

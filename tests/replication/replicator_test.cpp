@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "common/error.h"
+#include "contents/storage_queries.h"
 #include "documents/document_merge.h"
 #include "documents/document_queries.h"
-#include "documents/storage_queries.h"
+#include "json/error.h"
 #include "transformation/in_texts.h"
 
 namespace libzentadbpp {

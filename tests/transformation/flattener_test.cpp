@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "common/error.h"
 #include "in_texts.h"
+#include "json/error.h"
 
 namespace libzentadbpp {
 namespace {

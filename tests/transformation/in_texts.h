@@ -8,11 +8,11 @@
 #include <string_view>
 #include <vector>
 
-#include "common/arena.h"
-#include "common/json_parser.h"
-#include "common/json_writer.h"
 #include "data/data_hash.h"
 #include "documents/sync_json_text.h"
+#include "json/parser.h"
+#include "json/writer.h"
+#include "memory/arena.h"
 #include "transformation/unflattener.h"
 #include "transformation/update.h"
 

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string_view>
+
+#include "documents/document_storage.h"
+#include "json/canonical_object.h"
+#include "memory/arena.h"
+#include "memory/text_buffer.h"
+
+namespace libzentadbpp {
+
+// The content of an ordering document: {"d": domain, "i": instance, "s": [ids]}, the order of one array as one instance
+// wrote it. Contents from elsewhere may have other members too.
+struct OrderingContent {
+    std::string_view domain;
+    std::string_view instance;
+    std::string_view ids;  // the array as it is written, and what follows it in the content
+};
+
+// Nothing where the content is not that of an ordering document. Strings without escapes are slices of the content,
+// others lie in the arena. O(what stands before the ids).
+[[nodiscard]] std::optional<OrderingContent> read_ordering_content(std::string_view content, Arena& arena);
+
+// Calls `visit(id)` for every element of the array: the id, or nothing where the element is not a string. The id lives
+// as long as the visit.
+template <class Visit>
+void visit_listed_ids(std::string_view ids, const Visit& visit) {
+    const char* const end = ids.data() + ids.size();
+    for (const char* at = ids.data() + 1; *at != ']';) {
+        if (*at == ',') at += 2;
+        const char* const element = at;
+        at = written_value_end(at, end);
+        if (*element == '"') {
+            const DecodedString id(inside_quotes({element, static_cast<std::size_t>(at - element)}));
+            visit(std::optional(id.text()));
+        } else {
+            visit(std::optional<std::string_view>());
+        }
+    }
+}
+
+void write_ordering_content(std::string_view instance, std::string_view domain, std::span<const std::string_view> ids,
+                            TextBuffer& out);
+
+// Whether a document with an ordering id records the order of an array: its winning content decides, or the id alone
+// where that content is missing or deleted. A host may give such an id to an object of its own.
+[[nodiscard]] bool is_ordering_document(std::string_view id, std::optional<std::string_view> winning_content);
+[[nodiscard]] bool is_ordering_document(const MultiVersionDocument& document, const DataStorage& data);
+
+}  // namespace libzentadbpp

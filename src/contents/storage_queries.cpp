@@ -1,0 +1,177 @@
+#include "contents/storage_queries.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <unordered_set>
+
+#include "contents/document_index.h"
+#include "contents/ordering_content.h"
+#include "json/error.h"
+#include "text/sort_unique.h"
+
+namespace libzentadbpp {
+
+namespace {
+
+// The ids for which `chosen(new document, old document or null)` holds.
+template <class Chosen>
+std::vector<std::string> compare(const DocumentStorage& storage, const DocumentStorage& old, const Chosen& chosen) {
+    std::vector<std::string> ids;
+    auto theirs = old.documents().begin();
+    const auto end = old.documents().end();
+    for (const auto& entry : storage.documents()) {
+        while (theirs != end && theirs->key < entry.key) ++theirs;
+        const bool known = theirs != end && theirs->key == entry.key;
+        if (chosen(*entry.value, known ? theirs->value.get() : nullptr)) ids.emplace_back(entry.key);
+    }
+    return ids;
+}
+
+using Hashes = LargeVector<std::string_view>;
+
+void add_all(const MultiVersionDocument& document, Hashes& hashes) {
+    for (const TreeRevision& revision : document.revisions()) hashes.push_back(revision.datahash());
+}
+
+void add_retained(const MultiVersionDocument& document, const DataStorage& data, std::uint32_t limit, bool skip_winning,
+                  Hashes& hashes) {
+    const std::uint32_t winning = document.winning_position();
+    if (is_ordering_document(document, data)) hashes.push_back(document.winning().datahash());
+    std::uint32_t left = limit;
+    for (std::uint32_t at = winning; at != no_entry && left != 0; at = document.revisions()[at].parent) {
+        if (at != winning || !skip_winning) hashes.push_back(document.revisions()[at].datahash());
+        if (limit != no_prune_limit) --left;
+    }
+}
+
+DataStorage contents_where(const DataStorage& data, const std::vector<bool>& keep) {
+    DataStorage::Map::Entries kept;
+    auto is_kept = keep.begin();
+    for (const auto& entry : data.contents()) {
+        if (*is_kept++) kept.push_back(entry);
+    }
+    return DataStorage(DataStorage::Map::from_sorted(std::move(kept)));
+}
+
+DocumentRef winning_path(const DocumentRef& document) {
+    const TreeRevision& winning = document->winning();
+    if (winning.index == document->revisions().size()) return document;
+    std::vector<TreeRevision> path;
+    for (std::uint32_t at = document->winning_position(); at != no_entry; at = document->revisions()[at].parent) {
+        path.push_back(document->revisions()[at]);
+    }
+    std::ranges::reverse(path);
+    for (std::uint32_t at = 0; at < path.size(); ++at) path[at].parent = at == 0 ? no_entry : at - 1;
+    // A list that hangs grafted under the first one of its ordering document: without what closed that one, its
+    // elements would come back.
+    const bool is_grafted = has_ordering_id(document->id()) && path.size() > 1 && path[1].suffix() == first_suffix;
+    const auto closes_first = [](const TreeRevision& revision) {
+        return revision.parent == 0 && revision.is_resolved();
+    };
+    const auto closing = std::ranges::find_if(document->revisions(), closes_first);
+    if (is_grafted && closing != document->revisions().end()) path.push_back(*closing);
+    return MultiVersionDocument::make(document->id(), path);
+}
+
+}  // namespace
+
+bool available(const DocumentStorage& storage, std::string_view revision_or_id) {
+    const MultiVersionDocument* document = storage.find(revision_or_id);
+    try {
+        return storage.data().find(Revision(revision_or_id).datahash()).has_value();
+    } catch (const InvalidRevisionException&) {
+        if (document == nullptr) throw;
+    } catch (const std::logic_error&) {  // the index is no number
+        if (document == nullptr) throw;
+    }
+    return storage.data().find(document->winning().datahash()).has_value();
+}
+
+std::vector<std::string> instances(const DocumentStorage& storage) {
+    const DocumentIndex index(storage);
+    std::unordered_set<const char*> seen;  // documents may share a content, and so its name
+    std::vector<std::string> ids;
+    const auto [first, end] = index.ordering_ids();
+    for (std::uint32_t number = first; number < end; ++number) {
+        (void)index.document(number).winning();  // a document without one is a failure
+        const OrderingContent* content = index.ordering(number);
+        if (content != nullptr && seen.insert(content->instance.data()).second) ids.emplace_back(content->instance);
+    }
+    sort_unique(ids);
+    return ids;
+}
+
+std::vector<std::string> unresolved(const DocumentStorage& storage) {
+    std::vector<std::string> ids;
+    for (const auto& entry : storage.documents()) {
+        const MultiVersionDocument& document = *entry.value;
+        if (is_ordering_document(document, storage.data())) continue;
+        const std::uint32_t winning = document.winning_position();
+        const auto conflicts = [&](std::uint32_t leaf) {
+            return leaf != winning && !document.revisions()[leaf].is_deleted();
+        };
+        if (document.winning().index == document.revisions().size()) continue;  // a single chain
+        if (std::ranges::any_of(document.leafs(), conflicts)) ids.emplace_back(entry.key);
+    }
+    return ids;
+}
+
+std::vector<std::string> created(const DocumentStorage& storage, const DocumentStorage& old) {
+    return compare(storage, old,
+                   [](const MultiVersionDocument&, const MultiVersionDocument* before) { return before == nullptr; });
+}
+
+std::vector<std::string> deleted(const DocumentStorage& storage, const DocumentStorage& old) {
+    return compare(storage, old, [](const MultiVersionDocument& now, const MultiVersionDocument* before) {
+        return before != nullptr && now.winning().is_deleted() && !before->winning().is_deleted();
+    });
+}
+
+std::vector<std::string> updated(const DocumentStorage& storage, const DocumentStorage& old) {
+    return compare(storage, old, [](const MultiVersionDocument& now, const MultiVersionDocument* before) {
+        return before != nullptr && now.winning().datahash() != before->winning().datahash();
+    });
+}
+
+DocumentStorage all_winning(const DocumentStorage& storage) {
+    DocumentStorage::Documents::Entries entries;
+    entries.reserve(storage.documents().size());
+    for (const auto& entry : storage.documents()) {
+        DocumentRef path = winning_path(entry.value);
+        const std::string_view id = path->id();
+        entries.push_back({id, std::move(path)});
+    }
+    auto documents = DocumentStorage::Documents::from_sorted(std::move(entries));
+    DataStorage data = contents_where(storage.data(), storage.data().named_by(referenced_hashes(documents)));
+    return DocumentStorage(std::move(documents), std::move(data), storage.root_or_empty(), Unnamed::none, Closed::none);
+}
+
+DocumentStorage prune(const DocumentStorage& storage, std::uint32_t limit, bool skip_winning) {
+    Hashes retained;
+    for (const auto& entry : storage.documents())
+        add_retained(*entry.value, storage.data(), limit, skip_winning, retained);
+    DataStorage data = contents_where(storage.data(), storage.data().named_by(retained));
+    return DocumentStorage(storage.documents(), std::move(data), storage.root_or_empty(), storage.contents_not_named(),
+                           storage.closed_documents());
+}
+
+DocumentStorage prune_ids(const DocumentStorage& storage, const std::vector<std::string_view>& ids, std::uint32_t limit,
+                          bool skip_winning) {
+    Hashes retained;
+    Hashes listed;
+    for (const auto& entry : storage.documents()) {
+        if (std::ranges::binary_search(ids, entry.key)) {
+            add_all(*entry.value, listed);
+            add_retained(*entry.value, storage.data(), limit, skip_winning, retained);
+        } else {
+            add_all(*entry.value, retained);
+        }
+    }
+    std::vector<bool> keep = storage.data().named_by(retained);
+    const std::vector<bool> may_go = storage.data().named_by(listed);
+    for (std::size_t number = 0; number < keep.size(); ++number) keep[number] = keep[number] || !may_go[number];
+    return DocumentStorage(storage.documents(), contents_where(storage.data(), keep), storage.root_or_empty(),
+                           storage.contents_not_named(), storage.closed_documents());
+}
+
+}  // namespace libzentadbpp

@@ -1,0 +1,362 @@
+#include "documents/multiversion_document.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <map>
+#include <new>
+#include <numeric>
+#include <stdexcept>
+#include <utility>
+
+#include "json/error.h"
+#include "json/scanner.h"
+#include "json/writer.h"
+#include "text/byte_scan.h"
+
+namespace libzentadbpp {
+
+namespace {
+
+bool precedes(const TreeRevision& a, const TreeRevision& b) {
+    return a.index != b.index ? a.index < b.index : a.text < b.text;
+}
+
+bool is_in_order(std::span<const TreeRevision> revisions) {
+    const auto misplaced = [](const TreeRevision& a, const TreeRevision& b) { return !precedes(a, b); };
+    return std::adjacent_find(revisions.begin(), revisions.end(), misplaced) == revisions.end();
+}
+
+// The revisions in revision order, with their parents' new positions; of equal ones the first stays. Sorting finds
+// those in n log n steps whatever the texts are, where a hash table could be fed with colliding ones.
+std::vector<TreeRevision> in_order(std::span<const TreeRevision> revisions) {
+    std::vector<std::uint32_t> order(revisions.size());
+    std::iota(order.begin(), order.end(), 0U);
+    std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
+        if (precedes(revisions[a], revisions[b])) return true;
+        return a < b && !precedes(revisions[b], revisions[a]);
+    });
+    std::vector<std::uint32_t> position(revisions.size());
+    std::vector<TreeRevision> sorted;
+    sorted.reserve(revisions.size());
+    for (const std::uint32_t old : order) {
+        TreeRevision revision = revisions[old];
+        if (revision.parent != no_entry) revision.parent = position[revision.parent];
+        if (sorted.empty() || precedes(sorted.back(), revision)) sorted.push_back(revision);
+        position[old] = static_cast<std::uint32_t>(sorted.size() - 1);
+    }
+    return sorted;
+}
+
+// Whether an ordered tree has no branches: then the last generation is as high as the revisions are many.
+bool is_chain(std::span<const TreeRevision> revisions) {
+    return !revisions.empty() && revisions.back().index == revisions.size();
+}
+
+std::vector<std::uint32_t> leafs_of(std::span<const TreeRevision> revisions) {
+    std::vector<bool> has_child(revisions.size());
+    for (const TreeRevision& revision : revisions) {
+        if (revision.parent != no_entry) has_child[revision.parent] = true;
+    }
+    std::vector<std::uint32_t> leafs;
+    for (std::uint32_t at = 0; at < revisions.size(); ++at) {
+        if (!has_child[at] && !revisions[at].is_resolved()) leafs.push_back(at);
+    }
+    return leafs;
+}
+
+std::uint32_t find_winning(std::span<const TreeRevision> revisions) {
+    if (is_chain(revisions)) {
+        return revisions.back().is_resolved() ? no_entry : static_cast<std::uint32_t>(revisions.size() - 1);
+    }
+    std::uint32_t winning = no_entry;
+    for (const std::uint32_t leaf : leafs_of(revisions)) {
+        if (winning == no_entry || revisions[leaf].index > revisions[winning].index) winning = leaf;
+    }
+    return winning;
+}
+
+void write_history(std::span<const TreeRevision> revisions, TextBuffer& out) {
+    if (is_chain(revisions)) {  // as nearly every document is: nothing to be folded
+        const char* separator = "[";
+        for (const TreeRevision& revision : revisions) {
+            out.append(separator);
+            separator = ", ";
+            write_json_string(revision.text, out);
+        }
+        return out.push_back(']');
+    }
+    std::vector<HistoryEntry> entries;
+    entries.reserve(revisions.size());
+    for (const TreeRevision& revision : revisions) entries.push_back({revision.text, revision.parent});
+    fold(entries, out);
+}
+
+// Places texts one behind the other in memory that is large enough.
+class Packer {
+   public:
+    explicit Packer(char* memory) : at_(memory) {}
+    std::string_view pack(std::string_view text) {
+        char* const place = at_;
+        if (!text.empty()) std::memcpy(place, text.data(), text.size());
+        at_ += text.size();
+        return {place, text.size()};
+    }
+
+   private:
+    char* at_;
+};
+
+// A chain whose texts need no escapes is written with them as they stand, so its history holds them: they are packed
+// once. Each comes with quotes and ", ", but for the last one with quotes, "[" and "]".
+constexpr std::size_t chain_entry_extra = 4;
+
+bool is_plain_chain(std::span<const TreeRevision> revisions) {
+    return is_chain(revisions) && std::ranges::all_of(revisions, [](const TreeRevision& revision) {
+               const char* const end = revision.text.data() + revision.text.size();
+               return find_stop<StopAt::escape>(revision.text.data(), end) == end;
+           });
+}
+
+std::string_view pack_plain_chain(std::span<TreeRevision> revisions, Packer& packer) {
+    const char* const begin = packer.pack("[").data();
+    std::string_view separator = "\"";
+    for (TreeRevision& revision : revisions) {
+        packer.pack(separator);
+        revision.text = packer.pack(revision.text);
+        separator = "\", \"";
+    }
+    const std::string_view last = packer.pack("\"]");
+    return {begin, static_cast<std::size_t>(last.data() + last.size() - begin)};
+}
+
+}  // namespace
+
+TreeRevision TreeRevision::make(std::string_view text, std::uint32_t index, std::uint32_t parent) {
+    const auto mark = text.find('_', 1);
+    if (mark == std::string_view::npos || text.find('_', mark + 1) != std::string_view::npos) {
+        raise<InvalidRevisionException>(source::revision, "Revision", "invalid_revision_string_format", text);
+    }
+    return {text, mark, index, parent};
+}
+
+std::string TreeRevision::revision_string() const { return std::to_string(index).append("-").append(text); }
+
+Revision TreeRevision::revision() const { return Revision(index, datahash(), text.substr(datahash_length + 1)); }
+
+DocumentRef MultiVersionDocument::make(std::string_view id, std::span<const TreeRevision> given) {
+    SharedMemory memory = SharedMemory::unshared();
+    return make(id, given, memory);
+}
+
+DocumentRef MultiVersionDocument::make(std::string_view id, std::span<const TreeRevision> given, SharedMemory& memory) {
+    if (id.empty()) {
+        raise<InvalidDocumentException>(source::multiversiondocument, "MultiVersionDocument",
+                                        "cannot_push_new_revision_if_document_is_missing_identifier");
+    }
+    std::vector<TreeRevision> sorted;
+    if (!is_in_order(given)) given = sorted = in_order(given);
+    const bool plain = is_plain_chain(given);
+    TextBuffer folded;
+    if (!plain) write_history(given, folded);
+
+    std::size_t texts = id.size() + folded.size();
+    for (const TreeRevision& revision : given) texts += revision.text.size() + (plain ? chain_entry_extra : 0);
+    const std::size_t head = sizeof(MultiVersionDocument) + given.size() * sizeof(TreeRevision);
+    static_assert(alignof(MultiVersionDocument) <= alignof(std::uint64_t));
+    static_assert(sizeof(MultiVersionDocument) % alignof(TreeRevision) == 0);
+    auto [bytes, owner] = memory.allocate(head + texts);
+
+    Packer packer(bytes + head);
+    auto* const tree = reinterpret_cast<TreeRevision*>(bytes + sizeof(MultiVersionDocument));
+    std::uninitialized_copy(given.begin(), given.end(), tree);
+    auto* const document = new (bytes) MultiVersionDocument;
+    document->id_ = packer.pack(id);
+    if (plain) {
+        document->history_ = pack_plain_chain({tree, given.size()}, packer);
+    } else {
+        for (std::size_t at = 0; at < given.size(); ++at) tree[at].text = packer.pack(given[at].text);
+        document->history_ = packer.pack(folded.view());
+    }
+    document->set_revisions({tree, given.size()});
+    return DocumentRef(std::move(owner), document);
+}
+
+DocumentRef MultiVersionDocument::make_in(Arena& arena, const std::shared_ptr<const void>& owner, std::string_view id,
+                                          std::span<const TreeRevision> given, std::string_view history) {
+    if (id.empty()) return make(id, given);  // which tells the failure
+    const std::span<const TreeRevision> tree =
+        is_in_order(given) ? arena.copy(given) : arena.copy(std::span<const TreeRevision>(in_order(given)));
+    auto* const document =
+        new (arena.allocate(sizeof(MultiVersionDocument), alignof(MultiVersionDocument))) MultiVersionDocument;
+    document->id_ = id;
+    document->set_revisions(tree);
+    if (history.empty()) {
+        TextBuffer folded;
+        write_history(tree, folded);
+        history = arena.copy(folded.view());
+    }
+    document->history_ = history;
+    return DocumentRef(owner, document);
+}
+
+void MultiVersionDocument::set_revisions(std::span<const TreeRevision> revisions) {
+    if (revisions.size() >= no_entry) throw std::length_error("too many revisions");
+    revisions_ = revisions.data();
+    count_ = static_cast<std::uint32_t>(revisions.size());
+    winning_ = find_winning(revisions);
+}
+
+DocumentRef MultiVersionDocument::first(std::string_view id, std::string_view datahash, SharedMemory& memory) {
+    constexpr std::size_t longest_hash = 64;
+    std::array<char, longest_hash + 1 + first_suffix.size()> near;
+    std::string far;
+    if (datahash.size() > longest_hash) far.resize(datahash.size() + 1 + first_suffix.size());
+    char* const text = far.empty() ? near.data() : far.data();
+    char* end = std::ranges::copy(datahash, text).out;
+    *end++ = '_';
+    end = std::ranges::copy(first_suffix, end).out;
+    const TreeRevision revision = TreeRevision::make({text, static_cast<std::size_t>(end - text)}, 1, no_entry);
+    return make(id, {&revision, 1}, memory);
+}
+
+DocumentRef MultiVersionDocument::first(std::string_view id, std::string_view datahash) {
+    SharedMemory memory = SharedMemory::unshared();
+    return first(id, datahash, memory);
+}
+
+DocumentRef MultiVersionDocument::with_child(std::uint32_t parent, std::string_view datahash) const {
+    SharedMemory memory = SharedMemory::unshared();
+    return with_chain(parent, {&datahash, 1}, memory);
+}
+
+namespace {
+
+// The revisions of a document and what is added to them.
+class GrowingTree {
+   public:
+    GrowingTree(const MultiVersionDocument& document, std::size_t more)
+        : document_(&document), revisions_(document.revisions().begin(), document.revisions().end()) {
+        revisions_.reserve(revisions_.size() + more);
+    }
+
+    // The child of a revision that carries the data hash, added if it is not there, or nothing where its name is taken
+    // by a revision under another parent and no other way to it is found: an empty revision in between gives it a name
+    // of its own.
+    std::optional<std::uint32_t> add_child(std::uint32_t parent, std::string_view datahash) {
+        if (const auto child = add(parent, datahash)) return child;
+        const auto between = add(parent, empty_hash);
+        return between ? add(*between, datahash) : std::nullopt;
+    }
+    [[nodiscard]] std::span<const TreeRevision> revisions() const { return revisions_; }
+
+   private:
+    std::optional<std::uint32_t> add(std::uint32_t parent, std::string_view datahash) {
+        std::string text = std::string(datahash).append("_").append(suffix_under(revisions_[parent].datahash()));
+        const std::uint32_t index = revisions_[parent].index + 1;
+        auto known = document_->find(index, text);
+        if (const auto added = added_.find({index, text}); added != added_.end()) known = added->second;
+        if (known) return revisions_[*known].parent == parent ? known : std::nullopt;
+        const auto position = static_cast<std::uint32_t>(revisions_.size());
+        const auto& [key, value] = *added_.emplace(std::pair(index, std::move(text)), position).first;
+        revisions_.push_back(TreeRevision::make(key.second, index, parent));
+        return position;
+    }
+
+    const MultiVersionDocument* document_;
+    std::vector<TreeRevision> revisions_;
+    std::map<std::pair<std::uint32_t, std::string>, std::uint32_t> added_;  // holds the texts
+};
+
+}  // namespace
+
+DocumentRef MultiVersionDocument::with_chain(std::uint32_t parent, std::span<const std::string_view> datahashes,
+                                             SharedMemory& memory) const {
+    GrowingTree tree(*this, datahashes.size());
+    for (const std::string_view datahash : datahashes) {
+        const auto child = tree.add_child(parent, datahash);
+        if (!child) {
+            raise<InvalidParentRevisionException>(source::multiversiondocument, "ancestor",
+                                                  "invalid_parent_revision_in_ancestor");
+        }
+        parent = *child;
+    }
+    return make(id_, tree.revisions(), memory);
+}
+
+DocumentRef MultiVersionDocument::with_resolved(std::span<const std::uint32_t> leaves, SharedMemory& memory) const {
+    GrowingTree tree(*this, leaves.size());
+    for (const std::uint32_t leaf : leaves) (void)tree.add_child(leaf, resolved_hash);
+    return make(id_, tree.revisions(), memory);
+}
+
+std::optional<std::uint32_t> MultiVersionDocument::find(std::uint32_t index, std::string_view text) const {
+    const auto all = revisions();
+    const TreeRevision wanted{text, 0, index, no_entry};
+    const auto at = std::lower_bound(all.begin(), all.end(), wanted, precedes);
+    if (at == all.end() || at->index != index || at->text != text) return std::nullopt;
+    return static_cast<std::uint32_t>(at - all.begin());
+}
+
+std::optional<std::uint32_t> MultiVersionDocument::find(const Revision& revision) const {
+    if (revision.is_null()) return std::nullopt;
+    // Revisions are told by their strings, so one that was given as "03-a_b" is not the tree's "3-a_b".
+    const std::string& wanted = revision.revision_string();
+    const std::string prefix = std::to_string(revision.index()).append("-");
+    if (!wanted.starts_with(prefix)) return std::nullopt;
+    return find(revision.index(), std::string_view(wanted).substr(prefix.size()));
+}
+
+std::uint32_t MultiVersionDocument::winning_position() const {
+    if (winning_ != no_entry) return winning_;
+    if (count_ == 0) {
+        raise<RevisionNotFoundException>(source::multiversiondocument, "get_winning", "no_revisions_in_winning", id_);
+    }
+    raise<InvalidStorageTypeException>(source::multiversiondocument, "leafs", "no_revision_in_document");
+}
+
+std::vector<std::uint32_t> MultiVersionDocument::open_leafs() const { return leafs_of(revisions()); }
+
+std::vector<std::uint32_t> MultiVersionDocument::leafs() const {
+    std::vector<std::uint32_t> leafs = open_leafs();
+    if (leafs.empty()) {
+        raise<InvalidStorageTypeException>(source::multiversiondocument, "leafs", "no_revision_in_document");
+    }
+    return leafs;
+}
+
+std::vector<TreeRevision> read_history(std::string_view history_array, Arena& arena) {
+    struct Reader final : HistoryVisitor {
+        std::vector<TreeRevision> revisions;
+
+        std::uint32_t visit(std::string_view entry, std::uint32_t generation, std::uint32_t parent) override {
+            revisions.push_back(TreeRevision::make(entry, generation, parent));
+            return static_cast<std::uint32_t>(revisions.size() - 1);
+        }
+    };
+
+    JsonScanner scanner(history_array, arena);
+    scanner.next_token();
+    const char first = scanner.next_token();
+    if (first == ']') return {};
+    std::string_view entry;
+    if (first == '"') {
+        entry = scanner.read_string();
+    } else {
+        scanner.put_back();
+        scanner.skip_value(0, no_depth_limit);
+    }
+    // A lone entry is judged by the parser of revisions, also where it is alone only because the rest tells nothing: as
+    // such it will be written, and has to be read again.
+    const auto judge_lone = [](std::string_view lone) { (void)Revision(std::string("1-").append(lone)); };
+    if (scanner.next_token() == ']') {
+        judge_lone(entry);
+        return {TreeRevision::make(entry, 1, no_entry)};
+    }
+    Reader reader;
+    unfold(history_array, arena, reader);
+    if (reader.revisions.size() == 1) judge_lone(reader.revisions.front().text);
+    return is_in_order(reader.revisions) ? std::move(reader.revisions) : in_order(reader.revisions);
+}
+
+}  // namespace libzentadbpp

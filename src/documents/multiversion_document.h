@@ -1,0 +1,118 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "documents/history.h"
+#include "documents/revision.h"
+#include "memory/arena.h"
+#include "memory/shared_memory.h"
+
+namespace libzentadbpp {
+
+// A revision inside its document's tree. Its text, the data hash, "_" and the suffix, is a view into memory that the
+// document keeps alive; generation and text together are the revision string.
+struct TreeRevision {
+    std::string_view text;
+    std::size_t datahash_length;
+    std::uint32_t index;   // generation, from 1; always the parent's plus one
+    std::uint32_t parent;  // position of the parent in the tree; no_entry for the first revision
+
+    // `text` must consist of exactly two pieces: InvalidRevisionException otherwise ("invalid_revision_string_format").
+    static TreeRevision make(std::string_view text, std::uint32_t index, std::uint32_t parent);
+
+    [[nodiscard]] std::string_view datahash() const { return text.substr(0, datahash_length); }
+    [[nodiscard]] std::string_view suffix() const { return text.substr(datahash_length + 1); }
+    [[nodiscard]] bool is_deleted() const { return datahash() == deleted_hash; }
+    [[nodiscard]] bool is_resolved() const { return datahash() == resolved_hash; }
+    [[nodiscard]] std::string revision_string() const;
+    [[nodiscard]] Revision revision() const;
+};
+
+class MultiVersionDocument;
+using DocumentRef = std::shared_ptr<const MultiVersionDocument>;
+
+// One document: its id and the tree of all its known revisions, immutable once made and so shared freely between
+// storages and threads.
+//
+// A history is linear until two copies change the document apart: then a revision has several children, and each branch
+// ends in a leaf. A branch that was settled ends in a resolved revision and has no leaf at all; one that was deleted
+// ends in a deleted revision, which is a leaf like any other. The winning revision is the leaf with the longest
+// history; of several the lowest in revision order. Every copy that knows the same revisions has the same winner.
+//
+// Generations are positions in the history, so the length of a revision's history is its generation.
+class MultiVersionDocument {
+   public:
+    // A document from its revisions in any order, `parent` being a position in `revisions`. An empty tree is allowed.
+    // Empty id: InvalidDocumentException. The texts are copied into the memory (without one, into a block of their
+    // own). Exactly one revision has no parent (unless there is none). Of equal revisions the first stays.
+    static DocumentRef make(std::string_view id, std::span<const TreeRevision> revisions, SharedMemory& memory);
+    static DocumentRef make(std::string_view id, std::span<const TreeRevision> revisions);
+    // The same in memory of the arena (texts are not copied and must live as long as it does); `owner` keeps that
+    // memory alive. `history` is the folded tree where the caller has it already (a text that lives as long), else
+    // empty.
+    static DocumentRef make_in(Arena& arena, const std::shared_ptr<const void>& owner, std::string_view id,
+                               std::span<const TreeRevision> revisions, std::string_view history);
+    // A document with the single revision 1-<datahash>_first.
+    static DocumentRef first(std::string_view id, std::string_view datahash, SharedMemory& memory);
+    static DocumentRef first(std::string_view id, std::string_view datahash);
+
+    // This document with one more revision, a child of the one at `parent`, which carries the data hash. Where that
+    // child is known already, an equal document. Where its name is taken by a revision under another parent, which has
+    // the same content as this one, the child hangs under an empty revision in between. O(revisions log revisions).
+    [[nodiscard]] DocumentRef with_child(std::uint32_t parent, std::string_view datahash) const;
+    // The same for several, each the child of the one before.
+    [[nodiscard]] DocumentRef with_chain(std::uint32_t parent, std::span<const std::string_view> datahashes,
+                                         SharedMemory& memory) const;
+
+    // This document with a resolved revision under each of the leaves (positions, ascending). A leaf for whose closing
+    // no name is left stays open. O(revisions log revisions).
+    [[nodiscard]] DocumentRef with_resolved(std::span<const std::uint32_t> leaves, SharedMemory& memory) const;
+
+    [[nodiscard]] std::string_view id() const { return id_; }
+    // All revisions in ascending revision order; parents come before their children.
+    [[nodiscard]] std::span<const TreeRevision> revisions() const { return {revisions_, count_}; }
+    // The history array, as it is written.
+    [[nodiscard]] std::string_view history() const { return history_; }
+
+    // Position of a revision, by generation and revision string, or nothing. O(log revisions).
+    [[nodiscard]] std::optional<std::uint32_t> find(const Revision& revision) const;
+    [[nodiscard]] std::optional<std::uint32_t> find(std::uint32_t index, std::string_view text) const;
+
+    [[nodiscard]] bool has_winning() const { return winning_ != no_entry; }
+    // Position of the winning revision. Empty tree: RevisionNotFoundException "no_revisions_in_winning", function
+    // "get_winning", args the id. No leaf: InvalidStorageTypeException "no_revision_in_document", function "leafs".
+    [[nodiscard]] std::uint32_t winning_position() const;
+    [[nodiscard]] const TreeRevision& winning() const { return revisions_[winning_position()]; }
+
+    // Positions of the leaves, ascending. Fails as winning does without a leaf ("no_revision_in_document", also for an
+    // empty tree). O(revisions).
+    [[nodiscard]] std::vector<std::uint32_t> leafs() const;
+    // The same, empty where there is none.
+    [[nodiscard]] std::vector<std::uint32_t> open_leafs() const;
+
+    [[nodiscard]] std::string revision_string(std::uint32_t position) const {
+        return revisions_[position].revision_string();
+    }
+
+   private:
+    MultiVersionDocument() = default;
+    void set_revisions(std::span<const TreeRevision> revisions);
+
+    std::string_view id_;
+    std::string_view history_;
+    const TreeRevision* revisions_ = nullptr;
+    std::uint32_t count_ = 0;
+    std::uint32_t winning_ = no_entry;
+};
+
+// Reads a history array into revisions in revision order; a revision that is met twice keeps its first parent. An array
+// of one entry is read as the revision string "1-<entry>" with that parser's failures.
+std::vector<TreeRevision> read_history(std::string_view history_array, Arena& arena);
+
+}  // namespace libzentadbpp

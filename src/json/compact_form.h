@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string_view>
+
+#include "memory/text_buffer.h"
+
+namespace libzentadbpp {
+
+// The compact text form: every value begins with '@' and a type letter, strings are told by their length and never
+// escaped. The library works on standard text; the compact form is translated where texts enter and leave.
+//
+//   null @N   true @T   false @F   integer @i<digits>x   real @f<number>x   string @<bytes>:<raw bytes>
+//   array @l<values>x   object @d(<key bytes>:<raw key><value>)*x
+
+// Appends the standard text of a compact text. Throws ParseError; every length is checked against what is left.
+// Member order and doubled keys are kept as they stand: the reader of the standard text settles them.
+void compact_to_standard(std::string_view compact, TextBuffer& out);
+
+// A string that holds a NUL byte cannot be told in a C text of the compact form.
+struct TextContainsNul {};
+
+// Appends the compact text of a standard text that this library wrote. Throws TextContainsNul.
+void standard_to_compact(std::string_view standard, TextBuffer& out);
+
+}  // namespace libzentadbpp

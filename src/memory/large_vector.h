@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "memory/large_pages.h"
+
+namespace libzentadbpp {
+
+// Allocates as std::allocator does, and asks for large pages where that is much.
+template <class T>
+struct LargePageAllocator {
+    using value_type = T;
+
+    LargePageAllocator() = default;
+    template <class Other>
+    LargePageAllocator(const LargePageAllocator<Other>& /*other*/) noexcept {}
+
+    [[nodiscard]] T* allocate(std::size_t count) {
+        T* const memory = std::allocator<T>().allocate(count);
+        prefer_large_pages(memory, count * sizeof(T));
+        return memory;
+    }
+    void deallocate(T* memory, std::size_t count) noexcept { std::allocator<T>().deallocate(memory, count); }
+
+    friend bool operator==(const LargePageAllocator& /*a*/, const LargePageAllocator& /*b*/) { return true; }
+};
+
+// For what is as long as a storage has documents, or longer.
+template <class T>
+using LargeVector = std::vector<T, LargePageAllocator<T>>;
+
+}  // namespace libzentadbpp

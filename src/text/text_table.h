@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string_view>
+
+#include "memory/large_vector.h"
+
+namespace libzentadbpp {
+
+// Numbers different texts, counted from zero in the order of adding, and finds the number of a text. The texts must
+// outlive it. Hashing is seeded anew for every table, so that nobody can choose texts that collide.
+class TextTable {
+   public:
+    TextTable() : TextTable(0) {}
+    explicit TextTable(std::size_t expected);  // how many texts there will be, as far as that is known
+    // Of texts that all differ.
+    explicit TextTable(LargeVector<std::string_view> texts);
+    struct Added {
+        std::uint32_t number;
+        bool is_new;
+    };
+    Added add(std::string_view text);
+    [[nodiscard]] bool empty() const { return texts_.empty(); }
+    [[nodiscard]] std::size_t size() const { return texts_.size(); }
+    [[nodiscard]] std::string_view text(std::uint32_t number) const { return texts_[number]; }
+    [[nodiscard]] std::optional<std::uint32_t> find(std::string_view text) const;
+    // The numbers of many texts, or `none`. Quicker than finding them one by one.
+    static constexpr std::uint32_t none = 0xffffffff;
+    [[nodiscard]] LargeVector<std::uint32_t> find_all(std::span<const std::string_view> texts) const;
+
+   private:
+    static constexpr std::uint32_t free_slot = none;
+    struct Slot {
+        std::uint32_t tag;
+        std::uint32_t number;
+    };
+
+    [[nodiscard]] std::uint64_t hash(std::string_view text) const;
+    template <class Each>
+    void for_each_code(std::span<const std::string_view> texts, const Each& each) const;
+    // The slot that holds the text, or the free one where it belongs.
+    [[nodiscard]] std::size_t slot_of(std::string_view text, std::uint64_t code) const;
+    void grow();
+
+    std::uint64_t seed_;
+    LargeVector<std::string_view> texts_;
+    LargeVector<Slot> slots_;
+    std::size_t mask_;
+};
+
+}  // namespace libzentadbpp
