@@ -111,7 +111,7 @@ std::vector<std::string> unresolved(const DocumentStorage& storage) {
             return leaf != winning && !document.revisions()[leaf].is_deleted();
         };
         if (document.winning().index == document.revisions().size()) continue;  // a single chain
-        if (std::ranges::any_of(document.leafs(), conflicts)) ids.emplace_back(entry.key);
+        if (std::ranges::any_of(document.leaves(), conflicts)) ids.emplace_back(entry.key);
     }
     return ids;
 }

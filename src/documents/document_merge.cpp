@@ -21,12 +21,12 @@ bool precedes(const TreeRevision& a, const TreeRevision& b) {
 }
 
 // One of the two trees on its way into the merged one, and where each of its revisions came to stand.
-struct Incoming {
+struct TreeToMerge {
     std::span<const TreeRevision> revisions;
     std::vector<std::uint32_t> merged;  // by position
     std::size_t next = 0;
 
-    explicit Incoming(std::span<const TreeRevision> tree) : revisions(tree), merged(tree.size()) {}
+    explicit TreeToMerge(std::span<const TreeRevision> tree) : revisions(tree), merged(tree.size()) {}
 
     [[nodiscard]] bool done() const { return next == revisions.size(); }
     [[nodiscard]] const TreeRevision& head() const { return revisions[next]; }
@@ -182,8 +182,8 @@ MergedDocument merge_documents(const MultiVersionDocument& target, const MultiVe
         (changed ? ours : theirs) = moved;
     }
 
-    Incoming from_ours(ours);
-    Incoming from_theirs(theirs);
+    TreeToMerge from_ours(ours);
+    TreeToMerge from_theirs(theirs);
     std::vector<TreeRevision> merged;
     merged.reserve(ours.size() + theirs.size());
     const std::size_t new_roots = changed ? 1 : 0;

@@ -10,12 +10,12 @@ namespace {
 
 // Whether a branch that ends in the revision was closed before: by a resolved revision right after it, or because no
 // branch through it is open any more.
-bool is_closed(const MultiVersionDocument& document, std::uint32_t position, std::span<const std::uint32_t> leafs) {
+bool is_closed(const MultiVersionDocument& document, std::uint32_t position, std::span<const std::uint32_t> leaves) {
     const auto revisions = document.revisions();
     const auto closes = [&](const TreeRevision& child) { return child.parent == position && child.is_resolved(); };
     if (std::ranges::any_of(revisions, closes)) return true;
     std::vector<bool> leads_to_leaf(revisions.size());
-    for (const std::uint32_t leaf : leafs) leads_to_leaf[leaf] = true;
+    for (const std::uint32_t leaf : leaves) leads_to_leaf[leaf] = true;
     for (std::size_t at = revisions.size(); at-- > 0;) {
         if (leads_to_leaf[at] && revisions[at].parent != no_entry) leads_to_leaf[revisions[at].parent] = true;
     }
@@ -65,7 +65,7 @@ std::vector<std::string> sibling_revisions(const MultiVersionDocument& document,
 
 std::vector<std::string> leaf_revisions(const MultiVersionDocument& document) {
     std::vector<std::string> revisions;
-    for (const std::uint32_t leaf : document.leafs()) revisions.push_back(document.revision_string(leaf));
+    for (const std::uint32_t leaf : document.leaves()) revisions.push_back(document.revision_string(leaf));
     std::ranges::sort(revisions);
     return revisions;
 }
@@ -73,7 +73,7 @@ std::vector<std::string> leaf_revisions(const MultiVersionDocument& document) {
 std::vector<std::string> conflicting_revisions(const MultiVersionDocument& document) {
     const std::uint32_t winning = document.winning_position();
     std::vector<std::string> revisions;
-    for (const std::uint32_t leaf : document.leafs()) {
+    for (const std::uint32_t leaf : document.leaves()) {
         if (leaf != winning && !document.revisions()[leaf].is_deleted()) {
             revisions.push_back(document.revision_string(leaf));
         }
@@ -88,16 +88,16 @@ DocumentStorage resolve(const DocumentStorage& storage, const DocumentRef& docum
         raise<RevisionNotFoundException>(source::multiversiondocument, "resolve", "revision_not_found",
                                          revision.revision_string());
     }
-    const auto leafs = document->open_leafs();
-    if (std::ranges::find(leafs, *position) == leafs.end()) {
-        if (is_closed(*document, *position, leafs)) return storage;
+    const auto leaves = document->leaves_or_none();
+    if (std::ranges::find(leaves, *position) == leaves.end()) {
+        if (is_closed(*document, *position, leaves)) return storage;
         raise<InvalidRevisionException>(source::multiversiondocument, "resolve", "revision_is_not_a_leaf",
                                         revision.revision_string());
     }
     const auto revisions = document->revisions();
     const bool is_deleted = revisions[*position].is_deleted();
     const auto is_live = [&](std::uint32_t leaf) { return !revisions[leaf].is_deleted(); };
-    if (leafs.size() == 1 || (is_deleted && std::ranges::none_of(leafs, is_live))) return storage;
+    if (leaves.size() == 1 || (is_deleted && std::ranges::none_of(leaves, is_live))) return storage;
 
     DocumentChanges changes;
     changes.set(document->with_child(*position, resolved_hash));

@@ -53,16 +53,16 @@ bool is_chain(std::span<const TreeRevision> revisions) {
     return !revisions.empty() && revisions.back().index == revisions.size();
 }
 
-std::vector<std::uint32_t> leafs_of(std::span<const TreeRevision> revisions) {
+std::vector<std::uint32_t> leaves_of(std::span<const TreeRevision> revisions) {
     std::vector<bool> has_child(revisions.size());
     for (const TreeRevision& revision : revisions) {
         if (revision.parent != no_entry) has_child[revision.parent] = true;
     }
-    std::vector<std::uint32_t> leafs;
+    std::vector<std::uint32_t> leaves;
     for (std::uint32_t at = 0; at < revisions.size(); ++at) {
-        if (!has_child[at] && !revisions[at].is_resolved()) leafs.push_back(at);
+        if (!has_child[at] && !revisions[at].is_resolved()) leaves.push_back(at);
     }
-    return leafs;
+    return leaves;
 }
 
 std::uint32_t find_winning(std::span<const TreeRevision> revisions) {
@@ -70,7 +70,7 @@ std::uint32_t find_winning(std::span<const TreeRevision> revisions) {
         return revisions.back().is_resolved() ? no_entry : static_cast<std::uint32_t>(revisions.size() - 1);
     }
     std::uint32_t winning = no_entry;
-    for (const std::uint32_t leaf : leafs_of(revisions)) {
+    for (const std::uint32_t leaf : leaves_of(revisions)) {
         if (winning == no_entry || revisions[leaf].index > revisions[winning].index) winning = leaf;
     }
     return winning;
@@ -315,14 +315,14 @@ std::uint32_t MultiVersionDocument::winning_position() const {
     raise<InvalidStorageTypeException>(source::multiversiondocument, "leafs", "no_revision_in_document");
 }
 
-std::vector<std::uint32_t> MultiVersionDocument::open_leafs() const { return leafs_of(revisions()); }
+std::vector<std::uint32_t> MultiVersionDocument::leaves_or_none() const { return leaves_of(revisions()); }
 
-std::vector<std::uint32_t> MultiVersionDocument::leafs() const {
-    std::vector<std::uint32_t> leafs = open_leafs();
-    if (leafs.empty()) {
+std::vector<std::uint32_t> MultiVersionDocument::leaves() const {
+    std::vector<std::uint32_t> leaves = leaves_or_none();
+    if (leaves.empty()) {
         raise<InvalidStorageTypeException>(source::multiversiondocument, "leafs", "no_revision_in_document");
     }
-    return leafs;
+    return leaves;
 }
 
 std::vector<TreeRevision> read_history(std::string_view history_array, Arena& arena) {

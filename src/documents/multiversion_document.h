@@ -92,9 +92,9 @@ class MultiVersionDocument {
 
     // Positions of the leaves, ascending. Fails as winning does without a leaf ("no_revision_in_document", also for an
     // empty tree). O(revisions).
-    [[nodiscard]] std::vector<std::uint32_t> leafs() const;
+    [[nodiscard]] std::vector<std::uint32_t> leaves() const;
     // The same, empty where there is none.
-    [[nodiscard]] std::vector<std::uint32_t> open_leafs() const;
+    [[nodiscard]] std::vector<std::uint32_t> leaves_or_none() const;
 
     [[nodiscard]] std::string revision_string(std::uint32_t position) const {
         return revisions_[position].revision_string();

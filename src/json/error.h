@@ -25,9 +25,6 @@ inline constexpr std::string_view interface = "src/libzentadbpp";
 [[nodiscard]] std::string error_record(std::string_view filename, int line, std::string_view function,
                                        std::string_view error, std::optional<std::string_view> args = std::nullopt);
 
-struct DuplicateStorageException : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
 struct FlattenerException : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

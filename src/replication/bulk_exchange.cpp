@@ -41,7 +41,7 @@ void write_path(const MultiVersionDocument& document, TextBuffer& out) {
 }
 
 // A document as its paths come in, one returned revision after the other.
-struct Incoming {
+struct ReturnedDocument {
     std::map<std::pair<std::uint32_t, std::string_view>, std::uint32_t> positions;
     std::vector<TreeRevision> revisions;
 };
@@ -76,7 +76,7 @@ class BulkGet {
     void take(const JsonValue& returned) {
         const JsonValue* id = returned.find("_id");
         if (id == nullptr || !id->is_string()) return;
-        Incoming& incoming = documents_[id->as_string()];
+        ReturnedDocument& incoming = documents_[id->as_string()];
         const std::size_t known = incoming.revisions.size();
         keep_fault(
             [&] {
@@ -155,7 +155,7 @@ class BulkGet {
         return arena_.copy(std::string(id).append("_").append(suffix));
     }
 
-    void add_path(std::string_view id, Incoming& incoming, std::span<const std::string_view> path) {
+    void add_path(std::string_view id, ReturnedDocument& incoming, std::span<const std::string_view> path) {
         std::uint32_t parent = no_entry;
         for (std::size_t at = path.size(); at-- > 0;) {
             const auto index = static_cast<std::uint32_t>(path.size() - at);
@@ -177,7 +177,7 @@ class BulkGet {
         }
     }
 
-    void add_content(const Incoming& incoming, const JsonValue& returned, const GivenPath& given) {
+    void add_content(const ReturnedDocument& incoming, const JsonValue& returned, const GivenPath& given) {
         const std::string_view hash = content_hash(returned, given);
         if (hash.empty() || DataStorage::is_reserved(hash)) return;
         std::vector<JsonMember> members;
@@ -241,7 +241,7 @@ class BulkGet {
         std::unordered_set<const char*> marked;
         const auto [first, end] = index.ordering_ids();
         for (std::uint32_t number = first; number < end; ++number) {
-            for (const std::uint32_t leaf : index.document(number).open_leafs()) {
+            for (const std::uint32_t leaf : index.document(number).leaves_or_none()) {
                 if (index.document(number).revisions()[leaf].is_deleted()) continue;
                 const auto list = lists.read(number, leaf);
                 if (!list || !marked.insert(list->content).second) continue;
@@ -252,13 +252,13 @@ class BulkGet {
 
     // A content as it came; it counts if its document gets a revision in the end.
     struct Returned {
-        const Incoming* document;
+        const ReturnedDocument* document;
         std::string_view hash;
         std::string_view text;
     };
 
     Arena arena_;
-    std::map<std::string_view, Incoming> documents_;
+    std::map<std::string_view, ReturnedDocument> documents_;
     std::vector<Returned> contents_;
     std::exception_ptr first_fault_;
 };

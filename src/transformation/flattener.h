@@ -12,8 +12,8 @@
 #include "memory/large_vector.h"
 #include "memory/text_buffer.h"
 #include "text/text_table.h"
-#include "transformation/document_changes.h"
 #include "transformation/document_path.h"
+#include "transformation/store_documents.h"
 #include "transformation/transformation_settings.h"
 
 namespace libzentadbpp {

@@ -84,7 +84,7 @@ bool has_other_leaves(const MultiVersionDocument& document) {
 std::vector<std::uint32_t> other_leaves(const MultiVersionDocument& document) {
     std::vector<std::uint32_t> leaves;
     if (first_is_leaf(document)) leaves.push_back(0);
-    for (const std::uint32_t leaf : document.open_leafs()) {
+    for (const std::uint32_t leaf : document.leaves_or_none()) {
         if (leaf != document.winning_position()) leaves.push_back(leaf);
     }
     return leaves;

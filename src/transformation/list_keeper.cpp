@@ -5,9 +5,9 @@
 
 #include "data/data_hash.h"
 #include "text/text_order.h"
-#include "transformation/document_changes.h"
 #include "transformation/document_path.h"
 #include "transformation/list_branches.h"
+#include "transformation/store_documents.h"
 
 namespace libzentadbpp {
 

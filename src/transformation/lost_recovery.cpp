@@ -160,7 +160,7 @@ class LostRecovery {
         for (std::uint32_t number = first; number < end; ++number) {
             if (!index_->is_ordering(number)) continue;
             const MultiVersionDocument& document = index_->document(number);
-            std::vector<std::uint32_t> leaves = document.open_leafs();
+            std::vector<std::uint32_t> leaves = document.leaves_or_none();
             if (first_is_leaf(document)) leaves.insert(leaves.begin(), 0);
             for (std::uint32_t at = 0; at < document.revisions().size(); ++at) {
                 const auto list = data_->reader_.read(number, at);

@@ -15,8 +15,8 @@
 #include "memory/arena.h"
 #include "text/pair_scan.h"
 #include "text/text_order.h"
-#include "transformation/document_changes.h"
 #include "transformation/shown_places.h"
+#include "transformation/store_documents.h"
 
 namespace libzentadbpp {
 

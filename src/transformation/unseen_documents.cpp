@@ -17,7 +17,7 @@ namespace {
 std::vector<std::string_view> conflicting_contents(const MultiVersionDocument& document, const DataStorage& data) {
     std::vector<std::string_view> contents;
     if (!document.has_winning() || document.winning().index == document.revisions().size()) return contents;
-    for (const std::uint32_t leaf : document.open_leafs()) {
+    for (const std::uint32_t leaf : document.leaves_or_none()) {
         if (leaf == document.winning_position() || document.revisions()[leaf].is_deleted()) continue;
         if (const auto content = data.find(document.revisions()[leaf].datahash())) contents.push_back(*content);
     }

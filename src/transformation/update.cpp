@@ -8,10 +8,10 @@
 #include "data/data_hash.h"
 #include "json/canonical_object.h"
 #include "json/writer.h"
-#include "transformation/document_changes.h"
 #include "transformation/flattener.h"
 #include "transformation/list_branches.h"
 #include "transformation/list_keeper.h"
+#include "transformation/store_documents.h"
 #include "transformation/unseen_documents.h"
 
 namespace libzentadbpp {

@@ -35,8 +35,8 @@ std::vector<DocumentRef> random_copies(Random& random, bool is_ordering) {
     }
     for (std::size_t steps = random.below(24); steps-- != 0;) {
         DocumentRef& copy = copies[random.below(copies.size())];
-        const auto leafs = copy->open_leafs();
-        const std::uint32_t leaf = leafs[random.below(leafs.size())];
+        const auto leaves = copy->leaves_or_none();
+        const std::uint32_t leaf = leaves[random.below(leaves.size())];
         try {
             switch (random.below(5)) {
                 case 0:
@@ -44,7 +44,7 @@ std::vector<DocumentRef> random_copies(Random& random, bool is_ordering) {
                     break;
                 case 1:
                 case 2:
-                    if (leafs.size() > 1) copy = copy->with_child(leaf, resolved_hash);
+                    if (leaves.size() > 1) copy = copy->with_child(leaf, resolved_hash);
                     break;
                 default:
                     copy = copy->with_child(leaf, hashes[random.below(std::size(hashes))]);

@@ -53,7 +53,7 @@ inline std::set<Revision> ends(const Tree& tree) {
     return ends;
 }
 
-inline std::set<Revision> leafs(const Tree& tree) {
+inline std::set<Revision> leaves(const Tree& tree) {
     std::set<Revision> open = ends(tree);
     std::erase_if(open, [](const Revision& end) { return hash_of(end) == "resolved"; });
     return open;
@@ -63,7 +63,7 @@ inline std::set<Revision> leafs(const Tree& tree) {
 inline Revision longest(const std::set<Revision>& revisions) {
     return *revisions.lower_bound({revisions.rbegin()->first, ""});
 }
-inline Revision winner(const Tree& tree) { return longest(leafs(tree)); }
+inline Revision winner(const Tree& tree) { return longest(leaves(tree)); }
 
 // What the branch that ends in a resolved revision held last.
 inline std::string closed_by(const Tree& tree, Revision revision) {
@@ -99,7 +99,7 @@ inline bool has_open_root(const Tree& tree) {
 
 // What is closed once somebody has read all lists.
 inline void close_all_but_winner(Tree& tree) {
-    std::set<Revision> open = leafs(tree);
+    std::set<Revision> open = leaves(tree);
     open.erase(winner(tree));
     if (has_open_root(tree)) open.insert(tree.begin()->first);
     for (const Revision& leaf : open) add(tree, leaf, "resolved");
@@ -139,13 +139,13 @@ inline Merge merged(const Tree& target, const Tree& source) {
     // The leaves that were opened again count as if they were not there.
     std::map<std::string, std::uint32_t> lowest;  // by hash
     for (const auto& [revision, parent] : merge.tree) lowest.try_emplace(hash_of(revision), revision.first);
-    for (const Revision& end : leafs(merge.tree)) {
+    for (const Revision& end : leaves(merge.tree)) {
         const Revision above = merge.tree.at(end);
         if (above.first == 0 || hash_of(above) != "resolved") continue;
         if (lowest.at(hash_of(end)) < end.first) merge.tree.erase(end);
     }
     Revision opened;
-    if (leafs(merge.tree).empty()) {
+    if (leaves(merge.tree).empty()) {
         const Revision closing = longest(ends(merge.tree));
         opened = {closing.first + 1, closed_by(merge.tree, closing) + "_resolve"};
         merge.tree[opened] = closing;

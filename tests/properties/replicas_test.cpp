@@ -190,8 +190,8 @@ class Script {
         if (ids.empty()) return;
         const std::string& id = ids[random_.below(ids.size())];
         naive::Tree& tree = copy.model.documents.at(id);
-        const auto leafs = naive::leafs(tree);
-        const auto leaf = *std::next(leafs.begin(), static_cast<std::ptrdiff_t>(random_.below(leafs.size())));
+        const auto leaves = naive::leaves(tree);
+        const auto leaf = *std::next(leaves.begin(), static_cast<std::ptrdiff_t>(random_.below(leaves.size())));
         story_ += copy.name + " resolves " + id + ' ' + naive::text_of(leaf) + '\n';
         copy.text = resolved(copy.text, id, leaf);
         naive::add(tree, leaf, "resolved");
@@ -205,11 +205,11 @@ class Script {
         const naive::Storage storage = naive::storage_of(after);
         for (const std::string& id : split_list(taken(sync_json_unresolved(copy.text.c_str())).text())) {
             const naive::Tree& tree = copy.model.documents.at(id);
-            for (const naive::Revision& loser : naive::leafs(tree)) {
+            for (const naive::Revision& loser : naive::leaves(tree)) {
                 const bool is_there = copy.model.contents.contains(naive::hash_of(loser));
                 if (loser == naive::winner(tree) || !is_there) continue;
-                const auto chosen = [&](std::string text, const naive::Tree& leafs_of) {
-                    for (const naive::Revision& leaf : naive::leafs(leafs_of)) {
+                const auto chosen = [&](std::string text, const naive::Tree& leaves_of) {
+                    for (const naive::Revision& leaf : naive::leaves(leaves_of)) {
                         if (leaf != loser) text = resolved(text, id, leaf);
                     }
                     return View(parsed(read(text, copy)), flatten_objects_);

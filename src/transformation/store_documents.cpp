@@ -1,4 +1,4 @@
-#include "transformation/document_changes.h"
+#include "transformation/store_documents.h"
 
 #include <unordered_map>
 #include <utility>
