@@ -36,11 +36,10 @@ void write_ordering_content(std::string_view instance, std::string_view domain, 
     out.append(R"(, "i": )");
     write_json_string(instance, out);
     out.append(R"(, "s": [)");
-    std::string_view separator;
+    ListSeparator separator;
     for (const std::string_view id : ids) {
-        out.append(separator);
+        separator.append_to(out);
         write_json_string(id, out);
-        separator = ", ";
     }
     out.append("]}");
 }

@@ -13,17 +13,16 @@ namespace libzentadbpp {
 
 namespace {
 
-// The ids for which `chosen(new document, old document or null)` holds.
+// The ids for which `chosen(new document, old document or null)` holds. It does not hold for a document that both
+// share, but may fail for it: where every branch of one is closed.
 template <class Chosen>
 std::vector<std::string> compare(const DocumentStorage& storage, const DocumentStorage& old, const Chosen& chosen) {
     std::vector<std::string> ids;
-    auto theirs = old.documents().begin();
-    const auto end = old.documents().end();
-    for (const auto& entry : storage.documents()) {
-        while (theirs != end && theirs->key < entry.key) ++theirs;
-        const bool known = theirs != end && theirs->key == entry.key;
-        if (chosen(*entry.value, known ? theirs->value.get() : nullptr)) ids.emplace_back(entry.key);
-    }
+    const auto visit = [&](const auto& entry, const auto* theirs) {
+        if (chosen(*entry.value, theirs == nullptr ? nullptr : theirs->value.get())) ids.emplace_back(entry.key);
+    };
+    const bool may_fail = storage.closed_documents() == Closed::possible;
+    visit_beside(storage.documents(), old.documents(), visit, may_fail ? Shared::visited : Shared::passed_over);
     return ids;
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <numeric>
 #include <span>
 #include <string>
 #include <string_view>
@@ -15,10 +14,6 @@
 namespace libzentadbpp {
 
 namespace {
-
-bool precedes(const TreeRevision& a, const TreeRevision& b) {
-    return a.index != b.index ? a.index < b.index : a.text < b.text;
-}
 
 // One of the two trees on its way into the merged one, and where each of its revisions came to stand.
 struct TreeToMerge {
@@ -51,25 +46,7 @@ std::vector<TreeRevision> grafted(std::span<const TreeRevision> tree, const Tree
         revision.parent = revision.parent == no_entry || began_graft ? 0 : revision.parent + 1;
         if (!is_graft[at]) ++revision.index;
     }
-
-    std::vector<std::uint32_t> order(moved.size());
-    std::iota(order.begin(), order.end(), 0U);
-    std::sort(order.begin(), order.end(),
-              [&](std::uint32_t a, std::uint32_t b) { return precedes(moved[a], moved[b]); });
-    std::vector<std::uint32_t> position(moved.size());
-    std::vector<TreeRevision> sorted;
-    sorted.reserve(moved.size());
-    for (const std::uint32_t at : order) {
-        TreeRevision revision = moved[at];
-        if (revision.parent != no_entry) revision.parent = position[revision.parent];
-        if (sorted.empty() || precedes(sorted.back(), revision)) {
-            sorted.push_back(revision);
-        } else {
-            sorted.back().parent = std::min(sorted.back().parent, revision.parent);
-        }
-        position[at] = static_cast<std::uint32_t>(sorted.size() - 1);
-    }
-    return sorted;
+    return in_order(moved, ParentOfEqual::lowest);
 }
 
 // For each revision the position of the content that a branch closed by it had last. An empty revision stands in for a
@@ -84,20 +61,12 @@ std::vector<std::uint32_t> last_contents(std::span<const TreeRevision> tree) {
     return contents;
 }
 
-std::vector<bool> parents_in(std::span<const TreeRevision> tree) {
-    std::vector<bool> is_parent(tree.size());
-    for (const TreeRevision& revision : tree) {
-        if (revision.parent != no_entry) is_parent[revision.parent] = true;
-    }
-    return is_parent;
-}
-
 // Takes out the leaves that earlier merges opened again. What the union needs is opened anew, so that nothing depends
 // on which copies met first. Such a leaf is recognised by where it hangs, by its suffix, which a revision that a text
 // merely puts there does not have, and by its content, which an earlier revision has: two branches can be closed under
 // one name, so the branch above the leaf need not be the one that was opened. Returns whether there were any.
 bool drop_reopened(std::vector<TreeRevision>& tree) {
-    const std::vector<bool> is_parent = parents_in(tree);
+    const std::vector<bool> is_parent = which_have_children(tree);
     const auto hangs_reopened = [&](std::uint32_t at) {
         const TreeRevision& revision = tree[at];
         return !is_parent[at] && revision.parent != no_entry && !revision.is_resolved() &&
@@ -156,7 +125,7 @@ void report_second_first_revision(const MultiVersionDocument& target, const Tree
 DocumentRef reopened(const MultiVersionDocument& document) {
     if (document.has_winning() || document.revisions().empty()) return nullptr;
     const auto revisions = document.revisions();
-    const std::vector<bool> is_parent = parents_in(revisions);
+    const std::vector<bool> is_parent = which_have_children(revisions);
     const std::vector<std::uint32_t> contents = last_contents(revisions);
     // Every branch ends in a resolved revision; ascending order leaves the lowest of the longest first.
     std::uint32_t closing = no_entry;

@@ -48,8 +48,8 @@ void DocumentStorage::refuse_empty_suffixes() const {
 }
 
 void DocumentStorage::serialize(TextBuffer& out) const {
-    const auto write_member = [&out](std::string_view separator, std::string_view key) {
-        out.append(separator);
+    const auto write_member = [&out](ListSeparator& separator, std::string_view key) {
+        separator.append_to(out);
         write_json_string(key, out);
         out.append(": ");
     };
@@ -62,12 +62,11 @@ void DocumentStorage::serialize(TextBuffer& out) const {
     out.reserve(out.size() + size);
 
     std::string_view opening = "{";
-    std::string_view separator = R"({"d": {)";
+    ListSeparator before_document(R"({"d": {)");
     const std::size_t begin = out.size();
     for (const auto& entry : documents_) {
-        write_member(separator, entry.key);
+        write_member(before_document, entry.key);
         out.append(entry.value->history());
-        separator = ", ";
     }
     // An empty suffix leaves the mark before it at the end of an entry, as it may stand at the end of an id.
     const std::string_view written = out.view().substr(begin);
@@ -75,11 +74,10 @@ void DocumentStorage::serialize(TextBuffer& out) const {
     if (find_pair(written.data(), end, {'_', '"', '"'}) != end) refuse_empty_suffixes();
     if (!documents_.empty()) opening = "}, ";
     // Without any documents there are no contents that they refer to.
-    separator = R"(}, "o": {)";
+    ListSeparator before_content(R"(}, "o": {)");
     for (const DataStorage::Map::Entry* entry : contents) {
-        write_member(separator, entry->key);
+        write_member(before_content, entry->key);
         out.append(entry->value.text);
-        separator = ", ";
     }
     if (root_.empty()) {
         out.append(documents_.empty() ? "{}" : "}}");

@@ -21,23 +21,6 @@ struct Branches {
     std::size_t level;  // of the outermost array of them
 };
 
-bool is_chain(std::span<const HistoryEntry> entries) {
-    for (std::size_t i = 1; i < entries.size(); ++i) {
-        if (entries[i].parent != i - 1) return false;
-    }
-    return true;
-}
-
-void fold_chain(std::span<const HistoryEntry> entries, TextBuffer& out) {
-    std::string_view separator = "[";
-    for (const HistoryEntry& entry : entries) {
-        out.append(separator);
-        write_json_string(entry.text, out);
-        separator = ", ";
-    }
-    out.push_back(']');
-}
-
 }  // namespace
 
 void unfold(std::string_view history_array, Arena& arena, HistoryVisitor& visitor) {
@@ -93,11 +76,6 @@ void fold(std::span<const HistoryEntry> entries, TextBuffer& out) {
         out.append("[]");
         return;
     }
-    if (is_chain(entries)) {
-        fold_chain(entries, out);
-        return;
-    }
-
     std::vector<std::uint32_t> first_child(entries.size(), no_entry);
     std::vector<std::uint32_t> next_sibling(entries.size(), no_entry);
     for (std::size_t i = entries.size(); i-- > 1;) {

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <map>
 #include <new>
-#include <numeric>
 #include <stdexcept>
 #include <utility>
 
@@ -18,34 +17,9 @@ namespace libzentadbpp {
 
 namespace {
 
-bool precedes(const TreeRevision& a, const TreeRevision& b) {
-    return a.index != b.index ? a.index < b.index : a.text < b.text;
-}
-
 bool is_in_order(std::span<const TreeRevision> revisions) {
     const auto misplaced = [](const TreeRevision& a, const TreeRevision& b) { return !precedes(a, b); };
     return std::adjacent_find(revisions.begin(), revisions.end(), misplaced) == revisions.end();
-}
-
-// The revisions in revision order, with their parents' new positions; of equal ones the first stays. Sorting finds
-// those in n log n steps whatever the texts are, where a hash table could be fed with colliding ones.
-std::vector<TreeRevision> in_order(std::span<const TreeRevision> revisions) {
-    std::vector<std::uint32_t> order(revisions.size());
-    std::iota(order.begin(), order.end(), 0U);
-    std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
-        if (precedes(revisions[a], revisions[b])) return true;
-        return a < b && !precedes(revisions[b], revisions[a]);
-    });
-    std::vector<std::uint32_t> position(revisions.size());
-    std::vector<TreeRevision> sorted;
-    sorted.reserve(revisions.size());
-    for (const std::uint32_t old : order) {
-        TreeRevision revision = revisions[old];
-        if (revision.parent != no_entry) revision.parent = position[revision.parent];
-        if (sorted.empty() || precedes(sorted.back(), revision)) sorted.push_back(revision);
-        position[old] = static_cast<std::uint32_t>(sorted.size() - 1);
-    }
-    return sorted;
 }
 
 // Whether an ordered tree has no branches: then the last generation is as high as the revisions are many.
@@ -54,10 +28,7 @@ bool is_chain(std::span<const TreeRevision> revisions) {
 }
 
 std::vector<std::uint32_t> leaves_of(std::span<const TreeRevision> revisions) {
-    std::vector<bool> has_child(revisions.size());
-    for (const TreeRevision& revision : revisions) {
-        if (revision.parent != no_entry) has_child[revision.parent] = true;
-    }
+    const std::vector<bool> has_child = which_have_children(revisions);
     std::vector<std::uint32_t> leaves;
     for (std::uint32_t at = 0; at < revisions.size(); ++at) {
         if (!has_child[at] && !revisions[at].is_resolved()) leaves.push_back(at);
@@ -78,10 +49,9 @@ std::uint32_t find_winning(std::span<const TreeRevision> revisions) {
 
 void write_history(std::span<const TreeRevision> revisions, TextBuffer& out) {
     if (is_chain(revisions)) {  // as nearly every document is: nothing to be folded
-        const char* separator = "[";
+        ListSeparator separator("[");
         for (const TreeRevision& revision : revisions) {
-            out.append(separator);
-            separator = ", ";
+            separator.append_to(out);
             write_json_string(revision.text, out);
         }
         return out.push_back(']');
@@ -131,18 +101,6 @@ std::string_view pack_plain_chain(std::span<TreeRevision> revisions, Packer& pac
 }
 
 }  // namespace
-
-TreeRevision TreeRevision::make(std::string_view text, std::uint32_t index, std::uint32_t parent) {
-    const auto mark = text.find('_', 1);
-    if (mark == std::string_view::npos || text.find('_', mark + 1) != std::string_view::npos) {
-        raise<InvalidRevisionException>(source::revision, "Revision", "invalid_revision_string_format", text);
-    }
-    return {text, mark, index, parent};
-}
-
-std::string TreeRevision::revision_string() const { return std::to_string(index).append("-").append(text); }
-
-Revision TreeRevision::revision() const { return Revision(index, datahash(), text.substr(datahash_length + 1)); }
 
 DocumentRef MultiVersionDocument::make(std::string_view id, std::span<const TreeRevision> given) {
     SharedMemory memory = SharedMemory::unshared();
@@ -299,7 +257,6 @@ std::optional<std::uint32_t> MultiVersionDocument::find(std::uint32_t index, std
 }
 
 std::optional<std::uint32_t> MultiVersionDocument::find(const Revision& revision) const {
-    if (revision.is_null()) return std::nullopt;
     // Revisions are told by their strings, so one that was given as "03-a_b" is not the tree's "3-a_b".
     const std::string& wanted = revision.revision_string();
     const std::string prefix = std::to_string(revision.index()).append("-");

@@ -10,29 +10,11 @@
 
 #include "documents/history.h"
 #include "documents/revision.h"
+#include "documents/tree_revision.h"
 #include "memory/arena.h"
 #include "memory/shared_memory.h"
 
 namespace libzentadbpp {
-
-// A revision inside its document's tree. Its text, the data hash, "_" and the suffix, is a view into memory that the
-// document keeps alive; generation and text together are the revision string.
-struct TreeRevision {
-    std::string_view text;
-    std::size_t datahash_length;
-    std::uint32_t index;   // generation, from 1; always the parent's plus one
-    std::uint32_t parent;  // position of the parent in the tree; no_entry for the first revision
-
-    // `text` must consist of exactly two pieces: InvalidRevisionException otherwise ("invalid_revision_string_format").
-    static TreeRevision make(std::string_view text, std::uint32_t index, std::uint32_t parent);
-
-    [[nodiscard]] std::string_view datahash() const { return text.substr(0, datahash_length); }
-    [[nodiscard]] std::string_view suffix() const { return text.substr(datahash_length + 1); }
-    [[nodiscard]] bool is_deleted() const { return datahash() == deleted_hash; }
-    [[nodiscard]] bool is_resolved() const { return datahash() == resolved_hash; }
-    [[nodiscard]] std::string revision_string() const;
-    [[nodiscard]] Revision revision() const;
-};
 
 class MultiVersionDocument;
 using DocumentRef = std::shared_ptr<const MultiVersionDocument>;

@@ -11,9 +11,6 @@ namespace libzentadbpp {
 
 namespace {
 
-// A state that the caller should have ruled out: reported by its bare key.
-[[noreturn]] void invalid_state(const char* key) { throw InvalidRevisionException(key); }
-
 constexpr bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 // Reads a number as std::stoi does in the C locale, whichever locale the host has set; what follows it is ignored.
@@ -34,12 +31,6 @@ std::int32_t read_int(std::string_view text) {
     return static_cast<std::int32_t>(negative ? -value : value);
 }
 
-std::string compose(std::uint32_t index, std::string_view datahash, std::string_view uuid) {
-    std::string text = std::to_string(index);
-    text.reserve(text.size() + datahash.size() + uuid.size() + 2);
-    return text.append("-").append(datahash).append("_").append(uuid);
-}
-
 }  // namespace
 
 Revision::Revision(std::string_view revision_string) : revision_string_(revision_string) {
@@ -53,63 +44,6 @@ Revision::Revision(std::string_view revision_string) : revision_string_(revision
     if (names.size() != 2) invalid_format();
     index_ = static_cast<std::uint32_t>(read_int(parts[0]));
     datahash_ = names[0];
-    uuid_ = names[1];
-}
-
-Revision::Revision(std::uint32_t index, std::string_view datahash_uuid) : index_(index) {
-    const auto names = split(datahash_uuid, '_');
-    if (names.size() != 2) {
-        raise<InvalidRevisionException>(source::revision, "Revision", "invalid_revision_string_format", datahash_uuid);
-    }
-    datahash_ = names[0];
-    uuid_ = names[1];
-    revision_string_ = compose(index, datahash_, uuid_);
-}
-
-Revision::Revision(std::uint32_t index, std::string_view datahash, std::string_view uuid)
-    : index_(index), datahash_(datahash), uuid_(uuid), revision_string_(compose(index, datahash, uuid)) {}
-
-std::uint32_t Revision::index() const {
-    if (is_null()) invalid_state("invalid_revision_state_index_zero");
-    return index_;
-}
-
-const std::string& Revision::datahash() const {
-    if (datahash_.empty()) invalid_state("invalid_revision_state_datahash_empty");
-    return datahash_;
-}
-
-const std::string& Revision::revision_string() const {
-    if (is_null()) invalid_state("invalid_revision_state_null");
-    return revision_string_;
-}
-
-std::string Revision::datahash_uuid() const {
-    if (datahash_.empty()) invalid_state("invalid_revision_state_datahash_empty");
-    if (uuid_.empty()) invalid_state("invalid_revision_state_uuid_empty");
-    return datahash_ + "_" + uuid_;
-}
-
-Revision Revision::generate_revision(const Revision& parent, std::string_view datahash) {
-    if (parent.is_null()) return {1, datahash, first_suffix};
-    if (parent.datahash() == datahash) {
-        raise<InvalidRevisionException>(source::revision, "generate_revision",
-                                        "cannot_generate_new_revision_for_same_datahash");
-    }
-    return {parent.index() + 1, datahash, suffix_under(parent.datahash())};
-}
-
-Revision Revision::deleted_revision(const Revision& parent) {
-    return {parent.index() + 1, deleted_hash, suffix_under(parent.datahash())};
-}
-
-Revision Revision::resolved_revision(const Revision& parent) {
-    return {parent.index() + 1, resolved_hash, suffix_under(parent.datahash())};
-}
-
-bool operator<(const Revision& a, const Revision& b) {
-    if (a.index_ != b.index_) return a.index_ < b.index_;
-    return a.index_ != 0 && a.revision_string_ < b.revision_string_;
 }
 
 }  // namespace libzentadbpp

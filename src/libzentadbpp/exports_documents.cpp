@@ -38,7 +38,7 @@ sync_json_result ask(const char* name, const char* sync_json, const char* id, In
 
 sync_json_result ask(const char* name, sync_json_ptr ptr, const char* id, DocumentQuery query) {
     return answer(name, [&](Call& call) {
-        const DocumentStorage& storage = call.handle(ptr);
+        const DocumentStorage& storage = call.storage(ptr);
         return query(*call.document(storage, Call::text(id)));
     });
 }
@@ -57,7 +57,7 @@ sync_json_result ask(const char* name, const char* sync_json, const char* id, co
 
 sync_json_result ask(const char* name, sync_json_ptr ptr, const char* id, const char* rev, RevisionQuery query) {
     return answer(name, [&](Call& call) {
-        const DocumentStorage& storage = call.handle(ptr);
+        const DocumentStorage& storage = call.storage(ptr);
         const std::string_view document_id = Call::text(id);
         const std::string_view revision = Call::text(rev);
         const DocumentRef& document = call.document(storage, document_id);
@@ -134,13 +134,13 @@ sync_json_result sync_json_data(const char* sync_json, const char* id, const cha
 }
 sync_json_result sync_json_ptr_data(sync_json_ptr ptr, const char* id, const char* rev, const char* config) {
     return answer("sync_json_ptr_data", [&](Call& call) {
-        const DocumentStorage& storage = call.handle(ptr);
+        const zentadbpp_document_storage& handle = call.handle(ptr);
         const std::string_view document_id = Call::text(id);
         const std::string_view revision = Call::text(rev);
         const auto settings = TransformationSettings::for_reading(call.configuration(config));
-        (void)call.document(storage, document_id);
+        (void)call.document(handle.storage(), document_id);
         const Revision wanted(revision);
-        return data_of(*ptr->read_index(settings.instance_id), document_id, wanted, settings.discard_id);
+        return data_of(*handle.read_index(settings.instance_id), document_id, wanted, settings.discard_id);
     });
 }
 
@@ -155,7 +155,7 @@ sync_json_result sync_json_resolve(const char* sync_json, const char* id, const 
 }
 sync_json_ptr_result sync_json_ptr_resolve(sync_json_ptr ptr, const char* id, const char* rev) {
     return answer_handle("sync_json_ptr_resolve", [&](Call& call) {
-        const DocumentStorage& storage = call.handle(ptr);
+        const DocumentStorage& storage = call.storage(ptr);
         const std::string_view document_id = Call::text(id);
         return resolved(call, storage, document_id, Call::text(rev));
     });

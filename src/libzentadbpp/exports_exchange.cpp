@@ -32,7 +32,7 @@ sync_json_result sync_json_to_bulk_docs(const char* sync_json) {
 }
 sync_json_result sync_json_ptr_to_bulk_docs(sync_json_ptr ptr) {
     return answer("sync_json_ptr_to_bulk_docs",
-                  [&](Call& call) { return Call::rendered(bulk_docs(call.handle(ptr))); });
+                  [&](Call& call) { return Call::rendered(bulk_docs(call.storage(ptr))); });
 }
 
 sync_json_result sync_json_from_bulk_get(const char* bulk_get, const char* config) {

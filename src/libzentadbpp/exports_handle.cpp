@@ -13,7 +13,7 @@ sync_json_ptr_result new_sync_json_ptr(const char* sync_json) {
 char* dump_sync_json_ptr(sync_json_ptr ptr) {
     if (ptr == nullptr) return nullptr;
     sync_json_result record =
-        answer("dump_sync_json_ptr", [&](Call& call) { return Call::rendered(call.handle(ptr)); });
+        answer("dump_sync_json_ptr", [&](Call& call) { return Call::rendered(call.storage(ptr)); });
     std::free(record.error);  // there is no way to tell it
     return record.value;
 }

@@ -36,7 +36,7 @@ sync_json_result ask(const char* name, const char* sync_json, StorageQuery query
 }
 
 sync_json_result ask(const char* name, sync_json_ptr ptr, StorageQuery query) {
-    return answer(name, [&](Call& call) { return query(call.handle(ptr)); });
+    return answer(name, [&](Call& call) { return query(call.storage(ptr)); });
 }
 
 sync_json_result compare(const char* name, const char* sync_json, const char* old_sync_json, Comparison comparison) {
@@ -50,8 +50,8 @@ sync_json_result compare(const char* name, const char* sync_json, const char* ol
 
 sync_json_result compare(const char* name, sync_json_ptr ptr, sync_json_ptr old_ptr, Comparison comparison) {
     return answer(name, [&](Call& call) {
-        const DocumentStorage& storage = call.handle(ptr);
-        return joined(comparison(storage, call.handle(old_ptr, "invalid_old_sync_json_ptr")));
+        const DocumentStorage& storage = call.storage(ptr);
+        return joined(comparison(storage, call.storage(old_ptr, "invalid_old_sync_json_ptr")));
     });
 }
 
@@ -104,7 +104,7 @@ sync_json_result sync_json_available(const char* sync_json, const char* revision
 }
 sync_json_result sync_json_ptr_available(sync_json_ptr ptr, const char* revision_or_id) {
     return answer("sync_json_ptr_available", [&](Call& call) {
-        const DocumentStorage& storage = call.handle(ptr);
+        const DocumentStorage& storage = call.storage(ptr);
         return availability(storage, Call::text(revision_or_id));
     });
 }
@@ -136,7 +136,7 @@ sync_json_result sync_json_all_winning(const char* sync_json) {
     });
 }
 sync_json_ptr_result sync_json_ptr_all_winning(sync_json_ptr ptr) {
-    return answer_handle("sync_json_ptr_all_winning", [&](Call& call) { return all_winning(call.handle(ptr)); });
+    return answer_handle("sync_json_ptr_all_winning", [&](Call& call) { return all_winning(call.storage(ptr)); });
 }
 
 sync_json_result sync_json_prune(const char* sync_json, uint32_t depth, bool skip_winning) {
@@ -149,7 +149,7 @@ sync_json_result sync_json_prune(const char* sync_json, uint32_t depth, bool ski
 }
 sync_json_ptr_result sync_json_ptr_prune(sync_json_ptr ptr, uint32_t depth, bool skip_winning) {
     return answer_handle("sync_json_ptr_prune",
-                         [&](Call& call) { return prune(call.handle(ptr), depth, skip_winning); });
+                         [&](Call& call) { return prune(call.storage(ptr), depth, skip_winning); });
 }
 
 sync_json_result sync_json_prune_ids(const char* sync_json, const char* ids, uint32_t depth, bool skip_winning) {
@@ -163,7 +163,7 @@ sync_json_result sync_json_prune_ids(const char* sync_json, const char* ids, uin
 }
 sync_json_ptr_result sync_json_ptr_prune_ids(sync_json_ptr ptr, const char* ids, uint32_t depth, bool skip_winning) {
     return answer_handle("sync_json_ptr_prune_ids", [&](Call& call) {
-        const DocumentStorage& storage = call.handle(ptr);
+        const DocumentStorage& storage = call.storage(ptr);
         return prune_ids(storage, listed_ids(call, ids), depth, skip_winning);
     });
 }

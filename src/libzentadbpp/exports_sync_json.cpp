@@ -46,14 +46,14 @@ sync_json_result replicate_sync_json(const char* source, const char* target, con
 sync_json_result read_sync_json_ptr(sync_json_ptr ptr, const char* config) {
     return answer("read_sync_json_ptr", [&](Call& call) {
         const auto settings = TransformationSettings::for_reading(call.configuration(config));
-        (void)call.handle(ptr);
-        const auto index = ptr->read_index(settings.instance_id);
+        zentadbpp_document_storage& handle = call.handle(ptr);
+        const auto index = handle.read_index(settings.instance_id);
         TextBuffer data;
         unflatten(*index, {}, std::nullopt, settings.discard_id, data);
         if (settings.preserve_old_ordering || index->shown().is_stored()) return Call::rendered(std::move(data));
         DocumentStorage reordered = index->shown().stored();
         CText text = Call::rendered(std::move(data));
-        ptr->replace(std::move(reordered));
+        handle.replace(std::move(reordered));
         return text;
     });
 }
@@ -63,15 +63,15 @@ sync_json_ptr_result update_sync_json_ptr(const char* input, sync_json_ptr ptr, 
         const JsonValue data = call.object(input, "input_is_not_an_object");
         const auto settings = TransformationSettings::for_flattening(call.configuration(config));
         SharedMemory memory;
-        return update(call.handle(ptr), data, settings, call.arena(), memory);
+        return update(call.storage(ptr), data, settings, call.arena(), memory);
     });
 }
 
 sync_json_ptr_result replicate_sync_json_ptr(sync_json_ptr source, sync_json_ptr target, const char* config) {
     return answer_handle("replicate_sync_json_ptr", [&](Call& call) {
         (void)call.configuration(config);
-        const DocumentStorage& from = call.handle(source, "invalid_source_sync_json_ptr");
-        const DocumentStorage& to = call.handle(target, "invalid_target_sync_json_ptr");
+        const DocumentStorage& from = call.storage(source, "invalid_source_sync_json_ptr");
+        const DocumentStorage& to = call.storage(target, "invalid_target_sync_json_ptr");
         return replicate(from, to, Takeover::copy).target;
     });
 }

@@ -68,9 +68,9 @@ SyncJsonText Call::sync_json_object(const char* argument, std::string_view key, 
     return text;
 }
 
-const DocumentStorage& Call::handle(sync_json_ptr argument, std::string_view key, int line) const {
+zentadbpp_document_storage& Call::handle(sync_json_ptr argument, std::string_view key, int line) const {
     if (argument == nullptr) fail(key, line);
-    return argument->storage();
+    return *argument;
 }
 
 TextBuffer WholeObject::written() const {

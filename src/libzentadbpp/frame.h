@@ -72,9 +72,14 @@ class Call {
     // The same as a value to be looked at as a whole.
     [[nodiscard]] WholeObject whole_object(const char* argument);
     [[nodiscard]] WholeObject whole_object(const JsonValue& value) const;
-    // A handle.
-    [[nodiscard]] const DocumentStorage& handle(sync_json_ptr argument, std::string_view key = "invalid_sync_json_ptr",
-                                                int line = __builtin_LINE()) const;
+    // A handle, or what it holds; an error record with `key` where there is none.
+    [[nodiscard]] zentadbpp_document_storage& handle(sync_json_ptr argument,
+                                                     std::string_view key = "invalid_sync_json_ptr",
+                                                     int line = __builtin_LINE()) const;
+    [[nodiscard]] const DocumentStorage& storage(sync_json_ptr argument, std::string_view key = "invalid_sync_json_ptr",
+                                                 int line = __builtin_LINE()) const {
+        return handle(argument, key, line).storage();
+    }
 
     // --- Opening
 

@@ -7,10 +7,9 @@ namespace libzentadbpp {
 
 CText joined(const std::vector<std::string>& set) {
     TextBuffer text;
-    const char* separator = "";
+    ListSeparator separator({}, ",");
     for (const std::string& element : set) {
-        text.append(separator);
-        separator = ",";
+        separator.append_to(text);
         text.append(element);
     }
     return Call::plain(std::move(text));
@@ -18,11 +17,10 @@ CText joined(const std::vector<std::string>& set) {
 
 CText json_list(const std::vector<std::string>& list) {
     TextBuffer text;
-    const char* separator = "";
+    ListSeparator separator;
     text.push_back('[');
     for (const std::string& element : list) {
-        text.append(separator);
-        separator = ", ";
+        separator.append_to(text);
         write_json_string(element, text);
     }
     text.push_back(']');

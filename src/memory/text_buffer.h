@@ -50,4 +50,20 @@ class TextBuffer {
     std::size_t capacity_ = 0;  // one byte of it is kept for the NUL
 };
 
+// What goes before the elements of a list: one text before the first, another before each of the others.
+class ListSeparator {
+   public:
+    explicit ListSeparator(std::string_view first = {}, std::string_view others = ", ")
+        : next_(first), others_(others) {}
+
+    void append_to(TextBuffer& out) {
+        out.append(next_);
+        next_ = others_;
+    }
+
+   private:
+    std::string_view next_;
+    std::string_view others_;
+};
+
 }  // namespace libzentadbpp

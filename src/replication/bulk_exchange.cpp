@@ -29,10 +29,9 @@ namespace {
 
 void write_path(const MultiVersionDocument& document, TextBuffer& out) {
     out.append(R"({"ids": [)");
-    const char* separator = "";
+    ListSeparator separator;
     for (std::uint32_t at = document.winning_position(); at != no_entry; at = document.revisions()[at].parent) {
-        out.append(separator);
-        separator = ", ";
+        separator.append_to(out);
         write_json_string(document.revisions()[at].datahash(), out);
     }
     out.append(R"(], "start": )");
@@ -274,13 +273,12 @@ void write_bulk_docs(const DocumentStorage& storage, TextBuffer& out) {
     TextBuffer id;
     TextBuffer path;
     ResultLimit limit(storage.data().bytes(), out);
-    const char* separator = "";
+    ListSeparator separator;
     out.append(R"({"docs": [)");
     for (const auto& entry : storage.documents()) {
         const std::string_view content = storage.data().read_object(entry.value->winning().datahash());
         limit.check(content, out);
-        out.append(separator);
-        separator = ", ";
+        separator.append_to(out);
         id.clear();
         write_json_string(entry.key, id);
         path.clear();

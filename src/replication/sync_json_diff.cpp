@@ -37,8 +37,7 @@ class OperationList {
     explicit OperationList(TextBuffer& out) : out_(out) { out_.push_back('['); }
 
     void add(std::string_view op, std::string_view key, const JsonValue& value, const JsonValue* before = nullptr) {
-        out_.append(separator_);
-        separator_ = ", ";
+        separator_.append_to(out_);
         out_.push_back('{');
         if (before != nullptr) {
             out_.append(R"("before": )");
@@ -57,7 +56,7 @@ class OperationList {
 
    private:
     TextBuffer& out_;
-    std::string_view separator_;
+    ListSeparator separator_;
 };
 
 void write_part_diff(std::string_view part, std::span<const JsonMember> before, std::span<const JsonMember> after,
@@ -102,10 +101,9 @@ void write_patched_part(std::span<const JsonMember> before, const JsonValue* ope
             }
         }
     }
-    const char* separator = "{";
+    ListSeparator separator("{");
     for (const auto& [key, entry] : patched) {
-        out.append(separator);
-        separator = ", ";
+        separator.append_to(out);
         write_json_string(key, out);
         out.append(": ");
         write_json(*entry, out);

@@ -245,13 +245,15 @@ class OrderedMap<Value>::const_iterator {
 };
 
 // Calls `visit(entry, other)` for the entries of a map in order, `other` being that of the other map under the same
-// key, or null. What lies in nodes that both maps share is left out.
+// key, or null. What lies in nodes that both maps share is passed over unless the caller wants that too.
+enum class Shared : bool { passed_over, visited };
 template <class Value, class Visit>
-void visit_beside(const OrderedMap<Value>& map, const OrderedMap<Value>& beside, const Visit& visit) {
+void visit_beside(const OrderedMap<Value>& map, const OrderedMap<Value>& beside, const Visit& visit,
+                  Shared shared = Shared::passed_over) {
     auto other = beside.begin();
     const auto end = beside.end();
     for (auto entry = map.begin(); entry != map.end();) {
-        if (skip_shared(entry, other)) continue;
+        if (shared == Shared::passed_over && skip_shared(entry, other)) continue;
         int order = 1;
         while (other != end && (order = other->key.compare(entry->key)) < 0) {
             ++other;

@@ -166,12 +166,11 @@ DocumentStorage update(const DocumentStorage& storage, const JsonValue& data, co
 void flatten_object(const JsonValue& data, const TransformationSettings& settings, Arena& arena, TextBuffer& out) {
     SharedMemory memory(arena);
     const DocumentStorage storage = update({}, data, settings, arena, memory);
-    const char* separator = "";
+    ListSeparator separator;
     TextBuffer id;
     out.push_back('[');
     for (const auto& entry : storage.documents()) {
-        out.append(separator);
-        separator = ", ";
+        separator.append_to(out);
         id.clear();
         write_json_string(entry.key, id);
         const WrittenMember id_member{vocabulary::id_key, id.view()};
