@@ -9,6 +9,7 @@
 #include "json/writer.h"
 #include "text/byte_scan.h"
 #include "text/first_bytes.h"
+#include "text/sort_unique.h"
 
 namespace libzentadbpp {
 
@@ -37,13 +38,8 @@ char peek_token(JsonScanner& scanner) {
 // In key order, of several members with one key the last.
 template <class Part>
 void sort_members(LargeVector<Part>& parts) {
-    std::ranges::stable_sort(parts, is_before, &Part::key);
-    std::size_t kept = 0;
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-        if (i + 1 < parts.size() && parts[i].key == parts[i + 1].key) continue;
-        if (i != kept) parts[kept] = std::move(parts[i]);
-        ++kept;
-    }
+    const auto ascending = [](const Part& a, const Part& b) { return is_before(a.key, b.key); };
+    const std::size_t kept = sort_keeping_last(parts, ascending);
     parts.erase(parts.begin() + static_cast<std::ptrdiff_t>(kept), parts.end());
 }
 

@@ -2,8 +2,7 @@
 
 #include <cstddef>
 
-#include "json/scanner.h"
-#include "json/writer.h"
+#include "json/string.h"
 #include "memory/arena.h"
 
 namespace libzentadbpp {
@@ -40,10 +39,7 @@ const char* written_value_end(const char* begin, const char* end) {
 
 void DecodedString::decode() {
     Arena arena;
-    std::string quoted = "\"";
-    quoted.append(text_).push_back('"');
-    JsonScanner scanner(quoted, arena);
-    decoded_ = scanner.read_value(0, deepest_text).as_string();
+    decoded_ = decode_string(text_, arena);
     text_ = decoded_;
 }
 
@@ -63,10 +59,9 @@ bool WrittenObject::next(WrittenMember& member) {
 }
 
 void write_object_with(std::string_view object, std::span<const WrittenMember> members, TextBuffer& out) {
-    const char* separator = "";
+    ListSeparator separator;
     const auto write = [&](const WrittenMember& member) {
-        out.append(separator);
-        separator = ", ";
+        separator.append_to(out);
         out.push_back('"');
         out.append(member.key);
         out.append("\": ");

@@ -7,6 +7,7 @@
 #include "json/compact_form.h"
 #include "memory/text_buffer.h"
 #include "text/first_bytes.h"
+#include "text/sort_unique.h"
 
 namespace libzentadbpp {
 namespace {
@@ -54,12 +55,7 @@ Numbers numbers_of(std::string_view text) { return text.front() == '@' ? Numbers
 
 std::span<JsonMember> settle_members(std::span<JsonMember> members) {
     const auto ascending = [](const JsonMember& a, const JsonMember& b) { return is_before(a.key, b.key); };
-    std::ranges::stable_sort(members, ascending);
-    std::size_t left = 0;
-    for (std::size_t i = 0; i < members.size(); ++i) {
-        if (i + 1 == members.size() || ascending(members[i], members[i + 1])) members[left++] = members[i];
-    }
-    return members.first(left);
+    return members.first(sort_keeping_last(members, ascending));
 }
 
 std::string_view to_standard_text(std::string_view text, Arena& arena) {

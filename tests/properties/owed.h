@@ -55,7 +55,8 @@ class Owed {
                 }
             }
         }
-        std::erase_if(ids_, [&](const std::string& id) { return !is_live(id) || view.documents.contains(id); });
+        // A part that came back into an object that holds its parts inline is read as one of those.
+        std::erase_if(ids_, [&](const std::string& id) { return !is_live(id) || view.times.contains(id); });
     }
 
     [[nodiscard]] const Ids& ids() const { return ids_; }

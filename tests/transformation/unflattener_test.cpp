@@ -104,7 +104,7 @@ TEST(Unflattener, WhatWasDeletedIsLeftOut) {
 
 TEST(Unflattener, StartsAtAnyDocumentAndRevision) {
     const DocumentStorage old = updated({}, R"({"t": [{"_id": "e", "x": "y"}], "v": "old"})");
-    const Revision old_root(old.find("root")->winning().revision());
+    const Revision old_root(old.find("root")->winning().revision_string());
     const DocumentStorage storage = updated(old, R"({"t": [{"_id": "e", "x": "z"}], "v": "new"})");
     EXPECT_EQ(read(storage, "{}", "e"), R"({"_id": "e", "x": "z"})");
     EXPECT_EQ(read(storage, "{}", {}, old_root), R"({"_id": "root", "t": [{"_id": "e", "x": "z"}], "v": "old"})");
