@@ -1,4 +1,4 @@
-/* Two copies of a shopping list are changed apart and merged: the least that a host does. */
+/* Two copies of a shopping list are edited independently and merged: a minimal host. */
 
 #include <stdio.h>
 #include <zentadbpp.h>
