@@ -102,11 +102,21 @@ class Round {
                std::ranges::all_of(known->second, [&](const std::string& other) { return other == writer; });
     }
 
+    // A part that one copy removed and another changed. It comes back last, so what was moved into it is lost before,
+    // and comes back to where it was.
+    [[nodiscard]] bool is_returned_part(const std::string& id) const {
+        return (id.starts_with('w') || id.starts_with("root-")) && deleted_.contains(id);
+    }
+
     void check_doubled(const View& shown, Tally& tally) const {
         for (const auto& [id, places] : shown.places) {
             if (!shown.is_doubled(id) || doubled_.contains(id)) continue;
             const auto put = put_.find(id);
             if (put != put_.end() && put->second.size() > 1) continue;
+            if (std::ranges::any_of(places, [&](const Place& place) { return is_returned_part(place.first); })) {
+                ++tally["doubled in a part that came back"];
+                continue;
+            }
             if (!is_apart_ || !one_instance_) {
                 ++tally["doubled"];
                 continue;
@@ -120,7 +130,7 @@ class Round {
                    Tally& tally) const {
         const auto& [writer, place] = *by_writer.begin();
         if (by_writer.size() > 1 || deleted_.contains(id) || doubled_.contains(id)) return;
-        if (could_hold(id, place.first)) return;
+        if (could_hold(id, place.first) || is_returned_part(place.first)) return;
         if (!shown.lists.contains(place)) {  // its owner is not shown, or it is a part
             if (!shown.places.contains(place.first)) return;
             for (const std::string& owner : owners_.at(id)) {
