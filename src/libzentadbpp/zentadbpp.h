@@ -154,8 +154,11 @@
 // ---------------------------------------------------------------------------------------------------------------------
 // Cost
 //
-//   n  bytes of the input texts        d  documents        r  revisions of the document in question
-//   m  bytes of the result             R  revisions of all documents
+//   n   bytes of the input texts
+//   m   bytes of the result
+//   d   documents
+//   r   revisions of the document in question
+//   R   revisions of all documents
 //
 // A function that takes texts reads each of them once, in O(n) time and memory, or O(n log n) if members are not in
 // ascending order. The cost given for a function comes on top of that; with a handle it is the whole cost. No function
