@@ -1,9 +1,9 @@
-// A host program. The world's list of subdivisions (ISO 3166-2) is kept on a laptop and on a phone; both change it
-// while they are apart, then learn from each other, and in the end both hold the same list with the changes of both.
+// A host program. A laptop and a phone keep the world's list of subdivisions (ISO 3166-2). Both edit it offline, then
+// merge, and in the end both have the same list with the edits of both.
 //
 //   demo [path of iso_3166-2.json]
 //
-// It knows no more of the library than its public header, and checks every result against a list that it edits by hand.
+// It uses only the public header, and checks every result against a list that it edits by hand.
 
 #include <zentadbpp.h>
 
@@ -37,11 +37,10 @@ std::string value_of(sync_json_result record) {
     return record.value;
 }
 
-// The entries have a key of their own, "code", which is to be their id; what is read back is to have no "_id" beside
-// it.
+// The entries have a natural key, "code", which becomes their id; the data that is read has no "_id" beside it.
 constexpr const char* config = R"({"instance_id": "demo", "id_generation_rules": "code", "discard_id": true})";
 
-// A device and what it stores.
+// A device and its store.
 struct Device {
     std::string name;
     std::string sync_json = "{}";
@@ -69,7 +68,7 @@ struct Device {
 };
 
 // ---------------------------------------------------------------------------------------------------------------------
-// The list as this program edits it: one text for each entry, such as {"code": "LI-11", "name": "Vaduz", "type":
+// The list as this program edits it: one text per entry, such as {"code": "LI-11", "name": "Vaduz", "type":
 // "Commune"}.
 
 class List {
@@ -148,7 +147,7 @@ std::string contents_of(const std::string& path) {
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
-// The account that is printed.
+// The printed report.
 
 class Timer {
    public:
@@ -194,7 +193,7 @@ void check_alike(const Device& one, const Device& other) {
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
-// What is changed.
+// The edits.
 
 void change_names_on_laptop(List& list) {
     list.edit("SM-07", "Città di San Marino", "City of San Marino");
@@ -221,7 +220,7 @@ const Disagreement disagreements[] = {
     {"MC-MC", "Monte-Carlo", "Monte Carlo", "Mount Charles", false},
 };
 
-// Shows and settles one conflict; answers the content that is to stay.
+// Shows and resolves one conflict; returns the content that stays.
 std::string settle(Device& device, const Disagreement& disagreement, const std::string& on_laptop,
                    const std::string& on_phone) {
     const std::string& id = disagreement.id;
@@ -255,8 +254,8 @@ void run(const std::string& path) {
     timed(phone, "replicates the laptop", [&] { phone.learn_from(laptop.sync_json); });
     check_alike(laptop, phone);
 
-    heading("2. Both change their list, apart");
-    std::cout << "  both    edit AD-06 alike, and AD-07 and MC-MC each in its own way\n"
+    heading("2. Both edit their list offline");
+    std::cout << "  both    edit AD-06 alike, and AD-07 and MC-MC each differently\n"
                  "  laptop  renames SM-07, adds AD-90 after AD-03, then moves LI-11 before LI-01\n"
                  "  phone   edits LI-07, adds MC-HE after MC-GA, removes MC-MA\n";
     List laptop_list = original;
@@ -273,7 +272,7 @@ void run(const std::string& path) {
     timed(phone, "saves its changes", [&] { phone.save(phone_list.json()); });
     check(laptop.sync_json != phone.sync_json, "the changes do not show");
 
-    heading("3. They meet, and learn from each other");
+    heading("3. They merge");
     const std::string sent_by_laptop = laptop.sync_json;
     timed(laptop, "replicates the phone", [&] { laptop.learn_from(phone.sync_json); });
     timed(phone, "replicates the laptop", [&] { phone.learn_from(sent_by_laptop); });
@@ -282,11 +281,11 @@ void run(const std::string& path) {
     timed(phone, "replicates the same again", [&] { phone.learn_from(sent_by_laptop); });
     check(phone.sync_json == merged, "replicating twice is not the same as once");
 
-    // By hand: the changes of both, and for each disagreement what the library says has won.
+    // By hand: the edits of both, and for each disagreement the winner.
     List expected = original;
     change_names_on_laptop(expected);
     change_order_on_laptop(expected);
-    expected.set("AD-06", original.entry("AD-06"));  // both made this edit; it is to be there once
+    expected.set("AD-06", original.entry("AD-06"));  // both made this edit, so it shows once
     change_on_phone(expected);
     for (const Disagreement& each : disagreements) {
         expected.set(each.id, laptop.content(each.id, laptop.winning(each.id)));
@@ -297,7 +296,7 @@ void run(const std::string& path) {
     }
     check_alike(laptop, phone);
 
-    heading("4. They disagree about two entries, and the laptop settles that");
+    heading("4. They disagree about two entries, and the laptop resolves that");
     check(laptop.unresolved() == "AD-07,MC-MC", "conflicts: " + laptop.unresolved());
     for (const Disagreement& each : disagreements) {
         expected.set(each.id, settle(laptop, each, laptop_list.entry(each.id), phone_list.entry(each.id)));

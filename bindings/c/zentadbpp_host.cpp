@@ -8,7 +8,7 @@ namespace {
 
 using zentadbpp::Json;
 
-// Released by free_sync_json_result, as the library's texts are.
+// free_sync_json_result releases it, like texts of the library.
 char* copied(const char* text, std::size_t size) noexcept {
     char* copy = static_cast<char*>(std::malloc(size + 1));
     if (copy != nullptr) std::memcpy(copy, text, size + 1);

@@ -1,22 +1,21 @@
-// zentadbpp.hpp: zentadbpp.h for C++17 and later. Header-only, and a thin layer: every function here makes one call of
-// the function of zentadbpp.h that is named beside it, where its arguments, its result and its errors are told. Two
-// that make several calls are included at the end: `check` (zentadbpp_check.hpp) and `three_way`
-// (zentadbpp_three_way.hpp).
+// zentadbpp.hpp: zentadbpp.h for C++17 and later. Header-only and thin: every function makes one call of the function
+// of zentadbpp.h beside it, which documents its arguments, result and errors. Two functions that make several calls are
+// included at the end: `check` (zentadbpp_check.hpp) and `three_way` (zentadbpp_three_way.hpp).
 //
-//   Values     A result is a Value, which owns its text, or a List, whose items are the ids or revisions in it, or a
-//              bool. No text is copied on its way out.
-//   Handles    Handle is move-only and frees what it holds. Its functions are those of zentadbpp.h with "_ptr". Those
-//              that make a new document set leave the handle as it is and return another. One that holds nothing, such
-//              as one that was moved from, fails as a null handle does.
-//   Texts      Arguments are Text, made from a std::string, a const char* or a Value without a copy, and from a
-//              std::string_view with one, as the library wants a NUL at the end. A null const char* stays null. As the
-//              library would take what has a NUL byte inside for shorter than it is, that fails with the Error
-//              "text_contains_nul".
-//   Failures   An Error, or std::bad_alloc where there is no memory.
-//   Threads    As zentadbpp.h tells. Handle::read, which may write to the handle, is the one that is not const.
+//   Values     A result is a Value, which owns its text; a List, whose items are ids or revisions; or a bool. Results
+//              are not copied.
+//   Handles    Handle is move-only and frees its handle. Its functions are those of zentadbpp.h with "_ptr". Those that
+//              make a new document set return another Handle and do not change this one. An empty Handle, such as one
+//              that was moved from, fails like a null handle.
+//   Texts      Arguments are Text. It is made without a copy from a std::string, a const char* or a Value, and with a
+//              copy from a std::string_view, because the library needs a NUL at the end. A null const char* stays null.
+//              A text that contains a NUL byte fails with the Error "text_contains_nul", because the library would read
+//              only the part before it.
+//   Failures   An Error; std::bad_alloc if memory runs out.
+//   Threads    As in zentadbpp.h. Only Handle::read, which may write to the handle, is not const.
 //
 //     const char* data = R"({"list": [{"_id": "1", "buy": "milk"}]})";
-//     if (!zentadbpp::check(data).empty()) std::cout << "some of it would not come back as given\n";
+//     if (!zentadbpp::check(data).empty()) std::cout << "a read would not return all of it unchanged\n";
 //     zentadbpp::Value phone = zentadbpp::update(data, "{}");
 //     zentadbpp::Value laptop = zentadbpp::replicate(phone, "{}");
 //     std::cout << zentadbpp::read(laptop) << '\n';
@@ -42,12 +41,12 @@
 
 namespace zentadbpp {
 
-// What the library says about a failed call; what() is the text as it stands.
+// A failed call; what() is the error text of the library.
 class Error : public std::runtime_error {
    public:
     explicit Error(const std::string& text, std::shared_ptr<const std::string> imported = nullptr)
         : std::runtime_error(text), imported_(std::move(imported)), key_{0, text.size()} {
-        // Nothing in an error record is escaped: "args" goes on to the end of the line, whatever stands in it.
+        // Nothing in an error record is escaped: "args" extends to the end of the line, whatever it contains.
         std::size_t at = 0;
         Part filename, line, function, key, args;
         if (!skip(at, "{ \"filename\" : \"") || !read(at, filename, "\", \"line\": ") ||
@@ -67,18 +66,18 @@ class Error : public std::runtime_error {
         args_ = args;
     }
 
-    // Whether the text is an error record. Where it is none, the key is the whole text and all else is empty.
+    // Whether the text is an error record. If not, the key is the whole text and all other parts are empty.
     bool is_record() const noexcept { return function_.size != 0; }
     std::string_view key() const noexcept { return text(key_); }
     std::string_view function() const noexcept { return text(function_); }
     std::string_view filename() const noexcept { return text(filename_); }
     long line() const noexcept { return line_; }
 
-    // What there is to tell about the case, such as an id; `has_args` tells an empty one from none.
+    // Details, such as an id; `has_args` distinguishes empty details from none.
     bool has_args() const noexcept { return has_args_; }
     std::string_view args() const noexcept { return text(args_); }
 
-    // The sync JSON of what an import took all the same, where it refused only a part; else the empty text.
+    // If an import rejected only a part: the sync JSON of the rest. Otherwise the empty text.
     std::string_view imported() const noexcept { return imported_ == nullptr ? std::string_view{} : *imported_; }
 
    private:
@@ -98,7 +97,7 @@ class Error : public std::runtime_error {
         return true;
     }
 
-    // What stands before `end`, which is passed over.
+    // The text up to `end`, which is skipped.
     bool read(std::size_t& at, Part& part, std::string_view end) const noexcept {
         const std::size_t found = std::string_view(what()).find(end, at);
         if (found == std::string_view::npos) return false;
@@ -112,7 +111,7 @@ class Error : public std::runtime_error {
     bool has_args_ = false;
 };
 
-// A text of the library's. Empty after it was moved from.
+// A text that the library returned. Empty after a move.
 class Value {
    public:
     // Takes a text that `release` frees; null is the empty text.
@@ -153,7 +152,7 @@ class List {
         }
     }
 
-    // As the library gave it, joined by commas.
+    // As the library returned it, separated by commas.
     const Value& text() const noexcept { return text_; }
 
     std::size_t size() const noexcept { return items_.size(); }
@@ -167,7 +166,7 @@ class List {
     std::vector<std::string_view> items_;
 };
 
-// A text for the library, for the time of one call.
+// A text argument, for the duration of one call.
 class Text {
    public:
     Text(const char* text) noexcept : text_(text) {}
@@ -189,7 +188,7 @@ class Text {
     const char* text_;
 };
 
-// Frees a record of zentadbpp.h with all that it holds.
+// Frees a record of zentadbpp.h with everything in it.
 inline void release(sync_json_result& record) noexcept { free_sync_json_result(&record); }
 inline void release(sync_json_query_result& record) noexcept { free_sync_json_query_result(&record); }
 inline void release(flatten_result& record) noexcept { free_flatten_result(&record); }
@@ -198,7 +197,7 @@ inline void release(sync_json_ptr_result& record) noexcept {
     record = {};
 }
 
-// Owns a record, for those who call a function of zentadbpp.h themselves.
+// Owns a record, for direct calls of zentadbpp.h.
 template <typename R>
 class Record {
    public:
@@ -245,13 +244,13 @@ inline bool truth(sync_json_result record) {
 
 }  // namespace detail
 
-// An opened sync JSON.
+// A parsed sync JSON.
 class [[nodiscard]] Handle {
    public:
-    Handle() noexcept = default;                                         // holds nothing
+    Handle() noexcept = default;                                         // empty
     explicit Handle(sync_json_ptr handle) noexcept : handle_(handle) {}  // takes the handle
     explicit Handle(const Text& sync_json) : Handle(new_sync_json_ptr(sync_json.c_str())) {}
-    explicit Handle(sync_json_ptr_result record) {  // takes what the record holds
+    explicit Handle(sync_json_ptr_result record) {  // takes the contents of the record
         Record<sync_json_ptr_result> owner(record);
         handle_.reset(std::exchange(owner->ptr, nullptr));
         if (handle_ != nullptr && owner->error == nullptr) return;
@@ -326,8 +325,8 @@ class [[nodiscard]] Handle {
 
 inline const char* version() noexcept { return sync_json_lib_version(); }
 
-// The keys of a configuration, a JSON object, that the library does not know and passes over without a word. For hosts
-// that check their configuration once.
+// The keys of a configuration, a JSON object, that the library does not know and silently ignores. For hosts that check
+// their configuration once.
 inline std::vector<std::string> unknown_settings(std::string_view config) {
     constexpr std::string_view known =
         " instance_id id_generation_rules indexed_array_paths flatten_objects discard_id preserve_old_ordering "
@@ -374,7 +373,7 @@ inline Value unflatten(const Text& input, const Text& config = "{}", const Text&
     return detail::value(json_array_unflatten(input.c_str(), config.c_str(), root_id.c_str()));
 }
 
-// Merging: the source into the target, of which a new one is made.
+// Merging: the source into the target; returns the new target.
 inline Value replicate(const Text& source, const Text& target, const Text& config = "{}") {
     return detail::value(replicate_sync_json(source.c_str(), target.c_str(), config.c_str()));
 }
@@ -385,7 +384,7 @@ inline Value resolve(const Text& sync_json, const Text& id, const Text& rev) {
     return detail::value(sync_json_resolve(sync_json.c_str(), id.c_str(), rev.c_str()));
 }
 
-// Questions about one document.
+// Queries about one document.
 inline Value winning(const Text& sync_json, const Text& id) {
     return detail::value(sync_json_winning(sync_json.c_str(), id.c_str()));
 }
@@ -408,7 +407,7 @@ inline bool available(const Text& sync_json, const Text& rev_or_id) {
     return detail::truth(sync_json_available(sync_json.c_str(), rev_or_id.c_str()));
 }
 
-// Questions about a document set.
+// Queries about a document set.
 inline Value root(const Text& sync_json) { return detail::value(sync_json_root(sync_json.c_str())); }
 inline Value all_docs(const Text& sync_json) { return detail::value(sync_json_all_docs(sync_json.c_str())); }
 inline Value all_winning(const Text& sync_json) { return detail::value(sync_json_all_winning(sync_json.c_str())); }
@@ -448,7 +447,7 @@ inline Value uncompress(const Text& object) { return detail::value(sync_json_unc
 
 }  // namespace zentadbpp
 
-// What hosts do with these: `check` and `three_way`. They need what is above.
+// `check` and `three_way`, which use the functions above.
 #include <zentadbpp_check.hpp>
 #include <zentadbpp_three_way.hpp>
 

@@ -1,9 +1,10 @@
-// zentadbpp_check.hpp: whether data comes back as it is given. An update takes any object, but what it stores may
-// differ: an id that was deleted stays deleted, objects in lists that share an id become one, long numbers lose digits.
-// A host that calls `check` before it stores learns of it while the user can still do something. Part of zentadbpp.hpp.
+// zentadbpp_check.hpp: checks whether a read returns data unchanged. An update takes any object, but may store
+// something else: a deleted id stays deleted, list elements that share an id become one, long numbers lose digits. Call
+// `check` before you store, while the user can still correct the data. Part of zentadbpp.hpp.
 //
-//     for (const zentadbpp::Difference& found : zentadbpp::check(data, config, stored)) warn(found.place,
-//     found.reason);
+//     for (const zentadbpp::Difference& found : zentadbpp::check(data, config, stored)) {
+//         warn(found.place, found.reason);
+//     }
 
 #ifndef ZENTADBPP_CHECK_HPP
 #define ZENTADBPP_CHECK_HPP
@@ -22,21 +23,21 @@
 
 namespace zentadbpp {
 
-// A place of the data that would not come back as it is given.
+// A place of the data that a read would not return unchanged.
 struct Difference {
-    std::string place;  // as jq takes it: ".tasks[1].text"; "." for all of the data
-    // Why: "deleted"    the object's id was deleted before, and stays so; give the object another one
-    //      "shared_id"  another object with the same id is kept in its place; give each an id of its own
-    //      "number"     the number is beyond what a double holds; make it a string
+    std::string place;  // in the syntax of jq: ".tasks[1].text"; "." for all data
+    // Why: "deleted"    the object's id was deleted before and stays deleted; give the object another id
+    //      "shared_id"  another object with the same id replaces it; give each object its own id
+    //      "number"     a double cannot represent the number; make it a string
     //      "changed"    anything else
     std::string reason;
-    std::string id;  // of the object, where the reason is its id
+    std::string id;  // of the object, if the reason is its id
 };
 
 namespace detail {
 
-// Whether a number that is read back means the one that was given. A fraction is what its double is; a whole number
-// is wanted digit by digit.
+// Whether a number that was read means the number that was written. A fraction means its double; a whole number must
+// have the same digits.
 inline bool is_same_number(const std::string& given, const std::string& read) {
     if (given == read) return true;
     const auto value = [](const std::string& text, double& number) {
@@ -58,13 +59,14 @@ inline bool is_list_of_documents(const Json& value) {
 
 class DifferenceFinder {
    public:
-    // `given` beside what a store that holds nothing else gives back: the same, and the ids of all documents.
+    // Compares `given` with the data of a store that contains nothing else: the same data, and the ids of all
+    // documents.
     void compare_given(const Json& given, const Json& read) {
         count_ids(read);
         given_beside(given, read, {});
     }
 
-    // `wanted`, from a store that holds nothing else, beside what the real one gives back.
+    // Compares `wanted`, from a store that contains nothing else, with the data of the real store.
     void compare_stored(const Json& wanted, const Json& read, const Handle& store) {
         store_ = &store;
         stored_beside(wanted, read, {});
@@ -147,7 +149,7 @@ class DifferenceFinder {
         }
     }
 
-    // Elements belong together by their ids, of several with one id in their order.
+    // Elements match by id; several with one id match in their order.
     void lists_beside(const Json& wanted, const Json& read, const std::string& place) {
         std::map<std::string_view, std::vector<std::size_t>> places;
         for (std::size_t at = read.items.size(); at-- > 0;) places[read.items[at].id()].push_back(at);
@@ -174,7 +176,7 @@ class DifferenceFinder {
     std::vector<Difference> found_;
 };
 
-// The configuration for reading all of what is stored, and nothing but reading.
+// The configuration for a read of everything stored that changes nothing.
 inline std::string config_for_reading(std::string_view config) {
     Json settings = Json::parse(config);
     settings.set("discard_id", Json::boolean(false));
@@ -184,7 +186,7 @@ inline std::string config_for_reading(std::string_view config) {
 
 }  // namespace detail
 
-// What of the data would not come back after `stored`, which is what a store became by the update with it.
+// The places of the data that `stored`, the store after an update with it, does not return unchanged.
 [[nodiscard]] inline std::vector<Difference> check_stored(const Text& data, const Text& config, Handle& stored) {
     const std::string reading = detail::config_for_reading(config.c_str());
     const Json given = Json::parse(data.c_str());
@@ -192,7 +194,7 @@ inline std::string config_for_reading(std::string_view config) {
     detail::DifferenceFinder direct;
     direct.compare_given(given, read);
     if (direct.is_empty()) return {};
-    // What a store that holds nothing else gives back has all elements, each with its id, by which they are found.
+    // A store that contains nothing else returns all elements with their ids, by which they are found.
     const Json alone = Json::parse(Handle("{}").update(data, config).read(reading));
     detail::DifferenceFinder finder;
     finder.compare_given(given, alone);
@@ -200,8 +202,8 @@ inline std::string config_for_reading(std::string_view config) {
     return finder.is_empty() ? std::move(direct).found() : std::move(finder).found();
 }
 
-// Where data would not come back from a store as it is given, were the store updated with it; empty where it would. The
-// store is not changed. Fails as updating and reading do.
+// The places of the data that a read would not return unchanged if the store were updated with it; empty if there are
+// none. Does not change the store. Fails as update and read do.
 [[nodiscard]] inline std::vector<Difference> check(const Text& data, const Text& config, const Handle& store) {
     Handle stored = store.update(data, config);
     return check_stored(data, config, stored);

@@ -1,5 +1,5 @@
-// zentadbpp_json.hpp: JSON as a tree, for what zentadbpp.hpp does with the library's texts. It reads texts that the
-// library has read or written, in either form, and writes as the library does. Numbers stay as they are written.
+// zentadbpp_json.hpp: JSON as a tree, for the functions of zentadbpp.hpp that look into texts. It reads texts that the
+// library has read or written, in either form, and writes as the library does. Numbers keep their digits.
 
 #ifndef ZENTADBPP_JSON_HPP
 #define ZENTADBPP_JSON_HPP
@@ -15,11 +15,11 @@
 namespace zentadbpp {
 
 struct Json {
-    // What is unknown equals nothing. A reference is a text that only the writer understands, and equals the same text.
+    // An unknown value equals nothing. A reference is a text that only the writer understands; it equals the same text.
     enum class Kind { null, boolean, number, string, array, object, reference, unknown };
 
     Kind kind = Kind::null;
-    std::string text;               // of a boolean or a number as it is written, of a string as it is meant
+    std::string text;               // a boolean or a number as written; a string decoded
     std::vector<std::string> keys;  // of an object, ascending, each once
     std::vector<Json> items;        // the elements of an array; the values of an object, one for each key
 
@@ -32,7 +32,7 @@ struct Json {
     bool is_array() const { return kind == Kind::array; }
     bool is_string() const { return kind == Kind::string; }
 
-    // The value of a member; null where there is none.
+    // The value of a member; null if there is none.
     const Json* find(std::string_view key) const {
         const auto place = std::lower_bound(keys.begin(), keys.end(), key);
         return place == keys.end() || *place != key ? nullptr : &items[static_cast<std::size_t>(place - keys.begin())];
@@ -49,7 +49,7 @@ struct Json {
         }
     }
 
-    // The id of an object; empty where it has none.
+    // The id of an object; empty if it has none.
     std::string_view id() const {
         const Json* own = is_object() ? find("_id") : nullptr;
         return own != nullptr && own->is_string() ? std::string_view(own->text) : std::string_view();
@@ -121,7 +121,7 @@ inline bool operator==(const Json& a, const Json& b) {
            a.items == b.items;
 }
 
-// One step of a place in data, as jq takes it: ".name" or "["two words"]".
+// One step of a place in data, in the syntax of jq: ".name" or "["two words"]".
 inline std::string member_step(const std::string& key) {
     static constexpr std::string_view plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_0123456789";
     const bool is_plain = !key.empty() && (key[0] < '0' || key[0] > '9') && key.find_first_not_of(plain) == key.npos;
@@ -144,7 +144,7 @@ class JsonReader {
     // Contents may nest deeper than data.
     static constexpr int deepest = 520;
 
-    // The library has read the text, so that this never happens; whatever does, nothing behind the text is read.
+    // The library has read the text, so this never happens; in any case nothing beyond the text is read.
     [[noreturn]] static void fail() { throw std::invalid_argument("malformed JSON"); }
 
     char peek() const { return at_ < text_.size() ? text_[at_] : '\0'; }
@@ -210,7 +210,7 @@ class JsonReader {
         return {Json::Kind::number, std::string(word), {}, {}};
     }
 
-    // Of members with one key the last counts.
+    // If a key occurs several times, the last member counts.
     static Json object(std::vector<std::pair<std::string, Json>> members) {
         std::stable_sort(members.begin(), members.end(),
                          [](const auto& a, const auto& b) { return a.first < b.first; });
@@ -283,7 +283,7 @@ class JsonReader {
         add(0x80 | (code & 0x3f));
     }
 
-    // The form in which every string has its length before it.
+    // The form in which its length precedes every string.
     Json compact(int depth) {
         if (depth > deepest || !take('@')) fail();
         switch (peek()) {

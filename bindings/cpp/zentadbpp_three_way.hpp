@@ -1,9 +1,9 @@
-// zentadbpp_three_way.hpp: what a host needs to settle a conflict: the last version that all sides had in common, the
-// versions, and what can be merged of them. Part of zentadbpp.hpp.
+// zentadbpp_three_way.hpp: what a host needs to resolve a conflict: the last common version, the versions, and their
+// merge. Part of zentadbpp.hpp.
 //
-// A member that only one version changed is taken from there, also inside nested objects. A text that both changed is
-// merged line by line. Whatever else both changed is a clash, for a person to choose from. The outcome depends on the
-// revisions alone, so copies that know the same ones come to the same bytes.
+// A member that only one version changed has that version's value, also inside nested objects. A text that both changed
+// is merged line by line. Anything else that both changed is a clash, for a person to decide. The result depends on the
+// revisions alone, so copies that know the same revisions get the same bytes.
 //
 //     const zentadbpp::ThreeWay help = zentadbpp::three_way(store, "t1");
 //     if (help.clashes.empty()) put_into_data(help.merged);  // then resolve, and update
@@ -29,7 +29,7 @@ namespace detail {
 
 using Lines = std::vector<std::string_view>;
 
-// Each with its line end.
+// Each line with its end.
 inline Lines lines_of(std::string_view text) {
     Lines lines;
     while (!text.empty()) {
@@ -40,8 +40,8 @@ inline Lines lines_of(std::string_view text) {
     return lines;
 }
 
-// For each line of one text, which line of another it is; both ascend together. Lines that occur once in both are
-// anchors, and between these, lines that occur once there.
+// For each line of one text, the matching line of another; both ascend together. Lines that occur once in both texts
+// are anchors, and so are, between two anchors, lines that occur once there.
 class LineMatcher {
    public:
     static constexpr std::size_t none = static_cast<std::size_t>(-1);
@@ -57,7 +57,7 @@ class LineMatcher {
         std::size_t end;
         bool empty() const { return begin == end; }
     };
-    static constexpr int deepest = 32;  // bounds what texts made for it can cost
+    static constexpr int deepest = 32;  // limits the cost of hostile texts
 
     void match(Range from, Range to, int depth) {
         while (!from.empty() && !to.empty() && from_[from.begin] == to_[to.begin]) match_[from.begin++] = to.begin++;
@@ -119,7 +119,7 @@ class LineMatcher {
     std::vector<std::size_t> match_;
 };
 
-// Lines that all three have divide the texts; between two of them at most one side may have changed something.
+// Lines of all three divide the texts; between two of them at most one side may have changed something.
 inline std::optional<std::string> merged_lines(std::string_view common, std::string_view a, std::string_view b) {
     const Lines base = lines_of(common);
     const Lines in_a = lines_of(a);
@@ -155,25 +155,25 @@ inline std::optional<std::string> merged_lines(std::string_view common, std::str
 
 }  // namespace detail
 
-// Merges two versions of a value, of which either or the common one may be null, for a value that is not there. The
-// common one may be `Json::Kind::unknown`.
+// Merges two versions of a value. Either of them, or the common one, may be null for a missing value. The common one
+// may be `Json::Kind::unknown`.
 class ThreeWayMerge {
    public:
     using Place = std::vector<std::string>;  // keys
 
-    // Null where the value is not there after the merge. At a clash it is that of `a`.
+    // Null if the value is missing after the merge. At a clash, the value of `a`.
     std::optional<Json> operator()(const Json* common, const Json* a, const Json* b) {
         Place place;
         return merged(common, a, b, place);
     }
 
-    // Where both changed something in different ways.
+    // The places that both changed in different ways.
     const std::vector<Place>& clashes() const { return clashes_; }
 
    private:
     static bool is_same(const Json* a, const Json* b) {
         if (a == nullptr || b == nullptr) return a == b;
-        // A list of documents is not part of the content: the library merges its elements and their order.
+        // An array of documents is not part of the content: the library merges its elements and their order.
         const auto is_list = [](const Json& value) {
             return value.is_array() && std::all_of(value.items.begin(), value.items.end(),
                                                    [](const Json& element) { return !element.id().empty(); });
@@ -181,7 +181,7 @@ class ThreeWayMerge {
         return *a == *b || (is_list(*a) && is_list(*b));
     }
 
-    // An object with "#nf" changes as a whole, and one id is not put into the other's object.
+    // An object with "#nf" changes as a whole, and objects with different ids are not mixed.
     static bool can_mix(const Json& a, const Json& b) {
         return a.is_object() && b.is_object() && a.find("#nf") == nullptr && b.find("#nf") == nullptr &&
                is_same(a.find("_id"), b.find("_id"));
@@ -232,23 +232,23 @@ class ThreeWayMerge {
 
 // Versions of one document, the winning one first, merged.
 struct MergedVersions {
-    std::string common;          // the last revision that all have in their history
-    std::optional<Json> merged;  // with a version's value at each clash; nothing where the winner has no content
-    std::vector<ThreeWayMerge::Place> clashes;  // ascending; the empty place where a version has no content
+    std::string common;          // the last common revision
+    std::optional<Json> merged;  // with a version's value at each clash; empty if the winner has no content
+    std::vector<ThreeWayMerge::Place> clashes;  // ascending; the empty place if a version has no content
 };
 
-// `histories` has the history of each version, newest first, as revision strings. `content_of` gives the content of a
-// revision, or nothing where it is deleted or was pruned.
+// `histories` has the history of each version, newest first, as revision strings. `content_of` returns the content of a
+// revision, or nothing if it is deleted or was pruned.
 template <typename ContentOf>
 MergedVersions merge_versions(const std::vector<std::vector<std::string>>& histories, const ContentOf& content_of) {
-    // What closed a branch says nothing of the document.
+    // A closing revision does not describe the document.
     const auto newest_among = [](const std::set<std::string>& others, const std::vector<std::string>& history) {
         for (const std::string& revision : history) {
             if (others.count(revision) != 0 && revision.find("-resolved_") == std::string::npos) return revision;
         }
         return std::string();
     };
-    // One after the other, each with what it has in common with those before it.
+    // One after the other, each with its common version with those before it.
     std::set<std::string> in_all(histories.front().begin(), histories.front().end());
     std::set<std::string> in_any = in_all;
     std::optional<Json> merged = content_of(histories.front().front());
@@ -277,26 +277,24 @@ MergedVersions merge_versions(const std::vector<std::vector<std::string>>& histo
     return {newest_among(in_all, histories.front()), std::move(merged), std::move(clashes)};
 }
 
-// What is known about a document in conflict. Contents and values are JSON texts.
+// A document in conflict. Contents and values are JSON texts.
 struct ThreeWay {
     struct Version {
         std::string revision;
         bool deleted = false;
-        std::optional<std::string> content;  // nothing where it is deleted or was pruned
+        std::optional<std::string> content;  // empty if it is deleted or was pruned
     };
-    // A place that more than one version changed, with what stands there; nothing where that version has no such
-    // member.
+    // A place that more than one version changed, with its values; empty if that version has no such member.
     struct Clash {
-        std::string place;  // as jq takes it, from the document: ".text"; "." where a version has no content
+        std::string place;  // in the syntax of jq, from the document: ".text"; "." if a version has no content
         std::optional<std::string> common;
         std::vector<std::optional<std::string>> versions;
     };
 
     std::string id;
-    Version common;                 // the last version that all have in their history
-    std::vector<Version> versions;  // the winning one, then the conflicting ones in ascending order
-    std::optional<std::string>
-        merged;  // at a clash, of two versions, what the winner has; nothing where that has no content
+    Version common;                     // the last common version
+    std::vector<Version> versions;      // the winning one, then the conflicting ones in ascending order
+    std::optional<std::string> merged;  // at a clash the value of the winner; empty if the winner has no content
     std::vector<Clash> clashes;
 };
 

@@ -1,7 +1,7 @@
-// zentadbpp_verify.hpp: finds contents that do not hash to their names. The library takes names as they are, because
-// servers name contents in other ways. So whoever sends a text can put a false content under a hash that somebody else
-// will use later; the false content is then there first, and stays. A host that merges texts from people or places it
-// does not trust calls `verify` before it merges.
+// zentadbpp_verify.hpp: finds contents that do not hash to their names. The library does not verify names, because
+// servers name contents in other ways. So a sender can put a false content under a hash that another copy will use
+// later; the false content is then there first, and stays. If you merge texts from untrusted sources, call `verify`
+// first.
 //
 //     if (!zentadbpp::verify(received, stored).empty()) refuse(received);
 //     stored = zentadbpp::replicate(received, stored).str();
@@ -24,7 +24,7 @@
 
 namespace zentadbpp {
 
-// The two hashes that the library names contents and places by.
+// The two hashes by which the library names contents and places.
 [[nodiscard]] inline std::string sha256(std::string_view text) {
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned int size = 0;
@@ -44,7 +44,7 @@ namespace zentadbpp {
 
 namespace detail {
 
-// Calls `take(name, content)` for each content in a well-formed sync JSON, both as they are written.
+// Calls `take(name, content)` for each content in a well-formed sync JSON, both as written.
 template <typename Take>
 void for_each_content(std::string_view sync_json, const Take& take) {
     std::string_view part, name;
@@ -65,7 +65,7 @@ void for_each_content(std::string_view sync_json, const Take& take) {
     }
 }
 
-// Whether a content has this name. Names of kinds that the library does not make say nothing about a content.
+// Whether a content has this name. Kinds of names that the library does not make count as right.
 inline bool is_named(std::string_view content, std::string_view name) {
     const auto consists_of = [](std::string_view text, std::string_view digits) {
         return !text.empty() && text.find_first_not_of(digits) == std::string_view::npos;
@@ -75,7 +75,7 @@ inline bool is_named(std::string_view content, std::string_view name) {
     return true;
 }
 
-// Whether the library reads one content as the other: only the way in which numbers are written may differ.
+// Whether the library reads both contents alike: only the form of numbers may differ.
 inline bool is_read_as(std::string_view given, std::string_view written) {
     try {
         return uncompress(given) == written;
@@ -88,8 +88,8 @@ inline bool is_read_as(std::string_view given, std::string_view written) {
 
 // The names of all contents of `source` that `known` does not have and that do not hash to their name, ascending.
 //
-// `given` is the text that `source` was opened from. A process with another USE_FAST_FLOAT than the writer's reads
-// numbers and writes them differently; what hashes to its name in `given` counts as right then.
+// `given` is the text from which `source` was opened. A process whose USE_FAST_FLOAT differs from the writer's writes
+// numbers in another form; a content then counts as right if it hashes to its name in `given`.
 [[nodiscard]] inline std::vector<std::string> verify(const Handle& source, const Handle& known,
                                                      const Text& given = nullptr) {
     const Value known_text = known.dump();
@@ -115,7 +115,7 @@ inline bool is_read_as(std::string_view given, std::string_view written) {
     return found;
 }
 
-// The same for two texts, each a sync JSON. Fails as opening them does, and with "verify_needs_the_standard_form" where
+// The same for two texts, each a sync JSON. Fails as opening them does, and with "verify_needs_the_standard_form" if
 // USE_BEL_FORMAT is set.
 [[nodiscard]] inline std::vector<std::string> verify(const Text& sync_json, const Text& known = "{}") {
     return verify(Handle(sync_json), Handle(known), sync_json.c_str());

@@ -1,13 +1,13 @@
 /// <reference lib="esnext.disposable" />
 
-// The types of zentadbpp. What each function does, takes and fails with is told in zentadbpp.h: `allDocs` here is
-// `sync_json_all_docs` there, and with a handle `sync_json_ptr_all_docs`.
+// The types of zentadbpp. zentadbpp.h documents each function, its arguments and errors: `allDocs` is
+// `sync_json_all_docs`, and with a handle `sync_json_ptr_all_docs`.
 
-/** An id, a revision string, or JSON. Null stands for a null pointer. */
+/** An id, a revision string, or JSON. Null means a null pointer. */
 export type Text = string | null;
-/** JSON as a text, or as what JSON.stringify takes. */
+/** JSON as a text, or a value for JSON.stringify. */
 export type Json = Text | object;
-/** The configuration; zentadbpp.h says what each member does. */
+/** The configuration; zentadbpp.h documents each member. */
 export interface Config {
   instance_id?: string;
   flatten_objects?: boolean;
@@ -21,12 +21,12 @@ export interface Config {
 }
 
 /**
- * Makes the library ready for all other functions. Needed once, and only where WebAssembly is loaded asynchronously: on
- * the pages of a browser.
+ * Loads the library for all other functions. Needed once, and only if WebAssembly loads asynchronously: on the pages of
+ * a browser.
  */
 export function load(): Promise<void>;
 
-/** What the library says about a failed call; the message is the text as it stands. */
+/** A failed call; the message is the error text of the library. */
 export class ZentadbError extends Error {
   constructor(text: string);
   /** The key of an error record; any other text is its own key. */
@@ -34,15 +34,15 @@ export class ZentadbError extends Error {
   readonly function: string | undefined;
   readonly filename: string | undefined;
   readonly line: number | undefined;
-  /** What there is to tell about the case, such as an id. */
+  /** Details, such as an id. */
   readonly args: string | undefined;
-  /** The sync JSON of what an import took all the same, where it refused only a part. */
+  /** If an import rejected only a part: the sync JSON of the rest. */
   readonly imported?: string;
 }
 
 /**
- * A sync JSON of data of the type T that was opened once. Closed by `close`, at the end of a `using`, or some time after it is no longer
- * referred to. What makes a new document set gives another handle and leaves this one as it is.
+ * A parsed sync JSON of data of type T. It is closed by `close`, at the end of a `using`, or some time after the last
+ * reference to it. Functions that make a new document set return another handle and do not change this one.
  */
 export class Handle<T = unknown> {
   constructor(syncJson: Json);
@@ -50,7 +50,7 @@ export class Handle<T = unknown> {
   readonly closed: boolean;
   close(): void;
   [Symbol.dispose](): void;
-  /** Fails, so that no handle is taken for an object. */
+  /** Throws, so that a handle is not mistaken for an object. */
   toJSON(): never;
   dump(): string;
   /** Writes to the handle, unless the configuration has "preserve_old_ordering". */
@@ -88,7 +88,7 @@ export function data(syncJson: Json, id: Text, rev: Text, config?: Text | Config
 export function dataObject<T = unknown>(syncJson: Json, id: Text, rev: Text, config?: Text | Config): T;
 export function flatten(input: Json, config?: Text | Config): string;
 export function unflatten(input: Json, config?: Text | Config, rootId?: Text): string;
-/** Merges the source into the target, of which a new one is made: two texts, or two handles. */
+/** Merges the source into the target and returns the new target: two texts, or two handles. */
 export function replicate<T>(source: Handle<T>, target: Handle<T>, config?: Text | Config): Handle<T>;
 export function replicate(source: Json, target: Json, config?: Text | Config): string;
 export function resolve(syncJson: Json, id: Text, rev: Text): string;
@@ -116,45 +116,45 @@ export function patch(before: Json, operations: Json): string;
 export function compress(object: Json): string;
 export function uncompress(object: Json): string;
 /**
- * The names of the contents that `known` does not have and that do not hash to their name. The library takes names as
- * they are, so a host that merges texts from people or places it does not trust calls this first. Names of other kinds,
- * such as those that servers give, are not checked.
+ * The names of the contents that `known` does not have and that do not hash to their name. The library does not verify
+ * names, so call this before you merge a text from an untrusted source. Other kinds of names, such as those of servers,
+ * are not verified.
  */
 export function verify(syncJson: Json, known?: Json): string[];
 
-/** A place of the data that would not come back as it is given. */
+/** A place of the data that a read would not return unchanged. */
 export interface Difference {
-  /** As jq takes it: ".tasks[1].text"; "." for all of the data. */
+  /** In the syntax of jq: ".tasks[1].text"; "." for all data. */
   place: string;
   /**
-   * "deleted": the id was deleted before and stays so. "shared_id": another object with this id is kept in its place.
-   * "number": beyond what a double holds.
+   * "deleted": the id was deleted before and stays deleted. "shared_id": another object with this id replaces it.
+   * "number": a double cannot represent it.
    */
   reason: 'deleted' | 'shared_id' | 'number' | 'changed';
-  /** Of the object, where the reason is its id; else empty. */
+  /** Of the object, if the reason is its id; else empty. */
   id: string;
 }
 
-/** Where data would not come back from a store as it is given, were the store updated with it. */
+/** The places of the data that a read would not return unchanged if the store were updated with it. */
 export function check(data: Json, config?: Text | Config, store?: Handle | Json): Difference[];
 
 export interface Version {
   revision: string;
   deleted: boolean;
-  /** Null where it is deleted or was pruned. */
+  /** Null if it is deleted or was pruned. */
   content: Record<string, unknown> | null;
 }
 
-/** What is known about a document in conflict. */
+/** A document in conflict. */
 export interface ThreeWay {
   id: string;
-  /** The last version that all have in their history. */
+  /** The last common version. */
   common: Version;
   /** The winning one, then the conflicting ones in ascending order. */
   versions: Version[];
-  /** At a clash, of two versions, what the winner has; null where that has no content. */
+  /** At a clash the value of the winner; null if the winner has no content. */
   merged: Record<string, unknown> | null;
-  /** The places that more than one version changed; `value` is missing where a version has no such member. */
+  /** The places that more than one version changed; `value` is missing if a version has no such member. */
   clashes: { place: string; common: { value?: unknown }; versions: { value?: unknown }[] }[];
 }
 

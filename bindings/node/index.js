@@ -1,4 +1,4 @@
-// A thin layer over zentadbpp.h, which tells what every function does, takes and fails with; index.d.ts has the types.
+// A thin layer over zentadbpp.h, which documents every function; index.d.ts has the types.
 
 import { given } from './library.js';
 import * as native from './native.js';
@@ -8,7 +8,7 @@ export { ZentadbError, load } from './native.js';
 
 const { text, list, truth } = native;
 
-// Handles that nobody closed are freed when they are collected.
+// Unclosed handles are freed when they are collected.
 const forgotten = new FinalizationRegistry(native.freeHandle);
 
 class Made {
@@ -45,7 +45,7 @@ export class Handle {
     native.freeHandle(pointer);
   }
 
-  // So that no handle is taken for an object.
+  // A handle is not an object for JSON.stringify.
   toJSON() {
     throw new TypeError('a Handle cannot be used as JSON; dump() gives its text');
   }
@@ -223,7 +223,7 @@ export function verify(syncJson, known = '{}') {
     if (!there.has(name) && !isNamed(content, name)) wrong.set(name, content);
   }
   if (wrong.size > 0) {
-    // A process with another USE_FAST_FLOAT than the writer's reads numbers and writes them differently.
+    // A process whose USE_FAST_FLOAT differs from the writer's writes numbers in another form.
     for (const [name, content] of contents(writtenText)) {
       if (wrong.has(name) && isNamed(content, name) && isReadAs(content, wrong.get(name))) wrong.delete(name);
     }

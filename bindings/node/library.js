@@ -1,6 +1,6 @@
-// What every way to call the library has in common: its functions, what they take, and how they fail.
+// What all ways to call the library share: its functions, their arguments, and failures.
 
-// What the library says about a failed call.
+// A failed call.
 export class ZentadbError extends Error {
   static #record =
     /^\{ "filename" : "([^"]*)", "line": (\d+), "function" : "([^"]*)", "error" : "([^"]*)"(?:, "args" : "(.*)")? \}$/s;
@@ -17,8 +17,9 @@ export class ZentadbError extends Error {
   }
 }
 
-// What a function returns: a result with a text or a handle, or what is named here. What it takes: a plain (t)ext, a
-// (J)SON text, also as an object, a (c)onfiguration, also as an object, a (h)andle, a (n)umber, a (b)oolean, or a record of the named kind.
+// What a function returns: a result with a text or a handle, or the named type. Its arguments: a plain (t)ext; (j)SON, as a
+// text or an object; a (c)onfiguration, as a text or an object; a (h)andle; a (n)umber; a (b)oolean; or a record of the
+// named type.
 export const exported = {
   dump_sync_json_ptr: ['text', 'h'],
   free_flatten_result: ['void', { record: 'flattenResult' }],
@@ -85,13 +86,13 @@ export const exported = {
   update_sync_json_ptr: ['handleResult', 'jhc'],
 };
 
-// What goes beyond single calls; of the native library, a library of its own has it.
+// Functions that make several calls; natively they are in a separate library.
 export const added = {
   zentadbpp_check: ['result', 'jcj'],
   zentadbpp_three_way: ['result', 'jtc'],
 };
 
-// What the library would pass over without a word, such as a key with a slip of the pen.
+// Keys that the library silently ignores, such as a misspelled one.
 const settings = new Set([
   'instance_id', 'id_generation_rules', 'indexed_array_paths', 'flatten_objects', 'discard_id', 'preserve_old_ordering',
   'compressed', 'force_fast_hash_only', 'include_full_data_hash',
@@ -111,7 +112,7 @@ function lookAtSettings(config) {
   try {
     parsed = JSON.parse(config);
   } catch {
-    return; // which the library refuses
+    return; // the library reports it
   }
   if (typeof parsed !== 'object' || parsed === null || Array.isArray(parsed)) return;
   const unknown = Object.keys(parsed).filter((key) => !settings.has(key));
@@ -121,7 +122,7 @@ function lookAtSettings(config) {
 // Older browsers have no such method.
 const isWellFormed = (text) => (text.isWellFormed ? text.isWellFormed() : !/\p{Surrogate}/u.test(text));
 
-// A value of another kind would be taken for an address, or cut, so each is looked at here.
+// A value of another type would be used as an address, or truncated, so each is checked here.
 export const given = {
   t(value) {
     if (value === null || value === undefined) return null;

@@ -1,4 +1,4 @@
-// The shared libraries, called through koffi: how their results become JavaScript values and are freed.
+// The shared libraries, called through koffi: converts results to JavaScript values and frees them.
 
 import { createHash } from 'node:crypto';
 import { dirname, join } from 'node:path';
@@ -17,7 +17,7 @@ const HandleResult = koffi.struct({ value: 'void *', error: 'void *', reserved: 
 const FlattenResult = koffi.struct({ value: 'void *', error: 'void *' });
 const QueryResult = koffi.struct({ value: 'void *', error: 'void *' });
 
-// The library is in place as soon as this module is.
+// The library is loaded with this module.
 export const load = async () => {};
 
 const fileOf = (name) => (process.platform === 'darwin' ? `lib${name}.1.dylib` : `lib${name}.so.1`);
@@ -63,7 +63,7 @@ export const freeHandle = functions.free_sync_json_ptr;
 export const version = functions.sync_json_lib_version;
 export const sha256 = (value) => createHash('sha256').update(value).digest('hex');
 
-// The error of an import that refused a part, with what it took all the same.
+// The error of an import that rejected a part, with the rest.
 function inPart(returns, record) {
   const error = new ZentadbError(koffi.decode.string(record.error));
   if (returns === 'handleResult') {
@@ -78,7 +78,7 @@ function inPart(returns, record) {
   return error;
 }
 
-// Calls the function of that name and hands what it gives to `take`.
+// Calls the function of that name and passes its result to `take`.
 function call(name, values, take) {
   if (!(name in functions)) {
     const beside = fileOf('zentadbpp_host');

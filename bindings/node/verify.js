@@ -1,4 +1,4 @@
-// The names of contents: which of them are the hashes of what they name.
+// Which names of contents are the hashes of these contents.
 
 import { sha256 } from './native.js';
 
@@ -38,7 +38,7 @@ export function xxh64(data, seed) {
   return value ^ (value >> 32n);
 }
 
-// Each content in a well-formed sync JSON with its name, both as they are written.
+// Each content in a well-formed sync JSON with its name, both as written.
 export function* contents(syncJson) {
   let part = '';
   let name = '';
@@ -58,7 +58,7 @@ export function* contents(syncJson) {
   }
 }
 
-// Whether a content has this name. Names of kinds that the library does not make say nothing about a content.
+// Whether a content has this name. Kinds of names that the library does not make count as right.
 export function isNamed(content, name) {
   if (/^[0-9a-f]{64}$/.test(name)) return sha256(content) === name;
   if (/^x[0-9]+$/.test(name)) return `x${xxh64(encoder.encode(content), 123456n) & 0xffffffffn}` === name;

@@ -1,13 +1,13 @@
-"""JSON data that several hosts change apart and merge again, without losing a change.
+"""Merges JSON data that several copies edited independently, without losing an edit.
 
-A thin layer over zentadbpp.h, which tells what every function does, takes and fails with. Ids, revision strings and JSON
-are texts; a function that the header calls a list gives a list, and `available` a bool. Texts are decoded with
-"surrogateescape", so that bytes that are no UTF-8 come back as they were given.
+A thin layer over zentadbpp.h, which documents every function. Ids, revision strings and JSON are texts. Functions that
+return a list there return a list, and `available` returns a bool. Texts are decoded with "surrogateescape", so invalid
+UTF-8 comes back unchanged.
 
-Beyond that, `check` finds what of some data would not come back as given, and `three_way` helps with a conflict.
+In addition, `check` finds data that a read would not return unchanged, and `three_way` helps with a conflict.
 
-A failure raises `Error`, or MemoryError. Calls let other Python threads run; of `Handle.read` and `Handle.close` the header
-tells what must not run at the same time.
+A failure raises `Error`, or MemoryError. Calls let other Python threads run; the header says what must not run at the same
+time as `Handle.read` and `Handle.close`.
 """
 
 from __future__ import annotations
@@ -28,9 +28,9 @@ __all__ = [
 
 
 class Handle:
-    """A sync JSON that was opened once. Closed by `close`, at the end of a `with`, or when it is no longer referred to.
+    """A parsed sync JSON. It is closed by `close`, at the end of a `with`, or with the last reference to it.
 
-    What makes a new document set gives another handle and leaves this one as it is.
+    Functions that make a new document set return another handle and do not change this one.
     """
 
     _pointer: int | None = None
@@ -64,14 +64,14 @@ class Handle:
     ) -> None:
         self.close()
 
-    # The default keeps the function while the interpreter takes its modules down.
+    # The default keeps the function alive while the interpreter shuts down.
     def __del__(self, free: object = _native.free_handle) -> None:
         if self._pointer is not None and callable(free):
             free(self._pointer)
 
     # A copy would free the same handle.
     def __reduce__(self) -> NoReturn:
-        raise TypeError("a Handle can be neither copied nor pickled; dump() gives its text")
+        raise TypeError("a Handle cannot be copied or pickled; dump() returns its text")
 
     def dump(self) -> str:
         return _native.dump(self._pointer)
@@ -173,7 +173,7 @@ def replicate(source: Handle, target: Handle, config: Text = "{}") -> Handle: ..
 @overload
 def replicate(source: Text, target: Text, config: Text = "{}") -> str: ...
 def replicate(source: Handle | Text, target: Handle | Text, config: Text = "{}") -> Handle | str:
-    """Merges the source into the target, of which a new one is made: two texts, or two handles."""
+    """Merges the source into the target and returns the new target: two texts, or two handles."""
     if isinstance(source, Handle) and isinstance(target, Handle):
         return Handle._of(_native.handle("replicate_sync_json_ptr", source._pointer, target._pointer, config))
     return _native.text("replicate_sync_json", source, target, config)
@@ -278,8 +278,8 @@ def uncompress(object: Text) -> str:
 def verify(sync_json: Text, known: Text = "{}") -> list[str]:
     """The names of the contents that `known` does not have and that do not hash to their name.
 
-    The library takes names as they are, so a host that merges texts from people or places it does not trust calls this
-    first. Names of other kinds, such as those that servers give, are not checked.
+    The library does not verify names, so call this before you merge a text from an untrusted source. Other kinds of
+    names, such as those of servers, are not verified.
     """
     with Handle(sync_json) as source, Handle(known) as target:
         source_text, known_text = source.dump(), target.dump()
@@ -292,7 +292,7 @@ def verify(sync_json: Text, known: Text = "{}") -> list[str]:
         if name not in there and not _verify.is_named(content, name)
     }
     if wrong:
-        # A process with another USE_FAST_FLOAT than the writer's reads numbers and writes them differently.
+        # A process whose USE_FAST_FLOAT differs from the writer's writes numbers in another form.
         given = sync_json.decode("utf-8", "surrogateescape") if isinstance(sync_json, bytes) else sync_json or ""
         for name, content in _verify.contents(given):
             if name in wrong and _verify.is_named(content, name) and _is_read_as(content, wrong[name]):
@@ -312,20 +312,20 @@ def _dumped(store: Handle | Text) -> Text:
 
 
 def check(data: Text, config: Text = "{}", store: Handle | Text = "{}") -> list[dict[str, str]]:
-    """Where data would not come back from a store as it is given, were the store updated with it: a list of
+    """The places of the data that a read would not return unchanged if the store were updated with it: a list of
     {"place": ".tasks[1].text", "reason": "deleted" | "shared_id" | "number" | "changed", "id": id or ""}.
 
-    "deleted": the id was deleted before and stays so. "shared_id": another object with this id is kept in its place.
-    "number": beyond what a double holds.
+    "deleted": the id was deleted before and stays deleted. "shared_id": another object with this id replaces it.
+    "number": a double cannot represent it.
     """
     found: list[dict[str, str]] = json.loads(_native.text("zentadbpp_check", data, config, _dumped(store)))
     return found
 
 
 def three_way(store: Handle | Text, id: Text, config: Text = "{}") -> dict[str, Any]:
-    """What is known about a document in conflict: "common", the last version that all have in common; "versions", the
-    winning one first; "merged", what they come to; and "clashes", the places that more than one changed. Contents and
-    values are Python values. zentadbpp_host.h has the details.
+    """A document in conflict: "common", the last common version; "versions", the winning one first; "merged", their merge;
+    and "clashes", the places that more than one version changed. Contents and values are Python values.
+    zentadbpp_host.h has the details.
     """
     help: dict[str, Any] = json.loads(_native.text("zentadbpp_three_way", _dumped(store), id, config))
     return help

@@ -1,4 +1,4 @@
-"""The shared libraries: every function that they export, and how their results become Python values and are freed."""
+"""The shared libraries: their functions. Converts results to Python values and frees them."""
 
 from __future__ import annotations
 
@@ -13,11 +13,11 @@ from ctypes import c_bool, c_char_p, c_uint32, c_void_p
 from typing import Any, Union
 
 Text = Union[str, bytes, None]
-"""A text for the library: a str, or UTF-8; None stands for a null pointer."""
+"""A text for the library: a str, or UTF-8; None means a null pointer."""
 
 
 class Error(Exception):
-    """What the library says about a failed call."""
+    """A failed call."""
 
     _RECORD = re.compile(
         r'\{ "filename" : "([^"]*)", "line": (\d+), "function" : "([^"]*)", "error" : "([^"]*)"(?:, "args" : "(.*)")? \}',
@@ -28,16 +28,16 @@ class Error(Exception):
         super().__init__(text)
         record = self._RECORD.fullmatch(text)
         self.text = text
-        """The text as it stands."""
+        """The error text of the library."""
         self.key = record[4] if record else text
         """The key of an error record; any other text is its own key."""
         self.function = record[3] if record else None
         self.filename = record[1] if record else None
         self.line = int(record[2]) if record else None
         self.details = record[5] if record else None
-        """The "args" of an error record: what there is to tell about the case, such as an id."""
+        """The "args" of an error record: details, such as an id."""
         self.imported: str | None = None
-        """The sync JSON of what an import took all the same, where it refused only a part."""
+        """If an import rejected only a part: the sync JSON of the rest."""
 
 
 # The texts of a record stay pointers, so that the library can free them.
@@ -57,7 +57,7 @@ class QueryResult(ctypes.Structure):
     _fields_ = [("value", c_void_p), ("error", c_void_p)]
 
 
-# What a function returns, and what it takes: a (t)ext, a (c)onfiguration, a (h)andle, a (n)umber, a (b)oolean, or a record.
+# What a function returns, and its arguments: a (t)ext, a (c)onfiguration, a (h)andle, a (n)umber, a (b)oolean, or a record.
 _EXPORTS: dict[str, tuple[Any, Any]] = {
     "dump_sync_json_ptr": (c_void_p, "h"),
     "free_flatten_result": (None, FlattenResult),
@@ -125,7 +125,7 @@ _EXPORTS: dict[str, tuple[Any, Any]] = {
 }
 
 
-# What libzentadbpp_host adds, loaded when it is first called.
+# The functions of libzentadbpp_host, which is loaded at the first call.
 _HOST_EXPORTS: dict[str, tuple[Any, Any]] = {
     "zentadbpp_check": (Result, "tct"),
     "zentadbpp_three_way": (Result, "ttc"),
@@ -175,7 +175,7 @@ def _given(value: object) -> object:
     return value
 
 
-# What the library would pass over without a word, such as a key with a slip of the pen.
+# The keys that the library knows; it silently ignores others, such as a misspelled one.
 _SETTINGS = frozenset((
     "instance_id", "id_generation_rules", "indexed_array_paths", "flatten_objects", "discard_id", "preserve_old_ordering",
     "compressed", "force_fast_hash_only", "include_full_data_hash",
@@ -186,7 +186,7 @@ _SETTINGS = frozenset((
 def _unknown_settings(config: Text) -> tuple[str, ...]:
     try:
         parsed = json.loads(config) if config else {}
-    except (ValueError, RecursionError):  # which the library refuses
+    except (ValueError, RecursionError):  # the library reports it
         return ()
     return tuple(sorted(parsed.keys() - _SETTINGS)) if isinstance(parsed, dict) else ()
 
@@ -195,12 +195,12 @@ def _look_at_settings(name: str, arguments: tuple[object, ...]) -> None:
     at = {**_EXPORTS, **_HOST_EXPORTS}[name][1].find("c")
     config = arguments[at] if at >= 0 else None
     if isinstance(config, (str, bytes)) and (unknown := _unknown_settings(config)):
-        # The caller of the package's function, which called one of this module.
+        # The caller of the package's function, which called this module.
         warnings.warn(f"the library does not know these configuration keys: {', '.join(unknown)}", stacklevel=5)
 
 
 def number(value: int) -> int:
-    """A number of 32 bits; ctypes would cut a larger one."""
+    """A number of 32 bits; ctypes would truncate a larger one."""
     if not 0 <= value < 2**32:
         raise OverflowError(f"{value} is not between 0 and {2**32 - 1}")
     return value
@@ -240,24 +240,24 @@ def _call(name: str, arguments: tuple[object, ...], take: Any) -> Any:
 
 
 def text(name: str, *arguments: object) -> str:
-    """Calls the function of that name, which gives a text."""
+    """Calls the function of that name, which returns a text."""
     result: str = _call(name, arguments, _taken)
     return result
 
 
 def items(name: str, *arguments: object) -> list[str]:
-    """Calls the function of that name, which gives a list."""
+    """Calls the function of that name, which returns a list."""
     joined = text(name, *arguments)
     return joined.split(",") if joined else []
 
 
 def truth(name: str, *arguments: object) -> bool:
-    """Calls the function of that name, which gives true or false, in either form of JSON."""
+    """Calls the function of that name, which returns true or false, in either form of JSON."""
     return text(name, *arguments) in ("true", "@T")
 
 
 def handle(name: str, *arguments: object) -> int:
-    """Calls the function of that name, which gives a handle that the caller frees."""
+    """Calls the function of that name, which returns a handle that the caller frees."""
     result: int = _call(name, arguments, int)
     return result
 

@@ -1,4 +1,4 @@
-"""The names of contents: which of them are the hashes of what they name."""
+"""Which names of contents are the hashes of these contents."""
 
 from __future__ import annotations
 
@@ -55,7 +55,7 @@ def xxh64(data: bytes, seed: int) -> int:
 
 
 def contents(sync_json: str) -> Iterator[tuple[str, str]]:
-    """Each content in a well-formed sync JSON with its name, both as they are written."""
+    """Each content in a well-formed sync JSON with its name, both as written."""
     part = name = ""
     depth = begin = 0
     for token in _TOKEN.finditer(sync_json):
@@ -76,7 +76,7 @@ def contents(sync_json: str) -> Iterator[tuple[str, str]]:
 
 
 def is_named(content: str, name: str) -> bool:
-    """Whether a content has this name. Names of kinds that the library does not make say nothing about a content."""
+    """Whether a content has this name. Kinds of names that the library does not make count as right."""
     data = content.encode("utf-8", "surrogateescape")
     if _SHA256.fullmatch(name):
         return hashlib.sha256(data).hexdigest() == name
