@@ -16,7 +16,7 @@
 namespace libzentadbpp {
 
 struct WinningContents {
-    // By document in ascending order of id; null data where one is not stored, or where a document has no winning
+    // By document in ascending order of id; null data if the content is not stored, or if the document has no winning
     // revision.
     LargeVector<std::string_view> texts;
     bool are_all;  // the storage holds no others
@@ -38,7 +38,7 @@ class DocumentIndex {
     // Valid as long as the index.
     [[nodiscard]] std::string_view id(std::uint32_t number) const { return numbers_.text(number); }
     [[nodiscard]] std::optional<std::uint32_t> find(std::string_view id) const { return numbers_.find(id); }
-    // The same, quicker where the guess or one of the next few is right.
+    // The same, faster if the guess or one of the next few is right.
     [[nodiscard]] std::optional<std::uint32_t> find(std::string_view id, std::uint32_t guess) const {
         constexpr std::uint32_t tries = 3;
         const auto end = std::min<std::size_t>(size(), std::size_t{guess} + tries);
@@ -88,7 +88,7 @@ class DocumentIndex {
     std::vector<const MultiVersionDocument*> documents_;
     LargeVector<std::string_view> contents_;
     std::vector<bool> live_;
-    // The ids one behind the other: where they are looked at in any order, that takes much less memory to be near.
+    // The ids side by side: random access to them then touches much less memory.
     Arena texts_;
     TextTable numbers_;
     Range ordering_ids_{};

@@ -19,12 +19,12 @@ struct OrderingContent {
     std::string_view ids;  // the array as it is written, and what follows it in the content
 };
 
-// Nothing where the content is not that of an ordering document. Strings without escapes are slices of the content,
-// others lie in the arena. O(what stands before the ids).
+// Empty if the content is not that of an ordering document. Strings without escapes are slices of the content, others
+// are in the arena. O(text before the ids).
 [[nodiscard]] std::optional<OrderingContent> read_ordering_content(std::string_view content, Arena& arena);
 
-// Calls `visit(id)` for every element of the array: the id, or nothing where the element is not a string. The id lives
-// as long as the visit.
+// Calls `visit(id)` for every element of the array: the id, or nothing if the element is not a string. The id is valid
+// during the visit.
 template <class Visit>
 void visit_listed_ids(std::string_view ids, const Visit& visit) {
     const char* const end = ids.data() + ids.size();
@@ -44,8 +44,8 @@ void visit_listed_ids(std::string_view ids, const Visit& visit) {
 void write_ordering_content(std::string_view instance, std::string_view domain, std::span<const std::string_view> ids,
                             TextBuffer& out);
 
-// Whether a document with an ordering id records the order of an array: its winning content decides, or the id alone
-// where that content is missing or deleted. A host may give such an id to an object of its own.
+// Whether a document with an ordering id records the order of an array. Its winning content decides, or the id alone if
+// that content is missing or deleted. A host may give such an id to one of its objects.
 [[nodiscard]] bool is_ordering_document(std::string_view id, std::optional<std::string_view> winning_content);
 [[nodiscard]] bool is_ordering_document(const MultiVersionDocument& document, const DataStorage& data);
 

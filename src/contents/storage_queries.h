@@ -12,8 +12,9 @@ namespace libzentadbpp {
 // Questions about a whole storage, comparisons of two, and the operations that drop content. Sets come in ascending
 // byte order; O(documents) unless said otherwise.
 
-// Whether a content is stored under the data hash of a revision (a reserved one always is). A text that is no revision
-// string but the id of a document asks for that document's winning revision; any other fails as parsing does.
+// Whether a content is stored under the data hash of a revision; reserved ones always are. A text that is not a
+// revision string but the id of a document means that document's winning revision; any other text fails as parsing
+// does.
 [[nodiscard]] bool available(const DocumentStorage& storage, std::string_view revision_or_id);
 
 // The instances that wrote ordering documents; one whose content is missing is passed over. O(their contents).

@@ -18,7 +18,7 @@ class DataHasher {
     DataHasher& operator=(const DataHasher&) = delete;
 
     [[nodiscard]] HashKind kind() const { return kind_; }
-    // Of exactly these bytes. The answer is valid until the next call.
+    // The hash of exactly these bytes. The result is valid until the next call.
     [[nodiscard]] std::string_view operator()(std::string_view bytes);
 
    private:
@@ -27,7 +27,7 @@ class DataHasher {
     std::unique_ptr<Context> context_;
 };
 
-// A hash taken piece by piece. A copy goes on from where it stands, so that what begins alike is hashed once.
+// An incremental hash. A copy continues from its state, so a common beginning is hashed once.
 class RunningHash {
    public:
     explicit RunningHash(HashKind kind);
@@ -44,7 +44,7 @@ class RunningHash {
     std::unique_ptr<State> state_;
 };
 
-// The form a data hash is written in, told by its text alone: the kind that could have made it.
+// Whether the text of a data hash has the form of the given kind.
 [[nodiscard]] bool is_hash_of_kind(std::string_view hash, HashKind kind);
 
 }  // namespace libzentadbpp

@@ -16,15 +16,15 @@
 
 namespace libzentadbpp {
 
-// The written text of one content, always as the writer writes it, and what keeps it in memory (nothing, where the text
-// lives as long as the call anyway).
+// The text of one content, in the form of the writer, and its owner (none if the text lives as long as the call
+// anyway).
 struct Content {
     std::string_view text;
     std::shared_ptr<const void> owner;
 };
 
-// Contents by data hash. Three hashes are reserved: they stand for content without storing any. An immutable value: a
-// change answers a new storage that shares what stayed.
+// Contents by data hash. Three reserved hashes have a content that is not stored. An immutable value: a change returns
+// a new storage that shares what did not change.
 class DataStorage {
    public:
     using Map = OrderedMap<Content>;
@@ -38,7 +38,7 @@ class DataStorage {
 
     // The content under a hash, reserved ones included, or nothing.
     [[nodiscard]] std::optional<std::string_view> find(std::string_view hash) const;
-    // The same; ObjectNotFoundException "cannot_find_object" where there is none.
+    // The same; ObjectNotFoundException "cannot_find_object" if there is none.
     [[nodiscard]] std::string_view read_object(std::string_view hash) const;
 
     // Which content each hash names, counted in ascending order of their hashes, or `not_stored`, which reserved hashes
@@ -60,8 +60,8 @@ class DataStorage {
 // Collects contents to be added to a storage. Of several under one hash the last one counts.
 class ContentChanges {
    public:
-    // Copies hash and text into the memory, and answers the copy of the hash. Where the memory is an arena, the text
-    // has to lie in it, and is not copied.
+    // Copies hash and text into the memory, and returns the copy of the hash. If the memory is an arena, the text must
+    // be in it, and is not copied.
     std::string_view add(std::string_view hash, std::string_view text, SharedMemory& memory);
     // Keeps what is there.
     void share(const DataStorage::Map::Entry& entry) { changes_.push_back(entry); }

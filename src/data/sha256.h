@@ -10,8 +10,8 @@ namespace libzentadbpp {
 inline constexpr std::size_t sha256_bytes = 32;
 using Sha256Bytes = std::array<unsigned char, sha256_bytes>;
 
-// SHA-256 (FIPS 180-4) in plain C++, for builds without libcrypto, which is several times faster where the processor
-// helps. A copy continues where the original is.
+// SHA-256 (FIPS 180-4) in plain C++, for builds without libcrypto, which is several times faster on processors with
+// SHA instructions. A copy continues from the state of the original.
 class PortableSha256 {
    public:
     void add(std::string_view bytes);

@@ -22,17 +22,17 @@ enum class Grafts : bool { never, with_ordering_id };
 // - A revision that both know under different parents keeps the smaller of the two.
 // - Ordering documents with different first revisions are grafted: the smallest is the root, and what each other one
 //   began hangs directly under it, one generation later. Any other document with two first revisions throws
-//   SecondFirstRevision, after telling both on standard error.
-// - Where every branch is closed, because copies settled one conflict in opposite ways, a leaf with the last content of
-//   the longest opens it again. Nobody made such a leaf: while it has no child, merging passes it over, so that it goes
-//   where the union has an open leaf or a longer closed branch. A leaf under a closing one counts as such where an
-//   earlier revision has its content.
-// Where grafting gives one name to steps of two histories, the smaller parent decides which of them it is, and merges
-// in another order can differ until copies with both outcomes meet.
+//   SecondFirstRevision, after printing both to standard error.
+// - If every branch is closed, because copies resolved one conflict in opposite ways, a leaf with the last content of
+//   the longest branch reopens the document. Nobody made such a leaf: while it has no child, merging ignores it, so it
+//   disappears if the union has an open leaf or a longer closed branch. A leaf under a closing revision counts as such
+//   if an earlier revision has its content.
+// If grafting gives one name to steps of two histories, the smaller parent decides which of them it is. Merges in
+// another order can then differ until copies with both outcomes meet.
 [[nodiscard]] MergedDocument merge_documents(const MultiVersionDocument& target, const MultiVersionDocument& source,
                                              Grafts grafts = Grafts::with_ordering_id);
 
-// The document with its longest closed branch opened again, where it has revisions but no leaf; null otherwise.
+// The document with its longest closed branch reopened, if it has revisions but no leaf; otherwise null.
 [[nodiscard]] DocumentRef reopened(const MultiVersionDocument& document);
 
 }  // namespace libzentadbpp

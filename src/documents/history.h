@@ -22,7 +22,7 @@ inline constexpr std::uint32_t no_entry = static_cast<std::uint32_t>(-1);
 
 class HistoryVisitor {
    public:
-    // An entry of the given generation (counted from 1) under `parent`, which is what the visitor answered for the
+    // An entry of the given generation (counted from 1) under `parent`: the value that the visitor returned for the
     // entry above, or no_entry for the first one.
     virtual std::uint32_t visit(std::string_view entry, std::uint32_t generation, std::uint32_t parent) = 0;
 
@@ -30,7 +30,7 @@ class HistoryVisitor {
     ~HistoryVisitor() = default;
 };
 
-// Reads a history array (a well-formed JSON array, of any depth) and tells its entries, parents first. An entry of
+// Reads a history array (a well-formed JSON array, of any depth) and visits its entries, parents first. An entry of
 // another kind ends its chain. Throws InvalidRevisionException, function "unfold": "revision_not_a_string" or
 // "empty_revstring" for the first entry. Decoded strings lie in the arena. Never recurses; linear.
 void unfold(std::string_view history_array, Arena& arena, HistoryVisitor& visitor);
@@ -40,9 +40,8 @@ struct HistoryEntry {
     std::uint32_t parent;  // position of the parent, which comes before; no_entry for the first
 };
 
-// Appends the history array of a tree whose entries are ordered so that parents come first and the children of one
-// parent stand in the order in which branches are to be written. Exactly one entry has no parent, unless there are none
-// at all. Never recurses; linear.
+// Appends the history array of a tree. Among the entries parents come first, and the children of one parent are in the
+// order of the branches. Exactly one entry has no parent, unless there are no entries. Never recurses; linear.
 void fold(std::span<const HistoryEntry> entries, TextBuffer& out);
 
 }  // namespace libzentadbpp

@@ -19,24 +19,23 @@ namespace libzentadbpp {
 class MultiVersionDocument;
 using DocumentRef = std::shared_ptr<const MultiVersionDocument>;
 
-// One document: its id and the tree of all its known revisions, immutable once made and so shared freely between
-// storages and threads.
+// One document: its id and the tree of all its known revisions. Immutable, and so shared between storages and threads.
 //
-// A history is linear until two copies change the document apart: then a revision has several children, and each branch
-// ends in a leaf. A branch that was settled ends in a resolved revision and has no leaf at all; one that was deleted
-// ends in a deleted revision, which is a leaf like any other. The winning revision is the leaf with the longest
-// history; of several the lowest in revision order. Every copy that knows the same revisions has the same winner.
+// A history is linear until two copies edit the document independently: then a revision has several children, and each
+// branch ends in a leaf. A closed branch ends in a resolved revision and has no leaf. A deleted branch ends in a
+// deleted revision, which is a leaf like any other. The winning revision is the leaf with the longest history; of
+// equally long ones, the lowest in revision order. Copies that know the same revisions have the same winner.
 //
 // Generations are positions in the history, so the length of a revision's history is its generation.
 class MultiVersionDocument {
    public:
     // A document from its revisions in any order, `parent` being a position in `revisions`. An empty tree is allowed.
-    // Empty id: InvalidDocumentException. The texts are copied into the memory (without one, into a block of their
-    // own). Exactly one revision has no parent (unless there is none). Of equal revisions the first stays.
+    // Empty id: InvalidDocumentException. The texts are copied into the memory (without one, into a separate block).
+    // Exactly one revision has no parent, unless there are no revisions. Of equal revisions the first stays.
     static DocumentRef make(std::string_view id, std::span<const TreeRevision> revisions, SharedMemory& memory);
     static DocumentRef make(std::string_view id, std::span<const TreeRevision> revisions);
     // The same in memory of the arena (texts are not copied and must live as long as it does); `owner` keeps that
-    // memory alive. `history` is the folded tree where the caller has it already (a text that lives as long), else
+    // memory alive. `history` is the folded tree if the caller has it already (a text that lives as long), else
     // empty.
     static DocumentRef make_in(Arena& arena, const std::shared_ptr<const void>& owner, std::string_view id,
                                std::span<const TreeRevision> revisions, std::string_view history);
@@ -75,7 +74,7 @@ class MultiVersionDocument {
     // Positions of the leaves, ascending. Fails as winning does without a leaf ("no_revision_in_document", also for an
     // empty tree). O(revisions).
     [[nodiscard]] std::vector<std::uint32_t> leaves() const;
-    // The same, empty where there is none.
+    // The same, empty if there is none.
     [[nodiscard]] std::vector<std::uint32_t> leaves_or_none() const;
 
     [[nodiscard]] std::string revision_string(std::uint32_t position) const {

@@ -6,7 +6,7 @@
 
 namespace libzentadbpp {
 
-// The reserved data hashes: they stand where a content's hash would.
+// The reserved data hashes, which take the place of a content's hash.
 inline constexpr std::string_view deleted_hash = "deleted";
 inline constexpr std::string_view resolved_hash = "resolved";
 inline constexpr std::string_view empty_hash = "empty";

@@ -13,9 +13,8 @@
 
 namespace libzentadbpp {
 
-// A sync JSON text whose syntax was checked and whose parts were found, but not judged: whether the members are of the
-// right kinds is asked only when the storage is built, in the order that the format fixes. A text that is no object
-// counts as the empty one.
+// A sync JSON text with checked syntax and located parts. The kinds of its members are checked only when the storage is
+// built, in the order that the format defines. A text that is not an object counts as the empty one.
 //
 // Slices of the text and of the arena are kept, so both must outlive this and the storage built from it.
 class SyncJsonText {
@@ -41,12 +40,12 @@ class SyncJsonText {
 
     struct DocumentPart {
         std::string_view key;
-        std::string_view history;  // empty: the value is no array
-        DocumentRef document;      // where the history could be taken as it stands
+        std::string_view history;  // empty: the value is not an array
+        DocumentRef document;      // if the history could be used as written
     };
     struct ContentPart {
         std::string_view key;
-        std::string_view text;  // empty: the value is no object
+        std::string_view text;  // empty: the value is not an object
     };
 
     // The members of one part, as they were read, and whether that is in strictly ascending order.

@@ -21,7 +21,7 @@ namespace libzentadbpp {
 // The end of any value.
 [[nodiscard]] const char* written_value_end(const char* begin, const char* end);
 
-// What stands between the quotes of a written string.
+// The text between the quotes of a written string.
 [[nodiscard]] inline std::string_view inside_quotes(std::string_view string) {
     return string.substr(1, string.size() - 2);
 }

@@ -58,13 +58,13 @@ struct ParseError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// A document would get a second first revision where that cannot be told apart from data loss. Not of the
-// standard family on purpose: only the interface frame, which knows the export's name, can report it.
+// A document would get a second first revision, which cannot be distinguished from data loss. On purpose not a standard
+// exception: only the interface frame, which knows the export's name, can report it.
 struct SecondFirstRevision {
     std::string document_id;
 };
 
-// Throws E with an error record that tells the line of the call.
+// Throws E with an error record that has the line of the call.
 template <class E>
 [[noreturn]] void raise(std::string_view filename, std::string_view function, std::string_view error,
                         std::optional<std::string_view> args = std::nullopt, int line = __builtin_LINE()) {

@@ -10,8 +10,8 @@ struct ShortestDigits {
 };
 
 // Writes the digits that Grisu2 finds for a positive finite value: they read back as the value and are nearly always
-// the fewest that do. Texts are hashed, so the choice is part of the format and stays even where it is not the
-// shortest: no other algorithm may take its place.
+// the fewest that do. Texts are hashed, so the choice is part of the format, even if it is not the shortest: no other
+// algorithm may replace it.
 ShortestDigits grisu2_digits(double value, char* digits);
 
 }  // namespace libzentadbpp

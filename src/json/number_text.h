@@ -7,7 +7,7 @@ namespace libzentadbpp {
 
 inline constexpr std::size_t longest_number = 32;
 
-// Write a number at `out`, which has room for longest_number bytes, and answer the end. None looks at the C locale.
+// Write a number at `out`, which has room for longest_number bytes, and return the end. Independent of the C locale.
 char* write_integer(std::int64_t value, char* out);
 // 17 significant digits, as "%.17g" gives in the C locale. `value` is finite.
 char* write_real_17(double value, char* out);
@@ -16,7 +16,7 @@ char* write_real_shortest(double value, char* out);
 // Whichever of the two the environment asks for ("USE_FAST_FLOAT").
 char* write_real(double value, char* out);
 
-// Reads a text that has the form of a JSON number; infinity where it is too large for a double.
+// Reads a text that has the form of a JSON number; infinity if it is too large for a double.
 double read_real(std::string_view text);
 
 }  // namespace libzentadbpp

@@ -8,14 +8,14 @@
 
 namespace libzentadbpp {
 
-// A number as it stands in a JSON text.
+// A number as written in a JSON text.
 struct NumberToken {
     enum class Fault : std::uint8_t { none, no_digit, leading_zero, no_fraction_digit, no_exponent_digit };
 
     // A whole number of more characters is read as a real one.
     static constexpr std::size_t longest_integer = 9;
 
-    std::string_view text;  // with a fault, it ends where that was met
+    std::string_view text;  // with a fault, it ends there
     Fault fault = Fault::none;
     bool whole = true;  // has no point and no exponent
 

@@ -20,8 +20,8 @@ namespace libzentadbpp {
 // Parses a whole text in either form, nested to at most deepest_text.
 [[nodiscard]] JsonValue parse_json(std::string_view text, Arena& arena, Comments comments = Comments::refused);
 
-// Parses a whole text, in either form, that is to be read as a sync JSON: where the outermost value is an object, its
-// member "d" may nest without limit and each member of its member "o" to deepest_content levels of its own.
+// Parses a whole text, in either form, as a sync JSON: if the outermost value is an object, its member "d" may nest
+// without limit and each member of its member "o" to deepest_content levels of its own.
 [[nodiscard]] JsonValue parse_sync_json_value(std::string_view text, Arena& arena);
 
 }  // namespace libzentadbpp

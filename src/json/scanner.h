@@ -26,7 +26,7 @@ enum class Comments : bool { refused, allowed };
 // its identity, and in what was translated from the compact form, which says what each number is.
 enum class Numbers : bool { given, written };
 
-// How a message tells a character: 'c' (99), or its signed code alone where it is not printable ASCII.
+// A character in a message: 'c' (99), or only its signed code if it is not printable ASCII.
 [[nodiscard]] std::string told(char c);
 
 // Walks a JSON text token by token. Every failure throws ParseError with the message that the host sees; the first
@@ -47,7 +47,7 @@ class JsonScanner {
 
     // The rest of a string whose opening quote was consumed.
     std::string_view read_string();
-    // The key of the member that begins here, and its colon: `first` is the token where the key must be.
+    // Reads the key of the member that begins here, and its colon; `first` is the token in place of the key.
     std::string_view read_key(char first);
     // What follows a member of an object: '}', or the quote after the comma, where the next key begins.
     char after_member();
@@ -55,7 +55,7 @@ class JsonScanner {
     // Reads the value that begins at the next token as a tree. `depth` is that of the value; a value deeper than
     // `deepest` fails before it is looked at.
     JsonValue read_value(std::size_t depth, std::size_t deepest);
-    // Checks it in the same way without keeping it, and answers its text.
+    // Checks it in the same way without keeping it, and returns its text.
     std::string_view skip_value(std::size_t depth, std::size_t deepest);
 
     // Fails unless only white space is left.
@@ -107,7 +107,7 @@ class JsonScanner {
     const char* skip_space(const char* at) const;
     const char* skip_comment(const char* at) const;
 
-    // Each of these reads what begins at `at` and answers where it ends.
+    // Each of these reads what begins at `at` and returns its end.
     template <bool keep>
     const char* walk(const char* at, std::size_t depth, std::size_t deepest, JsonValue& outermost);
     template <bool keep>

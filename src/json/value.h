@@ -26,7 +26,7 @@ class JsonValue {
         return result;
     }
     static JsonValue string(std::string_view text) { return string(text, Form::any); }
-    // A string whose text is what stands between the quotes when it is written.
+    // A string whose text is the same between the quotes when it is written.
     static JsonValue plain_string(std::string_view text) { return string(text, Form::plain); }
     // The same for one with escapes, in the form in which they are written.
     static JsonValue escaped_string(const EscapedString* text) {
@@ -54,7 +54,7 @@ class JsonValue {
     [[nodiscard]] bool is_array() const { return kind() == Kind::array; }
     [[nodiscard]] bool is_object() const { return kind() == Kind::object; }
 
-    // The content, or the empty one where the value is of another kind.
+    // The content, or the empty one if the value is of another kind.
     [[nodiscard]] bool as_boolean() const { return is_boolean() && integer_ != 0; }
     [[nodiscard]] double as_real() const {
         return kind() == Kind::real ? real_ : kind() == Kind::integer ? static_cast<double>(integer_) : 0.0;
@@ -63,7 +63,7 @@ class JsonValue {
         if (!is_string()) return {};
         return form() == Form::escaped ? escaped_->text() : std::string_view{text_, size()};
     }
-    // A string as it is written between its quotes, where that is known; else a view without data.
+    // A string as written between its quotes, if that is known; else a view without data.
     [[nodiscard]] std::string_view written_string() const {
         if (!is_string() || form() == Form::any) return {};
         return form() == Form::escaped ? escaped_->raw() : std::string_view{text_, size()};
@@ -76,7 +76,7 @@ class JsonValue {
         return static_cast<std::int32_t>(integer_);
     }
 
-    // The member of that name, or null where there is none or this is no object. O(log members).
+    // The member of that name, or null if there is none or this is not an object. O(log members).
     [[nodiscard]] const JsonValue* find(std::string_view key) const;
 
    private:

@@ -20,8 +20,8 @@
 namespace libzentadbpp {
 
 // The frame around every export: reading arguments, opening sync JSONs, rendering and copying out results, and turning
-// whatever went wrong into the record's error text. An export names its arguments in the order in which they are to be
-// looked at, and its operation; nothing else catches, and nothing else allocates what the host frees.
+// failures into the record's error text. An export names its arguments in the order of checks, and its operation.
+// Nothing else catches, and nothing else allocates what the host frees.
 
 // An error text that is ready for the record.
 struct CallFailure {
@@ -34,8 +34,8 @@ struct CallMemory {
     std::deque<TextBuffer> texts;
 };
 
-// What becomes of a compressed object that cannot be inflated: it counts as the empty object, it is told with its
-// reason, or with the bare key "failed_to_uncompress_obj". One for which there was no memory never counts as empty.
+// The effect of a compressed object that cannot be inflated: it counts as the empty object, it is reported with its
+// reason, or with the bare key "failed_to_uncompress_obj". If memory ran out, it never counts as empty.
 enum class Inflation { passed_over, reported, reported_briefly };
 
 // An object as a tree, its members nested as deep as those of a sync JSON may be.
@@ -53,7 +53,7 @@ class Call {
     explicit Call(std::string_view export_name, std::shared_ptr<CallMemory> shared = nullptr)
         : name_(export_name), memory_(shared == nullptr ? &own_memory_ : shared.get()), owner_(std::move(shared)) {}
 
-    // --- Arguments. Each fails with its error text, and is to be named in the order of checks.
+    // --- Arguments, read in the order of checks. Each fails with its error text.
 
     // A plain text, such as an id.
     [[nodiscard]] static std::string_view text(const char* argument);
@@ -64,7 +64,7 @@ class Call {
     [[nodiscard]] JsonValue configuration(const char* argument, int line = __builtin_LINE()) {
         return object(argument, "config_is_not_an_object", line);
     }
-    // A sync JSON; anything that is no object counts as the empty one.
+    // A sync JSON; a value that is not an object counts as the empty one.
     [[nodiscard]] SyncJsonText sync_json(const char* argument);
     // A sync JSON that must be an object; `null_key` is the record for a null pointer, if there is one of its own.
     [[nodiscard]] SyncJsonText sync_json_object(const char* argument, std::string_view key,
@@ -72,7 +72,7 @@ class Call {
     // The same as a value to be looked at as a whole.
     [[nodiscard]] WholeObject whole_object(const char* argument);
     [[nodiscard]] WholeObject whole_object(const JsonValue& value) const;
-    // A handle, or what it holds; an error record with `key` where there is none.
+    // A handle, or its contents; an error record with `key` if it is null.
     [[nodiscard]] zentadbpp_document_storage& handle(sync_json_ptr argument,
                                                      std::string_view key = "invalid_sync_json_ptr",
                                                      int line = __builtin_LINE()) const;
@@ -84,9 +84,9 @@ class Call {
     // --- Opening
 
     [[nodiscard]] DocumentStorage open(SyncJsonText&& text, Inflation inflation);
-    // The object itself where it is not compressed; the empty one where a failure is passed over.
+    // The object itself if it is not compressed; the empty one if a failure is ignored.
     [[nodiscard]] WholeObject inflated(const WholeObject& object, Inflation inflation);
-    // A document of a storage; "document_not_found" where there is none.
+    // A document of a storage; "document_not_found" if there is none.
     [[nodiscard]] const DocumentRef& document(const DocumentStorage& storage, std::string_view id,
                                               int line = __builtin_LINE()) const;
 
@@ -124,12 +124,12 @@ class Call {
 // Whether a configuration asks for a compressed result.
 [[nodiscard]] bool asks_for_compression(const JsonValue& configuration);
 
-// The error text of the exception in flight; null where there is no memory even for that.
+// The error text of the current exception; null if there is no memory even for that.
 [[nodiscard]] char* describe_failure(std::string_view export_name) noexcept;
-// The error text of what a call reported, or null; std::bad_alloc where there is no memory for it.
+// The error text that a call reported, or null; std::bad_alloc if there is no memory for it.
 [[nodiscard]] CText describe_reported(const Call& call, std::string_view export_name);
 
-// Runs the body of an export that answers a text.
+// Runs the body of an export that returns a text.
 template <class Record = sync_json_result, class Body>
 Record answer(std::string_view export_name, const Body& body) noexcept {
     Record record{};
@@ -145,7 +145,7 @@ Record answer(std::string_view export_name, const Body& body) noexcept {
     return record;
 }
 
-// The same for one that answers a handle. Texts are kept for as long as the handle where it is made of slices of them.
+// The same for one that returns a handle. Texts live as long as the handle if it consists of slices of them.
 enum class Texts : bool { of_the_call, of_the_handle };
 
 template <Texts texts = Texts::of_the_call, class Body>

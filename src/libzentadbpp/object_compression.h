@@ -11,8 +11,7 @@ namespace libzentadbpp {
 // A compressed object: {"compressed": true, "data": <Base64 of a zlib stream>, "uncompressed_size": <bytes>}.
 
 // Appends the compressed object of a text to `out` (standard JSON text). A text that would inflate too far to be opened
-// again is compressed less. On failure appends nothing and answers the
-// error record; empty on success.
+// again is compressed less. On failure appends nothing and returns the error record; on success returns the empty text.
 [[nodiscard]] std::string compress_text(std::string_view text, TextBuffer& out);
 
 struct Inflated {
@@ -26,7 +25,7 @@ struct Inflated {
 [[nodiscard]] Inflated uncompress_text(std::string_view base64, double claimed_size);
 
 void base64_encode(std::string_view bytes, TextBuffer& out);
-// False where a character is outside the alphabet or the length is no multiple of four; `out` is then unspecified.
+// False if a character is outside the alphabet or the length is not a multiple of four; `out` is then unspecified.
 [[nodiscard]] bool base64_decode(std::string_view text, TextBuffer& out);
 
 }  // namespace libzentadbpp

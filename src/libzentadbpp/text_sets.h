@@ -7,8 +7,8 @@
 
 namespace libzentadbpp {
 
-// How sets of ids and revision strings are answered: joined by commas with nothing around them, or as a JSON array. An
-// element with a NUL byte fits only into the latter: TextContainsNul.
+// Sets of ids and revision strings as results: separated by commas, or as a JSON array. Only the latter can contain an
+// element with a NUL byte; the former throws TextContainsNul.
 [[nodiscard]] CText joined(const std::vector<std::string>& set);
 [[nodiscard]] CText json_list(const std::vector<std::string>& list);
 

@@ -16,7 +16,7 @@ struct UnmapPages {
 };
 using MappedPages = std::unique_ptr<std::byte[], UnmapPages>;
 
-// At least so many bytes, beginning where a large page may; null where the system gives none.
+// At least that many bytes, aligned for large pages; null if the system has none.
 [[nodiscard]] MappedPages map_large_pages(std::size_t bytes);
 
 // Advice for memory that was allocated otherwise and is about to be filled. Little memory stays as it is.

@@ -8,7 +8,7 @@
 
 namespace libzentadbpp {
 
-// Allocates as std::allocator does, and asks for large pages where that is much.
+// Allocates like std::allocator, and uses large pages for large blocks.
 template <class T>
 struct LargePageAllocator {
     using value_type = T;

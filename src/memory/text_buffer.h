@@ -27,7 +27,7 @@ class TextBuffer {
     void reserve(std::size_t capacity);
     void truncate(std::size_t size) { size_ = size; }
 
-    // Makes room for `bytes` more, counts them as written, and answers where they begin.
+    // Makes room for `bytes` more, counts them as written, and returns their beginning.
     [[nodiscard]] char* grow(std::size_t bytes) {
         if (bytes >= capacity_ - size_) make_room(bytes);
         char* place = text_.get() + size_;

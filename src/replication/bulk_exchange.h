@@ -20,11 +20,11 @@ struct BulkImport {
     std::exception_ptr first_fault;  // of what was refused, if anything was
 };
 
-// A new storage from the answer to a _bulk_get request. What is not of the expected shape is passed over, as is a path
-// that does not reach back to the first revision. Ids of revisions are taken in both forms, "hash_suffix" and the bare
-// hash that the export sends. A document that is refused is left out, and all others are taken. The root is chosen
-// among the documents that are neither ordering documents nor deleted, if there are any: "root", or else the smallest
-// id that no other winning content and no open list refers to, or else the smallest. O(body log body).
+// Makes a new storage from the response to a _bulk_get request. Entries of another shape are ignored, and so are paths
+// that do not reach back to the first revision. Revision ids may have both forms, "hash_suffix" and the bare hash that
+// the export sends. Rejected documents are left out, and all others are imported. The root is chosen among the
+// documents that are neither ordering documents nor deleted, if there are any: "root", or else the smallest id that no
+// other winning content and no open list refers to, or else the smallest id. O(body log body).
 [[nodiscard]] BulkImport from_bulk_get(const JsonValue& body);
 
 }  // namespace libzentadbpp

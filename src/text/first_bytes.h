@@ -23,7 +23,7 @@ namespace libzentadbpp {
     };
     const std::size_t size = text.size();
     if (size >= 8) return load(0, std::uint64_t{});
-    // Two loads that overlap, where the bytes are neither one nor eight.
+    // Two overlapping loads.
     if (size >= 4) return load(0, std::uint32_t{}) << 32 | load(size - 4, std::uint32_t{}) << (64 - 8 * size);
     if (size >= 2) return load(0, std::uint16_t{}) << 48 | load(size - 2, std::uint16_t{}) << (64 - 8 * size);
     return size == 0 ? 0 : std::uint64_t{static_cast<unsigned char>(text[0])} << 56;

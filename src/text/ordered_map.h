@@ -195,8 +195,8 @@ class OrderedMap<Value>::const_iterator {
     }
     friend bool operator==(const const_iterator& a, const const_iterator& b) { return a.entry_ == b.entry_; }
 
-    // Where both stand at one entry, all that follows it in its node is shared by their maps: moves both behind it.
-    // Otherwise moves neither.
+    // If both are at the same entry, their maps share the rest of its node: moves both behind it. Otherwise moves
+    // neither.
     friend bool skip_shared(const_iterator& a, const_iterator& b) {
         if (a.entry_ == nullptr || a.entry_ != b.entry_) return false;
         a.next_leaf();

@@ -31,8 +31,7 @@ struct BytePair {
     return end;
 }
 
-// The same, as many bytes at a time as the machine takes: where the first byte alone is frequent, looking for it alone
-// would stop again and again.
+// The same, many bytes at a time: if the first byte is frequent, a search for it alone would stop again and again.
 [[nodiscard]] inline const char* find_pair(const char* begin, const char* end, BytePair pair) {
 #if defined(__SSE2__)
     const __m128i firsts = _mm_set1_epi8(pair.first);

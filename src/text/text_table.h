@@ -41,7 +41,7 @@ class TextTable {
     [[nodiscard]] std::uint64_t hash(std::string_view text) const;
     template <class Each>
     void for_each_code(std::span<const std::string_view> texts, const Each& each) const;
-    // The slot that holds the text, or the free one where it belongs.
+    // The slot of the text, or the free slot for it.
     [[nodiscard]] std::size_t slot_of(std::string_view text, std::uint64_t code) const;
     void grow();
 

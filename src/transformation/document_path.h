@@ -36,7 +36,7 @@ struct DocumentPath {
     [[nodiscard]] bool empty() const { return step == Step::top; }
 };
 
-// Makes the ids of documents and arrays. All answers live in the arena.
+// Makes the ids of documents and arrays. All results are in the arena.
 class IdGenerator {
    public:
     IdGenerator(const TransformationSettings& settings, DataHasher& hasher, Arena& arena)
@@ -61,7 +61,7 @@ class IdGenerator {
     std::string spare_text_;
 };
 
-// Yields the id that a rule makes from an object, or false where it yields none.
+// Makes the id of an object by a rule; false if the rule yields none.
 [[nodiscard]] bool apply_rule(const IdGenerationRule& rule, const JsonValue& object, std::string& id);
 
 // Makes the ids of one instance's ordering documents.

@@ -9,7 +9,7 @@
 
 namespace libzentadbpp {
 
-// Numbers the domains of arrays. Contents may share one long domain, which is hashed once for each place where it lies.
+// Numbers the domains of arrays. Contents may share one long domain; it is hashed once for each place in memory.
 class DomainTable {
    public:
     explicit DomainTable(std::size_t expected) : numbers_(expected) {}

@@ -33,9 +33,9 @@ class Flattener {
 
     struct Result {
         std::string_view root_id;
-        std::vector<FlattenedDocument> documents;  // sorted; of one id in the order in which they are to be stored
+        std::vector<FlattenedDocument> documents;  // sorted; those of one id in the order of storing
     };
-    // The answer lies in the arena and in the value. FlattenerException.
+    // The result is in the arena and in the value. FlattenerException.
     [[nodiscard]] Result flatten(const JsonValue& data);
 
    private:

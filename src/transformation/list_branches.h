@@ -18,11 +18,11 @@ struct ListBranches {
     std::vector<Branch> others;  // ascending
 };
 
-// Of leaves in ascending order. The base is the leaf with the fewest closed revisions above it, of several the first in
-// winning order: whoever closed a revision had read it. A branch starts at the nearest revision above it that is closed
-// or stands above the base, or, where that one only stands in for a taken name, at the next one above. Where two copies
-// made the first list of an array, one of the two trees hangs under the other's first revision, and the branches of
-// either start with the empty list. O(revisions).
+// For leaves in ascending order. The base is the leaf with the fewest closed revisions above it; of several, the first
+// in winning order. Whoever closed a revision had read it. A branch starts at the nearest revision above it that is
+// closed or is also above the base; if that one only avoids a name clash, at the next one above. If two copies made the
+// first list of an array, one tree hangs under the other's first revision, and the branches of both start with the
+// empty list. O(revisions).
 [[nodiscard]] ListBranches list_branches(const MultiVersionDocument& document, std::span<const std::uint32_t> leaves);
 
 // Whether the first revision is the only one of its tree that others were grafted under: nothing follows it there, so

@@ -94,8 +94,8 @@ class ListKeeper {
 // A document whose winning revision is deleted stays as it is.
 [[nodiscard]] bool may_store(const DocumentIndex& index, const ListToStore& list);
 
-// Writes lists into a storage, each on the winning revision of its document where it may be. Hashes are of the given
-// kind, or else of that which the document or the domain has. O(lists + storage).
+// Writes lists into a storage, each on the winning revision of its document if possible. Hashes are of the given kind,
+// or else of the kind of the document or the domain. O(lists + storage).
 [[nodiscard]] DocumentStorage store_lists(const DocumentIndex& index, std::string_view instance,
                                           const DomainTable& domains, std::span<const ListToStore> lists,
                                           std::optional<HashKind> hash_kind = std::nullopt);

@@ -9,25 +9,25 @@
 
 namespace libzentadbpp {
 
-// A list of document numbers while other lists change it. Its entries are told apart by number and occurrence: the
-// second 7 of a list is another entry than the first.
+// A list of document numbers that other lists change. Number and occurrence identify an entry: the second 7 of a list
+// is another entry than the first.
 //
-// Lists merge three ways. What a branch did to the list that it began with is done to this one, unless this one undid
-// it:
+// Lists merge three ways. The changes of a branch since its start are applied to this list, unless this list undid
+// them:
 //
-//   start   a b c d     the list that both began with
+//   start   a b c d     the list that both started from
 //   this    a b x c d   added x
-//   branch  d a b       moved d to the front, took out c
+//   branch  d a b       moved d to the front, removed c
 //   merged  d a b x c   c stays, unless the branch moved it to another list
 //
-// Which entries of a list were moved: those outside of the longest part that kept its order.
+// The entries outside of the longest part that kept its order were moved.
 class MergedList {
    public:
     explicit MergedList(std::span<const std::uint32_t> base);
 
-    // Does what a branch did between its start and its list. `moved_elsewhere(number)` decides whether an entry that
-    // the branch took out leaves this list as well. Lists that come again must lie where they lay. O(n log n) in the
-    // lengths of the three lists; where this one keeps its order, in those of the two.
+    // Applies the changes of a branch between its start and its list. `moved_elsewhere(number)` decides whether an
+    // entry that the branch removed leaves this list as well. A list that comes again must be at the same address. O(n
+    // log n) in the lengths of the three lists; if this one keeps its order, in those of the two.
     template <class MovedElsewhere>
     void merge(std::span<const std::uint32_t> start, std::span<const std::uint32_t> branch,
                const MovedElsewhere& moved_elsewhere) {

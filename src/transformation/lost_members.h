@@ -23,8 +23,8 @@ class LostMembers {
 
     // A document that may take members back: a reached one.
     void offer(std::uint32_t document);
-    // Gives the first lost member back, and answers the document that it refers to: of the lowest document, from the
-    // nearest ancestor of its winning revision, at the smallest path. Nothing where no offered document takes one.
+    // Restores the first lost member and returns the document that it refers to: of the lowest document, from the
+    // nearest ancestor of its winning revision, at the smallest path. Empty if no offered document takes one.
     std::optional<std::uint32_t> next(const std::function<bool(std::uint32_t)>& is_lost);
 
     // The winning contents together with the members that were given back.

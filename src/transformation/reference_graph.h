@@ -49,8 +49,8 @@ class ReferenceGraph {
             if (entry->second) visit(document);
         }
     }
-    // Whether following the references of a document takes long, so that it is worth to know whether another one with
-    // the same content was followed before; what tells the contents apart.
+    // Whether a document has many references, so that it is worth knowing whether another one with the same content was
+    // followed before.
     [[nodiscard]] bool has_many(std::uint32_t document) const { return by_document_[document].count > cheap_to_repeat; }
     [[nodiscard]] std::uint32_t content_mark(std::uint32_t document) const { return by_document_[document].first; }
     // How many live documents there are, the ordering documents left out.

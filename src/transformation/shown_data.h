@@ -20,12 +20,12 @@
 
 namespace libzentadbpp {
 
-// What the data of a storage holds, as one instance sees it: which documents and arrays it reaches from the root, and
-// which elements every array has.
+// The data of a storage as one instance sees it: the documents and arrays that it reaches from the root, and the
+// elements of every array.
 //
-// The root is reached, and so is what the winning contents of reached documents refer to and what the lists of reached
-// arrays hold. An array has the list that OwnLists merged. Only where that leaves a live document unreached, other
-// lists add it, or it comes back where it was (recover_lost).
+// The root is reached. So is everything that the winning contents of reached documents refer to, and everything in the
+// lists of reached arrays. An array has the list that OwnLists merged. If a live document remains unreached, other
+// lists add it, or it returns to its former place (recover_lost).
 class ShownData {
    public:
     // The index must outlive it. O(documents + contents), n log n where something was lost.
@@ -57,7 +57,7 @@ class ShownData {
     // Whether a read that may write has anything to store: lists of reached arrays that differ from what their own
     // documents say, or whose documents have other leaves, and what that changes about other lists (ListKeeper).
     [[nodiscard]] bool is_stored() const { return lists_to_store_.empty(); }
-    // The storage of the index with all that stored. O(storage) where there is anything.
+    // The storage of the index with all of that stored. O(storage) if there is anything.
     [[nodiscard]] DocumentStorage stored() const { return store_lists(*index_, instance_, domains_, lists_to_store_); }
 
    private:

@@ -34,8 +34,8 @@ class ShownPlaces {
         if (repeated_ == Repeated::kept || state_[document] == State::new_here) return true;
         return state_[document] == State::shown && !is_shown_once(document);
     }
-    // The walk enters a document, and leaves it. UnflattenerException "cyclic_document_reference" where a document that
-    // is not to be left out lies inside itself.
+    // The walk enters a document, and leaves it. UnflattenerException "cyclic_document_reference" if a document that
+    // must not be left out is inside itself.
     void enter(std::uint32_t document);
     void leave(std::uint32_t document) { state_[document] = State::shown; }
 

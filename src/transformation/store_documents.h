@@ -21,12 +21,12 @@ struct FlattenedDocument {
 // be deleted.
 using MayRemove = std::function<bool(std::uint32_t)>;
 
-// Stores documents under their ids: a new document gets a first revision, a live one a child of its winning revision
-// where the content differs, a deleted one stays deleted. All other leaves of a live ordering document are closed: its
-// list was made from them. Every other live document that is no ordering document gets a deleted revision where
-// `may_remove` says so (where it is empty, none does). The documents come in ascending order of id; of several of one
-// id each is a further revision. Comparing contents by their text spares hashing what did not change. What is new lies
-// in the memory. O(documents of the storage + those produced).
+// Stores documents under their ids. A new document gets a first revision, a live one a child of its winning revision if
+// the content differs, a deleted one stays deleted. All other leaves of a live ordering document are closed: its list
+// was made from them. Every other live document that is not an ordering document gets a deleted revision if
+// `may_remove` says so (if it is empty, none does). The documents are in ascending order of id; several of one id are
+// consecutive revisions. Contents are compared by their text, so unchanged ones are not hashed. New data is in the
+// memory. O(documents of the storage + those produced).
 [[nodiscard]] DocumentStorage store_documents(const DocumentStorage& storage,
                                               std::span<const FlattenedDocument> documents, const MayRemove& may_remove,
                                               DataHasher& hasher, SharedMemory& memory);

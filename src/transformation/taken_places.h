@@ -15,9 +15,9 @@
 
 namespace libzentadbpp {
 
-// Which array took the place of which: where the winning content of a document has an array at a member at which
-// another of its revisions has one of another domain. So it is when an object is moved, as the domains of its arrays
-// name the way to it.
+// Which array took the place of which: the winning content of a document has an array at a member at which another of
+// its revisions has one of another domain. That happens when an object moves, because the domains of its arrays contain
+// the path to it.
 class TakenPlaces {
    public:
     TakenPlaces(const DocumentIndex& index, DomainTable& domains, Arena& arena)

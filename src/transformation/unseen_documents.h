@@ -26,7 +26,7 @@ class UnseenDocuments {
 
     const DocumentStorage* storage_;
     std::string_view instance_;
-    std::optional<std::vector<bool>> unseen_;  // empty where there is no conflict
+    std::optional<std::vector<bool>> unseen_;  // empty if there is no conflict
 };
 
 }  // namespace libzentadbpp
