@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/program.h"
+#include "cli/program.h"
 
 // Each puts a command into the program. What it does stands in the file of its name in commands/ (or couchdb/).
 

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "c_api/zenta.h"
-#include "integrity.h"
+#include "inspect/integrity.h"
 #include "properties/items.h"
 #include "properties/naive.h"
 #include "properties/owed.h"

@@ -2,14 +2,15 @@
 #include <iostream>
 #include <memory>
 
+#include "cli/arguments.h"
+#include "cli/table.h"
 #include "commands.h"
-#include "host/arguments.h"
-#include "host/data_shape.h"
-#include "host/files.h"
-#include "host/inside.h"
-#include "host/json_text.h"
-#include "host/settings.h"
-#include "host/table.h"
+#include "inspect/data_shape.h"
+#include "inspect/explain_data.h"
+#include "inspect/inside.h"
+#include "store/files.h"
+#include "store/json_text.h"
+#include "store/settings.h"
 
 namespace zentadb {
 

@@ -3,12 +3,12 @@
 #include <memory>
 #include <unordered_set>
 
+#include "cli/arguments.h"
+#include "cli/table.h"
 #include "commands.h"
-#include "host/arguments.h"
-#include "host/files.h"
-#include "host/inside.h"
-#include "host/store.h"
-#include "host/table.h"
+#include "inspect/inside.h"
+#include "store/files.h"
+#include "store/store.h"
 
 namespace zentadb {
 

@@ -1,8 +1,8 @@
 #include <iostream>
 #include <memory>
 
+#include "cli/arguments.h"
 #include "commands.h"
-#include "host/arguments.h"
 
 namespace zentadb {
 

@@ -1,11 +1,11 @@
 #include <memory>
 #include <optional>
 
+#include "cli/arguments.h"
+#include "cli/explain.h"
 #include "commands.h"
-#include "host/arguments.h"
-#include "host/explain.h"
-#include "host/files.h"
-#include "host/json_text.h"
+#include "store/files.h"
+#include "store/json_text.h"
 
 namespace zentadb {
 

@@ -3,14 +3,14 @@
 #include <memory>
 #include <unordered_map>
 
+#include "cli/arguments.h"
+#include "cli/table.h"
 #include "commands.h"
-#include "host/arguments.h"
-#include "host/below.h"
-#include "host/inside.h"
-#include "host/revision_marks.h"
-#include "host/store.h"
-#include "host/table.h"
-#include "host/version_merge.h"
+#include "inspect/below.h"
+#include "inspect/inside.h"
+#include "inspect/revision_marks.h"
+#include "settle/version_merge.h"
+#include "store/store.h"
 
 namespace zentadb {
 

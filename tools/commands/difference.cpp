@@ -3,13 +3,13 @@
 #include <unordered_map>
 #include <zentadbpp_verify.hpp>
 
+#include "cli/arguments.h"
+#include "cli/explain.h"
 #include "commands.h"
-#include "host/arguments.h"
-#include "host/explain.h"
-#include "host/files.h"
-#include "host/inside.h"
-#include "host/json_text.h"
-#include "host/store.h"
+#include "inspect/inside.h"
+#include "store/files.h"
+#include "store/json_text.h"
+#include "store/store.h"
 
 namespace zentadb {
 

@@ -1,13 +1,13 @@
 #include <iostream>
 #include <memory>
 
+#include "cli/arguments.h"
+#include "cli/child_process.h"
+#include "cli/table.h"
 #include "commands.h"
-#include "host/arguments.h"
-#include "host/child_process.h"
-#include "host/inside.h"
-#include "host/revision_marks.h"
-#include "host/store.h"
-#include "host/table.h"
+#include "inspect/inside.h"
+#include "inspect/revision_marks.h"
+#include "store/store.h"
 
 namespace zentadb {
 

@@ -3,17 +3,17 @@
 #include <memory>
 #include <vector>
 
+#include "cli/activity.h"
+#include "cli/arguments.h"
+#include "cli/explain.h"
+#include "cli/library_silence.h"
+#include "cli/terminal.h"
 #include "commands.h"
-#include "host/activity.h"
-#include "host/arguments.h"
-#include "host/below.h"
-#include "host/explain.h"
-#include "host/forgery.h"
-#include "host/join.h"
-#include "host/library_silence.h"
-#include "host/store.h"
-#include "host/summary.h"
-#include "host/terminal.h"
+#include "inspect/below.h"
+#include "inspect/forgery.h"
+#include "inspect/summary.h"
+#include "settle/join.h"
+#include "store/store.h"
 
 namespace zentadb {
 

@@ -2,12 +2,12 @@
 #include <limits>
 #include <memory>
 
+#include "cli/arguments.h"
+#include "cli/table.h"
 #include "commands.h"
-#include "host/arguments.h"
-#include "host/inside.h"
-#include "host/settings.h"
-#include "host/store.h"
-#include "host/table.h"
+#include "inspect/inside.h"
+#include "store/settings.h"
+#include "store/store.h"
 
 namespace zentadb {
 

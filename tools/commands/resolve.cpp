@@ -3,13 +3,13 @@
 #include <memory>
 #include <vector>
 
+#include "cli/arguments.h"
+#include "cli/table.h"
 #include "commands.h"
-#include "host/arguments.h"
-#include "host/inside.h"
-#include "host/store.h"
-#include "host/stored_content.h"
-#include "host/table.h"
-#include "host/version_merge.h"
+#include "inspect/inside.h"
+#include "settle/stored_content.h"
+#include "settle/version_merge.h"
+#include "store/store.h"
 
 namespace zentadb {
 

@@ -1,11 +1,11 @@
 #include <iostream>
 #include <memory>
 
+#include "cli/arguments.h"
 #include "commands.h"
-#include "host/arguments.h"
-#include "host/inside.h"
-#include "host/settings.h"
-#include "host/store.h"
+#include "inspect/inside.h"
+#include "store/settings.h"
+#include "store/store.h"
 
 namespace zentadb {
 

@@ -2,11 +2,11 @@
 #include <iostream>
 #include <memory>
 
+#include "cli/arguments.h"
+#include "cli/table.h"
 #include "commands.h"
-#include "host/arguments.h"
-#include "host/inside.h"
-#include "host/store.h"
-#include "host/table.h"
+#include "inspect/inside.h"
+#include "store/store.h"
 
 namespace zentadb {
 

@@ -3,16 +3,16 @@
 #include <iostream>
 #include <memory>
 
+#include "cli/activity.h"
+#include "cli/arguments.h"
+#include "cli/table.h"
+#include "cli/terminal.h"
+#include "cli/warning.h"
 #include "commands.h"
-#include "host/activity.h"
-#include "host/arguments.h"
-#include "host/json_text.h"
-#include "host/settings.h"
-#include "host/store.h"
-#include "host/summary.h"
-#include "host/table.h"
-#include "host/terminal.h"
-#include "host/warning.h"
+#include "inspect/explain_data.h"
+#include "inspect/summary.h"
+#include "store/settings.h"
+#include "store/store.h"
 
 namespace zentadb {
 

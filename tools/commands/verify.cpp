@@ -3,14 +3,14 @@
 #include <iostream>
 #include <memory>
 
+#include "cli/arguments.h"
+#include "cli/explain.h"
+#include "cli/table.h"
 #include "commands.h"
-#include "host/arguments.h"
-#include "host/explain.h"
-#include "host/files.h"
-#include "host/inside.h"
-#include "host/salvage.h"
-#include "host/table.h"
-#include "integrity.h"
+#include "inspect/inside.h"
+#include "inspect/integrity.h"
+#include "inspect/salvage.h"
+#include "store/files.h"
 
 namespace zentadb {
 

@@ -7,7 +7,7 @@
 
 #include "couchdb/database.h"
 #include "couchdb/sync_text.h"
-#include "host/files.h"
+#include "store/files.h"
 
 namespace zentadb {
 

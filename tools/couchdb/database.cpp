@@ -5,9 +5,9 @@
 #include <iterator>
 #include <utility>
 
-#include "host/failure.h"
-#include "host/files.h"
-#include "host/terminal.h"
+#include "cli/failure.h"
+#include "cli/terminal.h"
+#include "store/files.h"
 
 namespace zentadb {
 

@@ -2,8 +2,8 @@
 
 #include <iostream>
 
-#include "host/failure.h"
-#include "host/terminal.h"
+#include "cli/failure.h"
+#include "cli/terminal.h"
 
 namespace zentadb {
 

@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
+#include "cli/arguments.h"
+#include "cli/program.h"
+#include "cli/warning.h"
 #include "couchdb/database.h"
 #include "couchdb/progress.h"
-#include "host/arguments.h"
-#include "host/program.h"
-#include "host/settings.h"
-#include "host/warning.h"
+#include "store/settings.h"
 
 namespace zentadb {
 

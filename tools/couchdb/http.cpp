@@ -9,8 +9,8 @@
 #include <thread>
 #include <utility>
 
-#include "host/failure.h"
-#include "host/table.h"
+#include "cli/failure.h"
+#include "cli/table.h"
 
 namespace zentadb {
 

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
+#include "cli/explain.h"
+#include "cli/failure.h"
+#include "cli/library_silence.h"
+#include "cli/terminal.h"
 #include "couchdb/names.h"
-#include "host/explain.h"
-#include "host/failure.h"
-#include "host/forgery.h"
-#include "host/library_silence.h"
-#include "host/terminal.h"
+#include "inspect/forgery.h"
 
 namespace zentadb {
 

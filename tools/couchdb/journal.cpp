@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <utility>
 
-#include "host/failure.h"
+#include "cli/failure.h"
 
 namespace zentadb {
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/revision_tree.h"
+#include "inspect/revision_tree.h"
 
 namespace zentadb {
 

@@ -4,10 +4,10 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "cli/failure.h"
+#include "cli/terminal.h"
 #include "couchdb/names.h"
-#include "host/failure.h"
-#include "host/terminal.h"
-#include "raw_json.h"
+#include "store/raw_json.h"
 
 namespace zentadb {
 

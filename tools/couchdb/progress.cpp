@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <iostream>
 
-#include "host/activity.h"
-#include "host/terminal.h"
+#include "cli/activity.h"
+#include "cli/terminal.h"
 
 namespace zentadb {
 

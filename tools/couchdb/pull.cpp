@@ -5,6 +5,9 @@
 #include <unordered_set>
 #include <utility>
 
+#include "cli/explain.h"
+#include "cli/table.h"
+#include "cli/terminal.h"
 #include "commands.h"
 #include "couchdb/checkpoint.h"
 #include "couchdb/exchange.h"
@@ -12,12 +15,9 @@
 #include "couchdb/journal.h"
 #include "couchdb/names.h"
 #include "couchdb/outgoing.h"
-#include "host/explain.h"
-#include "host/homeless.h"
-#include "host/store.h"
-#include "host/summary.h"
-#include "host/table.h"
-#include "host/terminal.h"
+#include "inspect/homeless.h"
+#include "inspect/summary.h"
+#include "store/store.h"
 
 namespace zentadb {
 

@@ -6,14 +6,14 @@
 #include <unordered_set>
 #include <utility>
 
+#include "cli/table.h"
+#include "cli/terminal.h"
 #include "commands.h"
 #include "couchdb/checkpoint.h"
 #include "couchdb/exchange.h"
 #include "couchdb/names.h"
 #include "couchdb/outgoing.h"
-#include "host/store.h"
-#include "host/table.h"
-#include "host/terminal.h"
+#include "store/store.h"
 
 namespace zentadb {
 

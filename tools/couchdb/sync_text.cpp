@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "raw_json.h"
+#include "store/raw_json.h"
 
 namespace zentadb {
 

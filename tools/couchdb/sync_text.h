@@ -6,7 +6,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "host/inside.h"
+#include "inspect/inside.h"
 
 namespace zentadb {
 

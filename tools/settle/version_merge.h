@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+#include <zentadbpp.hpp>
+
+#include "inspect/inside.h"
+#include "inspect/revision_tree.h"
+
+namespace zentadb {
+
+// The versions of a document that are open, the winning one first.
+[[nodiscard]] std::vector<std::size_t> open_versions(const zentadbpp::Handle& handle, const std::string& id,
+                                                     const RevisionTree& tree);
+
+// What versions of a document come to, their contents as content_from gives them.
+[[nodiscard]] zentadbpp::MergedVersions merge_of(const Inside& inside, const RevisionTree& tree,
+                                                 const std::vector<std::size_t>& versions);
+
+// New versions of documents that settle their conflicts. Their names follow from the versions that they settle and from
+// what they hold, so whoever settles these in this way makes the same ones.
+class Settlement {
+   public:
+    explicit Settlement(const Inside& inside) : inside_(&inside) {}
+
+    // The content as one version more after the winning one.
+    void add(const std::string& id, const RevisionTree& tree, std::size_t winner, const zentadbpp::Json& content);
+    [[nodiscard]] std::size_t size() const { return winners_.size(); }
+
+    // The new versions win, and every other open version is closed.
+    [[nodiscard]] zentadbpp::Handle apply(const zentadbpp::Handle& handle) const;
+
+   private:
+    const Inside* inside_;
+    std::map<std::string, std::string> winners_;
+    zentadbpp::Json histories_ = zentadbpp::Json::object();
+    zentadbpp::Json contents_ = zentadbpp::Json::object();
+};
+
+}  // namespace zentadb

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace zentadb {
+
+// How a file is called in messages: "-" is standard input.
+[[nodiscard]] std::string input_name(const std::string& path);
+
+// How many bytes there are up to where a text stops being JSON, with the one that is wrong. The bytes of a string do
+// not matter here.
+[[nodiscard]] std::optional<std::size_t> json_break(std::string text);
+
+// What is wrong with a text that is not JSON, and where: "trip.json:3:14: expected ':' in object, got ','". Columns
+// count characters, from 1.
+[[nodiscard]] std::optional<std::string> json_problem(const std::string& path, const std::string& text);
+
+// The JSON text with its members and elements on lines of their own. All else, such as how numbers are written, stays.
+[[nodiscard]] std::string indented(std::string_view given);
+
+}  // namespace zentadb
