@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <zentadbpp.hpp>
+#include <zentadbpp_verify.hpp>
 
 namespace {
 
@@ -87,5 +88,13 @@ sync_json_result zentadbpp_three_way(const char* sync_json, const char* id, cons
         object.set("merged", json_or_null(help.merged));
         object.set("versions", array_of(help.versions));
         return object;
+    });
+}
+
+sync_json_result zentadbpp_verify(const char* sync_json, const char* known) {
+    return answer([&] {
+        Json names = Json::array();
+        for (std::string& name : zentadbpp::verify(sync_json, known)) names.items.push_back(Json::of(std::move(name)));
+        return names;
     });
 }

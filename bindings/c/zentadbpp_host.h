@@ -1,7 +1,7 @@
 // zentadbpp_host.h: the additional functions of zentadbpp.hpp as C functions, for other languages. They are in
 // libzentadbpp_host.so.1, which needs libzentadbpp.so.1. Texts, results, ownership, errors and threads are as in
-// zentadbpp.h; zentadbpp_check.hpp and zentadbpp_three_way.hpp describe the functions. Results are always
-// standard JSON.
+// zentadbpp.h; zentadbpp_check.hpp, zentadbpp_three_way.hpp and zentadbpp_verify.hpp describe the functions. Results
+// are always standard JSON.
 
 #ifndef ZENTADBPP_HOST_H
 #define ZENTADBPP_HOST_H
@@ -35,6 +35,14 @@ ZENTADBPP_EXPORT sync_json_result zentadbpp_check(const char* data, const char* 
 //                ...]}; a value is {"value": JSON}, or {} if that version has no such member
 // Errors: those of sync_json_winning, sync_json_history and sync_json_data by handle.
 ZENTADBPP_EXPORT sync_json_result zentadbpp_three_way(const char* sync_json, const char* id, const char* config);
+
+// The contents that do not hash to their names. The library takes names as they are; call this before merging a text
+// from a person or place that you do not trust.
+//   sync_json   the text
+//   known       the store that it is to be merged into; the contents that this has are not looked at
+// Result: JSON, an array of names, ascending. Names of other kinds, such as those of servers, are not checked.
+// Errors: those of new_sync_json_ptr, and "verify_needs_the_standard_form" if USE_BEL_FORMAT is set.
+ZENTADBPP_EXPORT sync_json_result zentadbpp_verify(const char* sync_json, const char* known);
 
 #ifdef __cplusplus
 }

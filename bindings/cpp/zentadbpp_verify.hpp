@@ -42,6 +42,22 @@ namespace zentadbpp {
     return "x" + std::to_string(XXH64(text.data(), text.size(), seed) & 0xffffffffU);
 }
 
+// What kind of hash a name is. The library makes no others; those of servers say nothing about a content.
+enum class HashKind { sha256, fast, unknown };
+
+[[nodiscard]] inline HashKind hash_kind(std::string_view name) {
+    const auto consists_of = [](std::string_view text, std::string_view digits) {
+        return !text.empty() && text.find_first_not_of(digits) == std::string_view::npos;
+    };
+    if (name.size() == 64 && consists_of(name, "0123456789abcdef")) return HashKind::sha256;
+    if (name.substr(0, 1) == "x" && consists_of(name.substr(1), "0123456789")) return HashKind::fast;
+    return HashKind::unknown;
+}
+
+[[nodiscard]] inline std::string hash_of(std::string_view text, HashKind kind) {
+    return kind == HashKind::fast ? fast_hash(text) : sha256(text);
+}
+
 namespace detail {
 
 // Calls `take(name, content)` for each content in a well-formed sync JSON, both as written.
@@ -67,12 +83,8 @@ void for_each_content(std::string_view sync_json, const Take& take) {
 
 // Whether a content has this name. Kinds of names that the library does not make count as right.
 inline bool is_named(std::string_view content, std::string_view name) {
-    const auto consists_of = [](std::string_view text, std::string_view digits) {
-        return !text.empty() && text.find_first_not_of(digits) == std::string_view::npos;
-    };
-    if (name.size() == 64 && consists_of(name, "0123456789abcdef")) return sha256(content) == name;
-    if (name.substr(0, 1) == "x" && consists_of(name.substr(1), "0123456789")) return fast_hash(content) == name;
-    return true;
+    const HashKind kind = hash_kind(name);
+    return kind == HashKind::unknown || hash_of(content, kind) == name;
 }
 
 // Whether the library reads both contents alike: only the form of numbers may differ.

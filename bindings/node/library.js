@@ -90,6 +90,7 @@ export const exported = {
 export const added = {
   zentadbpp_check: ['result', 'jcj'],
   zentadbpp_three_way: ['result', 'jtc'],
+  zentadbpp_verify: ['result', 'jj'],
 };
 
 // Keys that the library silently ignores, such as a misspelled one.

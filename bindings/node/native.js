@@ -1,6 +1,5 @@
 // The shared libraries, called through koffi: converts results to JavaScript values and frees them.
 
-import { createHash } from 'node:crypto';
 import { dirname, join } from 'node:path';
 import process from 'node:process';
 import { added, exported, given, isTrue, itemsOf, ZentadbError } from './library.js';
@@ -61,7 +60,6 @@ const free = koffi.load(null).func('free', 'void', ['void *']);
 
 export const freeHandle = functions.free_sync_json_ptr;
 export const version = functions.sync_json_lib_version;
-export const sha256 = (value) => createHash('sha256').update(value).digest('hex');
 
 // The error of an import that rejected a part, with the rest.
 function inPart(returns, record) {

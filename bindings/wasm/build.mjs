@@ -54,7 +54,7 @@ const bundle = (entry, file, format, names) =>
     plugins: [places(names)],
   });
 
-const common = { './native.js': source('native.js'), './library.js': join(node, 'library.js'), './verify.js': join(node, 'verify.js') };
+const common = { './native.js': source('native.js'), './library.js': join(node, 'library.js') };
 const store = (name) => join(here, 'source', 'store', `${name}.ts`);
 const storeOn = (library, storage) => ({
   '#library': library,

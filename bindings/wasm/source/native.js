@@ -242,18 +242,3 @@ export function dump(pointer) {
     library.free(at);
   }
 }
-
-// For `verify`, which has to be done before it returns: what browsers have gives its results later.
-export function sha256(value) {
-  const library = instance();
-  const size = encoder.encode(value).length;
-  const at = library.put(value);
-  let digest = 0;
-  try {
-    digest = library.allocate(32);
-    library.run('zentadbpp_sha256', at, size, digest);
-    return Array.from(library.bytes.subarray(digest, digest + 32), (byte) => byte.toString(16).padStart(2, '0')).join('');
-  } finally {
-    if (current === library) [at, digest].forEach((each) => library.free(each));
-  }
-}

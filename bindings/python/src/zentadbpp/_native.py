@@ -129,6 +129,7 @@ _EXPORTS: dict[str, tuple[Any, Any]] = {
 _HOST_EXPORTS: dict[str, tuple[Any, Any]] = {
     "zentadbpp_check": (Result, "tct"),
     "zentadbpp_three_way": (Result, "ttc"),
+    "zentadbpp_verify": (Result, "tt"),
 }
 
 
