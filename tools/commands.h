@@ -2,7 +2,7 @@
 
 #include "cli/program.h"
 
-// Each puts a command into the program. What it does stands in the file of its name in commands/ (or couchdb/).
+// Each adds a command to the program. The file of its name in commands/ (or couchdb/) defines what it does.
 
 namespace zentadb {
 

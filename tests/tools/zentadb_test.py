@@ -76,7 +76,7 @@ class Commands(Case):
             (("graph", "laptop", "t1"), r"r0 -> r1;[^$]*pack everything\\\"\\nconflict\""),
             (("graph", "laptop", "t1", "--format", "mermaid"), r"r0 --> r3\n"),
             (("read", "laptop", "--pretty"), r'\n    "tasks": \[\n        \{\n            "_id": "t1",\n'),
-            (("verify", "laptop"), r"whole: the histories of 4 documents, 8 contents, 8 of them"),
+            (("verify", "laptop"), r"undamaged: the histories of 4 documents, 8 contents, 8 of them"),
             (("verify", "laptop", "--json"), r'"damaged": false,(.*\n)* +"whole_contents": 8\n'),
             (("status", "laptop", "--json"), r'"documents": 3,(.*\n)* +"conflicts": 1,(.*\n)* +"size": 1654,'),
             (("conflicts", "laptop", "--json"), r'"what": "pack very light"(.*\n)* +"wins": false,(.*\n)* +"what": "pack everything"'),
@@ -107,8 +107,8 @@ class Commands(Case):
         self.make("a", part)
         before = self.bytes_of("a")
         long = {**part, "sum": 2**60 + 1, "more": [{"a": 1}, {"a": 2}] * 11}
-        for given, told in ((full, r": 1 place .*\n  .tasks\[0\]  t1 was deleted before.*\nTo bring back"),
-                            (long, r"(?s): 12 places .*  .more\[0\]  another object .*and 2 more.*zentadb arrays DATA .*Put long numbers into strings")):
+        for given, told in ((full, r": 1 place .*\n  .tasks\[0\]  t1 was deleted before.*\nTo restore"),
+                            (long, r"(?s): 12 places .*  .more\[0\]  another object .*and 2 more.*zentadb arrays DATA .*Write long numbers as strings")):
             done = subprocess.run([ZENTADB, "update", "a", "-"], input=json.dumps(given), capture_output=True, text=True, check=False)
             self.assertEqual(done.returncode, INPUT)
             self.assertRegex(done.stderr, told)
@@ -175,7 +175,7 @@ class Commands(Case):
         self.make("a", task("pack light", more=1))
         self.make("a", task("pack very light", more=1))
         self.make("b", task("pack everything", "n0", "n1", "n2"))
-        told = "2 documents are only in a losing version; they come back if that is kept\n1 document in conflict"
+        told = "2 documents are only in a losing version; they come back if that version is kept\n1 document in conflict"
         self.run_it("merge", "a", "b", error=told)
         loser = self.bytes_of("b").decode().partition('"t1": ["')[2].split('"')[2][:7]
         for _ in range(2):  # an update with what was read takes nothing away
@@ -183,7 +183,7 @@ class Commands(Case):
             versions = json.loads(self.run_it("conflicts", "a", "--json"))[0]["versions"]
             self.assertEqual([version["documents_below"] for version in versions], [0, 2])
             self.make("a", self.data("a"))
-        self.run_it("resolve", "a", "t1", f"2-{loser}")
+        self.run_it("resolve", "a", "t1", f"2-{loser}", error="1 document settled\n2 documents are back in the data\n")
         self.assertEqual([note["_id"] for note in self.data("a")["tasks"][0]["notes"]], ["n1", "n2"])
         self.run_it("conflicts", "a", "--exit-code")
 
@@ -254,8 +254,8 @@ class Commands(Case):
         bare = json.loads(patch)
         del bare["from"], bare["to"]
         wrong = {**json.loads(patch), "o": []}
-        for store, given, error in (("phone", "[]", "no patch"), ("phone", patch, "another one"), ("phone", bare, "another one"),
-                                    ("fresh", bare, "another one"), ("first", wrong, "should"), ("first", {"d": [{}]}, "operations")):
+        for store, given, error in (("phone", "[]", "standard input: not a patch"), ("phone", patch, "another store"), ("phone", bare, "another store"),
+                                    ("fresh", bare, "another store"), ("first", wrong, "was made for"), ("first", {"d": [{}]}, "operations")):
             self.run_it("patch", store, "-", "-o", "out", given=given, code=INPUT, error=error)
         self.run_it("patch", "first", "-", given=bare)
         self.assertEqual(self.bytes_of("first"), self.bytes_of("laptop"))
@@ -307,47 +307,47 @@ class ExitCodes(Case):
         table = [
             ((), USAGE, "required"),
             (("frobnicate",), USAGE, "no such command"),
-            (("read",), USAGE, "STORE is required\nzentadb read --help"),
+            (("read",), USAGE, "STORE is required\nSee zentadb read --help."),
             (("read", "laptop", "--no-such"), USAGE, "--no-such"),
             (("read", "laptop", "--config", "[1]"), INPUT, "no such file"),
             (("read", "laptop", "--config", "list"), USAGE, "list: not a JSON object"),
             (("read", "laptop", "--config", '{"a":' * 20000 + "1" + "}" * 20000), USAGE, "not a JSON object"),
             (("read", "laptop", "--config", '{"a": 1,}'), USAGE, "the configuration:1:9: expected '\"' in object"),
-            (("read", "laptop", "--config", '{"discard_ids": true}'), OK, "does not know: discard_ids"),
-            (("read", "missing"), INPUT, "missing: there is no such file"),
+            (("read", "laptop", "--config", '{"discard_ids": true}'), OK, "warning: unknown configuration key: discard_ids"),
+            (("read", "missing"), INPUT, "missing: no such file"),
             (("read", "data"), INPUT, "zentadb update STORE data"),
-            (("read", "list"), INPUT, "no sync JSON"),
+            (("read", "list"), INPUT, "not a sync JSON"),
             (("read", "nul"), INPUT, "NUL byte"),
             (("read", "empty"), DAMAGED, "the file is empty"),
             (("read", "broken"), DAMAGED, "zentadb verify broken"),
             (("read", "noroot"), DAMAGED, "root document is missing"),
             (("read", "squeezed"), DAMAGED, "compressed object is damaged"),
             (("update", "empty", "data"), DAMAGED, "the file is empty"),
-            (("update", "data", "data"), INPUT, "no sync JSON"),
-            (("update", "laptop", "list"), INPUT, "list: the data is no JSON object"),
-            (("update", "laptop", "empty"), INPUT, "empty: this is empty"),
-            (("update", "laptop", "-"), INPUT, "standard input: this is empty"),
+            (("update", "data", "data"), INPUT, "not a sync JSON"),
+            (("update", "laptop", "list"), INPUT, "list: the data is not a JSON object"),
+            (("update", "laptop", "empty"), INPUT, "empty: empty input"),
+            (("update", "laptop", "-"), INPUT, "standard input: empty input"),
             (("update", "laptop", "typo"), INPUT, "typo:3:8: expected ':' in object, got ','"),
             (("arrays", "typo"), INPUT, "typo:3:8: "),
             (("patch", "laptop", "typo"), INPUT, "typo:3:8: "),
             (("compress", "typo"), DAMAGED, "typo:3:8: "),
             (("read", "typo"), DAMAGED, "typo:3:8: "),
-            (("update", "new", "nested"), INPUT, "nested: two arrays of objects lie in one place: .a.b[0], .a.b[1]\n"),
+            (("update", "new", "nested"), INPUT, "nested: two arrays of objects are at one place: .a.b[0], .a.b[1]\n"),
             (("update", "new", "split", "--force"), INPUT, "split: two objects would be one document: .o"),
-            (("update", "new", "data", "--ids", "x" * 100, "--config", '{"ids": 1}'), OK, "not know: ids"),
+            (("update", "new", "data", "--ids", "x" * 100, "--config", '{"ids": 1}'), OK, "unknown configuration key: ids"),
             (("update", "new", "noid"), INPUT, "an object has an empty"),
             (("update", "laptop", "broken"), INPUT, "broken:1:13: unexpected end"),
-            (("update", "laptop", "twins"), INPUT, "1 place would not come back as given\n  .l[0]  another object with the same id"),
-            (("update", "laptop", "long"), INPUT, ".n  the number is too long"),
+            (("update", "laptop", "twins"), INPUT, "1 place would not read back as given\n  .l[0]  another object with the same id"),
+            (("update", "laptop", "long"), INPUT, ".n  the number has too many digits"),
             (("resolve", "laptop", "t1", "--merge", "--take", ".no=2-"), INPUT, "nothing to choose"),
             (("resolve", "laptop", "--all", "--merge", "--take", ".what=2-"), USAGE, "one document"),
-            (("show", "laptop", "no\x1body"), INPUT, r"no\x1body: the store has no such document"),
+            (("show", "laptop", "no\x1body"), INPUT, r"no\x1body: no such document in the store"),
             (("show", "laptop", "t1", "9-9"), INPUT, "no such revision"),
-            (("show", "laptop", "t1", "2-"), INPUT, "several revisions"),
+            (("show", "laptop", "t1", "2-"), INPUT, "2-: ambiguous; candidates:\n  2-"),
             (("resolve", "laptop", "t1", "1-"), INPUT, "not the end of a branch"),
             (("resolve", "laptop"), USAGE, "--all"),
-            (("merge", "laptop", "other"), UNMERGEABLE, "no copies of one store"),
-            (("merge", "laptop", "stranger"), UNMERGEABLE, "made 1 document on their own under the same id:\n  t1  .tasks[0]\n"),
+            (("merge", "laptop", "other"), UNMERGEABLE, "not copies of one store"),
+            (("merge", "laptop", "stranger"), UNMERGEABLE, "created 1 document independently under the same id:\n  t1  .tasks[0]\n"),
             (("merge", "laptop", "broken"), DAMAGED, "broken:1:13: "),
             (("prune", "laptop", "--keep", "0"), USAGE, "--force"),
             (("prune", "laptop", "nobody"), INPUT, "no such document"),
@@ -398,7 +398,7 @@ class Files(Case):
     def test_other_names_of_a_store(self):
         self.make("a", trip("pack"))
         os.link("a", "b")
-        self.run_it("update", "a", "-", given=trip("pack light"), error="a: the file has other names as well (hard links)")
+        self.run_it("update", "a", "-", given=trip("pack light"), error="a: the file has other names (hard links)")
         self.assertEqual([self.data(name)["tasks"][0]["what"] for name in "ab"], ["pack light", "pack"])
         os.symlink("loop", "loop")
         for arguments in (("update", "loop", "a"), ("read", "loop"), ("merge", "loop", "a"), ("merge", "a", "loop")):
@@ -493,7 +493,7 @@ class Damage(Case):
         self.write("forged", genuine.replace("pack light", "pack nothing"))
         self.run_it("compress", "forged", "-o", "squeezed")
         for source in ("forged", "squeezed"):
-            self.run_it("merge", "laptop", source, code=DAMAGED, error=f"{source}: 1 content does not hash to the name given: t1 2-5bedd7d")
+            self.run_it("merge", "laptop", source, code=DAMAGED, error=f"{source}: 1 content does not hash to its name: t1 2-5bedd7d")
         self.assertEqual(self.bytes_of("laptop"), before)
         self.run_it("merge", "fresh", "phone", "forged", "-q", code=DAMAGED)
         self.assertFalse(os.path.exists("fresh"))
@@ -522,7 +522,7 @@ class Damage(Case):
                 self.run_it("verify", "saved", "-q")
                 self.assertEqual(self.bytes_of("saved"), self.bytes_of("good"))
         self.write("bad", '{"d": {')
-        self.run_it("verify", "bad", "--salvage", "saved", code=DAMAGED, error="nothing can be saved")
+        self.run_it("verify", "bad", "--salvage", "saved", code=DAMAGED, error="nothing can be recovered")
         # However much stands in one content, and whatever bytes a string has: those of a text that the library takes do no harm.
         self.make("good", {"_id": "root", "title": "é", "map": {f"k{number}": {"v": number} for number in range(60000)}})
         text = self.bytes_of("good").replace("é".encode(), b"\xff")
@@ -615,7 +615,7 @@ class Arrays(Case):
                     self.assertFalse(self.is_kept_by_positions(data, settings))
                 lost = any(array["lost"] for array in told["arrays"])
                 if lost or told["refused"]:
-                    why = told["refused"] or "would not come back as given"
+                    why = told["refused"] or "would not read back as given"
                     self.run_it("update", "refused", "data", *settings, code=INPUT, error=why)
                     continue
                 self.make(f"store{number}", data, *settings)
@@ -716,11 +716,11 @@ class Terminal(Case):
         with open("a.zentadb-lock", "w", encoding="utf-8") as lock:
             fcntl.flock(lock, fcntl.LOCK_EX)
             shown = self.on_terminal("merge", "a", "a", ZENTADB_LOCK_WAIT="3").decode()
-            self.assertRegex(shown, "\r\x1b\\[Kwaiting for another process that changes a, [1-3] s(\r\x1b\\[K.*)*\r\x1b\\[K.*zentadb: .*a: another process")
+            self.assertRegex(shown, "\r\x1b\\[Kwaiting for another process to finish with a, [1-3] s(\r\x1b\\[K.*)*\r\x1b\\[K.*zentadb: .*a: another process")
             runs = [subprocess.Popen([ZENTADB, "merge", "a", "a", *options], stderr=subprocess.PIPE, text=True,
                                      env={**os.environ, "ZENTADB_LOCK_WAIT": "8"}) for options in ((), ("-q",))]
             told = [run.communicate()[1].splitlines()[0] for run in runs]
-        self.assertRegex(told[0], "^zentadb: waiting for another process that changes a, [5-8] s$")
+        self.assertRegex(told[0], "^zentadb: waiting for another process to finish with a, [5-8] s$")
         self.assertEqual(told[1], "zentadb: a: another process is changing it")
         self.assertNotIn("\x1b[K", self.on_terminal("read", "a").decode())
 
@@ -797,7 +797,7 @@ class Git(Case):
         before = self.bytes_of("my.sync")
         told = self.git("merge", "main", code=1)
         self.assertIn("CONFLICT", told)
-        self.assertIn("zentadb: my.sync: both stores made 1 document on their own", told)
+        self.assertIn("zentadb: my.sync: both stores created 1 document independently", told)
         self.assertEqual(self.bytes_of("my.sync"), before)
 
 

@@ -6,7 +6,7 @@ namespace zentadb {
 
 namespace {
 
-// "TEXT" tells a reader nothing; what is wanted stands in the help.
+// "TEXT" says nothing to a reader; the help says what is wanted.
 void describe(CLI::Option& option, const std::string& group) {
     if (!option.get_positional()) option.type_name("VALUE");
     if (option.get_positional()) option.type_name("");

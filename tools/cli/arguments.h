@@ -10,7 +10,7 @@ class App;
 
 namespace zentadb {
 
-// Declares what a command takes, by name: "STORE" is told by its place, "-o,--output" by its name. What is given goes
+// Declares what a command takes, by name: "STORE" is a positional argument, "-o,--output" an option. What is given goes
 // into the variable when the command line is read; what is not leaves it as it is.
 //
 // It keeps the command line parser, which is large, out of all but two files.

@@ -8,8 +8,8 @@ namespace zentadb {
 
 namespace {
 
-// What the library's errors mean to a user of this program; docs/errors.md tells what leads to them. "%" is what the
-// error is about.
+// What the library's errors mean to a user of this program; docs/errors.md describes what leads to them. "%" is what
+// the error is about.
 struct Explanation {
     std::string_view key;
     Outcome outcome;
@@ -19,46 +19,47 @@ struct Explanation {
 
 constexpr std::array explanations = {
     Explanation{"mismatching_root_document_identifiers", Outcome::unmergeable,
-                "these are no copies of one store: their root documents have different ids",
-                "For a first copy, copy the file, or merge into a store that is not there yet."},
+                "not copies of one store: their root documents have different ids",
+                "For a first copy, copy the file, or merge into a new file."},
     Explanation{
         "cannot_replace_first_revision", Outcome::unmergeable,
-        "both stores made a document % on their own, each with a content of its own",
+        "both stores created document % independently, with different contents",
         "Copies have to descend from one first version: update on one side, merge that into the others, and go on "
         "from there. Where it is one element of a list, give it another id on one side."},
-    Explanation{"duplicate_array_domain_key", Outcome::input, "two arrays of objects lie in one place: %",
-                "Most likely objects around them share an id. zentadb arrays DATA shows where, and what to do."},
+    Explanation{"duplicate_array_domain_key", Outcome::input, "two arrays of objects are at one place: %",
+                "The objects around them probably share an id. zentadb arrays DATA shows where, and what to do."},
     Explanation{"duplicate_objects_domain_key", Outcome::input, "two objects would be one document: %",
-                "Give them different \"_id\"s, or rules that tell them apart (--ids)."},
-    Explanation{"input_is_not_an_object", Outcome::input, "the data is no JSON object", "Wrap it: {\"list\": ...}"},
-    Explanation{"expecting_object_as_input_to_flatten", Outcome::input, "the data is no JSON object",
+                "Give them different \"_id\"s, or rules that distinguish them (--ids)."},
+    Explanation{"input_is_not_an_object", Outcome::input, "the data is not a JSON object", "Wrap it: {\"list\": ...}"},
+    Explanation{"expecting_object_as_input_to_flatten", Outcome::input, "the data is not a JSON object",
                 "Wrap it: {\"list\": ...}"},
     Explanation{"cannot_push_new_revision_if_document_is_missing_identifier", Outcome::input,
                 "an object has an empty \"_id\"", "Give it another one, or none."},
-    Explanation{"document_not_found", Outcome::input, "the store has no document %",
+    Explanation{"document_not_found", Outcome::input, "no document % in the store",
                 "zentadb docs STORE lists the documents."},
-    Explanation{"revision_is_not_a_leaf", Outcome::input, "% is not the end of a branch",
+    Explanation{"revision_is_not_a_leaf", Outcome::input, "% is not a leaf",
                 "zentadb log STORE ID shows the branches."},
     Explanation{"missing_root_document_data", Outcome::input, "the content of % was pruned",
                 "Merge a copy that still has it."},
     Explanation{"cannot_find_object", Outcome::input, "the content % was pruned", "Merge a copy that still has it."},
-    Explanation{"missing_document", Outcome::damaged, "the data refers to document %, which is not there",
+    Explanation{"missing_document", Outcome::damaged, "the data refers to document %, which is missing",
                 "Merge a copy that has it."},
-    Explanation{"cyclic_document_reference", Outcome::damaged, "documents refer to each other in a circle: %", ""},
+    Explanation{"cyclic_document_reference", Outcome::damaged, "documents refer to each other in a cycle: %", ""},
     Explanation{"failed_to_uncompress_obj", Outcome::damaged, "the compressed object is damaged", ""},
     Explanation{"failed_to_uncompress_data", Outcome::damaged, "the compressed object is damaged", ""},
     Explanation{"failed_to_allocate_memory_for_uncompressed_data", Outcome::damaged,
                 "the compressed object claims an impossible size", ""},
-    Explanation{"uncompressed_data_is_not_an_object", Outcome::damaged, "what was compressed is no JSON object", ""},
+    Explanation{"uncompressed_data_is_not_an_object", Outcome::damaged, "the uncompressed data is not a JSON object",
+                ""},
     Explanation{"missing_root_identifier_in_non_empty_syncjson", Outcome::damaged,
                 "the id of the root document is missing", ""},
     Explanation{"root_is_missing_in_documents", Outcome::damaged, "the root document is missing", ""},
     Explanation{"missing_documents", Outcome::damaged, "there are no documents", ""},
-    Explanation{"invalid_data_object", Outcome::damaged, "content % is no object", ""},
-    Explanation{"expecting_revision_history_array", Outcome::damaged, "the history of a document is no array", ""},
-    Explanation{"invalid_syncdata_data_node", Outcome::damaged, "\"d\" or \"o\" is no object", ""},
+    Explanation{"invalid_data_object", Outcome::damaged, "content % is not an object", ""},
+    Explanation{"expecting_revision_history_array", Outcome::damaged, "the history of a document is not an array", ""},
+    Explanation{"invalid_syncdata_data_node", Outcome::damaged, "\"d\" or \"o\" is not an object", ""},
     Explanation{"no_revision_in_document", Outcome::damaged, "a document has no open branch",
-                "Merge the store into a new one, which opens such documents again: zentadb merge NEW STORE"},
+                "Merge the store into a new one, which reopens such documents: zentadb merge NEW STORE"},
 };
 
 }  // namespace

@@ -5,7 +5,8 @@
 
 namespace zentadb {
 
-// How a run ended, as its exit code: scripts tell the kinds of failure apart by it. docs/command-line.md explains them.
+// How a run ended, as its exit code, by which scripts distinguish the kinds of failure. docs/command-line.md explains
+// them.
 enum class Outcome {
     done = 0,
     found = 1,        // with --exit-code: there are conflicts, changes, ...
@@ -19,7 +20,7 @@ enum class Outcome {
     refused = 9,      // the server refused
 };
 
-// Ends the run. `what` tells what is wrong, `advice` what the user can do about it.
+// Ends the run. `what` says what is wrong, `advice` what the user can do about it.
 class Failure : public std::runtime_error {
    public:
     Failure(Outcome outcome, const std::string& what, std::string advice = {})

@@ -20,7 +20,7 @@ namespace zentadb {
 
 namespace {
 
-// Both may name what stands in data.
+// Both may contain parts of the data.
 int complain(Outcome outcome, const std::string& what, const std::string& advice = {}) {
     std::cout.flush();
     std::cerr << painted(Paint::red, "zentadb: ", std::cerr);
@@ -29,7 +29,7 @@ int complain(Outcome outcome, const std::string& what, const std::string& advice
     return static_cast<int>(outcome);
 }
 
-// What stands before the host in every URL of a text, such as an argument in the wrong place, is left out.
+// Leaves out what is before the host in every URL of a text, such as an argument in the wrong place.
 std::string without_passwords(const std::string& text) {
     return std::regex_replace(text, std::regex("://[^/@ ]*@"), "://");
 }
@@ -38,7 +38,7 @@ std::string without_passwords(const std::string& text) {
 
 Program::Program()
     : app_(std::make_unique<CLI::App>(
-          "Keeps JSON data as versioned documents whose copies can be changed apart and merged.", "zentadb")) {
+          "Keeps JSON data as versioned documents. Copies can be edited independently and merged.", "zentadb")) {
     app_->set_version_flag("--version",
                            std::string("zentadb " ZENTADB_VERSION ", interface ") + sync_json_lib_version());
     app_->add_option_function<std::string>("--color", choose_colours, "auto (the default), always or never")
@@ -47,8 +47,7 @@ Program::Program()
     app_->get_formatter()->label("SUBCOMMAND", "COMMAND");
     app_->require_subcommand(1);
     app_->fallthrough();
-    app_->footer(
-        "zentadb COMMAND --help tells more about a command. STORE and DATA may be - for standard input and output.");
+    app_->footer("zentadb COMMAND --help describes a command. STORE and DATA may be - for standard input and output.");
 }
 
 Program::~Program() = default;
@@ -91,7 +90,7 @@ void Program::refuse_unknown(int count, char** arguments) const {
     if (count < 2 || arguments[1][0] == '-') return;
     const std::string name = arguments[1];
     if (!app_->get_subcommands([&](CLI::App* command) { return command->check_name(name); }).empty()) return;
-    throw Failure(Outcome::usage, name + ": there is no such command", "zentadb --help lists the commands.");
+    throw Failure(Outcome::usage, name + ": no such command", "zentadb --help lists the commands.");
 }
 
 int Program::run(int count, char** arguments) {
@@ -112,21 +111,20 @@ int Program::run_command(int count, char** arguments) {
     try {
         refuse_unknown(count, arguments);
         app_->parse(count, arguments);
-        if (!std::cout.flush()) return complain(Outcome::system, "standard output cannot be written");
+        if (!std::cout.flush()) return complain(Outcome::system, "cannot write standard output");
         return static_cast<int>(outcome_);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app_->exit(error);  // help
         const std::vector<CLI::App*> commands = app_->get_subcommands();
-        return complain(
-            Outcome::usage, without_passwords(error.what()),
-            "zentadb " + (commands.empty() ? "" : commands.front()->get_name() + " ") + "--help tells more.");
+        return complain(Outcome::usage, without_passwords(error.what()),
+                        "See zentadb " + (commands.empty() ? "" : commands.front()->get_name() + " ") + "--help.");
     } catch (const Failure& failure) {
         return complain(failure.outcome(), failure.what(), failure.advice());
     } catch (const zentadbpp::Error& error) {
         const Failure failure = explained(error);
         return complain(failure.outcome(), failure.what(), failure.advice());
     } catch (const std::bad_alloc&) {
-        return complain(Outcome::system, "there is not enough memory");
+        return complain(Outcome::system, "out of memory");
     } catch (const std::exception& error) {
         return complain(Outcome::system, error.what());
     }

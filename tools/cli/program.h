@@ -43,7 +43,7 @@ class Program {
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
 
-    // A command that stands under the headline `group` in the help. `examples` are lines of a shell.
+    // A command under the headline `group` in the help. `examples` are lines of a shell.
     CLI::App& command(const std::string& name, const std::string& group, const std::string& does,
                       const std::string& examples);
     // What a command does. It may throw Failure, and whatever the library's wrapper throws.

@@ -36,6 +36,18 @@ class Table {
 
 // "1234", "12.3 KiB", "4.5 MiB"
 [[nodiscard]] std::string readable_size(std::size_t bytes);
+// "a, b, c", or of more than `most` words "a, b, ...".
+template <class Words>
+[[nodiscard]] std::string comma_list(const Words& words, std::size_t most = static_cast<std::size_t>(-1)) {
+    std::string text;
+    std::size_t count = 0;
+    for (const auto& word : words) {
+        if (count == most) return text + ", ...";
+        text.append(count++ == 0 ? "" : ", ").append(word);
+    }
+    return text;
+}
+
 // "1 document", "2 documents"
 [[nodiscard]] std::string counted(std::size_t count, const std::string& what);
 

@@ -7,7 +7,6 @@
 #include "commands.h"
 #include "inspect/data_shape.h"
 #include "inspect/explain_data.h"
-#include "inspect/inside.h"
 #include "store/files.h"
 #include "store/json_text.h"
 #include "store/settings.h"
@@ -43,17 +42,16 @@ std::string ids_of(const ArrayPlace& array) {
 void warn(const ArrayPlace& array) {
     const std::string begin = painted(Paint::yellow, "warning: ", std::cout) + printable(array.path) + ": ";
     if (array.lost > 0) {
-        std::cout << begin << counted(array.lost, "element")
-                  << " would be lost: another one with the same id takes the place\n";
+        std::cout << begin << counted(array.lost, "element") << " would be lost: another element has the same id\n";
     } else if (array.shared > 0) {
-        std::cout << begin << counted(array.shared, "element") << " would be one document with an equal one\n";
+        std::cout << begin << counted(array.shared, "element") << " would share a document with an equal element\n";
     } else if (!array.all_have_ids()) {
-        std::cout << begin << "elements without an id; a second one would take the place of the first\n";
+        std::cout << begin << "the elements have no ids; a second one would replace the first\n";
     }
 }
 
-// Objects and arrays that cannot be told apart make the library refuse data, which is what is looked for here. Anything
-// else that is wrong with a text ends the run.
+// Objects and arrays that cannot be distinguished make the library refuse data, which is what is looked for here.
+// Anything else that is wrong with a text ends the run.
 std::string why_refused(const Options& options, const std::string& text, const nlohmann::json& config) {
     try {
         static_cast<void>(zentadbpp::flatten(text, config.dump()));
@@ -113,15 +111,15 @@ Outcome arrays(const Options& options) {
     }
     for (const ArrayPlace& array : shape.arrays()) warn(array);
     if (!refused.empty()) {
-        std::cout << painted(Paint::yellow, "warning: ", std::cout) << "an update refuses this: " << refused << '\n';
+        std::cout << painted(Paint::yellow, "warning: ", std::cout) << "update refuses this: " << refused << '\n';
     }
     constexpr std::size_t longest_line = 2000;
     if (const std::string line = one_line(suggested); !suggested.is_null() && line.size() <= longest_line) {
-        std::cout << "This configuration gives ids that stay:\n  " << line << '\n';
+        std::cout << "This configuration gives stable ids:\n  " << line << '\n';
     } else if (!suggested.is_null()) {
-        std::cout << "A configuration gives ids that stay; --json prints it under \"configuration\"\n";
+        std::cout << "A configuration gives stable ids; --json prints it under \"configuration\"\n";
     } else if (!all_well) {
-        std::cout << "No configuration gives ids that stay; the elements need an \"_id\" of their own\n";
+        std::cout << "No configuration gives stable ids; the elements need an \"_id\" of their own\n";
     }
     return options.exit_code && !all_well ? Outcome::found : Outcome::done;
 }
@@ -131,14 +129,14 @@ Outcome arrays(const Options& options) {
 void add_arrays(Program& program) {
     const auto options = std::make_shared<Options>();
     CLI::App& command =
-        program.command("arrays", looking, "Show the arrays in data, and whether their elements have ids",
+        program.command("arrays", looking, "Show the arrays in data and whether their elements have ids",
                         "zentadb arrays trip.json\n"
                         "zentadb arrays trip.json --ids 'code;name,year'\n"
                         "zentadb arrays trip.json --json | jq .configuration > config.json");
     Arguments arguments(command);
     arguments.required("DATA", options->data, "A JSON object, - for standard input");
-    arguments.flag("--json", options->json, "As JSON");
-    arguments.flag("--exit-code", options->exit_code, "Exit with 1 where an element has no id of its own");
+    arguments.flag("--json", options->json, "Print JSON");
+    arguments.flag("--exit-code", options->exit_code, "Exit with 1 if an element has no id of its own");
     options->settings.declare_writing(arguments);
     program.on(command, [options] { return arrays(*options); });
 }

@@ -6,8 +6,10 @@
 #include "cli/arguments.h"
 #include "cli/table.h"
 #include "commands.h"
-#include "inspect/inside.h"
+#include "inspect/names.h"
+#include "inspect/places.h"
 #include "store/files.h"
+#include "store/json_text.h"
 #include "store/store.h"
 
 namespace zentadb {
@@ -26,7 +28,7 @@ Outcome changes(const Options& options) {
     refuse_shared_input(std::array{options.older, options.newer});
     Store older = open_store(options.older);
     Store newer = open_store(options.newer);
-    const auto places = places_in(newer);
+    const Places places(newer);
     auto result = nlohmann::ordered_json::object();
     Table table({});
     std::size_t count = 0;
@@ -40,8 +42,7 @@ Outcome changes(const Options& options) {
             if (&ids != &deleted && gone.contains(id)) continue;
             list.push_back(id);
             ++count;
-            const auto place = places.find(std::string(id));
-            table.add({{kind, paint}, {std::string(id)}, {place == places.end() ? "" : place->second, Paint::cyan}});
+            table.add({{kind, paint}, {std::string(id)}, {places.of(std::string(id)), Paint::cyan}});
         }
     };
     add("created", Paint::green, newer.handle.created(older.handle));
@@ -65,9 +66,9 @@ void add_changes(Program& program) {
     Arguments arguments(command);
     arguments.required("OLD", options->older, "The older store, - for standard input");
     arguments.required("NEW", options->newer, "The newer store, - for standard input");
-    arguments.flag("-a,--all", options->all, "Also the documents that hold the order of arrays");
-    arguments.flag("--json", options->json, "As JSON");
-    arguments.flag("--exit-code", options->exit_code, "Exit with 1 where there are changes");
+    arguments.flag("-a,--all", options->all, "Include the documents that store the order of arrays");
+    arguments.flag("--json", options->json, "Print JSON");
+    arguments.flag("--exit-code", options->exit_code, "Exit with 1 if there are changes");
     program.on(command, [options] { return changes(*options); });
 }
 

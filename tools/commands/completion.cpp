@@ -56,14 +56,15 @@ std::string fish_text(const std::vector<CommandOutline>& commands) {
 
 void add_completion(Program& program) {
     const auto shell = std::make_shared<std::string>();
-    CLI::App& command = program.command("completion", texts, "Print what makes a shell complete commands and options",
-                                        "zentadb completion bash > ~/.local/share/bash-completion/completions/zentadb\n"
-                                        "source <(zentadb completion zsh)                     # in ~/.zshrc\n"
-                                        "zentadb completion fish > ~/.config/fish/completions/zentadb.fish");
+    CLI::App& command =
+        program.command("completion", texts, "Print a script that completes commands and options in a shell",
+                        "zentadb completion bash > ~/.local/share/bash-completion/completions/zentadb\n"
+                        "source <(zentadb completion zsh)                     # in ~/.zshrc\n"
+                        "zentadb completion fish > ~/.config/fish/completions/zentadb.fish");
     Arguments(command).choice("SHELL", *shell, {"bash", "zsh", "fish"}, "bash, zsh or fish");
     program.on(command, [shell, &program] {
         const std::vector<CommandOutline> commands = program.outline();
-        if (shell->empty()) throw Failure(Outcome::usage, "SHELL is required", "It is bash, zsh or fish.");
+        if (shell->empty()) throw Failure(Outcome::usage, "SHELL is required", "Give bash, zsh or fish.");
         if (*shell == "zsh") std::cout << "autoload -U +X bashcompinit && bashcompinit\n";
         std::cout << (*shell == "fish" ? fish_text(commands) : bash_text(commands));
         return Outcome::done;

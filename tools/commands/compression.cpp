@@ -49,21 +49,21 @@ void add(Program& program, const char* name, const char* does, const char* examp
     CLI::App& command = program.command(name, texts, does, examples);
     Arguments arguments(command);
     arguments.required("FILE", options->file, "A store, or any other JSON object; - for standard input and output");
-    arguments.optional("-o,--output", options->output, "Write the result into this file, and leave FILE as it is");
+    arguments.optional("-o,--output", options->output, "Write the result to this file and leave FILE unchanged");
     program.on(command, [options, conversion] { return convert(*options, conversion); });
 }
 
 }  // namespace
 
 void add_compress(Program& program) {
-    add(program, "compress", "Make a compressed object of a store, which all commands read as well",
+    add(program, "compress", "Compress a store; all commands read it as well",
         "zentadb compress trip.sync\n"
         "zentadb compress - < trip.sync | ssh server 'cat > trip.sync'",
         zentadbpp::compress);
 }
 
 void add_uncompress(Program& program) {
-    add(program, "uncompress", "Make a plain store of a compressed one",
+    add(program, "uncompress", "Uncompress a store",
         "zentadb uncompress trip.sync\n"
         "zentadb uncompress trip.sync -o - | jq .",
         zentadbpp::uncompress);

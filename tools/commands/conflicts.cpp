@@ -7,9 +7,11 @@
 #include "cli/table.h"
 #include "commands.h"
 #include "inspect/below.h"
-#include "inspect/inside.h"
+#include "inspect/places.h"
 #include "inspect/revision_marks.h"
+#include "inspect/shown_content.h"
 #include "settle/version_merge.h"
+#include "store/json_text.h"
 #include "store/store.h"
 
 namespace zentadb {
@@ -43,20 +45,18 @@ struct Conflict {
 };
 
 std::vector<Conflict> conflicts_of(Store& store, const std::string& only) {
-    const Inside inside(store.handle);
-    if (!only.empty()) static_cast<void>(inside.tree(only));
-    const auto places = places_in(store);
+    const SyncJson sync_json(store.handle);
+    if (!only.empty()) static_cast<void>(sync_json.tree(only));
+    const Places places(store);
     std::optional<Below> below;
     std::vector<Conflict> conflicts;
-    for (const Entry& document : inside.histories()) {
+    for (const Entry& document : sync_json.documents()) {
         if (!only.empty() ? document.key != only : is_ordering(document.key)) continue;
         // A history without a branch needs no question.
         if (document.value.find('[', 1) == std::string_view::npos) continue;
         const zentadbpp::List losers = store.handle.conflicting(document.key);
         if (losers.empty()) continue;
-        const auto place = places.find(document.key);
-        Conflict conflict{
-            document.key, place == places.end() ? "" : place->second, RevisionTree(document.value), {}, {}};
+        Conflict conflict{document.key, places.of(document.key), RevisionTree(document.value), {}, {}};
         std::unordered_map<std::string_view, std::size_t> by_name;
         for (std::size_t index = 0; index < conflict.tree.revisions().size(); ++index) {
             by_name.try_emplace(conflict.tree[index].name, index);
@@ -64,18 +64,18 @@ std::vector<Conflict> conflicts_of(Store& store, const std::string& only) {
         const auto add = [&](std::string_view name) {
             const std::size_t index = by_name.at(name);
             const Revision& revision = conflict.tree[index];
-            if (!below) below.emplace(store.handle, inside);
+            if (!below) below.emplace(store.handle, sync_json);
             const std::set<std::string> ids = below->of(document.key, revision);
             const auto hidden = std::ranges::count_if(
-                ids, [&](const std::string& id) { return !places.empty() && !places.contains(id); });
-            conflict.versions.push_back(
-                {index, revision.hash() == "deleted", inside.content(revision), static_cast<std::size_t>(hidden)});
+                ids, [&](const std::string& id) { return !places.empty() && places.of(id).empty(); });
+            conflict.versions.push_back({index, revision.hash() == "deleted", shown_content(sync_json, revision),
+                                         static_cast<std::size_t>(hidden)});
         };
         add(store.handle.winning(document.key));
         for (const std::string_view loser : losers) add(loser);
         std::vector<std::size_t> revisions;
         for (const Version& version : conflict.versions) revisions.push_back(version.revision);
-        const zentadbpp::MergedVersions merged = merge_of(inside, conflict.tree, revisions);
+        const zentadbpp::MergedVersions merged = merge_of(sync_json, conflict.tree, revisions);
         conflict.can_merge = merged.clashes.empty();
         if (!merged.common.empty()) {
             add(merged.common);
@@ -155,7 +155,7 @@ void print(const Conflict& conflict) {
             if (version == group.front() || version->below == 0) continue;
             std::cout << "  " << painted(Paint::yellow, names[version->revision], std::cout) << " has "
                       << counted(version->below, "document") << " below it that the data does not show; "
-                      << (version->below == 1 ? "it comes" : "they come") << " back if it is kept\n";
+                      << (version->below == 1 ? "it comes" : "they come") << " back if you keep it\n";
         }
     }
     std::cout << '\n';
@@ -206,15 +206,14 @@ Outcome show_conflicts(const Options& options) {
 
 void add_conflicts(Program& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App& command =
-        program.command("conflicts", settling, "Show the documents that were changed apart",
-                        "zentadb conflicts trip.sync\n"
-                        "zentadb conflicts trip.sync --exit-code > /dev/null || echo something is to be settled");
+    CLI::App& command = program.command("conflicts", settling, "Show the documents with conflicting edits",
+                                        "zentadb conflicts trip.sync\n"
+                                        "zentadb conflicts trip.sync --exit-code > /dev/null || echo conflicts");
     Arguments arguments(command);
     arguments.required("STORE", options->store, "The store");
     arguments.optional("ID", options->id, "Only this document");
-    arguments.flag("--json", options->json, "As JSON, the winning version first");
-    arguments.flag("--exit-code", options->exit_code, "Exit with 1 where there are conflicts");
+    arguments.flag("--json", options->json, "Print JSON, the winning version first");
+    arguments.flag("--exit-code", options->exit_code, "Exit with 1 if there are conflicts");
     program.on(command, [options] { return show_conflicts(*options); });
 }
 

@@ -6,7 +6,7 @@
 #include "cli/arguments.h"
 #include "cli/explain.h"
 #include "commands.h"
-#include "inspect/inside.h"
+#include "inspect/sync_json.h"
 #include "store/files.h"
 #include "store/json_text.h"
 #include "store/store.h"
@@ -60,11 +60,11 @@ Outcome diff(const Options& options) {
 
 // Whether a store has all that the operations take away or replace, and nothing that they add otherwise: for patches of
 // the library, which do not name what they were made from.
-bool has_what_changes(const Inside& store, const Json& patch) {
+bool has_what_changes(const SyncJson& store, const Json& patch) {
     for (const char* part : {"d", "o"}) {
         std::unordered_map<std::string_view, std::string_view> entries;
         const bool is_histories = *part == 'd';
-        for (const Entry& entry : is_histories ? store.histories() : store.contents()) {
+        for (const Entry& entry : is_histories ? store.documents() : store.contents()) {
             entries.emplace(entry.key, entry.value);
         }
         for (const Json& operation : patch.value(part, Json::array())) {
@@ -79,8 +79,8 @@ bool has_what_changes(const Inside& store, const Json& patch) {
 }
 
 [[noreturn]] void refuse(const Options& options, const std::string& why) {
-    throw Failure(Outcome::input, options.other + ": the patch does not fit " + options.store + ": " + why,
-                  "Nothing was changed. Patch the very store that the patch was made from; for all others, merge.");
+    throw Failure(Outcome::input, input_name(options.other) + ": the patch does not fit " + options.store + ": " + why,
+                  "Nothing was changed. Apply it to the store that it was made from; merge any other store.");
 }
 
 Outcome patch(const Options& options) {
@@ -89,7 +89,7 @@ Outcome patch(const Options& options) {
     const Json parsed = Json::parse(operations, nullptr, false);
     if (const auto problem = json_problem(options.other, operations)) throw Failure(Outcome::input, *problem);
     if (!parsed.is_object() || (!parsed.contains("d") && !parsed.contains("o"))) {
-        throw Failure(Outcome::input, options.other + ": this is no patch", "zentadb diff OLD NEW makes one.");
+        throw Failure(Outcome::input, input_name(options.other) + ": not a patch", "zentadb diff OLD NEW makes one.");
     }
     StoreChange change(options.store, options.output, StoreChange::Missing::is_empty);
     const zentadbpp::Handle& before = change.store().handle;
@@ -102,13 +102,13 @@ Outcome patch(const Options& options) {
             change.commit(before);
             return Outcome::done;
         }
-        if (from.empty() ? !has_what_changes(Inside(before), parsed) : found != from) {
-            refuse(options, "it was made from another one");
+        if (from.empty() ? !has_what_changes(SyncJson(before), parsed) : found != from) {
+            refuse(options, "it was made from another store");
         }
         const Json root = parsed.contains(root_member) ? Json{{root_member, parsed[root_member]}} : root_of(before);
         const zentadbpp::Handle after(with_members(zentadbpp::patch(text, operations).str(), root));
         if (!to.empty() && zentadbpp::sha256(after.dump()) != to)
-            refuse(options, "it does not make the store that it should");
+            refuse(options, "the result is not the store that it was made for");
         change.commit(after);
     } catch (const zentadbpp::Error& error) {
         refuse(options, explained(error).what());
@@ -122,24 +122,24 @@ Outcome patch(const Options& options) {
 
 void add_diff(Program& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("diff", texts, "What makes one store of another, entry by entry",
+    CLI::App& command = program.command("diff", texts, "Show the changes from one store to another, entry by entry",
                                         "zentadb diff sent.sync trip.sync > trip.patch");
     Arguments arguments(command);
     arguments.required("OLD", options->store, "The store before");
     arguments.required("NEW", options->other, "The store after");
-    arguments.optional("-o,--output", options->output, "Write the patch into this file");
+    arguments.optional("-o,--output", options->output, "Write the patch to this file");
     program.on(command, [options] { return diff(*options); });
 }
 
 void add_patch(Program& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("patch", texts, "Apply what diff told",
+    CLI::App& command = program.command("patch", texts, "Apply a patch made by diff",
                                         "zentadb patch sent.sync trip.patch\n"
                                         "zentadb diff sent.sync trip.sync | ssh server zentadb patch trip.sync -");
     Arguments arguments(command);
-    arguments.required("STORE", options->store, "The store before; it is made if there is none");
+    arguments.required("STORE", options->store, "The store before; created if it is missing");
     arguments.required("PATCH", options->other, "The patch, - for standard input");
-    arguments.optional("-o,--output", options->output, "Write the store into this file, and leave STORE as it is");
+    arguments.optional("-o,--output", options->output, "Write the store to this file and leave STORE unchanged");
     program.on(command, [options] { return patch(*options); });
 }
 

@@ -5,8 +5,8 @@
 #include "cli/child_process.h"
 #include "cli/table.h"
 #include "commands.h"
-#include "inspect/inside.h"
 #include "inspect/revision_marks.h"
+#include "inspect/shown_content.h"
 #include "store/store.h"
 
 namespace zentadb {
@@ -33,13 +33,13 @@ struct Node {
 std::vector<Node> nodes_of(const Options& options) {
     constexpr std::size_t label = 60;
     const Store store = open_store(options.store);
-    const Inside inside(store.handle);
-    const RevisionTree tree = inside.tree(options.id);
+    const SyncJson sync_json(store.handle);
+    const RevisionTree tree = sync_json.tree(options.id);
     const RevisionMarks marks(store, options.id, tree);
     const std::vector<std::string> names = tree.short_names();
     std::vector<Node> nodes;
     for (std::size_t index = 0; index < tree.revisions().size(); ++index) {
-        nodes.push_back({printable(names[index]), cut(printable(change_line(inside, tree, index)), label),
+        nodes.push_back({printable(names[index]), cut(printable(change_line(sync_json, tree, index)), label),
                          marks.words(index), marks.of(index), tree[index].parent, marks.is_quiet(index)});
     }
     return nodes;
@@ -128,7 +128,7 @@ Outcome graph(const Options& options) {
     } else {
         write_output(options.output,
                      output_of({"dot", "-Tsvg"}, dot_text(options.id, nodes),
-                               "Install Graphviz (apt-get install graphviz), or take --format mermaid."));
+                               "Install Graphviz (apt-get install graphviz), or use --format mermaid."));
     }
     return Outcome::done;
 }
@@ -137,7 +137,7 @@ Outcome graph(const Options& options) {
 
 void add_graph(Program& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("graph", looking, "The history of a document as a drawing",
+    CLI::App& command = program.command("graph", looking, "Draw the history of a document as a graph",
                                         "zentadb graph trip.sync t1 --format svg -o t1.svg\n"
                                         "zentadb graph trip.sync t1 | dot -Tpng > t1.png\n"
                                         "zentadb graph trip.sync t1 --format mermaid");
@@ -146,7 +146,7 @@ void add_graph(Program& program) {
     arguments.required("ID", options->id, "Id of the document");
     arguments.choice("--format", options->format, {"dot", "svg", "mermaid"},
                      "dot (the default), svg (through Graphviz's dot) or mermaid");
-    arguments.optional("-o,--output", options->output, "Write the drawing into this file");
+    arguments.optional("-o,--output", options->output, "Write the drawing to this file");
     program.on(command, [options] { return graph(*options); });
 }
 

@@ -5,8 +5,9 @@
 #include "cli/arguments.h"
 #include "cli/table.h"
 #include "commands.h"
-#include "inspect/inside.h"
 #include "inspect/revision_marks.h"
+#include "inspect/shown_content.h"
+#include "store/json_text.h"
 #include "store/store.h"
 
 namespace zentadb {
@@ -27,7 +28,7 @@ struct Line {
     bool begins_branch;
 };
 
-// The line of a tree in which it goes on straight: towards the winner, else to the largest part. So what stands in
+// The line of a tree in which it goes on straight: towards the winner, else to the largest part. So what is in
 // columns of its own is at most half of what is left, and the drawing never gets wider than the logarithm of the
 // revisions.
 std::vector<Line> lines_of(const RevisionTree& tree, std::size_t winner) {
@@ -55,7 +56,7 @@ std::vector<Line> lines_of(const RevisionTree& tree, std::size_t winner) {
     return lines;
 }
 
-void draw(const Options& options, const Inside& inside, const RevisionTree& tree, const RevisionMarks& marks) {
+void draw(const Options& options, const SyncJson& sync_json, const RevisionTree& tree, const RevisionMarks& marks) {
     const std::vector<std::string> short_names = tree.short_names();
     std::vector<Line> lines = lines_of(tree, marks.winner());
     if (!options.full) std::erase_if(lines, [&](const Line& line) { return marks.is_quiet(line.revision); });
@@ -77,7 +78,7 @@ void draw(const Options& options, const Inside& inside, const RevisionTree& tree
         std::cout << dot << (mark == Mark::none ? name : painted(paint_of(mark), name, std::cout));
         std::string words = marks.words(line.revision);
         if (!words.empty()) words.insert(0, "[").append("]");
-        std::string change = printable(change_line(inside, tree, line.revision));
+        std::string change = printable(change_line(sync_json, tree, line.revision));
         constexpr std::size_t unknown_width = 100;
         const std::size_t taken = width + words.size() + 4;
         const std::size_t columns = std::max(terminal_width(std::cout).value_or(unknown_width), taken + 20);
@@ -90,11 +91,11 @@ void draw(const Options& options, const Inside& inside, const RevisionTree& tree
 
 Outcome log(const Options& options) {
     const Store store = open_store(options.store);
-    const Inside inside(store.handle);
-    const RevisionTree tree = inside.tree(options.id);
+    const SyncJson sync_json(store.handle);
+    const RevisionTree tree = sync_json.tree(options.id);
     const RevisionMarks marks(store, options.id, tree);
     if (!options.json) {
-        draw(options, inside, tree, marks);
+        draw(options, sync_json, tree, marks);
         return Outcome::done;
     }
     auto list = nlohmann::ordered_json::array();
@@ -105,7 +106,7 @@ Outcome log(const Options& options) {
                         {"parent", parent == Revision::none ? nlohmann::ordered_json()
                                                             : nlohmann::ordered_json(tree[parent].name)},
                         {"state", marks.words(index)},
-                        {"available", inside.has_content(revision)}});
+                        {"available", sync_json.has_content(revision)}});
     }
     std::cout << pretty(list) << '\n';
     return Outcome::done;
@@ -121,9 +122,9 @@ void add_log(Program& program) {
     Arguments arguments(command);
     arguments.required("STORE", options->store, "The store");
     arguments.required("ID", options->id, "Id of the document");
-    arguments.flag("--full", options->full, "Whole names and changes, however long");
+    arguments.flag("--full", options->full, "Print full names and changes");
     arguments.flag("--ascii", options->ascii, "Draw with ASCII characters");
-    arguments.flag("--json", options->json, "As JSON, parents before their children");
+    arguments.flag("--json", options->json, "Print JSON, parents before their children");
     program.on(command, [options] { return log(*options); });
 }
 

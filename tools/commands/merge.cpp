@@ -64,7 +64,7 @@ Outcome merge(const Options& options) {
         conflict_notice(merged.handle, options.output.empty() ? name_of(options) : options.output);
     if (!options.quiet) {
         for (const auto& [id, new_id] : new_ids) {
-            std::cerr << printable(id) << " of one side is now " << printable(new_id) << '\n';
+            std::cerr << printable(id) << " of one copy is now " << printable(new_id) << '\n';
         }
         std::cerr << summary(before, merged.handle) << '\n';
         const std::string instances = instance_notice(before, merged.handle);
@@ -87,14 +87,14 @@ void add_merge(Program& program) {
                         "ssh phone cat trip.sync | zentadb merge trip.sync -\n"
                         "git config merge.zentadb.driver 'zentadb merge --name %P %A %B'   # *.sync merge=zentadb");
     Arguments arguments(command);
-    arguments.required("STORE", options->store, "The store; it is made if there is none");
-    arguments.required("FROM", options->sources, "The stores to learn from, - for standard input");
-    arguments.optional("-o,--output", options->output, "Write the result into this file, and leave STORE as it is");
-    arguments.optional("--name", options->name, "What messages call the store, where STORE is a temporary file");
-    arguments.flag("--force", options->force, "Even if contents do not hash to their names");
-    arguments.flag("--join", options->join, "Keep both where copies made objects on their own under one id");
-    arguments.flag("-q,--quiet", options->quiet, "Do not tell what changed");
-    arguments.flag("--exit-code", options->exit_code, "Exit with 1 where there are conflicts after the merge");
+    arguments.required("STORE", options->store, "The store; created if it is missing");
+    arguments.required("FROM", options->sources, "The stores to merge, - for standard input");
+    arguments.optional("-o,--output", options->output, "Write the result to this file and leave STORE unchanged");
+    arguments.optional("--name", options->name, "Name of the store in messages, if STORE is a temporary file");
+    arguments.flag("--force", options->force, "Merge contents even if they do not hash to their names");
+    arguments.flag("--join", options->join, "Keep both objects if copies created them independently under one id");
+    arguments.flag("-q,--quiet", options->quiet, "Do not print what changed");
+    arguments.flag("--exit-code", options->exit_code, "Exit with 1 if there are conflicts after the merge");
     program.on(command, [options] {
         const auto named = [&](const Failure& failure) {
             const std::string prefix = options->name.empty() ? "" : options->name + ": ";

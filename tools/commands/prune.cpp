@@ -1,11 +1,12 @@
 #include <iostream>
 #include <limits>
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "cli/arguments.h"
 #include "cli/table.h"
 #include "commands.h"
-#include "inspect/inside.h"
+#include "inspect/sync_json.h"
 #include "store/settings.h"
 #include "store/store.h"
 
@@ -25,20 +26,20 @@ struct Options {
 
 Outcome prune(const Options& options) {
     if (options.keep == 0 && !options.force) {
-        throw Failure(Outcome::usage, "--keep 0 would drop the data itself", "Take --force if that is what you want.");
+        throw Failure(Outcome::usage, "--keep 0 would drop the data itself", "Use --force if you want that.");
     }
     StoreChange change(options.store, options.output);
     Store& store = change.store();
     // The library passes over what is no document; here it is a slip of the pen.
-    const Inside inside(store.handle);
-    for (const std::string& id : options.ids) static_cast<void>(inside.tree(id));
+    const SyncJson sync_json(store.handle);
+    for (const std::string& id : options.ids) static_cast<void>(sync_json.tree(id));
     const std::size_t unresolved = store.handle.unresolved().size();
     if (unresolved > 0 && !options.force) {
         throw Failure(Outcome::input,
                       counted(unresolved, "document") + " in conflict: pruning would drop the losing versions",
-                      "Settle them first (zentadb conflicts, zentadb resolve), or take --force.");
+                      "Settle them first (zentadb conflicts, zentadb resolve), or use --force.");
     }
-    const std::size_t before = inside.size();
+    const std::size_t before = sync_json.text().size();
     if (!(store.handle.all_docs() == "[]")) {
         // Takes the order that other copies gave to arrays into this one's, before what says so is dropped.
         static_cast<void>(store.handle.read(options.settings.config_for(store)));
@@ -63,11 +64,11 @@ void add_prune(Program& program) {
     Arguments arguments(command);
     arguments.required("STORE", options->store, "The store");
     arguments.optional("ID", options->ids, "Only these documents");
-    arguments.optional("--keep", options->keep,
-                       "How many revisions of each document keep their content; 1 if left out");
-    arguments.flag("--dry-run", options->dry_run, "Only tell what it would save");
-    arguments.flag("--force", options->force, "Also where conflicts, or with --keep 0 the data, lose their contents");
-    arguments.optional("-o,--output", options->output, "Write the store into this file, and leave STORE as it is");
+    arguments.optional("--keep", options->keep, "Revisions of each document that keep their content (default: 1)");
+    arguments.flag("--dry-run", options->dry_run, "Only print what it would save");
+    arguments.flag("--force", options->force,
+                   "Prune even if conflicts, or with --keep 0 the data, lose their contents");
+    arguments.optional("-o,--output", options->output, "Write the store to this file and leave STORE unchanged");
     options->settings.declare_reading(arguments);
     program.on(command, [options] { return prune(*options); });
 }

@@ -37,8 +37,8 @@ void add_read(Program& program) {
                         "git config diff.zentadb.textconv 'zentadb read --pretty'   # *.sync diff=zentadb");
     Arguments arguments(command);
     arguments.required("STORE", options->store, "The store, - for standard input");
-    arguments.optional("-o,--output", options->output, "Write the data into this file");
-    arguments.flag("--pretty", options->pretty, "A line for each member and element");
+    arguments.optional("-o,--output", options->output, "Write the data to this file");
+    arguments.flag("--pretty", options->pretty, "Print each member and element on its own line");
     options->settings.declare_reading(arguments);
     program.on(command, [options] { return read(*options); });
 }

@@ -6,7 +6,8 @@
 #include "cli/arguments.h"
 #include "cli/table.h"
 #include "commands.h"
-#include "inspect/inside.h"
+#include "inspect/below.h"
+#include "inspect/sync_json.h"
 #include "settle/stored_content.h"
 #include "settle/version_merge.h"
 #include "store/store.h"
@@ -83,25 +84,25 @@ void put(Json& content, const Place& place, const Json* value) {
     }
 }
 
-std::optional<Json> content_at(const Inside& inside, const Revision& revision) {
-    const auto stored = inside.stored(revision);
+std::optional<Json> content_at(const SyncJson& sync_json, const Revision& revision) {
+    const auto stored = sync_json.stored(revision);
     return stored ? std::optional(content_from(*stored)) : std::nullopt;
 }
 
 // Takes what the user chose: ".text=2-9e01b7d".
-void choose(Conflict& conflict, const Inside& inside, const std::vector<std::string>& choices) {
+void choose(Conflict& conflict, const SyncJson& sync_json, const std::vector<std::string>& choices) {
     for (const std::string& choice : choices) {
         const std::size_t equals = choice.rfind('=');
         const std::string place = choice.substr(0, equals);
         const auto clash = std::ranges::find(conflict.merged.clashes, place, place_of);
-        if (equals == std::string::npos) throw Failure(Outcome::usage, choice + ": this is not PLACE=REVISION");
+        if (equals == std::string::npos) throw Failure(Outcome::usage, choice + ": not PLACE=REVISION");
         if (clash == conflict.merged.clashes.end() || clash->empty()) {
-            throw Failure(Outcome::input, place + ": there is nothing to choose",
+            throw Failure(Outcome::input, place + ": nothing to choose here",
                           "Without --take, zentadb resolve --merge shows the places that need a choice.");
         }
         const std::string name = choice.substr(equals + 1);
         const std::size_t chosen = name == "winner" ? conflict.versions.front() : conflict.tree.find(name);
-        const std::optional<Json> content = content_at(inside, conflict.tree[chosen]);
+        const std::optional<Json> content = content_at(sync_json, conflict.tree[chosen]);
         if (!content) throw Failure(Outcome::input, name + ": its content was deleted or pruned");
         put(*conflict.merged.merged, *clash, find(&*content, *clash));
         conflict.merged.clashes.erase(clash);
@@ -109,7 +110,7 @@ void choose(Conflict& conflict, const Inside& inside, const std::vector<std::str
 }
 
 // The places that need a choice, with what each version has there, and how to choose.
-void print(const Conflict& conflict, const Inside& inside, const Options& options) {
+void print(const Conflict& conflict, const SyncJson& sync_json, const Options& options) {
     const std::vector<std::string> names = conflict.tree.short_names();
     std::cout << painted(Paint::bold, printable(conflict.id), std::cout) << '\n';
     Table table({});
@@ -117,7 +118,7 @@ void print(const Conflict& conflict, const Inside& inside, const Options& option
     std::vector<std::optional<Json>> contents;
     const auto add = [&](const char* what, Paint paint, std::size_t revision) {
         heads.push_back({what + names[revision], paint});
-        contents.push_back(content_at(inside, conflict.tree[revision]));
+        contents.push_back(content_at(sync_json, conflict.tree[revision]));
     };
     if (!conflict.merged.common.empty()) add("was   ", Paint::dim, conflict.tree.find(conflict.merged.common));
     for (const std::size_t version : conflict.versions) {
@@ -147,23 +148,31 @@ void print(const Conflict& conflict, const Inside& inside, const Options& option
     std::cout << "  " << printable(command) << '\n';
 }
 
+// `result` is null if nothing was settled.
+void report(std::size_t settled, const std::string& more, const zentadbpp::Handle& before,
+            const zentadbpp::Handle& result) {
+    std::cerr << counted(settled, "document") << " settled" << more << '\n';
+    const std::size_t back = result ? documents_back(before, result) : 0;
+    if (back > 0) std::cerr << counted(back, "document") << (back == 1 ? " is" : " are") << " back in the data\n";
+}
+
 Outcome resolve_by_merging(const Options& options) {
     StoreChange change(options.store, options.output);
     const zentadbpp::Handle& handle = change.store().handle;
-    const Inside inside(handle);
-    Settlement settlement(inside);
+    const SyncJson sync_json(handle);
+    Settlement settlement(sync_json);
     std::size_t left = 0;
     const auto settle = [&](const std::string& id) {
-        Conflict conflict{id, inside.tree(id), {}, {}};
+        Conflict conflict{id, sync_json.tree(id), {}, {}};
         conflict.versions = open_versions(handle, id, conflict.tree);
         if (conflict.versions.size() < 2) return;
-        conflict.merged = merge_of(inside, conflict.tree, conflict.versions);
-        choose(conflict, inside, options.take);
+        conflict.merged = merge_of(sync_json, conflict.tree, conflict.versions);
+        choose(conflict, sync_json, options.take);
         if (conflict.merged.clashes.empty()) {
             settlement.add(id, conflict.tree, conflict.versions.front(), *conflict.merged.merged);
         } else {
             ++left;
-            print(conflict, inside, options);
+            print(conflict, sync_json, options);
         }
     };
     if (options.all) {
@@ -171,52 +180,45 @@ Outcome resolve_by_merging(const Options& options) {
     } else {
         settle(options.id);
     }
-    if (settlement.size() > 0) {
-        change.commit(settlement.apply(handle));
-    } else {
-        change.commit(handle);
-    }
-    std::cerr << counted(settlement.size(), "document") << " settled";
-    if (left > 0) std::cerr << ", " << left << (left == 1 ? " needs" : " need") << " a choice";
-    std::cerr << '\n';
+    const zentadbpp::Handle result = settlement.size() > 0 ? settlement.apply(handle) : zentadbpp::Handle();
+    change.commit(result ? result : handle);
+    std::string more;
+    if (left > 0) more = ", " + std::to_string(left) + (left == 1 ? " needs" : " need") + " a choice";
+    report(settlement.size(), more, handle, result);
     return options.exit_code && left > 0 ? Outcome::found : Outcome::done;
 }
 
 Outcome resolve(const Options& options) {
-    if (options.all != options.id.empty()) throw Failure(Outcome::usage, "name a document, or take --all");
-    if (options.merge && options.keep != "winner") throw Failure(Outcome::usage, "keep one version, or take --merge");
+    if (options.all != options.id.empty()) throw Failure(Outcome::usage, "give an ID or --all");
+    if (options.merge && options.keep != "winner") throw Failure(Outcome::usage, "KEEP and --merge exclude each other");
     if (!options.take.empty() && (!options.merge || options.all)) {
-        throw Failure(Outcome::usage, "--take is for --merge of one document");
+        throw Failure(Outcome::usage, "--take needs --merge and one document");
     }
     if (options.merge) return resolve_by_merging(options);
     StoreChange change(options.store, options.output);
     const zentadbpp::Handle& handle = change.store().handle;
-    const Inside inside(handle);
+    const SyncJson sync_json(handle);
     zentadbpp::Handle result;
     std::size_t count = 0;
-    for (const Entry& document : inside.histories()) {
+    for (const Entry& document : sync_json.documents()) {
         if (options.all ? is_ordering(document.key) : document.key != options.id) continue;
         if (handle.conflicting(document.key).empty() && options.all) continue;
         ++count;
         std::string kept = handle.winning(document.key).str();
         if (options.keep != "winner") {
-            const RevisionTree tree = inside.tree(document.key);
+            const RevisionTree tree = sync_json.tree(document.key);
             const Revision& revision = tree[tree.find(options.keep)];
             if (!revision.is_leaf()) {
-                throw Failure(Outcome::input, options.keep + ": this is not the end of a branch",
+                throw Failure(Outcome::input, options.keep + ": not the end of a branch",
                               "zentadb conflicts " + options.store + " " + document.key + " shows what can be kept.");
             }
             kept = revision.name;
         }
         result = settled(result ? result : handle, document.key, kept);
     }
-    if (!options.all && count == 0) static_cast<void>(inside.tree(options.id));
-    if (result) {
-        change.commit(result);
-    } else {
-        change.commit(handle);
-    }
-    std::cerr << counted(count, "document") << " settled\n";
+    if (!options.all && count == 0) static_cast<void>(sync_json.tree(options.id));
+    change.commit(result ? result : handle);
+    report(count, {}, handle, result);
     return Outcome::done;
 }
 
@@ -225,7 +227,7 @@ Outcome resolve(const Options& options) {
 void add_resolve(Program& program) {
     const auto options = std::make_shared<Options>();
     CLI::App& command =
-        program.command("resolve", settling, "Settle conflicts by keeping one version, or by merging all",
+        program.command("resolve", settling, "Settle conflicts: keep one version or merge them",
                         "zentadb resolve trip.sync t1                      # keep the winner\n"
                         "zentadb resolve trip.sync t1 2-9e01b7d            # keep another version\n"
                         "zentadb resolve trip.sync --all --merge           # what only one version changed\n"
@@ -234,13 +236,12 @@ void add_resolve(Program& program) {
     Arguments arguments(command);
     arguments.required("STORE", options->store, "The store");
     arguments.optional("ID", options->id, "Id of the document");
-    arguments.optional("KEEP", options->keep, "The revision to keep, or how it begins; the winner if left out");
+    arguments.optional("KEEP", options->keep, "The revision to keep, or its beginning (default: the winner)");
     arguments.flag("--all", options->all, "All documents: keep each winner, or merge what can be merged");
-    arguments.flag("--merge", options->merge,
-                   "Merge the versions: members that one changed, texts that several did line by line");
-    arguments.optional("--take", options->take, "PLACE=REVISION: what to take where --merge needs a choice");
-    arguments.optional("-o,--output", options->output, "Write the store into this file, and leave STORE as it is");
-    arguments.flag("--exit-code", options->exit_code, "Exit with 1 where --merge needs a choice");
+    arguments.flag("--merge", options->merge, "Merge the versions member by member, texts line by line");
+    arguments.optional("--take", options->take, "PLACE=REVISION: the version to take if --merge needs a choice");
+    arguments.optional("-o,--output", options->output, "Write the store to this file and leave STORE unchanged");
+    arguments.flag("--exit-code", options->exit_code, "Exit with 1 if --merge needs a choice");
     program.on(command, [options] { return resolve(*options); });
 }
 

@@ -3,7 +3,7 @@
 
 #include "cli/arguments.h"
 #include "commands.h"
-#include "inspect/inside.h"
+#include "inspect/sync_json.h"
 #include "store/settings.h"
 #include "store/store.h"
 
@@ -20,7 +20,7 @@ struct Options {
 
 Outcome show(const Options& options) {
     const Store store = open_store(options.store);
-    const RevisionTree tree = Inside(store.handle).tree(options.id);
+    const RevisionTree tree = SyncJson(store.handle).tree(options.id);
     const std::string revision =
         options.revision.empty() ? store.handle.winning(options.id).str() : tree[tree.find(options.revision)].name;
     std::cout << store.handle.data(options.id, revision, options.settings.config_for(store)) << '\n';
@@ -31,13 +31,13 @@ Outcome show(const Options& options) {
 
 void add_show(Program& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("show", looking, "Print one document, as it is or as it was",
+    CLI::App& command = program.command("show", looking, "Print one document, current or old",
                                         "zentadb show trip.sync root\n"
                                         "zentadb show trip.sync t1 2-5a8f3c2");
     Arguments arguments(command);
     arguments.required("STORE", options->store, "The store");
     arguments.required("ID", options->id, "Id of the document");
-    arguments.optional("REV", options->revision, "Revision, or how it begins; the winning one if left out");
+    arguments.optional("REV", options->revision, "A revision or its beginning (default: the winning one)");
     options->settings.declare_reading(arguments);
     program.on(command, [options] { return show(*options); });
 }

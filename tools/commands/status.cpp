@@ -5,7 +5,8 @@
 #include "cli/arguments.h"
 #include "cli/table.h"
 #include "commands.h"
-#include "inspect/inside.h"
+#include "inspect/sync_json.h"
+#include "store/json_text.h"
 #include "store/store.h"
 
 namespace zentadb {
@@ -27,19 +28,18 @@ struct Counts {
     std::size_t pruned = 0;
 };
 
-Counts count(const Store& store, const Inside& inside) {
+Counts count(const Store& store, const SyncJson& sync_json) {
     Counts counts;
-    for (const Entry& document : inside.histories()) {
+    for (const Entry& document : sync_json.documents()) {
         const RevisionTree tree(document.value);
         counts.revisions += tree.revisions().size();
         counts.pruned += static_cast<std::size_t>(std::ranges::count_if(
-            tree.revisions(), [&](const Revision& revision) { return !inside.has_content(revision); }));
+            tree.revisions(), [&](const Revision& revision) { return !sync_json.has_content(revision); }));
         if (is_ordering(document.key)) {
             ++counts.orderings;
             continue;
         }
-        const zentadbpp::Value winning = store.handle.winning(document.key);
-        ++(winning.view().find("-deleted_") == std::string_view::npos ? counts.documents : counts.deleted);
+        ++(is_deletion(store.handle.winning(document.key)) ? counts.deleted : counts.documents);
         if (!store.handle.conflicting(document.key).empty()) ++counts.conflicts;
     }
     return counts;
@@ -76,18 +76,18 @@ std::size_t size_compressed(std::string_view text) {
 
 std::string compared(std::size_t size, std::size_t with) {
     const auto percent = with == 0 || size >= with ? 0 : 100 - size * 100 / with;
-    return readable_size(size) + (percent > 0 ? ", " + std::to_string(percent) + " % less" : ", nothing less");
+    return readable_size(size) + (percent > 0 ? ", " + std::to_string(percent) + " % less" : ", no smaller");
 }
 
 Outcome status(const Options& options) {
     const Store store = open_store(options.store);
-    const Inside inside(store.handle);
-    const Counts counts = count(store, inside);
-    const bool empty = inside.histories().empty();
+    const SyncJson sync_json(store.handle);
+    const Counts counts = count(store, sync_json);
+    const bool empty = sync_json.documents().empty();
     const std::string root = empty ? "" : store.handle.root().str();
     const zentadbpp::List instances = store.handle.instances();
-    const std::size_t compressed = size_compressed(inside.text());
-    const std::size_t fast = size_with_fast_hash(inside.text());
+    const std::size_t compressed = size_compressed(sync_json.text());
+    const std::size_t fast = size_with_fast_hash(sync_json.text());
     if (options.json) {
         nlohmann::ordered_json result{{"root", root},
                                       {"instances", std::vector<std::string>(instances.begin(), instances.end())},
@@ -98,7 +98,7 @@ Outcome status(const Options& options) {
                                       {"conflicts", counts.conflicts},
                                       {"pruned", counts.pruned},
                                       {"compressed", store.compressed},
-                                      {"size", inside.size()},
+                                      {"size", sync_json.text().size()},
                                       {"size_compressed", compressed},
                                       {"size_with_fast_hash", fast}};
         std::cout << pretty(result) << '\n';
@@ -112,13 +112,14 @@ Outcome status(const Options& options) {
         table.add(
             {{"conflicts"}, {std::to_string(counts.conflicts), counts.conflicts > 0 ? Paint::yellow : Paint::green}});
         table.add({{"arrays"}, {counted(counts.orderings, "order") + " of elements"}});
-        std::string names;
-        for (const std::string_view instance : instances) names.append(names.empty() ? "" : ", ").append(instance);
         if (!empty) table.add({{"root"}, {root}});
-        if (!names.empty()) table.add({{"instances"}, {names}});
-        table.add({{"size"}, {readable_size(inside.size()) + (store.compressed ? ", kept compressed" : "")}});
-        table.add({{"compressed"}, {(inside.size() > whole ? "about " : "") + compared(compressed, inside.size())}});
-        if (fast < inside.size()) table.add({{"fast hash"}, {"about " + compared(fast, inside.size())}});
+        if (instances.size() > 0) table.add({{"instances"}, {comma_list(instances)}});
+        table.add({{"size"}, {readable_size(sync_json.text().size()) + (store.compressed ? ", kept compressed" : "")}});
+        table.add(
+            {{"compressed"},
+             {(sync_json.text().size() > whole ? "about " : "") + compared(compressed, sync_json.text().size())}});
+        if (fast < sync_json.text().size())
+            table.add({{"fast hash"}, {"about " + compared(fast, sync_json.text().size())}});
         table.print(std::cout);
     }
     return options.exit_code && counts.conflicts > 0 ? Outcome::found : Outcome::done;
@@ -128,13 +129,13 @@ Outcome status(const Options& options) {
 
 void add_status(Program& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("status", looking, "What is in a store: documents, conflicts, sizes",
+    CLI::App& command = program.command("status", looking, "Show the documents, conflicts and sizes of a store",
                                         "zentadb status trip.sync\n"
                                         "zentadb status trip.sync --json | jq .conflicts");
     Arguments arguments(command);
     arguments.required("STORE", options->store, "The store");
-    arguments.flag("--json", options->json, "As JSON; sizes in bytes");
-    arguments.flag("--exit-code", options->exit_code, "Exit with 1 where there are conflicts");
+    arguments.flag("--json", options->json, "Print JSON; sizes in bytes");
+    arguments.flag("--exit-code", options->exit_code, "Exit with 1 if there are conflicts");
     program.on(command, [options] { return status(*options); });
 }
 

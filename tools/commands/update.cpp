@@ -31,17 +31,17 @@ struct Options {
 std::string why(const zentadbpp::Difference& found) {
     constexpr std::size_t longest = 40;  // ids that come from places say nothing to anybody
     const std::string id = found.id.size() > longest ? "" : printable(found.id);
-    if (found.reason == "deleted") return (id.empty() ? "this" : id) + " was deleted before, and stays so";
+    if (found.reason == "deleted") return (id.empty() ? "this" : id) + " was deleted before and stays deleted";
     if (found.reason == "shared_id") {
         return "another object with the same id" + (id.empty() ? "" : ", " + id + ",") + " is kept in its place";
     }
-    if (found.reason == "number") return "the number is too long to be kept";
-    return "it would be another value";
+    if (found.reason == "number") return "the number has too many digits";
+    return "the value would change";
 }
 
 std::string described(const std::string& path, const std::vector<zentadbpp::Difference>& found) {
     constexpr std::size_t most = 10;
-    std::string text = printable(path) + ": " + counted(found.size(), "place") + " would not come back as given";
+    std::string text = printable(path) + ": " + counted(found.size(), "place") + " would not read back as given";
     for (std::size_t at = 0; at < std::min(found.size(), most); ++at) {
         text.append("\n  ").append(printable(found[at].place)).append("  ").append(why(found[at]));
     }
@@ -54,10 +54,10 @@ std::string what_helps(const std::string& path, const std::vector<zentadbpp::Dif
         return std::ranges::find(found, reason, &zentadbpp::Difference::reason) != found.end();
     };
     std::string advice;
-    if (has("deleted")) advice += "To bring back what was deleted, give it another \"_id\".\n";
+    if (has("deleted")) advice += "To restore a deleted object, give it another \"_id\".\n";
     if (has("shared_id")) advice += "zentadb arrays " + path + " shows which elements need ids, and what to do.\n";
-    if (has("number")) advice += "Put long numbers into strings.\n";
-    return advice + "--force stores the data all the same.";
+    if (has("number")) advice += "Write long numbers as strings.\n";
+    return advice + "--force stores the data anyway.";
 }
 
 // What is stored has to give back what was given: the library takes any object, but one id is one document, and what
@@ -97,16 +97,16 @@ Outcome update(const Options& options) {
 
 void add_update(Program& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("update", daily_use, "Bring a store up to date with data",
+    CLI::App& command = program.command("update", daily_use, "Update a store with data",
                                         "zentadb update trip.sync trip.json\n"
                                         "curl -s https://example.org/trip.json | zentadb update trip.sync -");
     Arguments arguments(command);
-    arguments.required("STORE", options->store, "The store; it is made if there is none");
+    arguments.required("STORE", options->store, "The store; created if it is missing");
     arguments.required("DATA", options->data, "A JSON object, - for standard input");
-    arguments.optional("-o,--output", options->output, "Write the store into this file, and leave STORE as it is");
+    arguments.optional("-o,--output", options->output, "Write the store to this file and leave STORE unchanged");
     arguments.flag("--compress", options->compress, "Keep the store compressed from now on");
-    arguments.flag("--force", options->force, "Even if some of the data would not come back as given");
-    arguments.flag("-q,--quiet", options->quiet, "Do not tell what changed");
+    arguments.flag("--force", options->force, "Store the data even if some of it would not read back as given");
+    arguments.flag("-q,--quiet", options->quiet, "Do not print what changed");
     options->settings.declare_writing(arguments);
     program.on(command, [options] { return update(*options); });
 }

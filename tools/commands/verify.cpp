@@ -7,10 +7,10 @@
 #include "cli/explain.h"
 #include "cli/table.h"
 #include "commands.h"
-#include "inspect/inside.h"
 #include "inspect/integrity.h"
 #include "inspect/salvage.h"
 #include "store/files.h"
+#include "store/json_text.h"
 
 namespace zentadb {
 
@@ -47,7 +47,7 @@ Outcome verify(const Options& options) {
     const std::string name = options.store == "-" ? "standard input" : options.store;
     if (text.empty()) throw Failure(Outcome::damaged, name + ": the file is empty");
     if (is_nested_deeper(inner_text(text), deepest_text))
-        throw Failure(Outcome::damaged, name + ": what was compressed is nested too deeply");
+        throw Failure(Outcome::damaged, name + ": the uncompressed text is nested too deeply");
     const IntegrityReport report = check_integrity(text);
     const bool damaged = report.is_damaged();
     Salvage saved;
@@ -60,7 +60,7 @@ Outcome verify(const Options& options) {
     if (!report.refused.empty()) {
         damages.emplace_back(explained(zentadbpp::Error(report.refused)).what());
         if (saved.stopped_at > 0)
-            damages.push_back("the text breaks off or goes wrong at byte " +
+            damages.push_back("the text ends or becomes invalid at byte " +
                               std::to_string(std::min(saved.stopped_at, text.size())) + " of " +
                               std::to_string(text.size()));
         damages.insert(damages.end(), saved.damaged.begin(), saved.damaged.end());
@@ -76,8 +76,8 @@ Outcome verify(const Options& options) {
         std::cout << pretty(result) << '\n';
     } else if (!options.quiet) {
         print_lines("damaged:", damages, Paint::red, false);
-        print_lines("to note:", notes, Paint::yellow, false);
-        std::cout << "whole: the histories of " << counted(histories, "document") << ", "
+        print_lines("notes:", notes, Paint::yellow, false);
+        std::cout << "undamaged: the histories of " << counted(histories, "document") << ", "
                   << counted(contents, "content");
         if (!damaged) std::cout << ", " << report.checked_contents << " of them checked by their hash";
         std::cout << '\n';
@@ -92,10 +92,10 @@ Outcome verify(const Options& options) {
     }
     std::error_code ignored;
     if (std::filesystem::equivalent(options.salvage, options.store, ignored))
-        throw Failure(Outcome::usage, options.salvage + ": this is the damaged store itself",
-                      "Nothing was changed. Save into another file, as more may be brought back from this one.");
+        throw Failure(Outcome::usage, options.salvage + ": this is the damaged store",
+                      "Nothing was changed. Save to another file: more may be recovered from this one.");
     if (saved.sync_json.empty())
-        throw Failure(Outcome::damaged, name + ": nothing can be saved", "Bring back a copy of the file.");
+        throw Failure(Outcome::damaged, name + ": nothing can be recovered", "Restore a copy of the file.");
     write_output(options.salvage, zentadbpp::Handle(saved.sync_json).dump().view());
     return Outcome::damaged;
 }
@@ -105,14 +105,14 @@ Outcome verify(const Options& options) {
 void add_verify(Program& program) {
     const auto options = std::make_shared<Options>();
     CLI::App& command =
-        program.command("verify", settling, "Check a store for damage: its structure, and contents by their hashes",
+        program.command("verify", settling, "Check the structure and the hashes of a store for damage",
                         "zentadb verify trip.sync\n"
                         "zentadb verify trip.sync --salvage saved.sync; zentadb merge saved.sync phone.sync");
     Arguments arguments(command);
     arguments.required("STORE", options->store, "The store");
-    arguments.optional("--salvage", options->salvage, "Write a store with what is whole into this file");
-    arguments.flag("-q,--quiet", options->quiet, "Only exit, with 4 where there is damage");
-    arguments.flag("--json", options->json, "As JSON");
+    arguments.optional("--salvage", options->salvage, "Write a store of the undamaged parts to this file");
+    arguments.flag("-q,--quiet", options->quiet, "Print nothing; exit with 4 if there is damage");
+    arguments.flag("--json", options->json, "Print JSON");
     program.on(command, [options] { return verify(*options); });
 }
 

@@ -74,12 +74,12 @@ Checkpoint::Checkpoint(const std::string& store_path, Database& database)
       lock_(path_),
       session_(new_name()) {}
 
-bool Checkpoint::is_valid(const Json& saved, const SyncText& store) {
+bool Checkpoint::is_valid(const Json& saved, const SyncJson& store) {
     if (!database_.has_reached(saved.at("since"))) return false;
     const auto local = database_.local("zentadb-" + saved.at("session").get<std::string>());
     if (!local || std::ranges::count(local->value("saved", Json::array()), saved.at("name")) == 0) return false;
     auto marks = decoded(saved.at("shared").get<std::string>());
-    for (const SyncText::Document& document : store.documents()) {
+    for (const Entry& document : store.documents()) {
         if (marks.empty()) break;
         const RevisionTree tree(document.value);
         for (const Revision& revision : tree.revisions()) {
@@ -89,7 +89,7 @@ bool Checkpoint::is_valid(const Json& saved, const SyncText& store) {
     return marks.empty();
 }
 
-void Checkpoint::recall(const SyncText& store, bool afresh) {
+void Checkpoint::recall(const SyncJson& store, bool afresh) {
     if (afresh || !file_exists(path_)) return;
     const Json saved = Json::parse(read_file(path_), nullptr, false);
     try {
@@ -117,13 +117,13 @@ bool Checkpoint::note_on_server(const std::string& name) {
     return false;
 }
 
-void Checkpoint::save(const SyncText& store, const Json& since) {
+void Checkpoint::save(const SyncJson& store, const Json& since) {
     if (!is_changed_ && since == since_) return;
     since_ = since;
     is_changed_ = false;
     // Of each branch the newest mark says all that the older ones say.
     std::vector<std::uint64_t> newest;
-    for (const SyncText::Document& document : store.documents()) {
+    for (const Entry& document : store.documents()) {
         const RevisionTree tree(document.value);
         std::vector<bool> is_seen(tree.revisions().size());
         for (std::size_t at : tips_of(tree)) {

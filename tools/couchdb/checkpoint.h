@@ -6,7 +6,7 @@
 #include <unordered_set>
 
 #include "couchdb/database.h"
-#include "couchdb/sync_text.h"
+#include "inspect/sync_json.h"
 #include "store/files.h"
 
 namespace zentadb {
@@ -28,7 +28,7 @@ class Checkpoint {
     Checkpoint(const std::string& store_path, Database& database);
 
     // Reads what there is, and forgets it where it does not count for these two, or where all is to be asked `afresh`.
-    void recall(const SyncText& store, bool afresh);
+    void recall(const SyncJson& store, bool afresh);
 
     [[nodiscard]] const Json& since() const { return since_; }
     // Names what is remembered; a journal that began after it goes on after it.
@@ -40,11 +40,11 @@ class Checkpoint {
 
     // Remembers what is shared of `store`, and `since`, if that is anything new. Where the server does not allow for
     // it, nothing is remembered.
-    void save(const SyncText& store, const Json& since);
+    void save(const SyncJson& store, const Json& since);
 
    private:
     [[nodiscard]] std::string local_name() const { return "zentadb-" + session_; }
-    [[nodiscard]] bool is_valid(const Json& saved, const SyncText& store);
+    [[nodiscard]] bool is_valid(const Json& saved, const SyncJson& store);
     [[nodiscard]] bool note_on_server(const std::string& name);
 
     Database& database_;

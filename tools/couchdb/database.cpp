@@ -32,26 +32,26 @@ Database::Json joined(Database::Json list, const Database::Json& more) {
 
 Database::Json list_in(const Database::Json& answer, const char* member) {
     const Database::Json& list = answer.at(member);
-    expect_shape(list.is_array(), std::string("\"") + member + "\" is no array");
+    expect_shape(list.is_array(), std::string("\"") + member + "\" is not an array");
     return list;
 }
 
 }  // namespace
 
 void expect_shape(bool is_right, const std::string& what) {
-    if (!is_right) throw Failure(Outcome::network, "the answer is not one of a CouchDB server: " + what);
+    if (!is_right) throw Failure(Outcome::network, "not a response of a CouchDB server: " + what);
 }
 
 Database::Json Database::parsed(const Answer& answer) const {
     Json json = is_too_deep(answer.body) ? Json(Json::value_t::discarded) : Json::parse(answer.body, nullptr, false);
     if (!json.is_discarded()) return json;
-    throw Failure(Outcome::network, url() + ": the answer is no JSON of a sensible depth",
+    throw Failure(Outcome::network, url() + ": the response is not JSON, or is nested too deeply",
                   "Is this the URL of a database on a CouchDB server?");
 }
 
 void Database::refuse(const Answer& answer) const {
     const Json json = is_too_deep(answer.body) ? Json() : Json::parse(answer.body, nullptr, false);
-    std::string what = url() + ": the server refuses, with status " + std::to_string(answer.status);
+    std::string what = url() + ": the server refuses with status " + std::to_string(answer.status);
     if (json.is_object()) {
         for (const char* member : {"error", "reason"}) {
             const auto text = json.find(member);
@@ -60,11 +60,11 @@ void Database::refuse(const Answer& answer) const {
     }
     std::string advice;
     if (answer.status == 401 || answer.status == 403) {
-        advice = "Credentials stand in the URL, or in ZENTADB_USER and ZENTADB_PASSWORD, or in ZENTADB_TOKEN.";
+        advice = "Give credentials in the URL, in ZENTADB_USER and ZENTADB_PASSWORD, or in ZENTADB_TOKEN.";
     } else if (answer.status == 404) {
-        advice = "There is no such database. To make it, push with --create.";
+        advice = "No such database. To create it, push with --create.";
     } else if (answer.status >= 300 && answer.status < 400) {
-        advice = "The server wants another URL.";
+        advice = "The server redirects to another URL.";
     }
     throw Failure(Outcome::refused, what, advice);
 }
@@ -82,7 +82,7 @@ void Database::open(bool create) {
             update_seq_ = json.value("update_seq", Json());
             return;
         }
-        throw Failure(Outcome::refused, url() + " is no database of a CouchDB server",
+        throw Failure(Outcome::refused, url() + " is not a database of a CouchDB server",
                       "Give a URL that ends with the name of the database.");
     }
     if (answer.status != 404 || !create) refuse(answer);
@@ -109,7 +109,7 @@ std::optional<Database::Json> Database::local(const std::string& name) {
     const Answer answer = client_.send("GET", "/_local/" + url_encoded(name));
     if (answer.status == 404) return std::nullopt;
     Json json = expect(answer);
-    expect_shape(json.is_object(), "a document is no object");
+    expect_shape(json.is_object(), "a document is not an object");
     return json;
 }
 
@@ -128,7 +128,7 @@ Database::Json Database::revs_diff(const Json& revisions) {
     const Answer answer = client_.send("POST", "/_revs_diff", revisions.dump());
     if (answer.status != too_large || revisions.size() < 2) {
         Json missing = expect(answer);
-        expect_shape(missing.is_object(), "what is missing is told by no object");
+        expect_shape(missing.is_object(), "_revs_diff does not return an object");
         return missing;
     }
     const auto [first, second] = halves(revisions);
@@ -157,7 +157,7 @@ std::optional<Database::Json> Database::bulk_docs(const std::string& body) {
     const Answer answer = client_.send("POST", "/_bulk_docs", body);
     if (answer.status == too_large) return std::nullopt;
     Json problems = expect(answer);
-    expect_shape(problems.is_array(), "what came of documents is told by no array");
+    expect_shape(problems.is_array(), "_bulk_docs does not return an array");
     return problems;
 }
 
@@ -166,7 +166,7 @@ Database::Json Database::changes(const Json& since, std::size_t limit) {
     Json changes =
         expect(client_.send("GET", "/_changes?style=all_docs&limit=" + std::to_string(limit) + "&since=" + from));
     const std::size_t count = list_in(changes, "results").size();
-    expect_shape(count < limit || changes.at("last_seq") != since, "the same changes come again and again");
+    expect_shape(count < limit || changes.at("last_seq") != since, "_changes returns the same changes again");
     return changes;
 }
 

@@ -4,69 +4,94 @@
 
 #include "cli/failure.h"
 #include "cli/terminal.h"
+#include "cli/warning.h"
+#include "couchdb/names.h"
 
 namespace zentadb {
 
 namespace {
 
+using Json = Database::Json;
+
+// The local document of the server that says which data the database holds.
 constexpr const char* data_note = "zentadb";
+
+// Data is known by its root document and that document's first revision.
+Json data_of(const SyncJson& store) {
+    const RevisionTree tree = store.tree(store.root_id());
+    return {{"root", store.root_id()}, {"first", server_rev(tree[0])}};
+}
+
+Database connected(const ExchangeOptions& options, Progress& progress) {
+    HttpClient client(options.url,
+                      {options.retries, options.timeout, [&progress](const std::string& why) { progress.waits(why); }});
+    if (client.exposes_credentials()) warn("the password is sent unencrypted; use https");
+    Database database(std::move(client));
+    database.open(options.create);
+    return database;
+}
 
 }  // namespace
 
 void ExchangeOptions::declare(Arguments& arguments) {
     arguments.required("STORE", store, "The store, a file");
     arguments.required("URL", url, "The database, such as https://couch.example.org/trip");
-    arguments.flag("--afresh", afresh, "Compare everything, whatever is remembered of earlier exchanges");
-    arguments.optional("--batch", batch, "Documents in one request, 500 if left out");
-    arguments.optional("--retries", retries,
-                       "How often a request is repeated that fails for the moment; 5 if left out");
-    arguments.optional("--timeout", timeout, "Seconds that a request may take, with its repetitions; 600 if left out");
-    arguments.flag("-q,--quiet", quiet, "Tell only of problems");
-    arguments.flag("--json", json, "Tell the outcome as JSON");
+    arguments.flag("--afresh", afresh, "Compare everything, whatever earlier exchanges have recorded");
+    arguments.optional("--batch", batch, "Documents in one request (default: 500)");
+    arguments.optional("--retries", retries, "Retries of a request that fails temporarily (default: 5)");
+    arguments.optional("--timeout", timeout, "Seconds that a request may take, with its retries (default: 600)");
+    arguments.flag("-q,--quiet", quiet, "Print problems only");
+    arguments.flag("--json", json, "Print the result as JSON");
 }
 
-Database connect(const ExchangeOptions& options, Progress& progress) {
-    HttpClient client(options.url,
-                      {options.retries, options.timeout, [&progress](const std::string& why) { progress.waits(why); }});
-    if (client.exposes_credentials()) warn("the password travels unencrypted; use https");
-    Database database(std::move(client));
-    database.open(options.create);
-    return database;
+Exchange::Exchange(const ExchangeOptions& given, const zentadbpp::Handle& handle)
+    : options(given),
+      progress(!options.quiet),
+      store(handle),
+      database(connected(options, progress)),
+      checkpoint(options.store, database) {
+    if (!store.documents().empty()) check_same_data();
+    checkpoint.recall(store, options.afresh);
 }
 
-void check_same_data(Database& database, const std::string& root, const std::string& first) {
+void Exchange::check_same_data() {
     const auto note = database.local(data_note);
-    if (!note || (note->value("root", root) == root && note->value("first", first) == first)) return;
-    throw Failure(Outcome::unmergeable, database.url() + ": the database holds other data than the store",
-                  "Its root document is \"" + printable(note->value("root", root)) + "\", begun as " +
-                      printable(note->value("first", first)) + ". Take another database for this store.");
+    const Json data = data_of(store);
+    const Json noted =
+        note ? Json{{"root", note->value("root", data["root"])}, {"first", note->value("first", data["first"])}} : data;
+    if (noted == data) return;
+    throw Failure(Outcome::unmergeable, database.url() + ": the database contains other data than the store",
+                  "Its root document is \"" + printable(noted["root"].get<std::string>()) +
+                      "\", with the first revision " + printable(noted["first"].get<std::string>()) +
+                      ". Use another database for this store.");
 }
 
-void note_data(Database& database, const std::string& root, const std::string& first) {
+void Exchange::note_data() {
     if (database.local(data_note)) return;
-    if (!database.put_local(data_note, {{"root", root}, {"first", first}})) check_same_data(database, root, first);
+    if (!database.put_local(data_note, data_of(store))) check_same_data();
 }
 
-std::string noted_root(Database& database) {
+std::string Exchange::noted_root() {
     const auto note = database.local(data_note);
     return note ? note->value("root", std::string()) : std::string();
 }
 
 Outcome run_exchange(const ExchangeOptions& options, Outcome (*run)(const ExchangeOptions&)) {
     if (options.store == "-") {
-        throw Failure(Outcome::usage, "the store has to be a file", "What was exchanged is remembered beside it.");
+        throw Failure(Outcome::usage, "the store must be a file", "The state of the exchange is kept beside it.");
     }
     // No message that names a file may name a password.
     if (options.store.find("://") != std::string::npos) {
-        throw Failure(Outcome::usage, "the store comes first, and then the URL");
+        throw Failure(Outcome::usage, "the store comes first, then the URL");
     }
-    if (options.batch == 0 || options.batch > 10000) throw Failure(Outcome::usage, "--batch is from 1 to 10000");
+    if (options.batch == 0 || options.batch > 10000) throw Failure(Outcome::usage, "--batch must be from 1 to 10000");
     constexpr std::uint32_t day = 86400;
-    if (options.timeout == 0 || options.timeout > day) throw Failure(Outcome::usage, "--timeout is from 1 to 86400");
+    if (options.timeout == 0 || options.timeout > day)
+        throw Failure(Outcome::usage, "--timeout must be from 1 to 86400");
     try {
         return run(options);
-    } catch (const Database::Json::exception& error) {
-        throw Failure(Outcome::network, std::string("the answer is not one of a CouchDB server: ") + error.what());
+    } catch (const Json::exception& error) {
+        throw Failure(Outcome::network, std::string("not a response of a CouchDB server: ") + error.what());
     }
 }
 

@@ -8,13 +8,15 @@
 #include "cli/arguments.h"
 #include "cli/program.h"
 #include "cli/warning.h"
+#include "couchdb/checkpoint.h"
 #include "couchdb/database.h"
 #include "couchdb/progress.h"
+#include "inspect/sync_json.h"
 #include "store/settings.h"
 
 namespace zentadb {
 
-// What push and pull have in common.
+// The command lines of push and pull.
 struct ExchangeOptions {
     std::string store;
     std::string url;
@@ -31,14 +33,25 @@ struct ExchangeOptions {
     void declare(Arguments& arguments);
 };
 
-[[nodiscard]] Database connect(const ExchangeOptions& options, Progress& progress);
+// What push and pull begin with. Throws Failure (unmergeable) if the database contains other data than the store.
+class Exchange {
+   public:
+    Exchange(const ExchangeOptions& given, const zentadbpp::Handle& handle);
 
-// Ends the run where the database holds other data than the store with this root, whose first revision has this name.
-// What a database holds is noted there once, by the first push.
-void check_same_data(Database& database, const std::string& root, const std::string& first);
-void note_data(Database& database, const std::string& root, const std::string& first);
-// The id of the root document, where it was noted; else empty.
-[[nodiscard]] std::string noted_root(Database& database);
+    // Notes in the database which data it holds, as the first push does. The store must not be empty.
+    void note_data();
+    // The id of the root document, if it was noted; else empty.
+    [[nodiscard]] std::string noted_root();
+
+    const ExchangeOptions& options;
+    Progress progress;
+    SyncJson store;
+    Database database;
+    Checkpoint checkpoint;
+
+   private:
+    void check_same_data();
+};
 
 // Runs an exchange; an answer of the wrong shape ends it with a failure that says so.
 [[nodiscard]] Outcome run_exchange(const ExchangeOptions& options, Outcome (*run)(const ExchangeOptions&));

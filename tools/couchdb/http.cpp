@@ -64,8 +64,7 @@ class Url {
 
    private:
     [[noreturn]] static void fail() {
-        throw Failure(Outcome::usage, "the URL is not that of a database",
-                      "Give it like https://couch.example.org/my-data");
+        throw Failure(Outcome::usage, "not the URL of a database", "It looks like https://couch.example.org/my-data");
     }
 
     std::unique_ptr<CURLU, void (*)(CURLU*)> url_;
@@ -169,13 +168,13 @@ HttpClient::Try HttpClient::attempt(const std::string& method, const std::string
     curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, nullptr);
     if (code != CURLE_OK) {
         result.problem = message[0] != '\0' ? message.data() : curl_easy_strerror(code);
-        if (code == CURLE_WRITE_ERROR) result.problem = "its answer is too large; try a smaller --batch";
+        if (code == CURLE_WRITE_ERROR) result.problem = "its response is too large; use a smaller --batch";
         result.is_temporary = is_temporary(code);
         return result;
     }
     curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &result.answer.status);
     if (is_temporary(result.answer.status)) {
-        result.problem = "it answers with status " + std::to_string(result.answer.status);
+        result.problem = "it returns status " + std::to_string(result.answer.status);
         curl_off_t seconds = 0;
         curl_easy_getinfo(curl, CURLINFO_RETRY_AFTER, &seconds);
         result.retry_after = static_cast<long>(seconds);
@@ -194,12 +193,12 @@ Answer HttpClient::send(const std::string& method, const std::string& path, cons
         if (result.problem.empty()) return std::move(result.answer);
         if (!result.is_temporary) {
             throw Failure(Outcome::network, url_ + ": " + result.problem,
-                          "libcurl gave up. For certificates of your own, name the file in CURL_CA_BUNDLE.");
+                          "For certificates of your own, name their file in CURL_CA_BUNDLE.");
         }
         const auto pause = pause_before(retry, result.retry_after);
         if (retry == options_.retries || pause >= left()) {
             throw Failure(
-                Outcome::network, url_ + ": the server does not do its work: " + result.problem,
+                Outcome::network, url_ + ": the server is not available: " + result.problem,
                 "Tried " + counted(retry + 1, "time") + ". Run the same again later; it goes on where it was.");
         }
         options_.waiting("waiting for the server: " + result.problem);

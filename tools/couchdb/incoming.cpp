@@ -11,21 +11,34 @@
 
 namespace zentadb {
 
+namespace {
+
+// What a merge into a store with another root accepts: the set with `root` as its root.
+std::string rooted_at(const SyncJson& set, const Entry& root) {
+    SyncJsonText text;
+    if (set.document(root.key) == nullptr) text.add_document(root.key, root.value);
+    for (const auto& [id, history] : set.documents()) text.add_document(id, history);
+    for (const auto& [hash, content] : set.contents()) text.add_content(hash, content);
+    return text.with_root(root.key);
+}
+
+}  // namespace
+
 // A history that does not reach back to its beginning goes on with what is known here.
 bool Incoming::complete(const std::string& id, Json& revisions) const {
     Json& ids = revisions["ids"];
     const auto start = revisions["start"].get<std::size_t>();
     if (ids.size() == start) return true;
-    const SyncText::Document* known = store_.find(id);
+    const Entry* known = store_.document(id);
     if (known == nullptr || ids.size() > start) return false;
     const RevisionTree tree(known->value);
     const auto oldest = std::ranges::find_if(tree.revisions(), [&](const Revision& revision) {
-        return generation_of(revision) == start - ids.size() + 1 &&
-               server_id(entry_of(revision)) == ids.back().get<std::string>();
+        return revision.generation() == start - ids.size() + 1 &&
+               server_id(revision.entry()) == ids.back().get<std::string>();
     });
     if (oldest == tree.revisions().end()) return false;
     for (std::size_t at = oldest->parent; at != Revision::none; at = tree[at].parent) {
-        ids.push_back(std::string(entry_of(tree[at])));
+        ids.push_back(std::string(tree[at].entry()));
     }
     return ids.size() == start;
 }
@@ -34,7 +47,7 @@ std::optional<Incoming::Json> Incoming::accept(Json document, bool is_document_d
     const auto id = document.at("_id").get<std::string>();
     Json revisions = document.at("_revisions");
     Json& ids = revisions.at("ids");
-    expect_shape(ids.is_array() && revisions.at("start").is_number_unsigned(), "_revisions tells no history");
+    expect_shape(ids.is_array() && revisions.at("start").is_number_unsigned(), "_revisions is not a history");
     const auto leave_out = [&id](Warning& why) {
         why.add(id);
         return std::nullopt;
@@ -44,9 +57,9 @@ std::optional<Incoming::Json> Incoming::accept(Json document, bool is_document_d
     if (ids.empty() || !std::ranges::all_of(ids, is_acceptable)) return leave_out(unusable_);
     if (!complete(id, revisions)) return leave_out(cut_short_);
     // What was begun on the server itself is some other document, whatever it was made for.
-    if (!is_library_hash(hash_of(ids.back().get<std::string>()))) return leave_out(foreign_);
+    if (!is_library_hash(hash_in(ids.back().get<std::string>()))) return leave_out(foreign_);
 
-    if (document.value("_deleted", false) && !is_ended(ids[0].get<std::string>())) {
+    if (document.value("_deleted", false) && !is_ended(hash_in(ids[0].get<std::string>()))) {
         ids[0] = is_document_deleted ? "deleted" : "resolved";
     }
     if (document.contains("_attachments")) attachments_.add(id);
@@ -61,18 +74,18 @@ std::optional<Incoming::Json> Incoming::accept(Json document, bool is_document_d
 
 // The library keeps contents by their hash, so a name that came from elsewhere must not stand for two contents.
 void Incoming::check_content(const Json& accepted) {
-    const auto hash = std::string(hash_of(accepted.at("_revisions").at("ids").at(0).get<std::string>()));
+    const auto hash = std::string(hash_in(accepted.at("_revisions").at("ids").at(0).get<std::string>()));
     if (is_library_hash(hash)) return;
     Json content = accepted;
     for (const char* member : {"_id", "_rev", "_revisions"}) content.erase(member);
-    const auto stored = store_.content(hash);
-    const bool is_other = stored && Json::parse(*stored, nullptr, false) != content;
+    const Entry* stored = store_.content(hash);
+    const bool is_other = stored != nullptr && Json::parse(stored->value, nullptr, false) != content;
     const auto [same, is_new] = named_by_server_.try_emplace(hash, content);
     if (!is_other && (is_new || same->second == content)) return;
     throw Failure(Outcome::unmergeable,
                   "document \"" + printable(accepted["_id"].get<std::string>()) + "\": another revision with other " +
                       "content is called " + printable(hash) + " as well",
-                  "Who writes revisions into the database has to name them by their content. Nothing was changed.");
+                  "Name revisions that you write to the database by their content. Nothing was changed.");
 }
 
 void Incoming::add(const Json& accepted) {
@@ -89,21 +102,21 @@ void Incoming::add(const Json& accepted) {
 }
 
 zentadbpp::Handle Incoming::merged_into(const zentadbpp::Handle& target, const std::string& root) const {
-    const SyncText before(target);
-    std::string root_id = before.root();
+    const SyncJson before(target);
+    std::string root_id = before.root_id();
     zentadbpp::Handle merged(before.text());
     for (const std::string& body : bodies_) {
         const zentadbpp::Handle received = zentadbpp::Handle::from_bulk_get(body + "]}]}");
         if (!source_.empty()) refuse_forged(received, target, nullptr, source_);
-        const SyncText set(received);
-        if (root_id.empty()) root_id = root.empty() ? set.root() : root;
-        const SyncText::Document* own = set.find(root_id);
-        if (own == nullptr) own = before.find(root_id);
+        const SyncJson set(received);
+        if (root_id.empty()) root_id = root.empty() ? set.root_id() : root;
+        const Entry* own = set.document(root_id);
+        if (own == nullptr) own = before.document(root_id);
         if (own == nullptr) {
-            throw Failure(Outcome::input, "the database does not hold the root document yet",
-                          "Perhaps the first push to it is still going on. Nothing was changed.");
+            throw Failure(Outcome::input, "the database does not contain the root document yet",
+                          "The first push to it may still be running. Nothing was changed.");
         }
-        const zentadbpp::Handle rooted(set.rooted_at(*own));
+        const zentadbpp::Handle rooted(rooted_at(set, *own));
         const LibrarySilence silence;
         merged = zentadbpp::replicate(rooted, merged);
     }

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "couchdb/exchange.h"
-#include "couchdb/sync_text.h"
+#include "inspect/sync_json.h"
 
 namespace zentadb {
 
@@ -19,7 +19,7 @@ class Incoming {
 
     // Contents that do not hash to their names are refused, as those of `source`; with an empty one they are not looked
     // at.
-    Incoming(const SyncText& store, std::string source) : store_(store), source_(std::move(source)) {}
+    Incoming(const SyncJson& store, std::string source) : store_(store), source_(std::move(source)) {}
 
     // A document of the answer as the library takes it; nothing where it is none of the data, which is noted. A
     // deletion that was made on the server is one of the document only where the server has the whole document deleted;
@@ -39,24 +39,24 @@ class Incoming {
     [[nodiscard]] bool complete(const std::string& id, Json& revisions) const;
     void check_content(const Json& accepted);
 
-    const SyncText& store_;
+    const SyncJson& store_;
     std::string source_;
     // Bodies for the library, each with at most one first revision for a document: it takes no more at a time.
     std::vector<std::string> bodies_;
     std::unordered_map<std::string, std::vector<std::string>> firsts_;
     std::unordered_map<std::string, Json> named_by_server_;
     std::size_t count_ = 0;
-    Warning foreign_{"document of the database is not of this data and was left alone",
-                     "documents of the database are not of this data and were left alone"};
+    Warning foreign_{"document of the database does not belong to this data and was skipped",
+                     "documents of the database do not belong to this data and were skipped"};
     Warning attachments_{"document has attachments, which a store cannot keep; they stay on the server",
                          "documents have attachments, which a store cannot keep; they stay on the server"};
     Warning cut_short_{
-        "document has a history that the server has cut short and that is not known here, and was left out; raise "
-        "_revs_limit, and push it again from a store that has it",
-        "documents have a history that the server has cut short and that is not known here, and were left out; raise "
+        "document has a history that the server cut short and that is unknown here; it was skipped; raise _revs_limit, "
+        "and push it again from a store that has it",
+        "documents have a history that the server cut short and that is unknown here; they were skipped; raise "
         "_revs_limit, and push them again from a store that has them"};
-    Warning unusable_{"document has revisions with names that a store cannot keep, and was left out",
-                      "documents have revisions with names that a store cannot keep, and were left out"};
+    Warning unusable_{"document has revisions with names that a store cannot keep, and was skipped",
+                      "documents have revisions with names that a store cannot keep, and were skipped"};
 };
 
 }  // namespace zentadb

@@ -21,17 +21,6 @@ namespace zentadb {
 // A deletion that was made on the server comes in as the library's own, "deleted" or "resolved" with the suffix of its
 // parent, and is sent back under that name: the library knows deletions by that word, and all copies have to agree.
 
-// Whether the library names contents so: SHA-256, the fast hash, or a word of its own.
-[[nodiscard]] bool is_library_hash(std::string_view hash);
-
-// The parts of a revision: its generation, its entry "hash_suffix", and of an entry the hash.
-[[nodiscard]] std::size_t generation_of(const Revision& revision);
-[[nodiscard]] std::string_view entry_of(const Revision& revision);
-[[nodiscard]] std::string_view hash_of(std::string_view entry);
-
-// Whether the entry says that its branch has no content: it is deleted, or closed.
-[[nodiscard]] bool is_ended(std::string_view entry);
-
 // The entry as the server has it in "ids", and with its generation as "_rev".
 [[nodiscard]] std::string server_id(std::string_view entry);
 [[nodiscard]] std::string server_rev(const Revision& revision);

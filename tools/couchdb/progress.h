@@ -16,7 +16,7 @@ class Progress {
 
     // A total of 0 is one that is not known.
     void show(const std::string& doing, std::size_t done, std::size_t total);
-    // What keeps it waiting, told also where there is no bar.
+    // What keeps it waiting, printed even without a bar.
     void waits(const std::string& why);
     void clear();
 

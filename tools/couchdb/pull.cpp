@@ -9,12 +9,10 @@
 #include "cli/table.h"
 #include "cli/terminal.h"
 #include "commands.h"
-#include "couchdb/checkpoint.h"
 #include "couchdb/exchange.h"
 #include "couchdb/incoming.h"
 #include "couchdb/journal.h"
 #include "couchdb/names.h"
-#include "couchdb/outgoing.h"
 #include "inspect/homeless.h"
 #include "inspect/summary.h"
 #include "store/store.h"
@@ -27,36 +25,26 @@ using Json = Database::Json;
 
 class Pull {
    public:
-    Pull(const ExchangeOptions& options, const zentadbpp::Handle& store)
-        : options_(options),
-          progress_(!options.quiet),
-          store_(store),
-          database_(connect(options, progress_)),
-          checkpoint_(options.store, database_) {}
+    Pull(const ExchangeOptions& options, const zentadbpp::Handle& store) : exchange_(options, store) {}
 
     void run() {
-        if (!store_.documents().empty()) {
-            const SyncText::Document& root = *store_.find(store_.root());
-            check_same_data(database_, root.key, server_rev(RevisionTree(root.value)[0]));
-        }
-        checkpoint_.recall(store_, options_.afresh);
-        Journal journal(checkpoint_.journal_path(), checkpoint_.session());
-        Json since = checkpoint_.since();
+        Journal journal(exchange_.checkpoint.journal_path(), exchange_.checkpoint.session());
+        Json since = exchange_.checkpoint.since();
         for (const Json& line : journal.lines()) {
             // It left out what the store had, which may have been brought back from a backup since then.
             if (!has_all(line.at("known"))) break;
             since = take(line);
         }
         since = fetch(std::move(since), journal);
-        progress_.clear();
+        exchange_.progress.clear();
         count_ = incoming_.count();
         if (count_ > 0) {
             merge(since);
-        } else if (!file_exists(options_.store)) {
-            throw Failure(Outcome::input, database_.url() + ": the database holds no data of a store yet",
+        } else if (!file_exists(exchange_.options.store)) {
+            throw Failure(Outcome::input, exchange_.database.url() + ": the database does not contain a store yet",
                           "Push a store to it first.");
         } else {
-            checkpoint_.save(store_, since);
+            exchange_.checkpoint.save(exchange_.store, since);
         }
         journal.remove();
     }
@@ -64,36 +52,36 @@ class Pull {
     void tell() const {
         incoming_.tell_warnings();
         homeless_.tell();
-        if (options_.json) {
+        if (exchange_.options.json) {
             std::cout << Json{{"documents", documents_.size()}, {"revisions", count_}} << '\n';
-        } else if (options_.quiet) {
+        } else if (exchange_.options.quiet) {
             return;
         } else if (count_ == 0) {
             std::cout << "Nothing new on the server.\n";
         } else {
-            std::cout << "Got " << counted(count_, "revision") << " of " << counted(documents_.size(), "document")
+            std::cout << "Received " << counted(count_, "revision") << " of " << counted(documents_.size(), "document")
                       << ".\n";
             if (!notice_.empty()) std::cerr << painted(Paint::yellow, notice_, std::cerr) << '\n';
         }
     }
 
    private:
-    // Asks for all that changed after `since`, and answers up to where that goes.
+    // Asks for all that changed after `since`, and returns up to where that goes.
     Json fetch(Json since, Journal& journal) {
         for (std::size_t seen = 0;;) {
-            const Json changes = database_.changes(since, options_.batch);
+            const Json changes = exchange_.database.changes(since, exchange_.options.batch);
             const Json& rows = changes.at("results");
             Json line = {{"seq", changes.at("last_seq")}, {"known", Json::array()}, {"docs", Json::array()}};
             fetch_missing(rows, line);
             since = take(line);
             seen += rows.size();
             const auto pending = changes.find("pending");
-            const bool is_told = pending != changes.end() && pending->is_number_unsigned();
-            progress_.show("Receiving", seen, is_told ? seen + pending->get<std::size_t>() : 0);
-            if (rows.size() < options_.batch) return since;
+            const bool is_known = pending != changes.end() && pending->is_number_unsigned();
+            exchange_.progress.show("Receiving", seen, is_known ? seen + pending->get<std::size_t>() : 0);
+            if (rows.size() < exchange_.options.batch) return since;
             if (!journal.has_begun()) {
-                checkpoint_.save(store_, checkpoint_.since());
-                journal.begin(checkpoint_.session());
+                exchange_.checkpoint.save(exchange_.store, exchange_.checkpoint.since());
+                journal.begin(exchange_.checkpoint.session());
             }
             journal.add(line);
         }
@@ -129,13 +117,13 @@ class Pull {
 
     Json fetch_revisions(const Json& wanted, const std::unordered_set<std::string>& deleted) {
         Json docs = Json::array();
-        for (std::size_t begin = 0; begin < wanted.size(); begin += options_.batch) {
-            const std::size_t end = std::min(wanted.size(), begin + options_.batch);
+        for (std::size_t begin = 0; begin < wanted.size(); begin += exchange_.options.batch) {
+            const std::size_t end = std::min(wanted.size(), begin + exchange_.options.batch);
             const auto at = [&wanted](std::size_t place) {
                 return wanted.begin() + static_cast<Json::difference_type>(place);
             };
             std::size_t count = 0;
-            for (const Json& result : database_.bulk_get(Json(at(begin), at(end)))) {
+            for (const Json& result : exchange_.database.bulk_get(Json(at(begin), at(end)))) {
                 for (const Json& each : result.at("docs")) {
                     ++count;
                     if (!each.contains("ok")) {
@@ -148,25 +136,24 @@ class Pull {
                 }
             }
             // What is passed over in silence would not be asked for again.
-            expect_shape(count >= end - begin, "it says nothing of some revisions");
+            expect_shape(count >= end - begin, "it omits revisions that were requested");
         }
         return docs;
     }
 
-    // What is gone by now was followed by something that stands in a later change. Anything else that keeps a revision
+    // What is gone by now was followed by something in a later change. Anything else that keeps a revision
     // back must not be passed over, as nobody would ask for it again.
     static void refuse_but_gone(const Json& entry) {
         const Json& error = entry.contains("error") && entry["error"].is_object() ? entry["error"] : entry;
         const auto what = error.find("error");
         if (what == error.end() || !what->is_string() || *what == "not_found") return;
-        throw Failure(Outcome::network,
-                      "the server does not give out a revision: " + printable(what->get<std::string>()),
-                      "Nothing was changed. Run the same again later.");
+        throw Failure(Outcome::network, "the server withholds a revision: " + printable(what->get<std::string>()),
+                      "Nothing was changed. Run the same command again later.");
     }
 
     std::unordered_set<std::string> known_revs(const std::string& id) const {
         std::unordered_set<std::string> known;
-        if (const SyncText::Document* document = store_.find(id)) {
+        if (const Entry* document = exchange_.store.document(id)) {
             const RevisionTree tree(document->value);
             for (const Revision& revision : tree.revisions()) {
                 known.insert(server_rev(revision));
@@ -177,7 +164,7 @@ class Pull {
 
     Json take(const Json& line) {
         for (const Json& each : line.at("known")) {
-            checkpoint_.share(mark_of(each.at(0).get<std::string>(), each.at(1).get<std::string>()));
+            exchange_.checkpoint.share(mark_of(each.at(0).get<std::string>(), each.at(1).get<std::string>()));
         }
         for (const Json& each : line.at("docs")) {
             const Json& doc = each.at("doc");
@@ -185,26 +172,26 @@ class Pull {
             const auto id = doc.at("_id").get<std::string>();
             documents_.insert(id);
             // A deletion that goes by another name here could not be found in the store again.
-            if (each.at("rev") == doc.at("_rev")) checkpoint_.share(mark_of(id, each.at("rev").get<std::string>()));
+            if (each.at("rev") == doc.at("_rev"))
+                exchange_.checkpoint.share(mark_of(id, each.at("rev").get<std::string>()));
         }
         return line.at("seq");
     }
 
     void merge(const Json& since) {
-        StoreChange change(options_.store, {}, StoreChange::Missing::is_empty);
+        StoreChange change(exchange_.options.store, {}, StoreChange::Missing::is_empty);
         const zentadbpp::Handle& before = change.store().handle;
-        const std::string root = noted_root(database_);
-        zentadbpp::Handle merged = incoming_.merged_into(before, root);
+        const std::string root = exchange_.noted_root();
+        zentadbpp::Handle merged = with_older_lists(incoming_.merged_into(before, root), before, root, is_branching);
         if (auto data = data_of(before, merged); data && !homeless(merged, *data).empty()) {
             // Older lists tell where it was; a server has them as long as it was not compacted.
-            fetch_older_lists(merged);
-            merged = incoming_.merged_into(before, root);
+            merged = with_older_lists(std::move(merged), before, root, [](const auto&, const auto&) { return true; });
             data = data_of(before, merged);
             for (const std::string& id : homeless(merged, *data)) homeless_.add(id);
         }
         change.commit(merged);
-        notice_ = conflict_notice(merged, options_.store);
-        checkpoint_.save(SyncText(merged), since);
+        notice_ = conflict_notice(merged, exchange_.options.store);
+        exchange_.checkpoint.save(SyncJson(merged), since);
     }
 
     // Nothing where the data could not be read before either, as contents were pruned. What others have pushed only
@@ -220,41 +207,52 @@ class Pull {
             }
             throw Failure(
                 Outcome::unmergeable,
-                std::string("with what the database holds, the data cannot be read: ") + explained(error).what(),
-                "Perhaps a push to it is still going on, or was interrupted. Nothing was changed.");
+                std::string("the data could not be read with the contents of the database: ") + explained(error).what(),
+                "A push to it may still be running, or was interrupted. Nothing was changed.");
         }
     }
 
-    void fetch_older_lists(const zentadbpp::Handle& merged) {
+    // The lists that the branches of an ordering document began with: with them, branches are merged three ways,
+    // without them only by adding.
+    static bool has_open_branches(const RevisionTree& tree) {
+        return std::ranges::count_if(tree.revisions(), &Revision::is_leaf) > 1;
+    }
+    static bool is_branching(const RevisionTree& tree, const Revision& revision) {
+        return has_open_branches(tree) && revision.children.size() > 1;
+    }
+
+    // Adds the lists that `is_wanted` and the store lacks, as far as the server still has them, and merges again.
+    template <class IsWanted>
+    zentadbpp::Handle with_older_lists(zentadbpp::Handle merged, const zentadbpp::Handle& before,
+                                       const std::string& root, const IsWanted& is_wanted) {
         constexpr std::size_t enough = 5000;
-        const SyncText store(merged);
+        const SyncJson store(merged);
         Json wanted = Json::array();
-        for (const SyncText::Document& document : store.documents()) {
+        for (const Entry& document : store.documents()) {
             if (!is_ordering(document.key)) continue;
             const RevisionTree tree(document.value);
             for (const Revision& revision : tree.revisions()) {
                 if (wanted.size() == enough) break;
-                if (has_content(store, revision)) continue;
+                if (store.has_content(revision) || !is_wanted(tree, revision)) continue;
                 wanted.push_back({{"id", document.key}, {"rev", server_rev(revision)}});
             }
         }
+        if (wanted.empty()) return merged;
         for (const Json& each : fetch_revisions(wanted, {})) incoming_.add(each.at("doc"));
+        return incoming_.merged_into(before, root);
     }
 
-    const ExchangeOptions& options_;
-    Progress progress_;
-    SyncText store_;
-    Database database_;
-    Checkpoint checkpoint_;
-    Incoming incoming_{store_, options_.force ? "" : database_.url()};
+    Exchange exchange_;
+    Incoming incoming_{exchange_.store, exchange_.options.force ? "" : exchange_.database.url()};
     std::unordered_set<std::string> documents_;
     std::size_t count_ = 0;
     std::string notice_;
     Warning homeless_{
-        "document has no place in the data, as the list it stood in is not known here; the next push of a copy that "
-        "knows it brings it back, but an update here before that removes it",
-        "documents have no place in the data, as the lists they stood in are not known here; the next push of a copy "
-        "that knows them brings them back, but an update here before that removes them"};
+        "document is not in the data because its list is unknown here; the next push of a copy that has the list "
+        "restores it, but an update here before that deletes it",
+        "documents are not in the data because their lists are unknown here; the next push of a copy that has the "
+        "lists "
+        "restores them, but an update here before that deletes them"};
 };
 
 Outcome pull(const ExchangeOptions& options) {
@@ -268,11 +266,11 @@ Outcome pull(const ExchangeOptions& options) {
 
 void add_pull(Program& program) {
     const auto options = std::make_shared<ExchangeOptions>();
-    CLI::App& command = program.command("pull", exchange, "Merge what a CouchDB database has into a store",
+    CLI::App& command = program.command("pull", exchange, "Merge a CouchDB database into a store",
                                         "zentadb pull trip.sync https://couch.example.org/trip");
     Arguments arguments(command);
     options->declare(arguments);
-    arguments.flag("--force", options->force, "Even if contents do not hash to their names");
+    arguments.flag("--force", options->force, "Merge contents even if they do not hash to their names");
     program.on(command, [options] { return run_exchange(*options, pull); });
 }
 

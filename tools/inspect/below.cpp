@@ -6,17 +6,13 @@
 #include "cli/table.h"
 #include "cli/terminal.h"
 #include "inspect/homeless.h"
+#include "inspect/references.h"
 
 namespace zentadb {
 
 namespace {
 
 using nlohmann::json;
-
-std::string_view hash_of_name(std::string_view revision) {
-    const std::size_t begin = revision.find('-') + 1;
-    return revision.substr(begin, revision.rfind('_') - begin);
-}
 
 // The ids that data does not show. Nothing where it cannot be read.
 std::optional<std::set<std::string>> hidden_in(zentadbpp::Handle& handle) {
@@ -30,52 +26,30 @@ std::optional<std::set<std::string>> hidden_in(zentadbpp::Handle& handle) {
     }
 }
 
-std::string some_of(const std::vector<std::string>& ids) {
-    constexpr std::size_t enough = 5;
-    std::string text;
-    for (std::size_t at = 0; at < std::min(ids.size(), enough); ++at) {
-        text.append(text.empty() ? "" : ", ").append(printable(ids[at]));
-    }
-    return text + (ids.size() > enough ? ", ..." : "");
-}
-
 }  // namespace
 
-Below::Below(const zentadbpp::Handle& handle, const Inside& inside) : handle_(handle) {
-    for (const Entry& content : inside.contents()) contents_.emplace(content.key, content.value);
-    for (const Entry& document : inside.histories()) {
-        documents_.emplace(document.key, &document);
+Below::Below(const zentadbpp::Handle& handle, const SyncJson& sync_json) : handle_(handle), sync_json_(sync_json) {
+    for (const Entry& document : sync_json.documents()) {
         if (!is_ordering(document.key)) continue;
         const RevisionTree tree(document.value);
         for (const Revision& revision : tree.revisions()) {
-            const auto content = revision.is_leaf() ? contents_.find(revision.hash()) : contents_.end();
-            if (content == contents_.end()) continue;
-            const json list = json::parse(content->second, nullptr, false);
-            if (!list.is_object() || !list.contains("d") || !list["d"].is_string() || !list.contains("s")) continue;
-            for (const json& id : list["s"]) {
-                if (id.is_string()) lists_[list["d"].get<std::string>()].push_back(id.get<std::string>());
-            }
+            const Entry* content = revision.is_leaf() ? sync_json.content(revision.hash()) : nullptr;
+            if (content == nullptr) continue;
+            const auto list = list_in(json::parse(content->value, nullptr, false));
+            if (!list) continue;
+            auto& elements = lists_[list->domain];
+            elements.insert(elements.end(), list->elements.begin(), list->elements.end());
         }
     }
 }
 
 std::vector<std::string> Below::next_of(std::string_view hash) const {
-    std::vector<std::string> ids;
-    const auto content = contents_.find(hash);
-    if (content == contents_.end()) return ids;
-    const json parsed = json::parse(content->second, nullptr, false);
-    std::vector<const json*> left{&parsed};
-    while (!left.empty()) {
-        const json& value = *left.back();
-        left.pop_back();
-        if (value.is_string()) {
-            const auto& text = value.get_ref<const std::string&>();
-            if (text.starts_with('O')) ids.push_back(text.substr(1));
-            const auto list = text.starts_with('A') ? lists_.find(text.substr(1)) : lists_.end();
-            if (list != lists_.end()) ids.insert(ids.end(), list->second.begin(), list->second.end());
-        }
-        if (!value.is_structured() || (value.is_object() && value.contains("#nf"))) continue;
-        for (const json& inner : value) left.push_back(&inner);
+    const Entry* content = sync_json_.content(hash);
+    if (content == nullptr) return {};
+    auto [ids, domains] = references_in(json::parse(content->value, nullptr, false));
+    for (const std::string& domain : domains) {
+        const auto list = lists_.find(domain);
+        if (list != lists_.end()) ids.insert(ids.end(), list->second.begin(), list->second.end());
     }
     return ids;
 }
@@ -86,12 +60,11 @@ std::set<std::string> Below::of(const std::string& id, const Revision& version) 
     while (!left.empty()) {
         const std::string next = std::move(left.back());
         left.pop_back();
-        if (next == id || !documents_.contains(next) || found.contains(next)) continue;
+        if (next == id || sync_json_.document(next) == nullptr || found.contains(next)) continue;
         const zentadbpp::Value winner = handle_.winning(next);
-        const std::string_view hash = hash_of_name(winner);
-        if (hash == "deleted") continue;
+        if (is_deletion(winner)) continue;
         found.insert(next);
-        for (std::string& further : next_of(hash)) left.push_back(std::move(further));
+        for (std::string& further : next_of(hash_in(entry_in(winner)))) left.push_back(std::move(further));
     }
     return found;
 }
@@ -99,19 +72,19 @@ std::set<std::string> Below::of(const std::string& id, const Revision& version) 
 std::vector<std::string> hidden_notices(const zentadbpp::Handle& before, zentadbpp::Handle& after,
                                         const std::string& name) {
     const zentadbpp::List unresolved = after.unresolved();
-    const Inside inside(after);
+    const SyncJson sync_json(after);
     // Without either, all that is live is shown.
-    if (unresolved.empty() && inside.text().find("\"deleted_") == std::string_view::npos) return {};
+    if (unresolved.empty() && sync_json.text().find("\"deleted_") == std::string_view::npos) return {};
     std::optional<std::set<std::string>> hidden = hidden_in(after);
     if (!hidden || hidden->empty()) return {};
 
     std::vector<std::string> notices;
     std::set<std::string> in_losing;
     if (!unresolved.empty()) {
-        const Below below(after, inside);
+        const Below below(after, sync_json);
         for (const std::string_view view : unresolved) {
             const std::string id(view);
-            const RevisionTree tree = inside.tree(id);
+            const RevisionTree tree = sync_json.tree(id);
             for (const std::string_view loser : after.conflicting(id)) {
                 in_losing.merge(below.of(id, tree[tree.find(loser)]));
             }
@@ -121,7 +94,7 @@ std::vector<std::string> hidden_notices(const zentadbpp::Handle& before, zentadb
     std::erase_if(*hidden, [&](const std::string& id) { return in_losing.contains(id); });
     if (const std::size_t count = all - hidden->size(); count > 0) {
         notices.push_back(counted(count, "document") + (count == 1 ? " is" : " are") + " only in a losing version; " +
-                          (count == 1 ? "it comes" : "they come") + " back if that is kept");
+                          (count == 1 ? "it comes" : "they come") + " back if that version is kept");
     }
     if (hidden->empty()) return notices;
 
@@ -138,10 +111,23 @@ std::vector<std::string> hidden_notices(const zentadbpp::Handle& before, zentadb
     }
     if (!news.empty()) {
         notices.push_back(counted(news.size(), "document") + " with changes" + (news.size() == 1 ? " lies" : " lie") +
-                          " in something that was removed: " + some_of(news) + "; zentadb show " + printable(name) +
-                          " " + printable(news.front()) + " shows " + (news.size() == 1 ? "it" : "the first"));
+                          " in something that was removed: " + printable(comma_list(news, 5)) + "; zentadb show " +
+                          printable(name) + " " + printable(news.front()) + " shows " +
+                          (news.size() == 1 ? "it" : "the first"));
     }
     return notices;
+}
+
+std::size_t documents_back(const zentadbpp::Handle& before, const zentadbpp::Handle& after) {
+    zentadbpp::Handle older(before.dump());
+    zentadbpp::Handle newer(after.dump());
+    const auto hidden_before = hidden_in(older);
+    if (!hidden_before || hidden_before->empty()) return 0;
+    const auto hidden_after = hidden_in(newer);
+    if (!hidden_after) return 0;
+    return static_cast<std::size_t>(std::ranges::count_if(*hidden_before, [&](const std::string& id) {
+        return !hidden_after->contains(id) && !is_deletion(newer.winning(id));
+    }));
 }
 
 }  // namespace zentadb

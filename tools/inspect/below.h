@@ -6,7 +6,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "inspect/inside.h"
+#include "inspect/sync_json.h"
 
 namespace zentadb {
 
@@ -14,7 +14,7 @@ namespace zentadb {
 // and so on through winning contents. Data does not show what only a losing version leads to.
 class Below {
    public:
-    Below(const zentadbpp::Handle& handle, const Inside& inside);
+    Below(const zentadbpp::Handle& handle, const SyncJson& sync_json);
 
     // The ids of those that are not deleted, without the document itself.
     [[nodiscard]] std::set<std::string> of(const std::string& id, const Revision& version) const;
@@ -23,8 +23,7 @@ class Below {
     [[nodiscard]] std::vector<std::string> next_of(std::string_view hash) const;
 
     const zentadbpp::Handle& handle_;
-    std::unordered_map<std::string_view, std::string_view> contents_;  // by hash
-    std::unordered_map<std::string_view, const Entry*> documents_;
+    const SyncJson& sync_json_;
     std::unordered_map<std::string, std::vector<std::string>> lists_;  // by domain
 };
 
@@ -32,5 +31,8 @@ class Below {
 // something that was removed, or removed around what is live. `name` is what people call the store.
 [[nodiscard]] std::vector<std::string> hidden_notices(const zentadbpp::Handle& before, zentadbpp::Handle& after,
                                                       const std::string& name);
+
+// How many documents the data shows again that it did not show before.
+[[nodiscard]] std::size_t documents_back(const zentadbpp::Handle& before, const zentadbpp::Handle& after);
 
 }  // namespace zentadb

@@ -9,8 +9,6 @@
 #include <utility>
 #include <zentadbpp_verify.hpp>
 
-#include "inspect/inside.h"
-
 namespace zentadb {
 
 using nlohmann::json;
@@ -167,7 +165,7 @@ void DataShape::visit_members(const json& object, const Position& at, const std:
     const bool is_map = maps_->contains(&object);
     for (const auto& [key, value] : object.items()) {
         if (!value.is_structured()) continue;
-        const std::string step = member_step(key);
+        const std::string step = zentadbpp::member_step(key);
         std::string below = inside;
         below.append(key).append("-");
         visit_value(value, {std::move(below),
@@ -187,7 +185,7 @@ void DataShape::visit_value(const json& value, const Position& at) {
     } else if (value.is_array()) {
         std::size_t position = 0;
         for (const json& element : value) {
-            const std::string step = "[" + std::to_string(position++) + "]";
+            const std::string step = zentadbpp::element_step(position++);
             if (element.is_structured()) visit_value(element, {at.path + "a(", at.place + "[]", at.exact + step});
         }
     }
@@ -221,7 +219,7 @@ void DataShape::visit_elements(const json& array, const Position& at) {
             }
         }
         if (!element.contains("#nf")) {
-            const std::string step = "[" + std::to_string(position) + "]";
+            const std::string step = zentadbpp::element_step(position);
             visit_members(element, {std::move(path), at.place + "[]", at.exact + step}, identity.id);
         }
         ++position;
@@ -243,7 +241,7 @@ std::vector<std::string> DataShape::places_of(const std::string& path) const {
     return DataShape(*data_, config_, maps_, {}, path).found_places_;
 }
 
-// A key, or two, that every element has and that tells all of them apart. Names that speak of it come first.
+// A key, or two, that every element has and that distinguishes all of them. Names that speak of it come first.
 std::string DataShape::rule_for(const ArrayPlace& place) const {
     constexpr std::size_t most_keys = 12;
     std::vector<std::string> keys;

@@ -20,7 +20,7 @@ struct ArrayPlace {
     std::size_t with_position = 0;  // from "indexed_array_paths"
     std::size_t lost = 0;           // those in whose place another one under the same id is kept
     std::size_t repeated = 0;       // those whose "_id" or id from a rule another one has, lost or equal
-    std::size_t shared = 0;         // those that are the same document as an equal one without being told so
+    std::size_t shared = 0;         // those that share a document with an equal one
 
     [[nodiscard]] bool all_have_ids() const { return with_own_id + with_rule_id + with_position == elements.size(); }
 };

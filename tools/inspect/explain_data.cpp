@@ -1,6 +1,7 @@
 #include "inspect/explain_data.h"
 
 #include "cli/explain.h"
+#include "cli/table.h"
 #include "inspect/data_shape.h"
 #include "store/json_text.h"
 
@@ -23,10 +24,7 @@ Failure explained(const zentadbpp::Error& error, const std::string& path, const 
     std::string what = failure.what();
     const json parsed = json::parse(data, nullptr, false);
     if (error.key().starts_with("duplicate_") && !error.args().empty() && parsed.is_object()) {
-        std::string places;
-        for (const std::string& place : DataShape(parsed, config).places_of(std::string(error.args()))) {
-            places.append(places.empty() ? "" : ", ").append(place);
-        }
+        const std::string places = comma_list(DataShape(parsed, config).places_of(std::string(error.args())));
         if (!places.empty()) what = replaced(what, error.args(), places);
     }
     return {failure.outcome(), input_name(path) + ": " + what, failure.advice()};

@@ -6,7 +6,7 @@
 
 #include "cli/failure.h"
 #include "cli/table.h"
-#include "inspect/inside.h"
+#include "inspect/sync_json.h"
 
 namespace zentadb {
 
@@ -18,8 +18,8 @@ std::string documents_with(const zentadbpp::Handle& source, const std::vector<st
     const std::unordered_set<std::string_view> wanted(hashes.begin(), hashes.end());
     std::string names;
     std::size_t count = 0;
-    const Inside inside(source);
-    for (const Entry& document : inside.histories()) {
+    const SyncJson sync_json(source);
+    for (const Entry& document : sync_json.documents()) {
         const RevisionTree tree(document.value);
         for (std::size_t index = 0; index < tree.revisions().size(); ++index) {
             if (!wanted.contains(tree[index].hash())) continue;
@@ -38,8 +38,9 @@ void refuse_forged(const zentadbpp::Handle& source, const zentadbpp::Handle& sto
     if (wrong.empty()) return;
     throw Failure(Outcome::damaged,
                   name + ": " + counted(wrong.size(), "content") + (wrong.size() == 1 ? " does" : " do") +
-                      " not hash to the name given: " + documents_with(source, wrong),
-                  "It was damaged or forged. Nothing was changed. --force merges it all the same.");
+                      (wrong.size() == 1 ? " not hash to its name: " : " not hash to their names: ") +
+                      documents_with(source, wrong),
+                  "It is damaged or forged. Nothing was changed. --force merges it anyway.");
 }
 
 }  // namespace zentadb

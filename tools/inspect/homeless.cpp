@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-#include "inspect/inside.h"
+#include "inspect/sync_json.h"
 
 namespace zentadb {
 
@@ -28,11 +28,10 @@ void remove_shown(const Json& data, std::set<std::string>& ids) {
 
 std::set<std::string> homeless(const zentadbpp::Handle& handle, const zentadbpp::Value& data) {
     std::set<std::string> ids;
-    const Inside inside(handle);
-    for (const Entry& document : inside.histories()) {
+    const SyncJson sync_json(handle);
+    for (const Entry& document : sync_json.documents()) {
         if (is_ordering(document.key)) continue;
-        const zentadbpp::Value winner = handle.winning(document.key);
-        if (winner.view().find("-deleted_") == std::string_view::npos) ids.insert(document.key);
+        if (!is_deletion(handle.winning(document.key))) ids.insert(document.key);
     }
     remove_shown(Json::parse(data.view(), nullptr, false), ids);
     return ids;

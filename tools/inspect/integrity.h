@@ -47,7 +47,7 @@ struct Finding {
 [[nodiscard]] std::string describe(const Finding& finding);
 
 struct IntegrityReport {
-    std::string refused{};  // the library's error where it does not read the text; nothing else is told then
+    std::string refused{};  // the library's error if it does not read the text; the rest is empty then
     std::vector<Finding> findings{};
     std::size_t documents = 0;
     std::size_t revisions = 0;

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "inspect/inside.h"
+#include "inspect/names.h"
 
 namespace zentadb {
 

@@ -1,50 +1,45 @@
 #include "inspect/revision_tree.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <numeric>
 
 #include "cli/failure.h"
+#include "store/raw_json.h"
 
 namespace zentadb {
 
-using nlohmann::json;
-
-std::string_view Revision::hash() const {
-    const std::string_view text = name;
-    const std::size_t begin = text.find('-') + 1;
-    return text.substr(begin, text.rfind('_') - begin);
-}
-
+// Arrays are chains, whose last entry is the parent of the next, and in them, lists of branches, which all have one
+// parent.
 RevisionTree::RevisionTree(std::string_view history) {
-    struct Branch {
-        const json* entries;
-        std::size_t parent;
+    struct Array {
+        bool is_chain;
+        std::size_t parent;  // of what comes next
         std::size_t generation;
     };
-    const json parsed = json::parse(history, nullptr, false);
-    std::vector<Branch> open{{&parsed, Revision::none, 1}};
-    while (!open.empty()) {
-        Branch at = open.back();
-        open.pop_back();
-        const auto push = [&](const json& entry) {
+    std::vector<Array> open;
+    for (std::size_t at = 0; at < history.size();) {
+        if (history[at] == '"' && !open.empty()) {
+            const std::size_t end = raw_json::string_end(history, at);
+            Array& array = open.back();
             const std::size_t index = revisions_.size();
-            revisions_.push_back({std::to_string(at.generation++) + "-" + entry.get<std::string>(), at.parent, {}});
-            if (at.parent != Revision::none) revisions_[at.parent].children.push_back(index);
-            at.parent = index;
-        };
-        if (at.entries->is_string()) push(*at.entries);
-        if (!at.entries->is_array()) continue;
-        for (const json& entry : *at.entries) {
-            if (entry.is_string()) {
-                push(entry);
-                continue;
+            revisions_.push_back(
+                {std::to_string(array.generation) + "-" + raw_json::decoded(history.substr(at + 1, end - at - 2)),
+                 array.parent,
+                 {}});
+            if (array.parent != Revision::none) revisions_[array.parent].children.push_back(index);
+            if (array.is_chain) {
+                array.parent = index;
+                ++array.generation;
             }
-            for (auto branch = entry.rbegin(); branch != entry.rend(); ++branch) {
-                open.push_back({&*branch, at.parent, at.generation});
-            }
-            break;
+            at = end;
+            continue;
         }
+        if (history[at] == '[') {
+            open.push_back(open.empty() ? Array{true, Revision::none, 1} : open.back());
+            open.back().is_chain = open.size() % 2 == 1;
+        }
+        if (history[at] == ']') open.pop_back();
+        ++at;
     }
 }
 
@@ -57,12 +52,12 @@ std::size_t RevisionTree::find(std::string_view beginning) const {
     if (found.size() == 1) return found.front();
     const std::string name(beginning);
     if (found.empty()) {
-        throw Failure(Outcome::input, name + ": the document has no such revision",
-                      "zentadb log shows the revisions of a document.");
+        throw Failure(Outcome::input, name + ": no such revision",
+                      "zentadb log STORE ID shows the revisions of a document.");
     }
-    std::string advice = "Write more of it. These begin like this:";
-    for (const std::size_t index : found) advice.append("\n  ").append(revisions_[index].name);
-    throw Failure(Outcome::input, name + ": several revisions begin like this", advice);
+    std::string candidates;
+    for (const std::size_t index : found) candidates.append("\n  ").append(revisions_[index].name);
+    throw Failure(Outcome::input, name + ": ambiguous; candidates:" + candidates);
 }
 
 std::vector<std::string> RevisionTree::short_names() const {

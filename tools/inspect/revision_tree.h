@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "inspect/names.h"
+
 namespace zentadb {
 
 // One revision in the tree of its document.
@@ -15,15 +17,19 @@ struct Revision {
     std::size_t parent = none;
     std::vector<std::size_t> children;
 
+    [[nodiscard]] std::size_t generation() const { return generation_in(name); }
+    // "<hash>_<suffix>", as it is in a history.
+    [[nodiscard]] std::string_view entry() const { return entry_in(name); }
     // The hash of its content, or one of the words "deleted", "resolved" and "empty".
-    [[nodiscard]] std::string_view hash() const;
+    [[nodiscard]] std::string_view hash() const { return hash_in(entry()); }
+    [[nodiscard]] std::string_view suffix() const { return suffix_in(entry()); }
     [[nodiscard]] bool is_leaf() const { return children.empty() && hash() != "resolved"; }
 };
 
 // The revisions of a document, parents before their children.
 class RevisionTree {
    public:
-    // From a history array as it stands in a sync JSON; what it claims is taken as it is, whatever its depth.
+    // From a history array of a sync JSON; what it claims is taken as it is, whatever its depth.
     explicit RevisionTree(std::string_view history);
 
     [[nodiscard]] const std::vector<Revision>& revisions() const { return revisions_; }
@@ -33,7 +39,7 @@ class RevisionTree {
     [[nodiscard]] std::size_t find(std::string_view beginning) const;
     // Each name cut so that it still names its revision, generation and seven characters at least.
     [[nodiscard]] std::vector<std::string> short_names() const;
-    // How many revisions stand under each, itself counted.
+    // The size of each revision's subtree.
     [[nodiscard]] std::vector<std::size_t> sizes() const;
 
    private:

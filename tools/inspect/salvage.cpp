@@ -1,7 +1,6 @@
 #include "inspect/salvage.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -9,73 +8,20 @@
 #include <zentadbpp_verify.hpp>
 
 #include "inspect/integrity.h"
+#include "inspect/sync_json.h"
 #include "store/json_text.h"
-#include "store/raw_json.h"
 
 namespace zentadb {
 
 namespace {
 
-using nlohmann::json;
+using Entries = std::vector<Entry>;
 
-// An entry as it stands; the key without its quotes.
-struct Piece {
-    std::string_view key;
-    std::string_view value;
-};
-
-struct Pieces {
-    std::vector<Piece> histories;
-    std::vector<Piece> contents;
-    std::string root;
-};
-
-// Calls `member(key, value, is_whole)` for each member of an object that may break off; only the last one may not be
-// whole.
-template <class Member>
-void for_each_member_before_the_break(std::string_view object, const Member& member) {
-    using raw_json::skip_space;
-    for (std::size_t at = skip_space(object, 0) + 1;;) {
-        at = skip_space(object, at);
-        if (at >= object.size() || object[at] != '"') return;
-        const std::size_t key_end = raw_json::string_end(object, at);
-        if (key_end >= object.size()) return;
-        const std::size_t begin = skip_space(object, skip_space(object, key_end) + 1);
-        if (begin >= object.size()) return;
-        const std::size_t end = raw_json::value_end(object, begin);
-        const bool is_whole = end < object.size();
-        member(object.substr(at + 1, key_end - at - 2), object.substr(begin, is_whole ? end - begin : end), is_whole);
-        if (!is_whole) return;
-        at = skip_space(object, end) + 1;
-    }
-}
-
-// The entries that stand whole before the text goes wrong.
-Pieces pieces_of(std::string_view text) {
-    Pieces pieces;
-    for_each_member_before_the_break(text, [&](std::string_view part, std::string_view value, bool is_part_whole) {
-        if (part == "r" && is_part_whole && value.starts_with('"')) pieces.root = value.substr(1, value.size() - 2);
-        if (part != "d" && part != "o") return;
-        auto& entries = part == "d" ? pieces.histories : pieces.contents;
-        for_each_member_before_the_break(value, [&](std::string_view key, std::string_view entry, bool is_whole) {
-            if (is_part_whole || is_whole) entries.push_back({key, entry});
-        });
-    });
-    return pieces;
-}
-
-std::string text_of(const Pieces& pieces) {
-    std::string text = R"({"d": {)";
-    const auto add = [&text](const std::vector<Piece>& entries) {
-        for (const auto& [key, value] : entries) {
-            if (!text.ends_with('{')) text.append(", ");
-            text.append(1, '"').append(key).append("\": ").append(value);
-        }
-    };
-    add(pieces.histories);
-    text.append(R"(}, "o": {)");
-    add(pieces.contents);
-    return text.append(R"(}, "r": ")").append(pieces.root).append("\"}");
+std::string text_of(const Entries& documents, const Entries& contents, std::string_view root) {
+    SyncJsonText text;
+    for (const auto& [id, history] : documents) text.add_document(id, history);
+    for (const auto& [hash, content] : contents) text.add_content(hash, content);
+    return text.with_root(root);
 }
 
 bool is_readable(const std::string& sync_json) {
@@ -112,41 +58,42 @@ class Rescue {
     explicit Rescue(const std::string& text) {
         const std::optional<std::size_t> size = json_break(text);
         salvage_.stopped_at = size.value_or(0);
-        pieces_ = pieces_of(std::string_view(text).substr(0, size.value_or(text.size())));
+        const SyncJson whole(std::string_view(text).substr(0, size.value_or(text.size())));
+        documents_ = whole.documents();
+        contents_ = whole.contents();
+        root_ = whole.root_id();
     }
 
     Salvage result() && {
         leave_out_unreadable();
         // The root comes last in a text, and is the first to go where it breaks off.
-        const auto has = [this](std::string_view id) {
-            return std::ranges::count(pieces_.histories, id, &Piece::key) != 0;
-        };
-        if (!has(pieces_.root)) pieces_.root = "root";
-        if (has(pieces_.root)) leave_out_damaged();
-        salvage_.histories = pieces_.histories.size();
-        salvage_.contents = pieces_.contents.size();
-        if (has(pieces_.root)) salvage_.sync_json = text_of(pieces_);
+        const auto has = [this](std::string_view id) { return std::ranges::count(documents_, id, &Entry::key) != 0; };
+        if (!has(root_)) root_ = "root";
+        if (has(root_)) leave_out_damaged();
+        salvage_.histories = documents_.size();
+        salvage_.contents = contents_.size();
+        if (has(root_)) salvage_.sync_json = text_of(documents_, contents_, root_);
         return std::move(salvage_);
     }
 
    private:
     template <class IsDamaged>
-    void leave_out(std::vector<Piece>& entries, const std::string& what, const IsDamaged& is_damaged) {
-        std::erase_if(entries, [&](const Piece& piece) {
-            if (!is_damaged(piece)) return false;
-            salvage_.damaged.push_back(what + raw_json::decoded(piece.key));
+    void leave_out(Entries& entries, const std::string& what, const IsDamaged& is_damaged) {
+        std::erase_if(entries, [&](const Entry& entry) {
+            if (!is_damaged(entry)) return false;
+            salvage_.damaged.push_back(what + entry.key);
             return true;
         });
     }
 
     // What the library would not read the whole text for.
     void leave_out_unreadable() {
-        leave_out(pieces_.histories, "the history of document ", [](const Piece& piece) {
-            return !piece.value.starts_with('[') || !is_readable(text_of({{{"x", piece.value}}, {}, "x"}));
+        leave_out(documents_, "the history of document ", [](const Entry& entry) {
+            return !entry.value.starts_with('[') || !is_readable(text_of({{"x", entry.value}}, {}, "x"));
         });
-        leave_out(pieces_.contents, "content ", [](const Piece& piece) {
-            return !piece.value.starts_with('{') ||
-                   !is_readable(text_of({{{"x", R"(["A_first"])"}}, {{"A", piece.value}}, "x"}));
+        leave_out(contents_, "content ", [](const Entry& entry) {
+            return !entry.value.starts_with('{') ||
+                   !is_readable(text_of({{"x", R"(["A_first"])"}}, {{"A", entry.value}}, "x"));
         });
     }
 
@@ -158,18 +105,18 @@ class Rescue {
             if (finding.trouble == Trouble::not_read) not_read.insert(finding.detail);
         }
         Names names;
-        for (const Piece& piece : pieces_.contents) {
-            if (!not_read.contains(piece.key)) continue;
-            const std::string text(piece.value);
-            if (zentadbpp::sha256(text) == piece.key || zentadbpp::fast_hash(text) == piece.key)
-                names.add(std::string(piece.key));
+        for (const Entry& entry : contents_) {
+            if (!not_read.contains(entry.key)) continue;
+            const zentadbpp::HashKind kind = zentadbpp::hash_kind(entry.key);
+            const bool is_known = kind != zentadbpp::HashKind::unknown;
+            if (is_known && zentadbpp::hash_of(entry.value, kind) == entry.key) names.add(entry.key);
         }
         return names;
     }
 
     // What does not hash to its name, or names no parent, or has another's list.
     void leave_out_damaged() {
-        const std::vector<Finding> findings = check_integrity(text_of(pieces_)).findings;
+        const std::vector<Finding> findings = check_integrity(text_of(documents_, contents_, root_)).findings;
         const Names unnamed = this->unnamed(findings);
         std::set<std::string, std::less<>> documents;
         std::set<std::string, std::less<>> contents;
@@ -180,14 +127,15 @@ class Rescue {
             }
             if (finding.trouble == Trouble::wrong_content) contents.insert(finding.detail);
         }
-        leave_out(pieces_.histories, "the history of document ",
-                  [&](const Piece& piece) { return documents.contains(raw_json::decoded(piece.key)); });
-        leave_out(pieces_.contents, "content ",
-                  [&](const Piece& piece) { return contents.contains(raw_json::decoded(piece.key)); });
+        leave_out(documents_, "the history of document ",
+                  [&](const Entry& entry) { return documents.contains(entry.key); });
+        leave_out(contents_, "content ", [&](const Entry& entry) { return contents.contains(entry.key); });
     }
 
     Salvage salvage_;
-    Pieces pieces_;
+    Entries documents_;
+    Entries contents_;
+    std::string root_;
 };
 
 }  // namespace

@@ -4,7 +4,7 @@
 
 #include "cli/table.h"
 #include "cli/terminal.h"
-#include "inspect/inside.h"
+#include "inspect/names.h"
 
 namespace zentadb {
 
@@ -26,10 +26,8 @@ std::string summary(const zentadbpp::Handle& before, const zentadbpp::Handle& af
 std::string instance_notice(const zentadbpp::Handle& before, const zentadbpp::Handle& after) {
     const zentadbpp::List instances = after.instances();
     if (instances.size() < 2 || before.instances().size() == instances.size()) return {};
-    std::string names;
-    for (const std::string_view instance : instances) names.append(names.empty() ? "" : ", ").append(instance);
     return "written by " + counted(instances.size(), "instance") +
-           ", each with its own order of arrays: " + printable(names);
+           ", each with its own order of arrays: " + printable(comma_list(instances));
 }
 
 std::string conflict_notice(const zentadbpp::Handle& handle, const std::string& store) {

@@ -6,7 +6,8 @@
 
 #include "cli/failure.h"
 #include "cli/table.h"
-#include "inspect/inside.h"
+#include "inspect/places.h"
+#include "inspect/sync_json.h"
 #include "settle/stored_content.h"
 #include "store/raw_json.h"
 #include "store/settings.h"
@@ -17,14 +18,12 @@ using zentadbpp::Json;
 
 namespace {
 
-// How the first revision stands in a history array: "<hash>_first".
+// The first revision in a history array: "<hash>_first".
 std::string_view first_entry(std::string_view history) {
     const std::size_t begin = history.find('"');
     if (begin == std::string_view::npos) return {};
     return history.substr(begin + 1, raw_json::string_end(history, begin) - begin - 2);
 }
-
-std::string_view hash_in(std::string_view entry) { return entry.substr(0, entry.find('_', 1)); }
 
 constexpr std::string_view empty_first = "empty_first";
 
@@ -35,12 +34,12 @@ struct Clash {
 };
 
 // The lists of both stores are in the order of ids. Documents that keep the order of lists are the library's to merge.
-std::vector<Clash> clashes_of(const Inside& a, const Inside& b) {
+std::vector<Clash> clashes_of(const SyncJson& a, const SyncJson& b) {
     std::vector<Clash> clashes;
-    auto in_b = b.histories().begin();
-    for (const Entry& document : a.histories()) {
-        while (in_b != b.histories().end() && in_b->key < document.key) ++in_b;
-        if (in_b == b.histories().end()) break;
+    auto in_b = b.documents().begin();
+    for (const Entry& document : a.documents()) {
+        while (in_b != b.documents().end() && in_b->key < document.key) ++in_b;
+        if (in_b == b.documents().end()) break;
         if (in_b->key != document.key || is_ordering(document.key)) continue;
         const std::string_view first = first_entry(document.value);
         const std::string_view other = first_entry(in_b->value);
@@ -59,10 +58,10 @@ struct Member {
 // One of two stores that are to be joined.
 class Side {
    public:
-    explicit Side(Store& store) : Side(store, Inside(store.handle)) {}
+    explicit Side(Store& store) : Side(store, SyncJson(store.handle)) {}
 
-    [[nodiscard]] const Inside& inside() const { return inside_; }
-    [[nodiscard]] bool is_root(const std::string& id) const { return id == inside_.root_id(); }
+    [[nodiscard]] const SyncJson& sync_json() const { return sync_json_; }
+    [[nodiscard]] bool is_root(const std::string& id) const { return id == sync_json_.root_id(); }
 
     [[nodiscard]] const Member* member(const std::string& id) const {
         const auto found = members_.find(id);
@@ -75,12 +74,12 @@ class Side {
         for (std::vector<std::string> open{id}; !open.empty();) {
             const std::string at = std::move(open.back());
             open.pop_back();
-            const Entry* document = find(inside_, at);
+            const Entry* document = sync_json_.document(at);
             if (document == nullptr || new_ids_.contains(at)) continue;
             constexpr std::size_t enough = 7;
             const std::string_view hash = hash_in(first_entry(document->value));
             new_ids_[at] = at + "-" + std::string(hash.starts_with('x') ? hash : hash.substr(0, enough));
-            if (find(other.inside_, at) == nullptr) kept_.insert(at);
+            if (other.sync_json_.document(at) == nullptr) kept_.insert(at);
             const auto [begin, end] = objects_in_.equal_range(at);
             for (auto object = begin; object != end; ++object) open.push_back(object->second);
         }
@@ -106,12 +105,12 @@ class Side {
     [[nodiscard]] const std::map<std::string, std::string>& new_ids() const { return new_ids_; }
 
    private:
-    Side(Store& store, Inside inside)
-        : store_(&store), inside_(std::move(inside)), config_(Settings().config_for(store)) {
-        for (const Entry& document : inside_.histories()) {
+    Side(Store& store, SyncJson sync_json)
+        : store_(&store), sync_json_(std::move(sync_json)), config_(Settings().config_for(store)) {
+        for (const Entry& document : sync_json_.documents()) {
             if (is_ordering(document.key)) continue;
             const RevisionTree tree(document.value);
-            const auto stored = inside_.stored(tree[tree.find(store.handle.winning(document.key))]);
+            const auto stored = sync_json_.stored(tree[tree.find(store.handle.winning(document.key))]);
             if (stored) look_for_members(content_from(*stored), document.key, {});
         }
         Json config = Json::parse(config_);
@@ -120,11 +119,6 @@ class Side {
         const Json* all = config.find("flatten_objects");
         splits_all_ = all != nullptr && *all == Json::boolean(true);
         config_ = config.dump();
-    }
-
-    static const Entry* find(const Inside& inside, std::string_view id) {
-        const auto found = std::ranges::lower_bound(inside.histories(), id, {}, &Entry::key);
-        return found != inside.histories().end() && found->key == id ? &*found : nullptr;
     }
 
     // An object that leads to others without "#df" was split because all are.
@@ -162,36 +156,26 @@ class Side {
     }
 
     [[nodiscard]] std::string text() const {
-        const auto joined = [](const std::vector<Entry>& entries, const auto& write) {
-            std::string text;
-            for (const Entry& entry : entries) {
-                text.append(text.empty() ? "" : ", ");
-                write(text, entry);
-            }
-            return text;
-        };
-        const std::string documents = joined(inside_.histories(), [this](std::string& text, const Entry& document) {
-            const auto new_id = new_ids_.find(document.key);
-            if (kept_.contains(document.key))
-                text += Json::of(document.key).dump() + ": " + std::string(document.value) + ", ";
-            text += Json::of(new_id == new_ids_.end() ? document.key : new_id->second).dump() + ": ";
-            if (grafts_.contains(document.key)) {
-                const std::string_view first = first_entry(document.value);
-                text.append(R"([")").append(empty_first).append(R"(", ")").append(hash_in(first)).append(R"(_empty")");
-                text.append(document.value.substr(document.value.find('"') + first.size() + 2));
-            } else {
-                text += document.value;
-            }
-        });
-        const std::string contents = joined(inside_.contents(), [](std::string& text, const Entry& content) {
-            text.append(Json::of(content.key).dump()).append(": ").append(content.value);
-        });
-        return R"({"d": {)" + documents + R"(}, "o": {)" + contents + R"(}, "r": )" +
-               Json::of(std::string(inside_.root_id())).dump() + "}";
+        SyncJsonText text;
+        for (const auto& [id, history] : sync_json_.documents()) {
+            const auto new_id = new_ids_.find(id);
+            if (kept_.contains(id)) text.add_document(id, history);
+            text.add_document(new_id == new_ids_.end() ? id : new_id->second,
+                              grafts_.contains(id) ? grafted(history) : std::string(history));
+        }
+        for (const auto& [hash, content] : sync_json_.contents()) text.add_content(hash, content);
+        return text.with_root(sync_json_.root_id());
+    }
+
+    static std::string grafted(std::string_view history) {
+        const std::string_view first = first_entry(history);
+        const std::string_view others = history.substr(history.find('"') + first.size() + 2);
+        return R"([")" + std::string(empty_first) + R"(", ")" + std::string(hash_in(first)) + R"(_empty")" +
+               std::string(others);
     }
 
     Store* store_;
-    Inside inside_;
+    SyncJson sync_json_;
     std::string config_;
     bool splits_all_ = false;
     std::map<std::string, Member, std::less<>> members_;  // by id
@@ -241,23 +225,23 @@ void settle(Side& a, Side& b, const std::vector<Clash>& clashes) {
 }  // namespace
 
 void refuse_shared_ids(Store& target, Store& source, const zentadbpp::Error& error) {
-    const std::vector<Clash> clashes = clashes_of(Inside(target.handle), Inside(source.handle));
+    const std::vector<Clash> clashes = clashes_of(SyncJson(target.handle), SyncJson(source.handle));
     if (clashes.empty()) throw error;
-    const auto here = places_in(target);
-    const auto there = places_in(source);
-    const auto place = [](const auto& places, const std::string& id) {
-        const auto found = places.find(id);
-        return found == places.end() ? std::string("not in the data") : found->second;
+    const Places here(target);
+    const Places there(source);
+    const auto place = [](const Places& places, const std::string& id) {
+        const std::string found = places.of(id);
+        return found.empty() ? "not in the data" : found;
     };
-    std::string text = "both stores made " + counted(clashes.size(), "document") + " on their own under the same " +
+    std::string text = "both stores created " + counted(clashes.size(), "document") + " independently under the same " +
                        (clashes.size() == 1 ? "id" : "ids") + ":";
     for (const auto& [id, first, other] : clashes) {
         text.append("\n  ").append(id).append("  ").append(place(here, id));
         if (place(here, id) != place(there, id)) text.append(" and ").append(place(there, id));
     }
     throw Failure(Outcome::unmergeable, text,
-                  "zentadb merge --join keeps both: it gives those of one side new ids, and makes one of two roots.\n"
-                  "Copies that descend from one first version, with ids that cannot collide, need no joining.");
+                  "zentadb merge --join keeps both: it gives one side new ids and merges the roots.\n"
+                  "Copies that descend from one first version and never reuse an id need no joining.");
 }
 
 Joined joined(Store& target, Store& source) {
@@ -268,7 +252,7 @@ Joined joined(Store& target, Store& source) {
     for (int round = 0; round < enough; ++round) {
         Side in_a(a);
         Side in_b(b);
-        const std::vector<Clash> clashes = clashes_of(in_a.inside(), in_b.inside());
+        const std::vector<Clash> clashes = clashes_of(in_a.sync_json(), in_b.sync_json());
         if (clashes.empty()) break;
         settle(in_a, in_b, clashes);
         zentadbpp::Handle new_a = in_a.changed();

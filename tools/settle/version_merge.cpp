@@ -19,13 +19,11 @@ std::vector<std::size_t> path_to(const RevisionTree& tree, std::size_t version) 
     return path;
 }
 
-Json entry_of(const Revision& revision) { return Json::of(revision.name.substr(revision.name.find('-') + 1)); }
+Json entry_of(const Revision& revision) { return Json::of(std::string(revision.entry())); }
 
 // Of the kind of hash that the parent's content has.
 std::string hash_like(std::string_view parent, const std::string& content) {
-    if (content == "{}") return "empty";
-    const bool is_fast = parent.starts_with('x');
-    return is_fast ? zentadbpp::fast_hash(content) : zentadbpp::sha256(content);
+    return content == "{}" ? "empty" : zentadbpp::hash_of(content, zentadbpp::hash_kind(parent));
 }
 
 }  // namespace
@@ -37,7 +35,7 @@ std::vector<std::size_t> open_versions(const zentadbpp::Handle& handle, const st
     return versions;
 }
 
-zentadbpp::MergedVersions merge_of(const Inside& inside, const RevisionTree& tree,
+zentadbpp::MergedVersions merge_of(const SyncJson& sync_json, const RevisionTree& tree,
                                    const std::vector<std::size_t>& versions) {
     std::map<std::string, std::size_t, std::less<>> by_name;
     std::vector<std::vector<std::string>> histories;
@@ -50,7 +48,7 @@ zentadbpp::MergedVersions merge_of(const Inside& inside, const RevisionTree& tre
     }
     return zentadbpp::merge_versions(histories, [&](const std::string& name) -> std::optional<Json> {
         const auto found = by_name.find(name);
-        const auto stored = found == by_name.end() ? std::nullopt : inside.stored(tree[found->second]);
+        const auto stored = found == by_name.end() ? std::nullopt : sync_json.stored(tree[found->second]);
         return stored ? std::optional(content_from(*stored)) : std::nullopt;
     });
 }
@@ -78,7 +76,7 @@ zentadbpp::Handle Settlement::apply(const zentadbpp::Handle& handle) const {
     zentadbpp::Handle result;
     const auto latest = [&]() -> const zentadbpp::Handle& { return result ? result : handle; };
     if (!histories_.keys.empty()) {
-        const std::string root(inside_->root_id());
+        const std::string root(sync_json_->root_id());
         Json addition = Json::object();
         addition.set("d", histories_);
         addition.set("o", contents_);
@@ -86,7 +84,7 @@ zentadbpp::Handle Settlement::apply(const zentadbpp::Handle& handle) const {
         // Without its root, nothing is a part of the store.
         if (histories_.find(root) == nullptr) {
             Json documents = histories_;
-            documents.set(root, Json::array({entry_of(inside_->tree(root)[0])}));
+            documents.set(root, Json::array({entry_of(sync_json_->tree(root)[0])}));
             addition.set("d", std::move(documents));
         }
         result = zentadbpp::replicate(zentadbpp::Handle(addition.dump()), handle);

@@ -6,8 +6,8 @@
 #include <vector>
 #include <zentadbpp.hpp>
 
-#include "inspect/inside.h"
 #include "inspect/revision_tree.h"
+#include "inspect/sync_json.h"
 
 namespace zentadb {
 
@@ -16,14 +16,14 @@ namespace zentadb {
                                                      const RevisionTree& tree);
 
 // What versions of a document come to, their contents as content_from gives them.
-[[nodiscard]] zentadbpp::MergedVersions merge_of(const Inside& inside, const RevisionTree& tree,
+[[nodiscard]] zentadbpp::MergedVersions merge_of(const SyncJson& sync_json, const RevisionTree& tree,
                                                  const std::vector<std::size_t>& versions);
 
 // New versions of documents that settle their conflicts. Their names follow from the versions that they settle and from
 // what they hold, so whoever settles these in this way makes the same ones.
 class Settlement {
    public:
-    explicit Settlement(const Inside& inside) : inside_(&inside) {}
+    explicit Settlement(const SyncJson& sync_json) : sync_json_(&sync_json) {}
 
     // The content as one version more after the winning one.
     void add(const std::string& id, const RevisionTree& tree, std::size_t winner, const zentadbpp::Json& content);
@@ -33,7 +33,7 @@ class Settlement {
     [[nodiscard]] zentadbpp::Handle apply(const zentadbpp::Handle& handle) const;
 
    private:
-    const Inside* inside_;
+    const SyncJson* sync_json_;
     std::map<std::string, std::string> winners_;
     zentadbpp::Json histories_ = zentadbpp::Json::object();
     zentadbpp::Json contents_ = zentadbpp::Json::object();

@@ -36,7 +36,7 @@ class Descriptor {
     Descriptor(Descriptor&&) = delete;
     Descriptor& operator=(Descriptor&&) = delete;
     [[nodiscard]] int get() const { return value_; }
-    // Closes now, and tells whether all went well: some file systems report a failed write only here.
+    // Closes now, and returns whether all went well: some file systems report a failed write only here.
     [[nodiscard]] bool close() { return ::close(std::exchange(value_, -1)) == 0; }
 
    private:
@@ -46,10 +46,11 @@ class Descriptor {
 [[noreturn]] void fail(const std::string& path, const std::string& what) {
     const int reason = errno;
     std::string advice;
-    if (reason == ENOSPC || reason == EDQUOT) advice = "Nothing was changed. Make room on the disk and try again.";
-    if (reason == EFBIG) advice = "Nothing was changed. A limit (ulimit -f) or the file system allows no larger file.";
+    if (reason == ENOSPC || reason == EDQUOT) advice = "Nothing was changed. Free space on the disk and try again.";
+    if (reason == EFBIG)
+        advice = "Nothing was changed. A limit (ulimit -f) or the file system does not allow a larger file.";
     if (reason == EACCES || reason == EPERM || reason == EROFS) {
-        advice = "Nothing was changed. The directory has to be writable as well, as files are replaced in one step.";
+        advice = "Nothing was changed. The directory must be writable as well, because files are replaced in one step.";
     }
     throw Failure(Outcome::system, path + ": " + what + ": " + std::strerror(reason), advice);
 }
@@ -134,7 +135,7 @@ bool is_nested_deeper(std::string_view text, std::size_t levels) {
 }
 
 std::string read_file(const std::string& path) {
-    if (path != "-" && !file_exists(path)) throw Failure(Outcome::input, path + ": there is no such file");
+    if (path != "-" && !file_exists(path)) throw Failure(Outcome::input, path + ": no such file");
     const Descriptor opened(path == "-" ? ::dup(STDIN_FILENO) : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     const std::string name = path == "-" ? "standard input" : path;
     Activity::current().doing("reading " + name);
@@ -158,9 +159,8 @@ std::string read_file(const std::string& path) {
         if (count < 0) fail_reading("cannot be read");
         if (count == 0) break;
     }
-    if (text.find('\0') != std::string::npos)
-        throw Failure(Outcome::input, name + ": this is no text, it holds a NUL byte");
-    if (is_nested_deeper(text, deepest_text)) throw Failure(Outcome::input, name + ": this is nested too deeply");
+    if (text.find('\0') != std::string::npos) throw Failure(Outcome::input, name + ": not a text: contains a NUL byte");
+    if (is_nested_deeper(text, deepest_text)) throw Failure(Outcome::input, name + ": nested too deeply");
     return text;
 }
 
@@ -171,14 +171,14 @@ void replace_file(const std::string& given, std::string_view text) {
     const bool exists = ::stat(path.c_str(), &old) == 0;
 
     if (exists && old.st_nlink > 1) {
-        warn(given + ": the file has other names as well (hard links), under which the old text stays");
+        warn(given + ": the file has other names (hard links), which keep the old text");
     }
     const std::string fresh = path + ".zentadb-new";
     ::unlink(fresh.c_str());
     // Nobody may open the new text who cannot open the old one, not even before the owner and the mode are set.
     const mode_t mode = exists ? old.st_mode & 0700 : 0666;
     Descriptor opened(::open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
-    if (opened.get() < 0) fail(fresh, "cannot be made");
+    if (opened.get() < 0) fail(fresh, "cannot be created");
     try {
         if (exists) {
             // Where the owner cannot be kept, as for all but root, the file is the caller's from now on.
@@ -200,7 +200,7 @@ FileLock::FileLock(const std::string& path) : path_(real_path(path) + ".zentadb-
     const auto until = std::chrono::steady_clock::now() + patience();
     for (;;) {
         descriptor_ = ::open(path_.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
-        if (descriptor_ < 0) fail(path_, "cannot be made");
+        if (descriptor_ < 0) fail(path_, "cannot be created");
         if (::flock(descriptor_, LOCK_EX | LOCK_NB) == 0) {
             // Who held it before may have removed the file meanwhile: then this lock is one that nobody else sees.
             struct stat held {};
@@ -220,7 +220,7 @@ FileLock::FileLock(const std::string& path) : path_(real_path(path) + ".zentadb-
                 Outcome::busy, path + ": another process is changing it",
                 "Nothing was changed. Try again when it is done, or set ZENTADB_LOCK_WAIT to the seconds to wait.");
         } else {
-            Activity::current().doing("waiting for another process that changes " + path);
+            Activity::current().doing("waiting for another process to finish with " + path);
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
         ::close(descriptor_);

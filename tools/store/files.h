@@ -23,7 +23,7 @@ inline constexpr std::size_t deepest_text = 4000;
 // Throws Failure (usage) where standard input is to be more than one of some files.
 void refuse_shared_input(std::span<const std::string> paths);
 
-// Replaces what stands in a file, so that at any moment, whatever happens, the file holds all of the old text or all of
+// Replaces the text of a file, so that at any moment, whatever happens, the file holds all of the old text or all of
 // the new one, and on return the new one is on the disk: it is written to a file beside it ("<path>.zentadb-new"),
 // synced, and renamed. What an interrupted run left there is overwritten. The caller holds the file's lock.
 void replace_file(const std::string& path, std::string_view text);

@@ -9,6 +9,7 @@
 namespace zentadb {
 
 using nlohmann::json;
+using nlohmann::ordered_json;
 
 namespace {
 
@@ -19,7 +20,7 @@ std::string complaint_about(const std::string& text) {
     } catch (const zentadbpp::Error& error) {
         if (!error.is_record()) return error.what();
     }
-    return "this is not JSON";
+    return "not JSON";
 }
 
 }  // namespace
@@ -41,7 +42,7 @@ std::optional<std::size_t> json_break(std::string text) {
 
 std::optional<std::string> json_problem(const std::string& path, const std::string& text) {
     const std::string name = input_name(path);
-    if (text.find_first_not_of(" \t\r\n") == std::string::npos) return name + ": this is empty";
+    if (text.find_first_not_of(" \t\r\n") == std::string::npos) return name + ": empty input";
     const std::optional<std::size_t> size = json_break(text);
     if (!size) return std::nullopt;
     const std::string_view before = std::string_view(text).substr(0, *size);
@@ -86,6 +87,14 @@ std::string indented(std::string_view given) {
         }
     }
     return text;
+}
+
+std::string one_line(const ordered_json& value) {
+    return value.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+std::string pretty(const ordered_json& value) {
+    return value.dump(4, ' ', false, ordered_json::error_handler_t::replace);
 }
 
 }  // namespace zentadb

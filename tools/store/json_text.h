@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,5 +21,11 @@ namespace zentadb {
 
 // The JSON text with its members and elements on lines of their own. All else, such as how numbers are written, stays.
 [[nodiscard]] std::string indented(std::string_view given);
+
+// A value on one line, for people.
+[[nodiscard]] std::string one_line(const nlohmann::ordered_json& value);
+
+// A result as JSON, for programs.
+[[nodiscard]] std::string pretty(const nlohmann::ordered_json& value);
 
 }  // namespace zentadb

@@ -33,15 +33,13 @@ json given_config(const std::string& option) {
 
 void warn_of_unknown_keys(const std::string& config) {
     for (const std::string& key : zentadbpp::unknown_settings(config)) {
-        warn("the configuration has a key that the library does not know: " + key);
+        warn("unknown configuration key: " + key);
     }
 }
 
 // Somebody who names no instance would add one, with an order of arrays of its own.
 void warn_of_instances(const zentadbpp::List& instances) {
-    std::string names;
-    for (const std::string_view instance : instances) names.append(names.empty() ? "" : ", ").append(instance);
-    warn("the store was written by " + counted(instances.size(), "instance") + ": " + names +
+    warn("the store was written by " + counted(instances.size(), "instance") + ": " + comma_list(instances) +
          R"(; without --instance, "default" orders the arrays)");
 }
 
@@ -51,15 +49,15 @@ void Settings::declare_reading(Arguments& arguments) {
     is_declared_ = true;
     arguments.group("Configuration");
     arguments.optional("--config", config_, "Configuration: a JSON object or a file with one (or: ZENTADB_CONFIG)");
-    arguments.optional("--instance", instance_, "Name of who writes; all copies of one user's data share one");
+    arguments.optional("--instance", instance_, "Name of the writer; all copies of one user's data share it");
     arguments.flag("--discard-id", discard_id_, "Leave \"_id\" out of the data");
 }
 
 void Settings::declare_writing(Arguments& arguments) {
     declare_reading(arguments);
     arguments.optional("--ids", id_rules_, "Rules for ids, such as \"code\" or \"user.id;name,year\"");
-    arguments.optional("--indexed", indexed_, "Domains of arrays whose elements are told apart by position");
-    arguments.flag("--flatten-objects", flatten_objects_, "Make a document of every object");
+    arguments.optional("--indexed", indexed_, "Domains of arrays whose elements get ids by position");
+    arguments.flag("--flatten-objects", flatten_objects_, "Store every object as a document");
     arguments.flag("--fast-hash", fast_hash_, "Short hashes, for small data of one trusted writer");
 }
 

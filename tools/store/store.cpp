@@ -34,15 +34,15 @@ void refuse_other_data(const std::string& path, const Store& store, const std::s
         for (const auto& member : json.items()) known = known && (member.key() == "d" || member.key() == "o");
     }
     if (known) return;
-    throw Failure(Outcome::input, path + ": this is JSON, but no sync JSON",
-                  "To keep it as data, make a store of it: zentadb update STORE " + path);
+    throw Failure(Outcome::input, path + ": JSON, but not a sync JSON",
+                  "To store it as data: zentadb update STORE " + path);
 }
 
 Store store_of(const std::string& path, const std::string& text) {
     const std::string name = input_name(path);
     if (text.empty()) {
         throw Failure(Outcome::damaged, name + ": the file is empty",
-                      "A store is never empty. Remove the file to begin a new one, or bring back a copy of it.");
+                      "A store is never empty. Remove the file to start a new one, or restore a copy.");
     }
     Activity::current().doing("opening " + name);
     try {
@@ -53,7 +53,7 @@ Store store_of(const std::string& path, const std::string& text) {
         const std::optional<std::string> problem =
             error.is_record() || text.starts_with('@') ? std::nullopt : json_problem(path, text);
         throw Failure(Outcome::damaged, problem ? *problem : name + ": " + explained(error).what(),
-                      "zentadb verify " + path + " tells what of it is damaged.");
+                      "zentadb verify " + path + " shows what is damaged.");
     }
 }
 

@@ -176,6 +176,24 @@ def case_conflicts(world):
     nothing_left(world, a, b, c)
 
 
+def case_a_fresh_copy_merges_lists_as_others_do(world):
+    a, b = world.pair(u="one", v="one", w="one", x="one", y="one", z="one")
+    for copy, order in ((a, "zuvwxy"), (b, "vwxuyz")):
+        data = copy.read()
+        data["list"] = sorted(data["list"], key=lambda each: order.index(each["_id"]))
+        copy.update(data)
+    assert a.push() == 1 and b.push() == 1
+    fresh = world.copy("c.sync")
+    fresh.pull()
+    lists = [key for key in fresh.sync()["d"] if key.startswith("ord-")]
+    began = fresh.sync()["d"][lists[0]][0].partition("_")[0]
+    assert len(lists) == 1 and began in fresh.sync()["o"]
+    a.pull(), b.pull()
+    orders = {"".join(each["_id"] for each in copy.read()["list"]) for copy in (a, b, fresh)}
+    assert len(orders) == 1, orders
+    same(a, b, fresh)
+
+
 def case_changed_on_the_server(world):
     a, b = world.pair(edited="one", removed="one", settled="one", both="one")
     a.edit(settled="a", both="a")
@@ -245,7 +263,7 @@ def case_forged_on_the_server(world):
     world.ask("POST", "_bulk_docs", {"new_edits": False, "docs": [
         {"_id": "x", "text": "!forged", "_revisions": {"start": 2, "ids": [name, a.sync()["d"]["x"][0]]}}]})
     before = b.sync()
-    assert "1 content does not hash to the name given: x 2-" in b.pull(expect=4) and b.sync() == before
+    assert "1 content does not hash to its name: x 2-" in b.pull(expect=4) and b.sync() == before
     assert b.pull("--force") == 1 and b.texts() == {"x": "forged"}
 
 
@@ -310,14 +328,14 @@ def case_a_server_that_takes_or_gives_little(world):
              for id, ids in (("x", []), ("nobody", ["a"]))]
     change = {"id": "y", "seq": 1, "changes": [{"rev": "9-a"}]}
     for exchange, answers, error in (
-            (a.push, {"_revs_diff": []}, "no object"), (a.push, {"_bulk_docs": None}, "no array"),
+            (a.push, {"_revs_diff": []}, "not return an object"), (a.push, {"_bulk_docs": None}, "not return an array"),
             (a.push, {"_bulk_docs": [{"id": "z", "error": "e"}]}, "was not sent"),
-            (a.push, {**all_missing, "_bulk_get": given[0], "_bulk_docs": {}}, "no array"),
-            (a.push, {**all_missing, "_bulk_get": given[1]}, "not asked for"),
-            (b.pull, {"_changes": {"results": None, "last_seq": 1}}, "no array"),
-            (b.pull, {"_changes": {"results": [change], "last_seq": 1}, "_bulk_get": {"results": []}}, "says nothing"),
+            (a.push, {**all_missing, "_bulk_get": given[0], "_bulk_docs": {}}, "not return an array"),
+            (a.push, {**all_missing, "_bulk_get": given[1]}, "not requested"),
+            (b.pull, {"_changes": {"results": None, "last_seq": 1}}, "not an array"),
+            (b.pull, {"_changes": {"results": [change], "last_seq": 1}, "_bulk_get": {"results": []}}, "omits revisions"),
             (lambda **more: b.pull("--batch", "1", "--afresh", **more),
-             {"_changes": {"results": [{**change, "id": "_design/d"}], "last_seq": 1}}, "again and again")):
+             {"_changes": {"results": [{**change, "id": "_design/d"}], "last_seq": 1}}, "the same changes again")):
         world.proxy.disturb = lambda method, what: what in answers and json.dumps(answers[what]).encode()
         assert error in exchange(expect=8), answers
     world.proxy.disturb = lambda method, what: what == "_bulk_docs" and b'[{"id": "x", "error": "\\u001b[1m"}]'
