@@ -25,9 +25,13 @@ std::uint64_t load(const char* from) {
 
 std::uint32_t tag_of(std::uint64_t code) { return static_cast<std::uint32_t>(code >> 32); }
 
+// Drawn once in a process, as a draw can cost more than filling a small table. If it fails, the next table draws again.
 std::uint64_t random_seed() {
-    std::random_device device;
-    return (std::uint64_t{device()} << 32 | device()) | 1;
+    static const std::uint64_t seed = [] {
+        std::random_device device;
+        return (std::uint64_t{device()} << 32 | device()) | 1;
+    }();
+    return seed;
 }
 
 }  // namespace

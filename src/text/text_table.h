@@ -11,7 +11,7 @@
 namespace libzentadbpp {
 
 // Numbers different texts, counted from zero in the order of adding, and finds the number of a text. The texts must
-// outlive it. Hashing is seeded anew for every table, so that nobody can choose texts that collide.
+// outlive it. Hashing has a random seed, so that nobody can choose texts that collide.
 class TextTable {
    public:
     TextTable() : TextTable(0) {}
