@@ -20,7 +20,7 @@ const std::string& sample(const std::string& name) {
     return std::ranges::find(samples(), name, &Sample::name)->sync_json;
 }
 
-// What may be said of a call that got no memory: that, or what zlib and libcrypto make of it.
+// What may be said of a call that got no memory: that, or what libdeflate, zlib and libcrypto make of it.
 bool tells_no_memory(const std::string& error) {
     return error == "std::bad_alloc" || error == "SHA-256 failed" || error == "failed_to_uncompress_obj" ||
            error == record("compress_object", "failed_to_uncompress_data") ||
