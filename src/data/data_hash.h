@@ -9,7 +9,7 @@ namespace libzentadbpp {
 enum class HashKind : bool { sha256, fast };
 
 // Computes data hashes: 64 lower-case hexadecimal digits of SHA-256, or "x" and the decimal value of the low 32 bits of
-// XXH64 (seed 123456). One hasher serves one call at a time; it reuses its digest context from hash to hash.
+// XXH64 (seed 123456). One hasher serves one call at a time.
 class DataHasher {
    public:
     explicit DataHasher(HashKind kind);

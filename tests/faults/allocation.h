@@ -5,7 +5,7 @@
 namespace faults {
 
 // Makes allocations of the calling thread fail, wherever they come from: operator new, and malloc, calloc and realloc
-// of the library; without a sanitizer, of libdeflate, zlib and libcrypto as well.
+// of the library; without a sanitizer, of libdeflate and zlib as well.
 
 enum class Failing : bool { one, all_from_then };
 

@@ -1,7 +1,3 @@
-#include <openssl/err.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <iostream>
 #include <string>
@@ -20,9 +16,9 @@ const std::string& sample(const std::string& name) {
     return std::ranges::find(samples(), name, &Sample::name)->sync_json;
 }
 
-// What may be said of a call that got no memory: that, or what libdeflate, zlib and libcrypto make of it.
+// What may be said of a call that got no memory: that, or what libdeflate and zlib make of it.
 bool tells_no_memory(const std::string& error) {
-    return error == "std::bad_alloc" || error == "SHA-256 failed" || error == "failed_to_uncompress_obj" ||
+    return error == "std::bad_alloc" || error == "failed_to_uncompress_obj" ||
            error == record("compress_object", "failed_to_uncompress_data") ||
            error == record("uncompress_object", "failed_to_allocate_memory_for_uncompressed_data");
 }
@@ -61,10 +57,7 @@ std::size_t sweep(const Export& row, const Texts& given, Failing failing) {
     for (std::size_t n = 1;; ++n) {
         std::size_t asked_for = 0;
         const Around around{[&] { faults::fail_allocations(n, failing); },
-                            [&] {
-                                asked_for = faults::stop_failing();
-                                ERR_clear_error();
-                            },
+                            [&] { asked_for = faults::stop_failing(); },
                             true};
         const std::ptrdiff_t live = faults::live_allocations();
         {
@@ -85,8 +78,6 @@ std::size_t sweep(const Export& row, const Texts& given, Failing failing) {
 }
 
 TEST(Faults, AnyAllocationOfAnyFunctionMayFail) {
-    ERR_new();  // libcrypto keeps a list of errors for each thread
-    ERR_clear_error();
     std::size_t points = 0;
     for (const Export& row : exports()) {
         for (const Texts& given : arguments_of(row)) {
@@ -106,31 +97,6 @@ TEST(Faults, FreeingNeedsNoMemory) {
     third.reset();
     second.reset();
     EXPECT_EQ(faults::stop_failing(), 0U);
-}
-
-// libcrypto is set up at the first hash of a process, so each point needs a process of its own, in which nothing was
-// hashed before.
-TEST(FirstHash, MayFailAnywhereAndIsTriedAgain) {
-    constexpr std::size_t step = ZENTADBPP_FIRST_HASH_STEP;
-    for (std::size_t n = 1;; n += step) {
-        const pid_t child = fork();
-        if (child == 0) {
-            const auto update = [] { return update_sync_json(R"({"a": 1})", "{}", "{}"); };
-            faults::fail_allocations(n, n % 2 == 0 ? Failing::one : Failing::all_from_then);
-            sync_json_result met = update();
-            const std::size_t asked_for = faults::stop_failing();
-            const bool failed = met.value == nullptr;
-            free_sync_json_result(&met);
-            const Answer again = taken(update());
-            const bool right =
-                again.value && again.text().find("f9d86028c6e0d64e225186f96acb6933") != std::string::npos;
-            _exit(!right ? 1 : asked_for < n && !failed ? 2 : 0);
-        }
-        int status = 0;
-        ASSERT_EQ(waitpid(child, &status, 0), child);
-        ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) != 1) << "allocation " << n << ", status " << status;
-        if (WEXITSTATUS(status) == 2) break;
-    }
 }
 
 }  // namespace
