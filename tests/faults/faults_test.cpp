@@ -56,8 +56,7 @@ std::size_t sweep(const Export& row, const Texts& given, Failing failing) {
     const Answer whole = row.call(given);
     for (std::size_t n = 1;; ++n) {
         std::size_t asked_for = 0;
-        const Around around{[&] { faults::fail_allocations(n, failing); },
-                            [&] { asked_for = faults::stop_failing(); },
+        const Around around{[&] { faults::fail_allocations(n, failing); }, [&] { asked_for = faults::stop_failing(); },
                             true};
         const std::ptrdiff_t live = faults::live_allocations();
         {
