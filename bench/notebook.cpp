@@ -20,22 +20,35 @@ class Random {
     std::mt19937 engine_;
 };
 
-constexpr std::array<std::string_view, 16> words{
-    "revision ", "merge ",  "copy ",  "Grüße ",  "\\\"quoted\\\" ", "line\\nbreak ", "notebook ",      "of ",
-    "and ",      "winter ", "train ", "tab\\t ", "naïve ",          "paper ",        "\\\\backslash ", "meeting "};
-
-std::string body(Random& random) {
-    const std::size_t length = 120 + random.below(281);
+// Words of a vocabulary of 4,000, the first ones more often than the others, as in any text. Some are escaped in JSON
+// or are not ASCII.
+std::string word(Random& random) {
+    constexpr std::array<std::string_view, 7> special{
+        "Grüße", "\\\"quoted\\\"", "line\\nbreak", "naïve", "tab\\t", "\\\\backslash", "of"};
+    constexpr std::string_view consonants = "bdfghklmnprstvwz";
+    constexpr std::string_view vowels = "aeiou";
+    std::uint32_t rank = random.below(1 + random.below(4000));
+    if (rank < special.size()) return std::string(special[rank]);
     std::string text;
-    while (text.size() < length) text += words[random.below(words.size())];
+    for (rank = rank * 7919 % 65537 + 40; rank != 0; rank /= 80) {
+        text += consonants[rank % 16];
+        text += vowels[rank / 16 % 5];
+    }
     return text;
 }
 
-std::string note(std::size_t number, bool edited) {
+std::string words(Random& random, std::size_t length) {
+    std::string text = word(random);
+    while (text.size() < length) text += " " + word(random);
+    return text;
+}
+
+std::string note(std::size_t number, unsigned edit) {
     Random random(static_cast<std::uint32_t>(number * 2654435761U + 1));
     const std::string id = std::to_string(number);
-    std::string text = "{\"_id\":\"note-" + id + "\",\"title\":\"Note " + id + (edited ? " (edited)" : "");
-    text += "\",\"body\":\"" + body(random) + "\",\"tags\":[";
+    std::string text = "{\"_id\":\"note-" + id + "\",\"title\":\"Note " + id +
+                       (edit == 0 ? "" : " (edit " + std::to_string(edit) + ")");
+    text += " " + words(random, 10) + "\",\"body\":\"" + words(random, 120 + random.below(281)) + "\",\"tags\":[";
     const std::uint32_t tags = random.below(4);
     for (std::uint32_t tag = 0; tag < tags; ++tag) {
         text += (tag == 0 ? "\"tag" : ",\"tag") + std::to_string(random.below(20)) + "\"";
@@ -47,7 +60,7 @@ std::string note(std::size_t number, bool edited) {
     const std::uint32_t tasks = random.below(5);
     for (std::uint32_t task = 0; task < tasks; ++task) {
         text += (task == 0 ? "{\"_id\":\"task-" : ",{\"_id\":\"task-") + id + "-" + std::to_string(task);
-        text += "\",\"text\":\"do the " + std::string(words[task]) + "thing\",\"done\":";
+        text += "\",\"text\":\"" + words(random, 10 + random.below(50)) + "\",\"done\":";
         text += random.below(2) == 0 ? "true}" : "false}";
     }
     return text + "]}";
@@ -61,11 +74,11 @@ std::string hash_like(std::size_t number) {
 
 }  // namespace
 
-std::string notebook(std::size_t notes, unsigned edited_percent) {
+std::string notebook(std::size_t notes, unsigned edited_percent, unsigned edit) {
     std::string text = "{\"name\":\"notebook\",\"notes\":[";
     for (std::size_t i = 0; i < notes; ++i) {
         if (i != 0) text += ",";
-        text += note(i, i * 37 % 100 < edited_percent);
+        text += note(i, i * 37 % 100 < edited_percent ? edit : 0);
     }
     return text + "]}";
 }
@@ -101,7 +114,7 @@ std::string one_document(std::size_t members) {
     Random random(11);
     std::string text = "{";
     for (std::size_t i = 0; i < members; ++i) {
-        text += (i == 0 ? "\"m" : ",\"m") + std::to_string(i) + "\":\"" + body(random) + "\"";
+        text += (i == 0 ? "\"m" : ",\"m") + std::to_string(i) + "\":\"" + words(random, 120 + random.below(281)) + "\"";
     }
     return text + "}";
 }

@@ -6,9 +6,9 @@
 namespace bench {
 
 // The host data that everything is measured on: a notebook of `notes` notes, each with a body of 120 to 400 characters,
-// tags, numbers, a nested object and up to four tasks. The same every time. With `edited_percent`, that share of the
-// notes has another title.
-[[nodiscard]] std::string notebook(std::size_t notes, unsigned edited_percent = 0);
+// tags, numbers, a nested object and up to four tasks. Nearly all texts differ, and they are the same every time. With
+// `edited_percent`, that share of the notes has another title, which differs from edit to edit.
+[[nodiscard]] std::string notebook(std::size_t notes, unsigned edited_percent = 0, unsigned edit = 1);
 
 // The same number of top-level elements with hardly any content, and with nothing but decimal numbers.
 [[nodiscard]] std::string tiny_elements(std::size_t count);

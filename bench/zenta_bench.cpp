@@ -5,12 +5,21 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 #include <simdjson.h>
+#include <sys/mman.h>
+#include <unistd.h>
 #include <zentadbpp.h>
+#include <zlib.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <filesystem>
 #include <fstream>
+#include <iostream>
+#include <iterator>
 #include <map>
+#include <memory>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -34,13 +43,13 @@ class Handle {
     explicit Handle(sync_json_ptr_result result) : handle_(result.ptr) {
         if (result.error != nullptr) throw std::runtime_error(result.error);
     }
-    ~Handle() { free_sync_json_ptr(handle_); }
-    Handle(const Handle&) = delete;
-    Handle& operator=(const Handle&) = delete;
-    operator sync_json_ptr() const { return handle_; }
+    operator sync_json_ptr() const { return handle_.get(); }
 
    private:
-    sync_json_ptr handle_;
+    struct Close {
+        void operator()(sync_json_ptr handle) const { free_sync_json_ptr(handle); }
+    };
+    std::unique_ptr<zentadbpp_document_storage, Close> handle_;
 };
 
 void require(bool holds, const char* what) {
@@ -67,6 +76,16 @@ std::string answer_of_server(const std::string& bulk_docs) {
     return text + "]}";
 }
 
+std::string sha256(std::string_view text) {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    require(EVP_Digest(text.data(), text.size(), digest, nullptr, EVP_sha256(), nullptr) == 1, "not hashed");
+    std::string hex;
+    for (int i = 0; i < 32; ++i) {
+        for (const int half : {digest[i] >> 4, digest[i] & 15}) hex += "0123456789abcdef"[half];
+    }
+    return hex;
+}
+
 // Everything that is measured at one size, made and checked once.
 struct Data {
     std::string host;
@@ -77,7 +96,8 @@ struct Data {
     std::string compressed;   // sync
     std::string bulk_get;     // sync, as a server would answer
     std::size_t documents;
-    std::vector<std::string> hashed;  // the content of every document, and a path for every array
+    std::vector<std::string> hashed_names;     // what a first update hashes: the paths of arrays, the names of orders,
+    std::vector<std::string> hashed_contents;  // and the content of every document
 
     explicit Data(std::size_t notes) : host(bench::notebook(notes)), edited(bench::notebook(notes, 1)) {
         sync = take(update_sync_json(host.c_str(), none, none));
@@ -99,21 +119,41 @@ struct Data {
         bulk_get = answer_of_server(take(sync_json_to_bulk_docs(sync.c_str())));
         require(take(sync_json_from_bulk_get(bulk_get.c_str(), none)) == sync, "exchange lost data");
 
-        rapidjson::Document parsed;
-        parsed.Parse(sync.c_str());
-        documents = parsed["d"].MemberCount();
-        std::unordered_map<std::string_view, std::string> contents;
-        // Not by GetObject(), whose iterators compare in two ways that C++20 cannot tell apart.
-        const auto members_of = [](const rapidjson::Value& object) {
-            return std::span(&*object.MemberBegin(), object.MemberCount());
-        };
-        for (const auto& [digest, content] : members_of(parsed["o"]))
-            contents.emplace(digest.GetString(), written(content));
-        for (const auto& [id, entry] : members_of(parsed["d"])) {
-            const std::string_view revision = entry[0].GetString();
-            hashed.push_back(contents.at(revision.substr(0, revision.find('_'))));
+        find_hashed(notes);
+    }
+
+   private:
+    // Each name in the sync JSON is the hash of one of these texts.
+    void find_hashed(std::size_t notes) {
+        hashed_names.emplace_back("root->notes-");
+        const std::string root = "root->notes-a(" + sha256(hashed_names.front()) + ")->o(note-";
+        for (std::size_t i = 0; i < notes; ++i) hashed_names.push_back(root + std::to_string(i) + ")->tasks-");
+        const std::size_t arrays = hashed_names.size();
+        std::unordered_map<std::string, std::string> domains;  // by the ids of their ordering documents
+        for (std::size_t i = 0; i < arrays; ++i) {
+            std::string name = "default-ordering-" + sha256(hashed_names[i]);
+            const std::string id = "ord-" + sha256(name);
+            domains.emplace(id, std::move(name));
         }
-        hashed.insert(hashed.end(), notes + 1, std::string(100, 'p'));
+
+        simdjson::ondemand::parser parser;
+        const simdjson::padded_string text(sync);
+        std::unordered_map<std::string, std::string> contents;
+        simdjson::ondemand::document parsed = parser.iterate(text);
+        for (auto member : parsed["o"].get_object()) {
+            const std::string_view hash = member.unescaped_key();
+            const std::string_view content = member.value().get_object().value().raw_json();
+            require(sha256(content) == hash, "a content is not what was hashed");
+            contents.emplace(hash, content);
+        }
+        parsed = parser.iterate(text);
+        for (auto member : parsed["d"].get_object()) {
+            const std::string id(std::string_view(member.unescaped_key()));
+            const std::string_view revision = member.value().at(0).get_string();
+            hashed_contents.push_back(contents.at(std::string(revision.substr(0, revision.find('_')))));
+            if (id.starts_with("ord-")) hashed_names.push_back(domains.at(id));
+        }
+        documents = hashed_contents.size();
     }
 };
 
@@ -167,14 +207,14 @@ void yard_simdjson_parse_sync(benchmark::State& state) {
     count(state, text.size(), 0);
 }
 
-void yard_sha256(benchmark::State& state) {
+void yard_sha256(benchmark::State& state, const std::vector<std::string>& texts) {
     std::size_t bytes = 0;
     EVP_MD_CTX* context = EVP_MD_CTX_new();
     EVP_MD* sha256 = EVP_MD_fetch(nullptr, "SHA256", nullptr);
     unsigned char digest[EVP_MAX_MD_SIZE];
     for (auto _ : state) {
         bytes = 0;
-        for (const std::string& text : data(state).hashed) {
+        for (const std::string& text : texts) {
             EVP_DigestInit_ex2(context, sha256, nullptr);
             EVP_DigestUpdate(context, text.data(), text.size());
             EVP_DigestFinal_ex(context, digest, nullptr);
@@ -185,6 +225,20 @@ void yard_sha256(benchmark::State& state) {
     EVP_MD_free(sha256);
     EVP_MD_CTX_free(context);
     count(state, bytes, 0);
+}
+
+void yard_sha256_names(benchmark::State& state) { yard_sha256(state, data(state).hashed_names); }
+void yard_sha256_contents(benchmark::State& state) { yard_sha256(state, data(state).hashed_contents); }
+
+void yard_zlib_sync(benchmark::State& state) {
+    const std::string& text = data(state).sync;
+    std::vector<Bytef> out(compressBound(text.size()));
+    for (auto _ : state) {
+        uLongf size = out.size();
+        require(compress(out.data(), &size, reinterpret_cast<const Bytef*>(text.data()), text.size()) == Z_OK, "zlib");
+        state.counters["bytes"] = static_cast<double>(size);
+    }
+    count(state, text.size(), 0);
 }
 
 void yard_memcpy_sync(benchmark::State& state) {
@@ -230,6 +284,29 @@ void by_handle(const char* name, Call call) {
     })->Apply(sizes);
 }
 
+// Times the first read of the handle that `make(data, handle, edited)` returns.
+template <class Make>
+void first_read(const char* name, Make make) {
+    benchmark::RegisterBenchmark(name, [make](benchmark::State& state) {
+        const Data& d = data(state);
+        Handle handle(new_sync_json_ptr(d.sync.c_str()));
+        Handle edited(new_sync_json_ptr(d.sync_edited.c_str()));
+        release(read_sync_json_ptr(handle, none));
+        for (auto _ : state) {
+            state.PauseTiming();
+            {
+                Handle fresh(make(d, sync_json_ptr{handle}, sync_json_ptr{edited}));
+                state.ResumeTiming();
+                sync_json_result read = read_sync_json_ptr(fresh, none);
+                state.PauseTiming();
+                release(read);
+            }
+            state.ResumeTiming();
+        }
+        count(state, d.sync.size(), d.documents);
+    })->Apply(sizes);
+}
+
 // Times a question about one document.
 template <class Query>
 void of_a_document(const char* name, Query query) {
@@ -266,6 +343,8 @@ void register_operations() {
               [](const Data& d, Ptr h, Ptr) { return update_sync_json_ptr(d.edited.c_str(), h, none); });
     by_text("read_text", [](const Data& d) { return read_sync_json(d.sync.c_str(), none); });
     by_handle("read_handle", [](const Data&, Ptr h, Ptr) { return read_sync_json_ptr(h, none); });
+    first_read("first_read_opened", [](const Data& d, Ptr, Ptr) { return new_sync_json_ptr(d.sync.c_str()); });
+    first_read("first_read_merged", [](const Data&, Ptr h, Ptr e) { return replicate_sync_json_ptr(e, h, none); });
     by_text("replicate_text",
             [](const Data& d) { return replicate_sync_json(d.sync_edited.c_str(), d.sync.c_str(), none); });
     by_handle("replicate_handle", [](const Data&, Ptr h, Ptr e) { return replicate_sync_json_ptr(e, h, none); });
@@ -312,8 +391,8 @@ void resolve_handle(benchmark::State& state) {
     // Two copies edit one note apart, so that there is something to settle.
     const std::string mine = take(update_sync_json(d.edited.c_str(), d.sync.c_str(), none));
     std::string other_host = d.host;
-    const std::string old_title = "\"title\":\"Note 0\"";
-    other_host.replace(other_host.find(old_title), old_title.size(), "\"title\":\"Another\"");
+    const std::string old_title = "\"title\":\"Note 0 ";
+    other_host.replace(other_host.find(old_title), old_title.size(), "\"title\":\"Another ");
     const std::string theirs = take(update_sync_json(other_host.c_str(), d.sync.c_str(), none));
     Handle handle(new_sync_json_ptr(take(replicate_sync_json(mine.c_str(), theirs.c_str(), none)).c_str()));
     const std::string loser = take(sync_json_ptr_conflicting(handle, "note-0"));
@@ -357,6 +436,88 @@ void peak_of_update(benchmark::State& state) {
         peak = (resident("VmHWM:") - before) / texts;
     }
     state.counters["per_byte"] = peak;
+}
+
+// --- Stores with a past
+
+// Host data and configuration of one update after the other.
+using Past = std::vector<std::pair<std::string, std::string>>;
+
+std::map<std::string, Past> pasts() {
+    std::map<std::string, Past> made{
+        {"2000_notes", {{bench::notebook(2000), none}}},
+        {"1000_notes", {{bench::notebook(1000), none}}},
+        {"16000_deleted", {{bench::notebook(17000), none}, {bench::notebook(1000), none}}}};
+    for (int i = 0; i < 32; ++i) {
+        made["32_instances"].emplace_back(bench::notebook(2000), "{\"instance_id\": \"" + std::to_string(i) + "\"}");
+    }
+    for (unsigned edit = 1; edit <= 20; ++edit) made["20_edits"].emplace_back(bench::notebook(1000, 100, edit), none);
+    return made;
+}
+
+struct Store {
+    std::string sync;
+    std::string host;
+    std::string configuration;
+
+    explicit Store(const Past& past) : host(past.back().first), configuration(past.back().second) {
+        Handle handle(new_sync_json_ptr(none));
+        for (const auto& [data, with] : past) handle = Handle(update_sync_json_ptr(data.c_str(), handle, with.c_str()));
+        char* text = dump_sync_json_ptr(handle);
+        sync = text;
+        release(text);
+    }
+};
+
+const Store& store(const std::string& name) {
+    static std::map<std::string, Store> made;
+    if (const auto found = made.find(name); found != made.end()) return found->second;
+    return made.try_emplace(name, pasts().at(name)).first->second;
+}
+
+void register_pasts() {
+    for (const char* name : {"1000_notes", "20_edits", "16000_deleted", "2000_notes", "32_instances"}) {
+        const std::string after = std::string("_after/") + name;
+        benchmark::RegisterBenchmark(("update_unchanged" + after).c_str(), [name](benchmark::State& state) {
+            const Store& s = store(name);
+            Handle handle(new_sync_json_ptr(s.sync.c_str()));
+            const auto update = [&] { return update_sync_json_ptr(s.host.c_str(), handle, s.configuration.c_str()); };
+            release(update());
+            for (auto _ : state) release(update());
+        })->Unit(benchmark::kMicrosecond);
+        benchmark::RegisterBenchmark(("read_text" + after).c_str(), [name](benchmark::State& state) {
+            const Store& s = store(name);
+            for (auto _ : state) release(read_sync_json(s.sync.c_str(), s.configuration.c_str()));
+        })->Unit(benchmark::kMicrosecond);
+    }
+}
+
+// --- A process that has done nothing yet
+
+// Opens the text of the standard input, reads it and updates it with what was read. Prints what that took, in seconds.
+void run_cold() {
+    const std::string sync{std::istreambuf_iterator<char>(std::cin), {}};
+    const std::clock_t begin = std::clock();
+    {
+        Handle handle(new_sync_json_ptr(sync.c_str()));
+        const std::string host = take(read_sync_json_ptr(handle, none));
+        release(update_sync_json_ptr(host.c_str(), handle, none));
+    }
+    std::cout << static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC << "\n";
+}
+
+void cold_process(benchmark::State& state) {
+    const std::filesystem::path input = std::filesystem::temp_directory_path() / ("bench-" + std::to_string(getpid()));
+    std::ofstream(input) << data(state).sync;
+    const std::string self = std::filesystem::read_symlink("/proc/self/exe");
+    for (auto _ : state) {
+        FILE* child = popen((self + " --cold <" + input.string()).c_str(), "r");
+        double seconds = 0;
+        require(child != nullptr && std::fscanf(child, "%lf", &seconds) == 1, "no process");
+        pclose(child);
+        state.SetIterationTime(seconds);
+    }
+    std::filesystem::remove(input);
 }
 
 // --- Special shapes
@@ -417,8 +578,11 @@ BENCHMARK(yard_rapidjson_parse_sync)->Apply(sizes);
 BENCHMARK(yard_rapidjson_write_host)->Apply(sizes);
 BENCHMARK(yard_rapidjson_parse_write_sync)->Apply(sizes);
 BENCHMARK(yard_simdjson_parse_sync)->Apply(sizes);
-BENCHMARK(yard_sha256)->Apply(sizes);
+BENCHMARK(yard_sha256_names)->Apply(sizes);
+BENCHMARK(yard_sha256_contents)->Apply(sizes);
+BENCHMARK(yard_zlib_sync)->Apply(sizes);
 BENCHMARK(yard_memcpy_sync)->Apply(sizes);
+BENCHMARK(cold_process)->Arg(1)->Apply(sizes)->Iterations(3)->UseManualTime();
 BENCHMARK(resolve_handle)->Apply(sizes);
 BENCHMARK(memory_of_handle)->Apply(sizes)->Iterations(1);
 BENCHMARK(peak_of_update)->Apply(sizes)->Iterations(1);
@@ -428,10 +592,26 @@ BENCHMARK(array_of_elements)->Apply([](auto* b) { doubled(b, 100000); });
 BENCHMARK(tiny_documents)->Apply([](auto* b) { doubled(b, 100000); });
 BENCHMARK(one_large_document)->Apply([](auto* b) { doubled(b, 20000); });
 
+// Virtual machines get most of their memory at the first touch, which costs many times what it costs later and would be
+// paid by whatever runs first.
+void touch_memory() {
+    constexpr std::size_t enough = std::size_t{3} << 30;
+    void* memory = mmap(nullptr, enough, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+    if (memory != MAP_FAILED) munmap(memory, enough);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    const std::span arguments(argv, static_cast<std::size_t>(argc));
+    if (argc == 2 && arguments[1] == std::string_view("--cold")) return run_cold(), 0;
+    if (argc == 3 && arguments[1] == std::string_view("--notebook")) {  // N: prints the host data
+        std::cout << bench::notebook(std::stoul(arguments[2])) << "\n";
+        return 0;
+    }
+    touch_memory();
     register_operations();
+    register_pasts();
     const char* decimals = std::getenv("USE_FAST_FLOAT") == nullptr ? "decimal_numbers" : "decimal_numbers_fast_float";
     benchmark::RegisterBenchmark(decimals, decimal_numbers)->Apply([](auto* b) { doubled(b, 20000); });
     benchmark::Initialize(&argc, argv);
