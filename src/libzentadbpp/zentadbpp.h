@@ -65,7 +65,7 @@
 //   JSON    a JSON text: ", " between elements and members, ": " after a key, keys in ascending byte order
 //
 // If memory runs out, the call fails as a whole: nothing changes, nothing leaks, and no partial result is returned.
-// `error` is then "std::bad_alloc", or one of the texts of zlib and libcrypto below. If there is not even memory for
+// `error` is then "std::bad_alloc", or what is said of compression below. If there is not even memory for
 // that text, `value` (or `ptr`) and `error` are both null. A success always has a value or a handle, so test for that
 // and not for `error`:
 //
@@ -94,8 +94,7 @@
 //                     of that function. Rely on <key>, <function> and the layout; <line> changes with every release.
 //   standard text     From the C++ library: "std::bad_alloc"; "invalid string_view position" for an empty JSON text;
 //                     "invalid map<K, T> key" for a missing member; "invalid stoi argument" and "stoi argument out of
-//                     range" for the generation of a revision string. From libcrypto: "SHA-256 failed", "SHA-256 is
-//                     not available".
+//                     range" for the generation of a revision string.
 //
 // Functions refer to three groups of errors by name. All of them are error records unless marked otherwise.
 //
@@ -686,7 +685,7 @@ ZENTADBPP_EXPORT sync_json_result sync_json_patch(const char* before, const char
 
 // Compresses an object. An object that is already compressed is returned unchanged.
 // Result: JSON, the compressed object.
-// Errors: "failed_to_uncompress_data" (from "compress_object") if zlib fails.
+// Errors: "failed_to_uncompress_data" (from "compress_object") if compressing fails.
 // Cost: O(n).
 ZENTADBPP_EXPORT sync_json_result sync_json_compress(const char* object);
 
