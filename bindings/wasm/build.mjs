@@ -4,7 +4,7 @@
 import { createRequire } from 'node:module';
 import { execFileSync } from 'node:child_process';
 import { copyFileSync, cpSync, mkdirSync, readdirSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
-import { dirname, join, resolve } from 'node:path';
+import { dirname, join, relative, resolve } from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { deflateRawSync } from 'node:zlib';
 
@@ -24,9 +24,7 @@ writeFileSync(join(out, 'text.js'), `export default ${text};\n`);
 writeFileSync(join(out, 'text.cjs'), `module.exports = ${text};\n`);
 
 // The interface is that of the package for Node; here another module is behind it.
-const types = readFileSync(join(node, 'index.d.ts'), 'utf8');
-writeFileSync(join(out, 'index.d.ts'), types);
-writeFileSync(join(out, 'index.d.cts'), types);
+for (const name of ['index.d.ts', 'index.d.cts']) copyFileSync(join(node, 'index.d.ts'), join(out, name));
 
 // What imports are in the package: the name in the sources, and the file of the package for it.
 const places = (names) => ({
@@ -93,9 +91,11 @@ execFileSync(
   [join(tools, 'node_modules', 'typescript', 'bin', 'tsc'), '--project', join(here, 'tsconfig.json'), '--typeRoots', join(tools, 'node_modules', '@types'), '--outDir', join(out, 'types')],
   { stdio: 'inherit' },
 );
-for (const name of readdirSync(join(out, 'types'))) {
-  const path = join(out, 'types', name);
-  const text = readFileSync(path, 'utf8').replaceAll('#library', '../index.js');
+const types = join(out, 'types');
+for (const name of readdirSync(types, { recursive: true }).filter((each) => each.endsWith('.d.ts'))) {
+  const path = join(types, name);
+  const toPackage = relative(dirname(path), out);
+  const text = readFileSync(path, 'utf8').replaceAll('#library', `${toPackage}/index.js`);
   writeFileSync(path, text);
   writeFileSync(path.replace(/\.d\.ts$/, '.d.cts'), text.replace(/(from '\.[^']*)\.js'/g, "$1.cjs'"));
 }

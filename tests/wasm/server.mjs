@@ -32,24 +32,35 @@ export async function startServer() {
     await pause(100);
   }
   const requests = [];
+  const told = { disturb: () => undefined };
   let isDown = false;
-  const proxy = createServer((incoming, outgoing) => {
+  const proxy = createServer(async (incoming, outgoing) => {
     const cors = { 'Access-Control-Allow-Origin': '*', 'Access-Control-Allow-Headers': '*', 'Access-Control-Allow-Methods': '*' };
     if (isDown) return outgoing.destroy();
     if (incoming.method === 'OPTIONS') return outgoing.writeHead(204, cors).end();
-    requests.push(`${incoming.method} ${incoming.url}`);
-    const { host, origin, ...headers } = incoming.headers;
-    const passed = request({ host: '127.0.0.1', port, path: incoming.url, method: incoming.method, headers }, (answer) => {
+    const pieces = [];
+    for await (const piece of incoming) pieces.push(piece);
+    const body = Buffer.concat(pieces);
+    const { method, url, headers: { host, origin, 'transfer-encoding': encoding, ...headers } } = incoming;
+    const what = url.split('?')[0].split('/')[2] ?? '';
+    requests.push({ method, url, what, body: body.toString() });
+    const disturbed = told.disturb({ method, url, what, body: body.toString() });
+    if (disturbed?.status) return outgoing.writeHead(disturbed.status, cors).end('<html>no JSON</html>');
+    if (disturbed) return outgoing.writeHead(200, cors).end(JSON.stringify(disturbed.json));
+    const passed = request({ host: '127.0.0.1', port, path: url, method, headers }, (answer) => {
       outgoing.writeHead(answer.statusCode, { ...answer.headers, ...cors });
       answer.pipe(outgoing);
     });
     passed.on('error', () => outgoing.destroy());
-    incoming.pipe(passed);
+    passed.end(body);
   });
   await new Promise((ready) => proxy.listen(0, '127.0.0.1', ready));
   const base = `http://127.0.0.1:${proxy.address().port}`;
   return {
+    /** What was asked: { method, url, what, body }, where `what` is the part of the database. */
     requests,
+    /** Gets each request; what it returns is the answer: { status } or { json }. */
+    disturbWith: (disturb) => void (told.disturb = disturb ?? (() => undefined)),
     url: (database) => `${base}/${database}`,
     ask: async (method, path, body) => (await fetch(`${base}/${path}`, { method, body: body && JSON.stringify(body), headers: { 'Content-Type': 'application/json' } })).json(),
     setDown: (down) => void (isDown = down),

@@ -3,7 +3,7 @@
 
 import * as library from '#library';
 import { applied, changesBetween, type Operation } from './changes.js';
-import { exchange, type ExchangeOptions, type ExchangeResult } from './couchdb.js';
+import { exchange, type ExchangeOptions, type ExchangeResult } from './couchdb/exchange.js';
 import { MemoryStorage, type Kept, type Storage } from './storage.js';
 // The build puts one of storage-browser and storage-node in its place.
 import { defaultStorage } from './default-storage.js';
@@ -35,14 +35,6 @@ export interface Conflict {
   id: string;
   winning: Revision;
   others: Revision[];
-}
-
-export interface ThreeWay {
-  id: string;
-  /** The last revision that both have in common; its value may be gone. */
-  base: Revision | undefined;
-  winning: Revision;
-  other: Revision;
 }
 
 interface State {
@@ -110,6 +102,14 @@ export class Engine {
     const merged = source.allDocs() === '[]' ? target : library.replicate(source, target);
     source.close();
     return merged;
+  }
+
+  #allMerged(sources: library.Handle[], target: library.Handle): library.Handle {
+    return sources.reduce((merged, source) => {
+      const next = this.#merged(source, merged);
+      if (merged !== target && merged !== next) merged.close();
+      return next;
+    }, target);
   }
 
   // Makes a new state of the newest one, which may be another tab's, and keeps it. Not in turn.
@@ -192,11 +192,13 @@ export class Engine {
     const done = this.#exchanges.then(async () => {
       await this.refresh();
       return exchange(url, options, {
-        dump: () => this.#handle.dump(),
+        config: this.config,
+        handle: () => this.#handle,
         value: () => this.#state.value,
-        merge: (set) => this.#inTurn(() => this.#commit('exchange', (newest) => this.#merged(set, newest))),
+        merge: (sets) => this.#inTurn(() => this.#commit('exchange', (newest) => this.#allMerged(sets, newest))),
         readNote: (name) => this.storage.readNote(name),
         writeNote: (name, note) => this.storage.writeNote(name, note),
+        removeNote: (name) => this.storage.removeNote(name),
       });
     });
     this.#exchanges = done.catch(() => {});
@@ -220,19 +222,8 @@ export class Engine {
     }));
   }
 
-  async threeWay(id: string): Promise<ThreeWay[]> {
-    const path = (rev: string): string[] => JSON.parse(this.#handle.history(id, rev));
-    const winning = this.#handle.winning(id);
-    const ours = new Set(path(winning));
-    return this.#handle.conflicting(id).map((rev) => {
-      const base = path(rev).find((each) => ours.has(each));
-      return {
-        id,
-        base: base === undefined ? undefined : this.#revision(id, base),
-        winning: this.#revision(id, winning),
-        other: this.#revision(id, rev),
-      };
-    });
+  async threeWay(id: string): Promise<library.ThreeWay> {
+    return library.threeWay(this.#handle, id, this.config);
   }
 
   async history(id: string): Promise<Revision[]> {

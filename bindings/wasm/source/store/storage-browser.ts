@@ -50,6 +50,10 @@ class IndexedDbStorage implements Storage {
     await settled(this.database.transaction(table, 'readwrite').objectStore(table).put(note, `note:${name}`));
   }
 
+  async removeNote(name: string) {
+    await settled(this.database.transaction(table, 'readwrite').objectStore(table).delete(`note:${name}`));
+  }
+
   close() {
     this.database.close();
   }

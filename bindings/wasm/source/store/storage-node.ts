@@ -1,7 +1,7 @@
 // A store in a file, which holds the sync JSON alone, so that the command line can work on it as well.
 
 import { createHash } from 'node:crypto';
-import { open, readFile, rename, stat, unlink, writeFile } from 'node:fs/promises';
+import { open, readFile, rename, rm, stat, unlink, writeFile } from 'node:fs/promises';
 import { dirname } from 'node:path';
 import process from 'node:process';
 import { setTimeout as pause } from 'node:timers/promises';
@@ -101,6 +101,10 @@ class FileStorage implements Storage {
 
   async writeNote(name: string, note: unknown) {
     await replaceFile(`${this.path}.${name}.json`, JSON.stringify(note));
+  }
+
+  async removeNote(name: string) {
+    await rm(`${this.path}.${name}.json`, { force: true });
   }
 
   close() {}

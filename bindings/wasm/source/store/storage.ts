@@ -14,6 +14,7 @@ export interface Storage {
   transact(change: (kept: Kept | undefined) => string | undefined): Promise<Kept | undefined>;
   readNote(name: string): Promise<unknown>;
   writeNote(name: string, note: unknown): Promise<void>;
+  removeNote(name: string): Promise<void>;
   close(): void;
 }
 
@@ -37,6 +38,10 @@ export class MemoryStorage implements Storage {
 
   async writeNote(name: string, note: unknown) {
     this.#notes.set(name, JSON.stringify(note));
+  }
+
+  async removeNote(name: string) {
+    this.#notes.delete(name);
   }
 
   close() {}

@@ -1,8 +1,9 @@
 // What applications hold: data that is read at once, changed by functions, and kept, merged and exchanged behind it.
 
 import { applied, changesBetween, type Operation } from './changes.js';
-import { Engine, type Change, type Conflict, type EngineOptions, type Origin, type Revision, type ThreeWay } from './engine.js';
-import type { ExchangeOptions, ExchangeResult } from './couchdb.js';
+import { Engine, type Change, type Conflict, type EngineOptions, type Origin, type Revision } from './engine.js';
+import type { ExchangeOptions, ExchangeResult } from './couchdb/exchange.js';
+import type { ThreeWay } from '#library';
 import { engineInWorker } from './remote.js';
 
 export { applied as applyChanges, changesBetween } from './changes.js';
@@ -100,8 +101,8 @@ export class Store<T> {
     return this.#engine.resolve(id, rev);
   }
 
-  /** For each revision in conflict with the winning one, both and what they began with. */
-  threeWay(id: string): Promise<ThreeWay[]> {
+  /** What is known about a document in conflict, and what can be merged of it: that of `threeWay` of the library. */
+  threeWay(id: string): Promise<ThreeWay> {
     return this.#engine.threeWay(id);
   }
 
