@@ -48,6 +48,8 @@ const bundle = (entry, file, format, names) =>
     target: 'es2022',
     external: ['node:*'],
     legalComments: 'none',
+    minifyWhitespace: true, // and names as they are, for messages and profiles
+    minifySyntax: true,
     logOverride: { 'empty-import-meta': 'silent' },
     plugins: [places(names)],
   });

@@ -6,6 +6,7 @@ import { presets } from './presets.js';
 
 const config = { instance_id: 'playground' };
 const names = ['Laptop', 'Phone', 'Tablet'];
+const inWords = new Intl.ListFormat('en');
 const find = (selector, inside = document) => inside.querySelector(selector);
 
 let devices = []; // { name, handle, online }
@@ -36,7 +37,7 @@ function sync(group) {
     }
   }
   const open = new Set(group.flatMap(({ handle }) => handle.unresolved())).size;
-  tell(`${group.map(({ name }) => name).join(', ')} synced. ${open === 0 ? 'No conflict.' : `${open === 1 ? 'One entry is' : `${open} entries are`} in conflict: all devices show the same version and keep the other.`}`);
+  tell(`${inWords.format(group.map(({ name }) => name))} synced. ${open === 0 ? 'No conflict.' : `${open === 1 ? 'One entry is' : `${open} entries are`} in conflict: all devices show the same version and keep the other.`}`);
 }
 
 function syncOnline() {

@@ -1,0 +1,18 @@
+// What a page has to load. Run with node --test.
+
+import assert from 'node:assert/strict';
+import { readFileSync } from 'node:fs';
+import { join } from 'node:path';
+import { test } from 'node:test';
+import { brotliCompressSync, gzipSync } from 'node:zlib';
+
+const limit = 200_000; // bytes
+
+test('with the store and the module, a page loads less than 200 kB', () => {
+  const files = ['index.js', 'store.js', 'zentadbpp.wasm'].map((name) => readFileSync(join(process.env.ZENTADBPP_PACKAGE, name)));
+  const [gzip, brotli] = [(file) => gzipSync(file, { level: 9 }), brotliCompressSync].map((compress) =>
+    files.reduce((sum, file) => sum + compress(file).length, 0),
+  );
+  console.log(`${gzip} bytes with gzip, ${brotli} with brotli`);
+  assert(gzip < limit, `${gzip} bytes with gzip`);
+});
