@@ -4,9 +4,10 @@ import assert from 'node:assert/strict';
 import { readdirSync, readFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { after, before, describe, test } from 'node:test';
-import { fileURLToPath } from 'node:url';
+import { fileURLToPath, pathToFileURL } from 'node:url';
 import { check } from '../bindings/expected.mjs';
 import { isMissing, openBrowser, serve } from './browser.mjs';
+import { recorded } from './random_scripts.mjs';
 
 const here = fileURLToPath(new URL('.', import.meta.url));
 const vectors = join(here, '..', 'vectors');
@@ -16,7 +17,7 @@ describe('in Chromium', { skip: isMissing }, () => {
   let site;
   let browser;
   before(async () => {
-    site = await serve({ '/package': process.env.ZENTADBPP_PACKAGE, '/calls': join(here, '..', 'bindings'), '/': '<!doctype html><title>Test</title>' });
+    site = await serve({ '/package': process.env.ZENTADBPP_PACKAGE, '/calls': join(here, '..', 'bindings'), '/tests': here, '/': '<!doctype html><title>Test</title>' });
     browser = await openBrowser();
   });
   after(async () => {
@@ -44,6 +45,20 @@ describe('in Chromium', { skip: isMissing }, () => {
       await page.close();
     });
   }
+
+  const native = process.env.ZENTADBPP_NATIVE;
+  test('random scripts give what the native library gives', { skip: native ? false : 'the native library is not built' }, async () => {
+    const seed = Math.floor(Math.random() * 1e9);
+    const calls = recorded(await import(pathToFileURL(join(native, 'index.js'))), seed, 20);
+    const page = await browser.open(site.url);
+    const outcomes = await page.evaluate(async (all) => {
+      const [{ outcomeOf }, library] = await Promise.all([import('/tests/outcome.mjs'), import('/package/index.js')]);
+      await library.load();
+      return all.map(({ name, args }) => outcomeOf(library, name, args));
+    }, calls);
+    calls.forEach(({ where, name, outcome }, at) => assert.deepEqual(outcomes[at], outcome, `${where}: ${name}`));
+    await page.close();
+  });
 
   test('before it is loaded, a call says what to do', async () => {
     const page = await browser.open(site.url);
