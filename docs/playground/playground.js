@@ -225,7 +225,7 @@ const newDevice = (number, syncJson) => ({ name: names[number], handle: new zent
 function start(preset) {
   const first = zentadbpp.update(preset.data, '{}', config);
   devices = names.slice(0, preset.steps.length).map((_, number) => newDevice(number, first));
-  preset.steps.forEach((step, number) => step && edit(devices[number], step));
+  preset.steps.forEach((edits, number) => edits.forEach((each) => edit(devices[number], each)));
   selected = undefined;
   tell(preset.about);
   render();

@@ -1,44 +1,42 @@
-// What the page can begin with: the data that all devices have, and what each of them then does to it.
+// What the page can begin with: the data that all devices have, and the edits that each of them then makes.
 
 const item = (_id, text) => ({ _id, text, done: false });
-const shopping = () => ({ title: 'Shopping', list: [item('1', 'milk'), item('2', 'tea')] });
-const trip = () => ({ title: 'Trip', list: [item('a', 'tickets'), item('b', 'passport'), item('c', 'sun cream'), item('d', 'charger')] });
+const trip = () => ({ title: 'Trip', list: [item('t1', 'pack'), item('t2', 'book')] });
+const journey = () => ({ title: 'Trip', list: [item('a', 'tickets'), item('b', 'passport'), item('c', 'sun cream'), item('d', 'charger')] });
 const by = (list, id) => list.find((entry) => entry._id === id);
 const moved = (list, id, to) => list.splice(to, 0, ...list.splice(list.indexOf(by(list, id)), 1));
 
+// The first ones are the examples of the walkthrough.
 export const presets = [
   {
-    name: 'A conflict, and two edits that fit',
-    about: 'Both devices changed “milk”, the laptop also “tea”, and the phone added “bread”. Sync them.',
-    data: shopping(),
-    steps: [
-      ({ list }) => void ((by(list, '1').text = '2 l of milk'), (by(list, '2').text = 'green tea')),
-      ({ list }) => void ((by(list, '1').text = 'oat milk'), list.push(item('3', 'bread'))),
-    ],
-  },
-  {
-    name: 'Moves and additions in one list',
-    about: 'The laptop moved “charger” to the top and the phone added “umbrella” after “passport”. Sync them.',
+    name: 'Branches and a conflict',
+    about: 'The laptop changed “pack” twice. The phone changed it once, and booked. Sync them: the longer history wins.',
     data: trip(),
-    steps: [({ list }) => void moved(list, 'd', 0), ({ list }) => void list.splice(2, 0, item('e', 'umbrella'))],
+    steps: [
+      [({ list }) => void (by(list, 't1').text = 'pack light'), ({ list }) => void (by(list, 't1').text = 'pack very light')],
+      [({ list }) => void ((by(list, 't1').text = 'pack everything'), (by(list, 't2').done = true))],
+    ],
   },
   {
     name: 'A deletion against an edit',
-    about: 'The laptop removed “sun cream” while the phone changed it. Sync them: the edit is not lost without a trace.',
+    about: 'The laptop removed “pack” while the phone changed it. Sync them: the edit is kept, whichever of the two wins.',
     data: trip(),
-    steps: [
-      (data) => void (data.list = data.list.filter(({ _id }) => _id !== 'c')),
-      ({ list }) => void ((by(list, 'c').text = 'sun cream, factor 50'), (by(list, 'c').done = true)),
-    ],
+    steps: [[({ list }) => void list.splice(0, 1)], [({ list }) => void (by(list, 't1').text = 'pack light')]],
+  },
+  {
+    name: 'Lists merge without conflicts',
+    about: 'The laptop swapped the entries, the phone added “rest”. Sync them.',
+    data: trip(),
+    steps: [[({ list }) => void moved(list, 't2', 0)], [({ list }) => void list.push(item('t3', 'rest'))]],
   },
   {
     name: 'Three devices',
     about: 'Each device did something else. Switch two of them online, or sync all.',
-    data: trip(),
+    data: journey(),
     steps: [
-      ({ list }) => void (by(list, 'a').done = true),
-      ({ list }) => void ((by(list, 'a').text = 'train tickets'), moved(list, 'b', 0)),
-      ({ list }) => void ((by(list, 'a').text = 'boat tickets'), list.push(item('f', 'book'))),
+      [({ list }) => void (by(list, 'a').done = true)],
+      [({ list }) => void ((by(list, 'a').text = 'train tickets'), moved(list, 'b', 0))],
+      [({ list }) => void ((by(list, 'a').text = 'boat tickets'), list.push(item('f', 'book')))],
     ],
   },
 ];
