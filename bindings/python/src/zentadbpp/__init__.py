@@ -1,4 +1,4 @@
-"""Merges JSON data that several copies edited independently, without losing an edit.
+"""Merges JSON data edited independently on several devices, without losing an edit.
 
 A thin layer over zentadbpp.h, which documents every function. Ids, revision strings and JSON are texts. Functions that
 return a list there return a list, and `available` returns a bool. Texts are decoded with "surrogateescape", so invalid
