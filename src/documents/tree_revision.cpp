@@ -20,7 +20,7 @@ std::string TreeRevision::revision_string() const { return std::to_string(index)
 std::vector<TreeRevision> in_order(std::span<const TreeRevision> revisions, ParentOfEqual parent) {
     std::vector<std::uint32_t> order(revisions.size());
     std::iota(order.begin(), order.end(), 0U);
-    std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
+    std::ranges::sort(order, [&](std::uint32_t a, std::uint32_t b) {
         if (precedes(revisions[a], revisions[b])) return true;
         return a < b && !precedes(revisions[b], revisions[a]);
     });

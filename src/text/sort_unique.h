@@ -10,7 +10,7 @@ namespace libzentadbpp {
 // Brings values into ascending order, each once.
 template <class Value>
 void sort_unique(std::vector<Value>& values) {
-    std::sort(values.begin(), values.end());
+    std::ranges::sort(values);
     values.erase(std::unique(values.begin(), values.end()), values.end());
 }
 

@@ -105,7 +105,7 @@ std::vector<std::uint32_t> text_order(std::span<const std::string_view> texts) {
                     slot.chunk = chunk_at(texts[slot.number], depth + chunk_bytes);
                 ranges.push_back({at, at + size, depth + chunk_bytes});
             } else if (size > 1) {
-                std::stable_sort(run, run_end, [&](const Slot& a, const Slot& b) {
+                std::ranges::stable_sort(run, run_end, [&](const Slot& a, const Slot& b) {
                     return texts[a.number].size() < texts[b.number].size();
                 });
             }

@@ -141,6 +141,18 @@ describe('an exchange', () => {
     assert.match(texts(c), /z:b/);
   });
 
+  test('begins a store with lists that two copies began', async () => {
+    const [a, b] = await pair({});
+    await edit(a, { x: 'one' });
+    await edit(b, { y: 'two' });
+    for (const store of [a, b]) await store.exchange(url(), { direction: 'push' });
+    const c = await openStore(file('c'));
+    await c.exchange(url());
+    for (const store of [a, b, c]) await store.exchange(url());
+    assert.deepEqual([texts(a), texts(b)], [texts(c), texts(c)]);
+    assert.equal(texts(c).split(' ').sort().join(' '), 'x:one y:two');
+  });
+
   test('takes what the server changed, and keeps its attachments there', async () => {
     const [a, b] = await pair({ x: 'one', y: 'one' });
     const attached = { 'a.txt': { content_type: 'text/plain', data: 'YQ==' } };

@@ -3,10 +3,17 @@
 import type { Change, EngineOptions } from './engine.js';
 import type { EngineLike } from './store.js';
 
+/** What errors of the library and of an exchange have beside their message. */
+export interface Failure {
+  key?: string | undefined;
+  args?: string | undefined;
+  status?: number | undefined;
+}
+
 interface Answer {
   call?: number;
   result?: unknown;
-  error?: { name: string; message: string; key?: string; args?: string };
+  error?: Failure & { name: string; message: string };
   change?: Change;
 }
 

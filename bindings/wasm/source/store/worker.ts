@@ -1,6 +1,7 @@
 // The script of a store's worker.
 
 import { Engine, type EngineOptions } from './engine.js';
+import type { Failure } from './remote.js';
 
 interface Call {
   call: number;
@@ -25,8 +26,8 @@ scope.onmessage = async ({ data }: MessageEvent<Call>) => {
   try {
     scope.postMessage({ call: data.call, result: await run(data) });
   } catch (failure) {
-    const { name, message, key, args } = failure as Error & { key?: string; args?: string };
-    scope.postMessage({ call: data.call, error: { name, message, key, args } });
+    const { name, message, key, args, status } = failure as Error & Failure;
+    scope.postMessage({ call: data.call, error: { name, message, key, args, status } });
   }
 };
 scope.postMessage('ready');
