@@ -93,8 +93,8 @@ auto tested(Test& test, Projection& projection) {
     };
 }
 
-// Both halves are sorted, the first one is put aside, and the two are merged. Stable, and so of use for both sorts; those of
-// the C++ library come to a tenth of the module.
+// Both halves are sorted, the first one is put aside, and the two are merged. Stable, and so of use for both sorts;
+// those of the C++ library come to a tenth of the module.
 template <class Iterator, class Compare>
 void merge_sort(Iterator first, Iterator last, iter_value_t<Iterator>* aside, Compare& compare) {
     constexpr int few = 12;
