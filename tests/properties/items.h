@@ -85,6 +85,9 @@ struct Item {
     }
 };
 
+// Whether it is the id of an object at a member, not of an element.
+inline bool is_part(std::string_view id) { return id.starts_with('w') || id.starts_with("root-"); }
+
 // What some data shows.
 struct View {
     std::map<std::string, std::set<Place>> places;  // of each document but the root

@@ -104,9 +104,7 @@ class Round {
 
     // A part that one copy removed and another changed. It comes back last, so what was moved into it is lost before,
     // and comes back to where it was.
-    [[nodiscard]] bool is_returned_part(const std::string& id) const {
-        return (id.starts_with('w') || id.starts_with("root-")) && deleted_.contains(id);
-    }
+    [[nodiscard]] bool is_returned_part(const std::string& id) const { return is_part(id) && deleted_.contains(id); }
 
     void check_doubled(const View& shown, Tally& tally) const {
         for (const auto& [id, places] : shown.places) {
