@@ -18,7 +18,7 @@ constexpr const char* erase_line = "\r\x1b[K";
 
 Activity::~Activity() { stop(); }
 
-// Past the stream, which makes room for what others write, and also where standard error is silenced for a while.
+// Past the stream, which makes room for what others write, and also while standard error is silenced.
 void Activity::write_line(const std::string& text) const {
     static_cast<void>(::write(screen_, text.data(), text.size()) == 0);
 }

@@ -11,14 +11,14 @@ class App;
 namespace zentadb {
 
 // Declares what a command takes, by name: "STORE" is a positional argument, "-o,--output" an option. What is given goes
-// into the variable when the command line is read; what is not leaves it as it is.
+// into the variable when the command line is read; otherwise the variable keeps its value.
 //
 // It keeps the command line parser, which is large, out of all but two files.
 class Arguments {
    public:
     explicit Arguments(CLI::App& command) : command_(&command) {}
 
-    // Those that follow stand under this headline in the help.
+    // The headline in the help for those that follow.
     void group(const std::string& headline) { group_ = headline; }
 
     void required(const std::string& name, std::string& value, const std::string& help);

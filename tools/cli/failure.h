@@ -10,14 +10,14 @@ namespace zentadb {
 enum class Outcome {
     done = 0,
     found = 1,        // with --exit-code: there are conflicts, changes, ...
-    usage = 2,        // the command line is wrong
-    input = 3,        // a file, document or revision is not there, or a text is not what it should be
+    usage = 2,        // the command line is invalid
+    input = 3,        // a file, document or revision is missing, or an input is invalid
     damaged = 4,      // the store is damaged
-    unmergeable = 5,  // the two are no copies of one store
+    unmergeable = 5,  // the two are not copies of one store
     system = 6,       // reading or writing failed
     busy = 7,         // another process holds the store
-    network = 8,      // the server could not be reached, or failed for the moment
-    refused = 9,      // the server refused
+    network = 8,      // the server cannot be reached, or fails temporarily
+    refused = 9,      // the server refuses
 };
 
 // Ends the run. `what` says what is wrong, `advice` what the user can do about it.

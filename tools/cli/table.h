@@ -31,7 +31,7 @@ class Table {
 
 // How many columns of a terminal a text takes, about: one for each character.
 [[nodiscard]] std::size_t width_of(std::string_view text);
-// The text cut to so many columns, with an ellipsis where it was longer.
+// The text cut to so many columns, with an ellipsis if it was longer.
 [[nodiscard]] std::string cut(std::string_view text, std::size_t width);
 
 // "1234", "12.3 KiB", "4.5 MiB"

@@ -28,7 +28,7 @@ bool has_colours(const std::ostream& stream) {
 
 struct Character {
     std::size_t size;
-    std::optional<char32_t> code;  // nothing where the byte is not UTF-8
+    std::optional<char32_t> code;  // nothing if the byte is not UTF-8
 };
 
 // The first character of a text that is not empty.

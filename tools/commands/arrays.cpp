@@ -77,7 +77,7 @@ Outcome arrays(const Options& options) {
     };
     nlohmann::json suggested;
     if (!all_well) suggested = shape.suggested_config();
-    // A rule may give an object elsewhere the id of an element, where positions do no harm.
+    // A rule may give an object elsewhere the id of an element, while positions do no harm.
     if (!all_well && !helps(suggested)) suggested = shape.positional_config();
     if (all_well || !helps(suggested)) suggested = nullptr;
 

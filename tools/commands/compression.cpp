@@ -21,7 +21,7 @@ Outcome convert(const Options& options, zentadbpp::Value (*conversion)(const zen
     std::optional<FileLock> lock;
     if (in_place) lock.emplace(options.file);
     const std::string text = read_file(options.file);
-    // To the library, anything that is no object is an empty one.
+    // The library takes anything but an object for an empty one.
     const std::size_t begin = text.find_first_not_of(" \t\r\n");
     if (begin == std::string::npos || text[begin] != '@') {
         if (const auto problem = json_problem(options.file, text)) throw Failure(Outcome::damaged, *problem);

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <iostream>
 #include <memory>
-#include <unordered_map>
 
 #include "cli/arguments.h"
 #include "cli/table.h"
@@ -54,15 +53,9 @@ std::vector<Conflict> conflicts_of(Store& store, const std::string& only) {
         if (!only.empty() ? document.key != only : is_ordering(document.key)) continue;
         // A history without a branch needs no question.
         if (document.value.find('[', 1) == std::string_view::npos) continue;
-        const zentadbpp::List losers = store.handle.conflicting(document.key);
-        if (losers.empty()) continue;
+        if (store.handle.conflicting(document.key).empty()) continue;
         Conflict conflict{document.key, places.of(document.key), RevisionTree(document.value), {}, {}};
-        std::unordered_map<std::string_view, std::size_t> by_name;
-        for (std::size_t index = 0; index < conflict.tree.revisions().size(); ++index) {
-            by_name.try_emplace(conflict.tree[index].name, index);
-        }
-        const auto add = [&](std::string_view name) {
-            const std::size_t index = by_name.at(name);
+        const auto add = [&](std::size_t index) {
             const Revision& revision = conflict.tree[index];
             if (!below) below.emplace(store.handle, sync_json);
             const std::set<std::string> ids = below->of(document.key, revision);
@@ -71,14 +64,12 @@ std::vector<Conflict> conflicts_of(Store& store, const std::string& only) {
             conflict.versions.push_back({index, revision.hash() == "deleted", shown_content(sync_json, revision),
                                          static_cast<std::size_t>(hidden)});
         };
-        add(store.handle.winning(document.key));
-        for (const std::string_view loser : losers) add(loser);
-        std::vector<std::size_t> revisions;
-        for (const Version& version : conflict.versions) revisions.push_back(version.revision);
+        const std::vector<std::size_t> revisions = open_versions(store.handle, document.key, conflict.tree);
+        std::ranges::for_each(revisions, add);
         const zentadbpp::MergedVersions merged = merge_of(sync_json, conflict.tree, revisions);
         conflict.can_merge = merged.clashes.empty();
         if (!merged.common.empty()) {
-            add(merged.common);
+            add(conflict.tree.find(merged.common));
             conflict.common = std::move(conflict.versions.back());
             conflict.versions.pop_back();
         }

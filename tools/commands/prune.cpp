@@ -30,7 +30,7 @@ Outcome prune(const Options& options) {
     }
     StoreChange change(options.store, options.output);
     Store& store = change.store();
-    // The library passes over what is no document; here it is a slip of the pen.
+    // The library ignores ids without a document; here they are typing errors.
     const SyncJson sync_json(store.handle);
     for (const std::string& id : options.ids) static_cast<void>(sync_json.tree(id));
     const std::size_t unresolved = store.handle.unresolved().size();

@@ -11,6 +11,7 @@
 #include "commands.h"
 #include "inspect/explain_data.h"
 #include "inspect/summary.h"
+#include "store/json_text.h"
 #include "store/settings.h"
 #include "store/store.h"
 
@@ -60,13 +61,13 @@ std::string what_helps(const std::string& path, const std::vector<zentadbpp::Dif
     return advice + "--force stores the data anyway.";
 }
 
-// What is stored has to give back what was given: the library takes any object, but one id is one document, and what
-// was deleted stays so.
+// The store must give back what was given: the library takes any object, but one id is one document, and what was
+// deleted stays deleted.
 void refuse_losses(const Options& options, const std::string& data, const std::string& config,
                    zentadbpp::Handle& updated) {
     const std::vector<zentadbpp::Difference> found = zentadbpp::check_stored(data, config, updated);
     if (found.empty()) return;
-    const std::string path = options.data == "-" ? "standard input" : options.data;
+    const std::string path = input_name(options.data);
     if (!options.force)
         throw Failure(Outcome::input, described(path, found), what_helps(options.data == "-" ? "DATA" : path, found));
     warn(described(path, found));

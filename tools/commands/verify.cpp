@@ -33,7 +33,7 @@ void print_lines(const std::string& headline, const std::vector<std::string>& li
     if (shown < lines.size()) std::cout << "  and " << lines.size() - shown << " more; --json lists all\n";
 }
 
-// The text of the store, as far as it can be had: what is inside where it is compressed.
+// The text of the store, uncompressed if possible.
 std::string inner_text(const std::string& text) {
     try {
         return zentadbpp::uncompress(text).str();
@@ -44,7 +44,7 @@ std::string inner_text(const std::string& text) {
 
 Outcome verify(const Options& options) {
     const std::string text = read_file(options.store);
-    const std::string name = options.store == "-" ? "standard input" : options.store;
+    const std::string name = input_name(options.store);
     if (text.empty()) throw Failure(Outcome::damaged, name + ": the file is empty");
     if (is_nested_deeper(inner_text(text), deepest_text))
         throw Failure(Outcome::damaged, name + ": the uncompressed text is nested too deeply");

@@ -12,13 +12,13 @@
 namespace zentadb {
 
 // What a store remembers of its last exchange with a database, in a file beside it: up to where it has seen the
-// server's changes, and a mark for every revision that both have. It is an aid to ask for less. It counts only where
-// nothing can be missed for it, or else all is asked for again, and still only what is missing is sent:
+// server's changes, and a mark for every revision that both have. It only saves requests. It is used only if
+// nothing can be missed because of it; otherwise everything is compared again, and still only what is missing is sent:
 //
-//   - The server has to be a later state of the one it was taken of. Each checkpoint has a name of its own, which is
-//     noted in a local document of the server first. A server that was made anew, or brought back from a backup, does
-//     not have that name, even where other copies of this store have gone on there from the same checkpoint.
-//   - The store has to be a later state as well. One that was brought back from a backup lacks revisions of the marks.
+//   - The server must be in a later state. Each checkpoint has its own name, which a local document of the server
+//     notes first. A recreated database, or one restored from a backup, does not have that name, even if other copies
+//     of this store have continued there from the same checkpoint.
+//   - The store must be in a later state as well. One that was restored from a backup lacks revisions of the marks.
 //
 // It is locked as long as it lives, so that two processes do not exchange the same.
 class Checkpoint {
@@ -27,19 +27,18 @@ class Checkpoint {
 
     Checkpoint(const std::string& store_path, Database& database);
 
-    // Reads what there is, and forgets it where it does not count for these two, or where all is to be asked `afresh`.
+    // Reads what was saved, and forgets it if it is not valid for these two, or if all is to be compared `afresh`.
     void recall(const SyncJson& store, bool afresh);
 
     [[nodiscard]] const Json& since() const { return since_; }
-    // Names what is remembered; a journal that began after it goes on after it.
+    // The name of what is saved; a journal that began after it continues after it.
     [[nodiscard]] const std::string& session() const { return session_; }
     [[nodiscard]] std::string journal_path() const { return path_ + "-pulled"; }
 
     [[nodiscard]] bool is_shared(std::uint64_t mark) const { return shared_.contains(mark); }
     void share(std::uint64_t mark) { is_changed_ = shared_.insert(mark).second || is_changed_; }
 
-    // Remembers what is shared of `store`, and `since`, if that is anything new. Where the server does not allow for
-    // it, nothing is remembered.
+    // Saves what is shared of `store`, and `since`, if that is new. If the server does not allow it, nothing is saved.
     void save(const SyncJson& store, const Json& since);
 
    private:

@@ -16,19 +16,19 @@ struct Answer {
     [[nodiscard]] bool is_success() const { return status >= 200 && status < 300; }
 };
 
-// Requests to one server, over libcurl: TLS, proxies and .netrc are as libcurl has them. What fails for the moment is
+// Requests to one server, over libcurl: TLS, proxies and .netrc are as libcurl has them. What fails temporarily is
 // tried again, with longer and longer pauses.
 class HttpClient {
    public:
     struct Options {
         unsigned retries = 5;
         unsigned seconds = 600;  // that one request may take, with all its tries
-        // Told before each pause.
+        // Called before each pause.
         std::function<void(const std::string&)> waiting = [](const std::string&) {};
     };
 
     // The user and the password of the URL are taken out of it, or else come from ZENTADB_USER and ZENTADB_PASSWORD; or
-    // a bearer token from ZENTADB_TOKEN. Throws Failure (usage) for what is no URL of a database.
+    // a bearer token from ZENTADB_TOKEN. Throws Failure (usage) for anything but the URL of a database.
     HttpClient(const std::string& url, Options options);
 
     // Without credentials.
@@ -36,8 +36,8 @@ class HttpClient {
     // Whether a password would travel in the clear to another machine.
     [[nodiscard]] bool exposes_credentials() const { return exposes_credentials_; }
 
-    // Sends a request for what lies below the URL, with a JSON body unless that is empty. Any answer that is not for
-    // the moment is returned. Throws Failure (network) where none comes.
+    // Sends a request for what lies below the URL, with a JSON body unless that is empty. Returns any
+    // answer that is not temporary. Throws Failure (network) if none comes.
     [[nodiscard]] Answer send(const std::string& method, const std::string& path, const std::string& body = {});
 
    private:

@@ -24,7 +24,7 @@ std::string rooted_at(const SyncJson& set, const Entry& root) {
 
 }  // namespace
 
-// A history that does not reach back to its beginning goes on with what is known here.
+// A history that does not reach back to its beginning is completed with what is known here.
 bool Incoming::complete(const std::string& id, Json& revisions) const {
     Json& ids = revisions["ids"];
     const auto start = revisions["start"].get<std::size_t>();
@@ -72,7 +72,7 @@ std::optional<Incoming::Json> Incoming::accept(Json document, bool is_document_d
     return document;
 }
 
-// The library keeps contents by their hash, so a name that came from elsewhere must not stand for two contents.
+// The library keeps contents by their hash, so a name that came from elsewhere must not name two contents.
 void Incoming::check_content(const Json& accepted) {
     const auto hash = std::string(hash_in(accepted.at("_revisions").at("ids").at(0).get<std::string>()));
     if (is_library_hash(hash)) return;

@@ -7,13 +7,13 @@
 
 namespace zentadb {
 
-// What a long pull has got so far, line by line, so that one that is interrupted goes on where it was. The store itself
-// changes only when all is there: half of the data would look as if the other half had been removed.
+// What a long pull has received so far, line by line, so that an interrupted one continues where it stopped. The store
+// itself changes only when all is there: half of the data would look as if the other half had been removed.
 class Journal {
    public:
     using Json = nlohmann::json;
 
-    // Reads what an interrupted pull of this session left; any other file is as good as none.
+    // Reads what an interrupted pull of this session left; ignores any other file.
     Journal(std::string path, const std::string& session);
 
     [[nodiscard]] const std::vector<Json>& lines() const { return lines_; }

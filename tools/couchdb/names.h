@@ -19,7 +19,7 @@ namespace zentadb {
 // hash and with the suffix that any child of its parent has, and goes by its own name when it is sent elsewhere.
 //
 // A deletion that was made on the server comes in as the library's own, "deleted" or "resolved" with the suffix of its
-// parent, and is sent back under that name: the library knows deletions by that word, and all copies have to agree.
+// parent, and is sent back under that name: the library knows deletions by that word, and all copies must agree.
 
 // The entry as the server has it in "ids", and with its generation as "_rev".
 [[nodiscard]] std::string server_id(std::string_view entry);

@@ -18,7 +18,7 @@ struct Outgoing {
 // one that was removed.
 void put_parents_first(const SyncJson& store, std::vector<Outgoing>& outgoing);
 
-// Throws Failure (input) where a CouchDB server would take no document of this id.
+// Throws Failure (input) if a CouchDB server accepts no document of this id.
 void check_id(const std::string& id);
 
 // A revision as an element of "docs" in _bulk_docs. Throws Failure (input) for what a CouchDB server cannot hold.

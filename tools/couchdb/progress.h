@@ -6,7 +6,7 @@
 
 namespace zentadb {
 
-// A bar on standard error where that is a terminal, and a line now and then elsewhere.
+// A bar on standard error if that is a terminal, otherwise a line now and then.
 class Progress {
    public:
     explicit Progress(bool is_wanted);
@@ -14,7 +14,7 @@ class Progress {
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    // A total of 0 is one that is not known.
+    // A total of 0 is unknown.
     void show(const std::string& doing, std::size_t done, std::size_t total);
     // What keeps it waiting, printed even without a bar.
     void waits(const std::string& why);

@@ -135,7 +135,7 @@ class Pull {
                     if (accepted) docs.push_back({{"rev", ok.at("_rev")}, {"doc", std::move(*accepted)}});
                 }
             }
-            // What is passed over in silence would not be asked for again.
+            // What is skipped silently would never be requested again.
             expect_shape(count >= end - begin, "it omits revisions that were requested");
         }
         return docs;
@@ -184,7 +184,7 @@ class Pull {
         const std::string root = exchange_.noted_root();
         zentadbpp::Handle merged = with_older_lists(incoming_.merged_into(before, root), before, root, is_branching);
         if (auto data = data_of(before, merged); data && !homeless(merged, *data).empty()) {
-            // Older lists tell where it was; a server has them as long as it was not compacted.
+            // Older lists say where it was; a server has them until it is compacted.
             merged = with_older_lists(std::move(merged), before, root, [](const auto&, const auto&) { return true; });
             data = data_of(before, merged);
             for (const std::string& id : homeless(merged, *data)) homeless_.add(id);
@@ -194,8 +194,8 @@ class Pull {
         exchange_.checkpoint.save(SyncJson(merged), since);
     }
 
-    // Nothing where the data could not be read before either, as contents were pruned. What others have pushed only
-    // half, or written by hand, must not make it unreadable here.
+    // Nothing if the data could not be read before either, because contents were pruned. What others have half pushed,
+    // or written by hand, must not make the data unreadable here.
     static std::optional<zentadbpp::Value> data_of(const zentadbpp::Handle& before, const zentadbpp::Handle& after) {
         try {
             return zentadbpp::read(after.dump());

@@ -128,8 +128,8 @@ class Push {
     std::string problem_;
 };
 
-// Only last revisions travel, so those of the lists have to say all: what older ones know of the places of documents is
-// written into them first, as every read does.
+// Only last revisions travel, so those of the lists must contain everything: what older ones know of the places of
+// documents is written into them first, as every read does.
 zentadbpp::Handle with_lists_up_to_date(const ExchangeOptions& options) {
     StoreChange change(options.store);
     const zentadbpp::Value before = change.store().handle.dump();

@@ -146,7 +146,7 @@ class Planner {
     void check_same_beginning(const Json& found) {
         if (!found.contains("_revisions")) return;
         const Json& path = found["_revisions"];
-        // A history that was cut short does not tell.
+        // A history that was cut short does not show it.
         if (path.at("ids").empty() || path.at("start") != path["ids"].size()) return;
         const auto id = found.at("_id").get<std::string>();
         const Entry* own = exchange_.store.document(id);
@@ -197,7 +197,7 @@ class Planner {
         if (!wanted.empty()) ask();
     }
 
-    // The ancestors up to the next one that was made on a server; none where there is no such one.
+    // The ancestors up to the next one that was made on a server; none if there is none.
     static std::vector<std::size_t> back_to_server_revision(const RevisionTree& tree, std::size_t tip) {
         std::vector<std::size_t> path;
         for (std::size_t at = tree[tip].parent; at != Revision::none; at = tree[at].parent) {

@@ -11,7 +11,7 @@
 
 namespace zentadb {
 
-// What a push is to send.
+// What a push sends.
 struct PushPlan {
     std::vector<Outgoing> outgoing;  // what the server lacks, in the order in which to send it
     // What the server keeps of the documents' attachments, by the mark of the revision that goes on with them.

@@ -14,7 +14,7 @@ namespace {
 
 using nlohmann::json;
 
-// The ids that data does not show. Nothing where it cannot be read.
+// The ids that the data does not show. Nothing if it cannot be read.
 std::optional<std::set<std::string>> hidden_in(zentadbpp::Handle& handle) {
     json config{{"preserve_old_ordering", true}};
     const zentadbpp::List instances = handle.instances();

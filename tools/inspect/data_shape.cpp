@@ -26,7 +26,7 @@ std::vector<std::string> split(const std::string& text, char separator) {
     return parts;
 }
 
-// What a value adds to an id, where it can be part of one.
+// What a value adds to an id, if it can be part of one.
 std::optional<std::string> id_part(const json& value) {
     if (value.is_string() && !value.get_ref<const std::string&>().empty()) return value.get<std::string>();
     if (value.is_number_integer()) return value.dump();

@@ -8,9 +8,9 @@
 
 namespace zentadb {
 
-// Checks a sync JSON against damage that the library does not look for, as it takes hashes and names as they stand:
-// whether contents still hash to their names, revisions name their parents, and what is referred to is there. It finds
-// what storage or transfer did to a text; it is no signature, as whoever forges a text can make its hashes fit.
+// Checks a sync JSON for damage that the library does not look for, because it does not verify hashes and names:
+// whether contents hash to their names, revisions name their parents, and referenced documents exist. It finds what
+// storage or transfer did to a text. It is not a signature: whoever forges a text can make its hashes match.
 //
 // Only the public interface of the library is used, and docs/format.md.
 
@@ -38,8 +38,8 @@ enum class Trouble : std::uint8_t {
 
 struct Finding {
     Trouble trouble{};
-    std::string document{};  // id of the document it is about; the first one, where a content is shared
-    std::string revision{};  // revision string, where it is about one
+    std::string document{};  // id of the document it is about; the first one, if a content is shared
+    std::string revision{};  // revision string, if it is about one
     std::string detail{};    // data hash of a content, id of what is missing, key
 };
 

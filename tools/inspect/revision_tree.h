@@ -29,7 +29,7 @@ struct Revision {
 // The revisions of a document, parents before their children.
 class RevisionTree {
    public:
-    // From a history array of a sync JSON; what it claims is taken as it is, whatever its depth.
+    // From a history array of a sync JSON; it is not checked, whatever its depth.
     explicit RevisionTree(std::string_view history);
 
     [[nodiscard]] const std::vector<Revision>& revisions() const { return revisions_; }

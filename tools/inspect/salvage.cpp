@@ -66,7 +66,7 @@ class Rescue {
 
     Salvage result() && {
         leave_out_unreadable();
-        // The root comes last in a text, and is the first to go where it breaks off.
+        // The root comes last in a text, and is the first to go if it breaks off.
         const auto has = [this](std::string_view id) { return std::ranges::count(documents_, id, &Entry::key) != 0; };
         if (!has(root_)) root_ = "root";
         if (has(root_)) leave_out_damaged();

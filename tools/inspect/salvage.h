@@ -12,8 +12,8 @@ struct Salvage {
     std::size_t histories = 0;
     std::size_t contents = 0;
     std::vector<std::string> damaged;  // what is left out, a line for each
-    std::size_t stopped_at = 0;        // the byte at which the text is no JSON any more; 0 where it is
-    std::string sync_json;             // empty where no history is whole
+    std::size_t stopped_at = 0;        // the byte at which the text stops being JSON; 0 if it does not
+    std::string sync_json;             // empty if no history is whole
 };
 
 // `text` is JSON, or was; not compressed.

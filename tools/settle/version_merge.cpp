@@ -1,6 +1,7 @@
 #include "settle/version_merge.h"
 
 #include <algorithm>
+#include <unordered_map>
 #include <zentadbpp_verify.hpp>
 
 #include "cli/failure.h"
@@ -30,8 +31,12 @@ std::string hash_like(std::string_view parent, const std::string& content) {
 
 std::vector<std::size_t> open_versions(const zentadbpp::Handle& handle, const std::string& id,
                                        const RevisionTree& tree) {
-    std::vector<std::size_t> versions{tree.find(handle.winning(id))};
-    for (const std::string_view loser : handle.conflicting(id)) versions.push_back(tree.find(loser));
+    const zentadbpp::List losers = handle.conflicting(id);
+    if (losers.size() == 0) return {tree.find(handle.winning(id))};
+    std::unordered_map<std::string_view, std::size_t> by_name;
+    for (std::size_t index = 0; index < tree.revisions().size(); ++index) by_name.try_emplace(tree[index].name, index);
+    std::vector<std::size_t> versions{by_name.at(handle.winning(id).view())};
+    for (const std::string_view loser : losers) versions.push_back(by_name.at(loser));
     return versions;
 }
 

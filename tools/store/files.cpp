@@ -18,6 +18,7 @@
 #include "cli/activity.h"
 #include "cli/failure.h"
 #include "cli/warning.h"
+#include "store/json_text.h"
 
 namespace zentadb {
 
@@ -137,7 +138,7 @@ bool is_nested_deeper(std::string_view text, std::size_t levels) {
 std::string read_file(const std::string& path) {
     if (path != "-" && !file_exists(path)) throw Failure(Outcome::input, path + ": no such file");
     const Descriptor opened(path == "-" ? ::dup(STDIN_FILENO) : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    const std::string name = path == "-" ? "standard input" : path;
+    const std::string name = input_name(path);
     Activity::current().doing("reading " + name);
     if (::isatty(opened.get()) == 1) Activity::current().yield();  // somebody is typing
     const auto fail_reading = [&name](const char* what) {

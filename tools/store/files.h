@@ -16,11 +16,11 @@ namespace zentadb {
 inline constexpr std::size_t deepest_text = 4000;
 [[nodiscard]] bool is_nested_deeper(std::string_view text, std::size_t levels);
 
-// All of a file. Throws Failure (input) where it is not there or holds a NUL byte, which no JSON text does, or is
-// nested too deeply.
+// All of a file. Throws Failure (input) if it is missing, contains a NUL byte, which no JSON text does, or is nested
+// too deeply.
 [[nodiscard]] std::string read_file(const std::string& path);
 
-// Throws Failure (usage) where standard input is to be more than one of some files.
+// Throws Failure (usage) if standard input is more than one of some files.
 void refuse_shared_input(std::span<const std::string> paths);
 
 // Replaces the text of a file, so that at any moment, whatever happens, the file holds all of the old text or all of
@@ -28,7 +28,7 @@ void refuse_shared_input(std::span<const std::string> paths);
 // synced, and renamed. What an interrupted run left there is overwritten. The caller holds the file's lock.
 void replace_file(const std::string& path, std::string_view text);
 
-// Keeps processes that change one file apart: at most one of them holds its lock ("<path>.zentadb-lock"), which ends
+// Lets one process at a time change a file: at most one holds its lock ("<path>.zentadb-lock"), which ends
 // with the object or the process, however that ends. Others wait for some seconds, then fail (busy).
 class FileLock {
    public:
@@ -44,8 +44,7 @@ class FileLock {
     int descriptor_ = -1;
 };
 
-// Writes a text that is an outcome of its own: locks and replaces the file. What is no regular file, such as
-// a pipe, is just written to.
+// Writes a result: locks and replaces the file. Anything but a regular file, such as a pipe, is just written to.
 void write_output(const std::string& path, std::string_view text);
 
 }  // namespace zentadb

@@ -7,7 +7,7 @@
 
 namespace zentadb {
 
-// Parts of a well-formed JSON text as they stand, byte for byte, which is what hashes are made of. Nothing recurses.
+// Parts of a well-formed JSON text, byte for byte, as hashes need them. Nothing recurses.
 namespace raw_json {
 
 inline std::size_t skip_space(std::string_view text, std::size_t at) {

@@ -10,12 +10,12 @@ namespace zentadb {
 // The configuration of the library, as the command line and the environment give it.
 class Settings {
    public:
-    // Adds the options for what rebuilds data, or also those for what takes data apart.
+    // Adds the options for reading data, or also those for writing it.
     void declare_reading(Arguments& arguments);
     void declare_writing(Arguments& arguments);
 
-    // The configuration for a store. What the user left open is as the store has it: its kind of hash, and the name of
-    // its instance where it has but one.
+    // The configuration for a store. By default, the store decides: its kind of hash, and its instance if it has only
+    // one.
     [[nodiscard]] std::string config_for(const Store& store) const;
     // The configuration without a store.
     [[nodiscard]] std::string config() const;

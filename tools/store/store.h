@@ -13,10 +13,10 @@ struct Store {
     std::string path;
     zentadbpp::Handle handle;
     bool compressed = false;
-    std::string text{};  // that it was opened from, where it is only read
+    std::string text{};  // that it was opened from, if it is only read
 };
 
-// Opens the store in a file, or the one that comes from standard input. Throws Failure (damaged) for what is no sync
+// Opens the store in a file, or the one that comes from standard input. Throws Failure (damaged) if it is not a sync
 // JSON.
 [[nodiscard]] Store open_store(const std::string& path);
 
@@ -33,7 +33,7 @@ class StoreChange {
     explicit StoreChange(const std::string& path, const std::string& output = {}, Missing missing = Missing::fails);
 
     [[nodiscard]] Store& store() { return store_; }
-    // Writes the new state, compressed where the store was. Nothing is written where it is what the file holds already.
+    // Writes the new state, compressed if the store was. Writes nothing if the file already contains it.
     void commit(const zentadbpp::Handle& changed);
     // Whether stores that are written from now on are compressed.
     void compress(bool compressed) { compressed_ = compressed; }
