@@ -36,11 +36,11 @@ ZENTADBPP_EXPORT sync_json_result zentadbpp_check(const char* data, const char* 
 // Errors: those of sync_json_winning, sync_json_history and sync_json_data by handle.
 ZENTADBPP_EXPORT sync_json_result zentadbpp_three_way(const char* sync_json, const char* id, const char* config);
 
-// The contents that do not hash to their names. The library takes names as they are; call this before merging a text
-// from a person or place that you do not trust.
+// The contents that do not hash to their names. The library does not verify names, so call this before you merge a text
+// from an untrusted source.
 //   sync_json   the text
-//   known       the store that it is to be merged into; the contents that this has are not looked at
-// Result: JSON, an array of names, ascending. Names of other kinds, such as those of servers, are not checked.
+//   known       the store to merge into; contents that it has are not verified
+// Result: JSON, an array of names, ascending. Other kinds of names, such as those of servers, are not verified.
 // Errors: those of new_sync_json_ptr, and "verify_needs_the_standard_form" if USE_BEL_FORMAT is set.
 ZENTADBPP_EXPORT sync_json_result zentadbpp_verify(const char* sync_json, const char* known);
 

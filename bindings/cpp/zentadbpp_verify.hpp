@@ -42,7 +42,7 @@ namespace zentadbpp {
     return "x" + std::to_string(XXH64(text.data(), text.size(), seed) & 0xffffffffU);
 }
 
-// What kind of hash a name is. The library makes no others; those of servers say nothing about a content.
+// The kind of hash of a name. The library makes no other kinds; those of servers cannot be verified.
 enum class HashKind { sha256, fast, unknown };
 
 [[nodiscard]] inline HashKind hash_kind(std::string_view name) {
@@ -81,7 +81,6 @@ void for_each_content(std::string_view sync_json, const Take& take) {
     }
 }
 
-// Whether a content has this name. Kinds of names that the library does not make count as right.
 inline bool is_named(std::string_view content, std::string_view name) {
     const HashKind kind = hash_kind(name);
     return kind == HashKind::unknown || hash_of(content, kind) == name;

@@ -65,7 +65,7 @@
 //   JSON    a JSON text: ", " between elements and members, ": " after a key, keys in ascending byte order
 //
 // If memory runs out, the call fails as a whole: nothing changes, nothing leaks, and no partial result is returned.
-// `error` is then "std::bad_alloc", or what is said of compression below. If there is not even memory for
+// `error` is then "std::bad_alloc", or an error of compressed objects listed below. If there is not even memory for
 // that text, `value` (or `ptr`) and `error` are both null. A success always has a value or a handle, so test for that
 // and not for `error`:
 //
