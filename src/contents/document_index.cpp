@@ -10,50 +10,22 @@
 
 namespace libzentadbpp {
 
-WinningContents winning_contents(const DocumentStorage& storage) {
-    LargeVector<std::string_view> contents(storage.documents().size());
-    LargeVector<std::string_view> hashes;  // of the winning revisions, and whose they are
-    std::vector<std::uint32_t> documents;
-    hashes.reserve(contents.size());
-    documents.reserve(contents.size());
-    std::uint32_t number = 0;
-    for (const auto& entry : storage.documents()) {
-        if (entry.value->has_winning()) {
-            const std::string_view hash = entry.value->winning().datahash();
-            if (DataStorage::is_reserved(hash)) {
-                contents[number] = *storage.data().find(hash);
-            } else {
-                hashes.push_back(hash);
-                documents.push_back(number);
-            }
-        }
-        ++number;
-    }
-    LargeVector<std::string_view> stored;
-    stored.reserve(storage.data().contents().size());
-    for (const auto& entry : storage.data().contents()) stored.push_back(entry.value.text);
-    std::vector<bool> named(stored.size());
-    auto document = documents.begin();
-    for (const std::uint32_t at : storage.data().numbers_of(hashes)) {
-        if (at != DataStorage::not_stored) {
-            contents[*document] = stored[at];
-            named[at] = true;
-        }
-        ++document;
-    }
-    return {std::move(contents), std::ranges::find(named, false) == named.end()};
-}
-
 DocumentIndex::DocumentIndex(const DocumentStorage& storage)
-    : storage_(&storage), content_bytes_(storage.data().bytes()), contents_(winning_contents(storage).texts) {
+    : storage_(&storage),
+      content_bytes_(storage.data().bytes()),
+      winning_(storage.with_winning_contents().winning_contents()),
+      contents_(winning_->texts) {
     LargeVector<std::string_view> ids;
     ids.reserve(storage.documents().size());
     documents_.reserve(storage.documents().size());
     live_.reserve(storage.documents().size());
-    for (const auto& entry : storage.documents()) {
-        documents_.push_back(entry.value.get());
-        live_.push_back(entry.value->has_winning() && !entry.value->winning().is_deleted());
-        ids.push_back(texts_.copy(entry.key));
+    auto content = contents_.begin();
+    for (const auto& [id, document] : storage.documents()) {
+        documents_.push_back(document.get());
+        live_.push_back(content->data() != nullptr ? !DataStorage::is_of_deleted(*content)
+                                                   : document->has_winning() && !document->winning().is_deleted());
+        ids.push_back(texts_.copy(id));
+        ++content;
     }
     numbers_ = TextTable(std::move(ids));
     judge_ordering_ids();

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -14,16 +16,6 @@
 #include "text/text_table.h"
 
 namespace libzentadbpp {
-
-struct WinningContents {
-    // By document in ascending order of id; null data if the content is not stored, or if the document has no winning
-    // revision.
-    LargeVector<std::string_view> texts;
-    bool are_all;  // the storage holds no others
-};
-
-// The contents of all winning revisions. O(documents + contents).
-[[nodiscard]] WinningContents winning_contents(const DocumentStorage& storage);
 
 // The documents of a storage, numbered in ascending order of id, with what a walk over all of them needs again and
 // again. The storage must outlive it.
@@ -59,6 +51,11 @@ class DocumentIndex {
         prefetch(contents_[number]);
         __builtin_prefetch(documents_[number]);
     }
+    // Brings near what writing a document will need.
+    void prefetch_content(std::uint32_t number) const {
+        prefetch(contents_[number]);
+        prefetch(numbers_.text(number));
+    }
     // A live document has a winning revision that is not deleted.
     [[nodiscard]] bool is_live(std::uint32_t number) const { return live_[number]; }
 
@@ -86,7 +83,8 @@ class DocumentIndex {
     const DocumentStorage* storage_;
     std::size_t content_bytes_;
     std::vector<const MultiVersionDocument*> documents_;
-    LargeVector<std::string_view> contents_;
+    std::shared_ptr<const WinningContents> winning_;
+    std::span<const std::string_view> contents_;
     std::vector<bool> live_;
     // The ids side by side: random access to them then touches much less memory.
     Arena texts_;

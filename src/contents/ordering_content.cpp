@@ -2,10 +2,41 @@
 
 #include "contents/vocabulary.h"
 #include "json/writer.h"
+#include "text/byte_scan.h"
 
 namespace libzentadbpp {
 
+namespace {
+
+// What nearly all of them look like: the three members that this library writes, without escapes. Null data where a
+// content does not.
+OrderingContent read_plain(std::string_view content) {
+    const char* at = content.data();
+    const char* const end = at + content.size();
+    const auto take = [&](std::string_view expected) {
+        if (!std::string_view(at, static_cast<std::size_t>(end - at)).starts_with(expected)) return false;
+        at += expected.size();
+        return true;
+    };
+    const auto take_string = [&] {
+        const char* const begin = at;
+        at = find_stop<StopAt::string_end>(begin, end);
+        return std::string_view(begin, static_cast<std::size_t>(at - begin));
+    };
+    OrderingContent read;
+    if (!take(R"({"d": ")")) return {};
+    read.domain = take_string();
+    if (!take(R"(", "i": ")")) return {};
+    read.instance = take_string();
+    if (!take(R"(", "s": )") || *at != '[') return {};
+    read.ids = {at, static_cast<std::size_t>(end - at)};
+    return read;
+}
+
+}  // namespace
+
 std::optional<OrderingContent> read_ordering_content(std::string_view content, Arena& arena) {
+    if (const OrderingContent plain = read_plain(content); plain.ids.data() != nullptr) return plain;
     OrderingContent read;
     const char* const end = content.data() + content.size();
     const char* at = content.data() + 1;

@@ -10,13 +10,17 @@ namespace libzentadbpp {
 
 namespace {
 
+constexpr char deleted_content[] = R"({"_deleted": true})";
+
 std::optional<std::string_view> reserved_content(std::string_view hash) {
-    if (hash == "deleted") return R"({"_deleted": true})";
+    if (hash == "deleted") return deleted_content;
     if (hash == "resolved" || hash == "empty") return "{}";
     return std::nullopt;
 }
 
 }  // namespace
+
+bool DataStorage::is_of_deleted(std::string_view content) { return content.data() == deleted_content; }
 
 std::optional<std::string_view> DataStorage::find(std::string_view hash) const {
     if (auto reserved = reserved_content(hash)) return reserved;
@@ -61,6 +65,19 @@ std::string_view ContentChanges::add(std::string_view hash, std::string_view tex
     }
     changes_.push_back({{bytes, hash.size()}, {text, std::move(owner)}});
     return changes_.back().key;
+}
+
+bool ContentChanges::leave_out_stored(const DataStorage& storage) {
+    std::vector<bool> is_stored;
+    is_stored.reserve(changes_.size());
+    for (const auto& [hash, content] : changes_) {
+        const Content* const stored = storage.contents().find(hash);
+        if (stored != nullptr && stored->text != content.text) return false;
+        is_stored.push_back(stored != nullptr);
+    }
+    auto stored = is_stored.begin();
+    std::erase_if(changes_, [&](const auto&) { return *stored++; });
+    return true;
 }
 
 DataStorage ContentChanges::applied_to(const DataStorage& storage) && {

@@ -36,6 +36,9 @@ class DataStorage {
         return hash == "deleted" || hash == "resolved" || hash == "empty";
     }
 
+    // Whether what was found is the content of deleted revisions, and not one that is stored.
+    [[nodiscard]] static bool is_of_deleted(std::string_view content);
+
     // The content under a hash, reserved ones included, or nothing.
     [[nodiscard]] std::optional<std::string_view> find(std::string_view hash) const;
     // The same; ObjectNotFoundException "cannot_find_object" if there is none.
@@ -66,6 +69,10 @@ class ContentChanges {
     // Keeps what is there.
     void share(const DataStorage::Map::Entry& entry) { changes_.push_back(entry); }
 
+    [[nodiscard]] std::size_t size() const { return changes_.size(); }
+    // Leaves out what a storage has. Where that has another text under one of the hashes, returns false and leaves all
+    // in.
+    [[nodiscard]] bool leave_out_stored(const DataStorage& storage);
     [[nodiscard]] DataStorage applied_to(const DataStorage& storage) &&;
 
    private:

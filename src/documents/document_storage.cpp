@@ -89,6 +89,66 @@ void DocumentStorage::serialize(TextBuffer& out) const {
     out.push_back('}');
 }
 
+namespace {
+
+// Hashes lie in no order, so all of them are looked up at once.
+WinningContents join_winning_contents(const DocumentStorage::Documents& documents, const DataStorage& data) {
+    WinningContents winning{LargeVector<std::string_view>(documents.size())};
+    LargeVector<std::string_view> hashes;  // of the winning revisions, and whose they are
+    LargeVector<std::uint32_t> named_by;
+    hashes.reserve(documents.size());
+    named_by.reserve(documents.size());
+    std::uint32_t number = 0;
+    for (const auto& [id, document] : documents) {
+        if (document->has_winning()) {
+            const std::string_view hash = document->winning().datahash();
+            if (DataStorage::is_reserved(hash)) {
+                winning.texts[number] = *data.find(hash);
+            } else {
+                hashes.push_back(hash);
+                named_by.push_back(number);
+            }
+        }
+        ++number;
+    }
+    LargeVector<std::string_view> stored;
+    stored.reserve(data.contents().size());
+    for (const auto& entry : data.contents()) stored.push_back(entry.value.text);
+    std::vector<bool> named(stored.size());
+    auto document = named_by.begin();
+    for (const std::uint32_t at : data.numbers_of(hashes)) {
+        if (at == DataStorage::not_stored) {
+            winning.any_lack = true;
+        } else {
+            winning.texts[*document] = stored[at];
+            named[at] = true;
+        }
+        ++document;
+    }
+    winning.are_all = std::ranges::find(named, false) == named.end();
+    return winning;
+}
+
+}  // namespace
+
+DocumentStorage DocumentStorage::with_winning_contents() const {
+    if (winning_contents_ != nullptr) return *this;
+    return with_winning_contents(std::make_shared<const WinningContents>(join_winning_contents(documents_, data_)));
+}
+
+DocumentStorage DocumentStorage::with_winning_contents(std::shared_ptr<const WinningContents> contents) const {
+    DocumentStorage joined = *this;
+    joined.winning_contents_ = std::move(contents);
+    if (joined.winning_contents_->are_all) joined.contents_not_named_ = Unnamed::none;
+    return joined;
+}
+
+DocumentStorage DocumentStorage::with_root(std::string root) const {
+    DocumentStorage rooted = *this;
+    rooted.root_ = std::move(root);
+    return rooted;
+}
+
 DocumentStorage::Documents DocumentChanges::applied_to(const DocumentStorage::Documents& documents) && {
     if (changes_.empty()) return documents;
     sort_by_text(changes_, [](const auto& change) { return change.key; });

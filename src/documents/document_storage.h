@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -20,6 +21,15 @@ inline constexpr std::string_view ordering_id_prefix = "ord-";
 enum class Unnamed : bool { none, possible };
 // Whether it may hold documents of which every branch is closed.
 enum class Closed : bool { none, possible };
+
+// The contents of all winning revisions of a storage.
+struct WinningContents {
+    // By document in ascending order of id; null data where one is not stored, or where a document has no winning
+    // revision.
+    LargeVector<std::string_view> texts;
+    bool are_all = false;   // the storage holds no others
+    bool any_lack = false;  // one that a winning revision names is not stored
+};
 
 // The in-memory form of one sync JSON: documents by id, their contents by data hash, and the id of the root document.
 // An immutable value that is cheap to copy; any number of threads may read one, or copies of it, at once.
@@ -48,6 +58,14 @@ class DocumentStorage {
         return document == nullptr ? nullptr : document->get();
     }
 
+    // Null where they are unknown: that is so until something asks for them, and after some changes.
+    [[nodiscard]] const std::shared_ptr<const WinningContents>& winning_contents() const { return winning_contents_; }
+    // The same storage, knowing its winning contents. O(1) where it does, else O(documents + contents).
+    [[nodiscard]] DocumentStorage with_winning_contents() const;
+    // Of a storage with just these contents.
+    [[nodiscard]] DocumentStorage with_winning_contents(std::shared_ptr<const WinningContents> contents) const;
+    [[nodiscard]] DocumentStorage with_root(std::string root) const;
+
     // The root id. None set: InvalidDocumentException "root_id_cannot_be_empty".
     [[nodiscard]] const std::string& root() const;
     [[nodiscard]] const std::string& root_or_empty() const { return root_; }
@@ -65,6 +83,7 @@ class DocumentStorage {
     std::string root_;
     Unnamed contents_not_named_ = Unnamed::none;
     Closed closed_documents_ = Closed::none;
+    std::shared_ptr<const WinningContents> winning_contents_;
 };
 
 // Documents to put into a storage, in any order, each id once.

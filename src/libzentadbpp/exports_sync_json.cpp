@@ -63,7 +63,7 @@ sync_json_ptr_result update_sync_json_ptr(const char* input, sync_json_ptr ptr, 
         const JsonValue data = call.object(input, "input_is_not_an_object");
         const auto settings = TransformationSettings::for_flattening(call.configuration(config));
         SharedMemory memory;
-        return update(call.storage(ptr), data, settings, call.arena(), memory);
+        return update(call.handle(ptr).with_winning_contents(), data, settings, call.arena(), memory);
     });
 }
 

@@ -15,6 +15,8 @@ struct zentadbpp_document_storage {
     explicit zentadbpp_document_storage(libzentadbpp::DocumentStorage given) : storage_(std::move(given)) {}
 
     [[nodiscard]] const libzentadbpp::DocumentStorage& storage() const { return storage_; }
+    // The same with the winning contents, made when an update first needs them, and kept.
+    [[nodiscard]] libzentadbpp::DocumentStorage with_winning_contents() const;
     // Made when data is first read, and kept until another instance asks. Any number of threads may call this at once;
     // none waits while another makes it.
     [[nodiscard]] std::shared_ptr<const libzentadbpp::ReadIndex> read_index(std::string_view instance_id) const;
@@ -23,6 +25,7 @@ struct zentadbpp_document_storage {
 
    private:
     libzentadbpp::DocumentStorage storage_;
-    mutable std::mutex mutex_;  // of the pointer
+    mutable std::mutex mutex_;  // of the pointers
+    mutable std::shared_ptr<const libzentadbpp::DocumentStorage> joined_;
     mutable std::shared_ptr<const libzentadbpp::ReadIndex> read_index_;
 };

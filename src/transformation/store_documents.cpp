@@ -33,15 +33,23 @@ struct OpenDocument {
 
 class DocumentWriter {
    public:
-    DocumentWriter(DataHasher& hasher, SharedMemory& memory) : hasher_(&hasher), memory_(&memory) {}
+    // What is made in an arena ends with the call, and needs no winning contents.
+    DocumentWriter(const DocumentStorage& storage, DataHasher& hasher, SharedMemory& memory)
+        : hasher_(&hasher),
+          memory_(&memory),
+          most_looked_up_(memory.is_arena() ? 0 : storage.documents().size() / 8),
+          knows_winning_(most_looked_up_ > 0) {
+        if (knows_winning_) winning_.texts.reserve(storage.documents().size() + most_looked_up_);
+    }
 
     // Stores what was produced for one document.
     void store(const MultiVersionDocument* stored, std::string_view winning_content,
                std::span<const FlattenedDocument> produced) {
         // An ordering document with no open branch, or without any revision, is no obstacle: nobody else looks after
         // it.
+        const bool is_stored = stored != nullptr;
         DocumentRef opened;
-        if (stored != nullptr && !stored->has_winning() && has_ordering_id(stored->id())) {
+        if (is_stored && !stored->has_winning() && has_ordering_id(stored->id())) {
             opened = reopened(*stored);
             stored = opened.get();
         }
@@ -57,21 +65,52 @@ class DocumentWriter {
         }
         if (stored != nullptr && has_ordering_id(stored->id()))
             changed = with_closed_leaves(*stored, std::move(changed));
-        if (changed != nullptr) documents_.set(std::move(changed));
+        if (changed != nullptr) {
+            set(std::move(changed));
+        } else if (is_stored) {
+            keep(winning_content);
+        }
     }
 
     void remove(const MultiVersionDocument& stored) {
-        documents_.set(stored.with_chain(stored.winning_position(), {&deleted_hash, 1}, *memory_));
+        set(stored.with_chain(stored.winning_position(), {&deleted_hash, 1}, *memory_));
     }
 
-    // Every content that is added is named by a revision, a new one or the winning one.
-    [[nodiscard]] DocumentStorage applied_to(const DocumentStorage& storage, Unnamed contents_not_named) && {
-        return DocumentStorage(std::move(documents_).applied_to(storage.documents()),
-                               std::move(contents_).applied_to(storage.data()), storage.root_or_empty(),
-                               contents_not_named, storage.closed_documents());
+    // Leaves the next document as it is, with its winning content.
+    void keep(std::string_view winning_content) {
+        if (knows_winning_) winning_.texts.push_back(winning_content);
+    }
+
+    // Every content that is added is named by a revision, a new one or the winning one. What the storage knows of its
+    // winning contents goes on, unless much changes, or contents that documents have may give way to others.
+    [[nodiscard]] DocumentStorage applied_to(const DocumentStorage& storage) && {
+        const WinningContents& before = *storage.winning_contents();
+        const bool fills_gaps = before.any_lack && contents_.size() != 0;
+        const bool stays_known = knows_winning_ && !fills_gaps && contents_.leave_out_stored(storage.data());
+        const DocumentStorage changed(std::move(documents_).applied_to(storage.documents()),
+                                      std::move(contents_).applied_to(storage.data()), storage.root_or_empty(),
+                                      storage.contents_not_named(), storage.closed_documents());
+        if (!stays_known) return changed;
+        winning_.any_lack = before.any_lack;
+        for (const auto& [number, document] : changed_) {
+            if (!document->has_winning()) continue;
+            const auto content = changed.data().find(document->winning().datahash());
+            if (content) winning_.texts[number] = *content;
+            winning_.any_lack = winning_.any_lack || !content;
+        }
+        return changed.with_winning_contents(std::make_shared<const WinningContents>(std::move(winning_)));
     }
 
    private:
+    void set(DocumentRef document) {
+        knows_winning_ = changed_.size() < most_looked_up_;
+        if (knows_winning_) {
+            changed_.emplace_back(winning_.texts.size(), document.get());
+            winning_.texts.emplace_back();
+        }
+        documents_.set(std::move(document));
+    }
+
     // A document after its change, if any, with all leaves closed but the winning one.
     [[nodiscard]] DocumentRef with_closed_leaves(const MultiVersionDocument& stored, DocumentRef changed) {
         const MultiVersionDocument& document = changed != nullptr ? *changed : stored;
@@ -105,15 +144,28 @@ class DocumentWriter {
     OpenDocument document_;
     DocumentChanges documents_;
     ContentChanges contents_;
+    std::size_t most_looked_up_;
+    bool knows_winning_;
+    WinningContents winning_;  // after the changes; those of changed documents are looked up at the end
+    std::vector<std::pair<std::size_t, const MultiVersionDocument*>> changed_;
     std::unordered_map<const char*, std::string_view> long_contents_;
 };
 
+// Whether a document is live data.
+bool is_removable(const MultiVersionDocument& document, std::string_view content, const DataStorage& data) {
+    if (DataStorage::is_of_deleted(content)) return false;
+    if (content.data() != nullptr && is_ordering_document(document.id(), content)) return false;
+    return !is_ordering_document(document, data) && !document.winning().is_deleted();
+}
+
 }  // namespace
 
-DocumentStorage store_documents(const DocumentStorage& storage, std::span<const FlattenedDocument> documents,
+DocumentStorage store_documents(const DocumentStorage& given, std::span<const FlattenedDocument> documents,
                                 const MayRemove& may_remove, DataHasher& hasher, SharedMemory& memory) {
-    DocumentWriter writer(hasher, memory);
-    constexpr std::ptrdiff_t ahead = 8;
+    const DocumentStorage storage = given.with_winning_contents();
+    const std::span<const std::string_view> contents = storage.winning_contents()->texts;
+    DocumentWriter writer(storage, hasher, memory);
+    constexpr std::uint32_t ahead = 8;
     auto next = documents.begin();
     // Those that come next and have one id.
     const auto take = [&] {
@@ -125,27 +177,26 @@ DocumentStorage store_documents(const DocumentStorage& storage, std::span<const 
         while (next != documents.end() && next->id == first->id) ++next;
         return std::span(first, next);
     };
-    const auto [contents, are_all] = winning_contents(storage);
-    auto content = contents.begin();
     std::uint32_t number = 0;
     for (const auto& [id, document] : storage.documents()) {
-        if (contents.end() - content > ahead) prefetch(content[ahead]);
+        if (number + ahead < contents.size()) prefetch(contents[number + ahead]);
+        const std::string_view content = contents[number];
         int order = 1;
         while (next != documents.end() && (order = next->id.compare(id)) < 0) {
             writer.store(nullptr, {}, take());
             order = 1;
         }
         if (order == 0) {
-            writer.store(document.get(), *content, take());
-        } else if (may_remove && !is_ordering_document(*document, storage.data()) &&
-                   document->winning().datahash() != deleted_hash && may_remove(number)) {
+            writer.store(document.get(), content, take());
+        } else if (may_remove && is_removable(*document, content, storage.data()) && may_remove(number)) {
             writer.remove(*document);
+        } else {
+            writer.keep(content);
         }
-        ++content;
         ++number;
     }
     while (next != documents.end()) writer.store(nullptr, {}, take());
-    return std::move(writer).applied_to(storage, are_all ? Unnamed::none : storage.contents_not_named());
+    return std::move(writer).applied_to(storage);
 }
 
 }  // namespace libzentadbpp

@@ -1,6 +1,7 @@
 #include "transformation/update.h"
 
 #include <algorithm>
+#include <bit>
 #include <string>
 #include <unordered_set>
 
@@ -8,6 +9,8 @@
 #include "data/data_hash.h"
 #include "json/canonical_object.h"
 #include "json/writer.h"
+#include "memory/prefetch.h"
+#include "text/first_bytes.h"
 #include "transformation/flattener.h"
 #include "transformation/list_branches.h"
 #include "transformation/list_keeper.h"
@@ -75,10 +78,33 @@ void settle_repeated(Documents& documents, const DocumentStorage& storage, DataH
     documents = std::move(settled);
 }
 
-bool has_document(const Documents& documents, std::string_view id) {
-    const auto at = std::ranges::lower_bound(documents, id, {}, &FlattenedDocument::id);
-    return at != documents.end() && at->id == id;
-}
+// The ids that the data has. Nearly all others are recognised by one bit.
+class ProducedIds {
+   public:
+    explicit ProducedIds(const Documents& documents)
+        : documents_(&documents), may_have_(std::bit_ceil(documents.size() * bits_each + 1)) {
+        for (const FlattenedDocument& document : documents) may_have_[place_of(document.id)] = true;
+    }
+
+    [[nodiscard]] bool contains(std::string_view id) const {
+        if (!may_have_[place_of(id)]) return false;
+        const auto at = std::ranges::lower_bound(*documents_, id, {}, &FlattenedDocument::id);
+        return at != documents_->end() && at->id == id;
+    }
+
+   private:
+    static constexpr std::size_t bits_each = 16;
+
+    [[nodiscard]] std::size_t place_of(std::string_view id) const {
+        const std::string_view tail = id.substr(id.size() - std::min<std::size_t>(id.size(), 8));
+        constexpr std::uint64_t odd = 0x9e3779b97f4a7c15;
+        const std::uint64_t code = (first_bytes(id) * odd ^ first_bytes(tail) ^ id.size()) * odd;
+        return (code >> 32) & (may_have_.size() - 1);
+    }
+
+    const Documents* documents_;
+    std::vector<bool> may_have_;
+};
 
 bool has_repeated(const Documents& documents) {
     return std::ranges::adjacent_find(documents, {}, &FlattenedDocument::id) != documents.end();
@@ -89,28 +115,35 @@ bool has_repeated(const Documents& documents) {
 // change.
 bool may_change_other_lists(const Documents& documents, bool any_repeated, const DocumentStorage& storage,
                             std::string_view instance) {
+    constexpr std::size_t ahead = 8;
+    constexpr std::size_t cheap_to_repeat = 1024;
     Arena arena;
+    const ProducedIds produced_ids(documents);
     std::unordered_set<const char*> seen;  // documents may share a long content
     const auto lists_any = [&](std::string_view content) {
-        if (!seen.insert(content.data()).second) return false;
+        if (content.size() > cheap_to_repeat && !seen.insert(content.data()).second) return false;
         const auto list = read_ordering_content(content, arena);
         if (!list || list->instance != instance) return false;
         bool any = any_repeated;
-        visit_listed_ids(
-            list->ids, [&](std::optional<std::string_view> id) { any = any || (id && has_document(documents, *id)); });
+        visit_listed_ids(list->ids,
+                         [&](std::optional<std::string_view> id) { any = any || (id && produced_ids.contains(*id)); });
         return any;
     };
     auto produced = std::ranges::lower_bound(documents, ordering_id_prefix, {}, &FlattenedDocument::id);
+    const std::span<const std::string_view> winning = storage.winning_contents()->texts;
+    const std::size_t end = winning.size();
+    std::size_t number = 0;
     for (const auto& [id, document] : storage.documents()) {
+        const std::string_view content = winning[number++];
+        if (number + ahead < end) prefetch(winning[number + ahead]);
         if (!has_ordering_id(id)) continue;
         while (produced != documents.end() && produced->id < id) ++produced;
         if ((produced != documents.end() && produced->id == id) || !document->has_winning()) continue;
-        const auto winning = storage.data().find(document->winning().datahash());
-        if (winning && lists_any(*winning)) return true;
+        if (content.data() != nullptr && lists_any(content)) return true;
         if (!has_other_leaves(*document)) continue;
         for (const std::uint32_t leaf : other_leaves(*document)) {
-            const auto content = storage.data().find(document->revisions()[leaf].datahash());
-            if (content && lists_any(*content)) return true;
+            const auto other = storage.data().find(document->revisions()[leaf].datahash());
+            if (other && lists_any(*other)) return true;
         }
     }
     return false;
@@ -147,10 +180,11 @@ DocumentStorage keep_lists(const DocumentStorage& stored, const Documents& docum
 
 }  // namespace
 
-DocumentStorage update(const DocumentStorage& storage, const JsonValue& data, const TransformationSettings& settings,
+DocumentStorage update(const DocumentStorage& given, const JsonValue& data, const TransformationSettings& settings,
                        Arena& arena, SharedMemory& memory) {
     DataHasher hasher(settings.hash_kind());
     Flattener::Result flat = Flattener(settings, hasher, arena).flatten(data);
+    const DocumentStorage storage = given.with_winning_contents();
     const bool any_repeated = has_repeated(flat.documents);
     if (any_repeated) settle_repeated(flat.documents, storage, hasher);
     UnseenDocuments unseen(storage, settings.instance_id);
@@ -159,8 +193,7 @@ DocumentStorage update(const DocumentStorage& storage, const JsonValue& data, co
     if (may_change_other_lists(flat.documents, any_repeated, storage, settings.instance_id)) {
         stored = keep_lists(stored, flat.documents, settings.instance_id, settings.hash_kind());
     }
-    return DocumentStorage(stored.documents(), stored.data(), std::string(flat.root_id), stored.contents_not_named(),
-                           stored.closed_documents());
+    return stored.with_root(std::string(flat.root_id));
 }
 
 void flatten_object(const JsonValue& data, const TransformationSettings& settings, Arena& arena, TextBuffer& out) {
