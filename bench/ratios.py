@@ -37,7 +37,7 @@ def row(what, value, limit=None, unit=""):
         return
     verdict = "missed" if limit is not None and value > limit else ""
     missed += verdict != ""
-    print(f"{what:<66}{value:>8.2f} {unit:<3}{limit or '':>6} {verdict}".rstrip())
+    print(f"{what:<76}{value:>8.2f} {unit:<3}{limit or '':>6} {verdict}".rstrip())
 
 
 def quotient(a, b):
@@ -51,7 +51,7 @@ def ratio(what, names, yards, limit=None):
 print(f"medians at {n} notes, microseconds of the processor")
 for name in sorted(name for name in medians if name.endswith("/" + n) or "_after/" in name):
     print(f"  {name:<56}{medians[name]:>14.1f}")
-print(f"\n{'work':<66}{'measured':>8} {'':<3}{'at most':>6}")
+print(f"\n{'work':<76}{'measured':>8} {'':<3}{'at most':>6}")
 parse_host, parse_sync, write_host = "yard_rapidjson_parse_host", "yard_rapidjson_parse_sync", "yard_rapidjson_write_host"
 sha256 = "yard_sha256_names yard_sha256_contents"
 ratio("open / parse of the sync JSON", "open_handle", parse_sync, 0.5)

@@ -1,14 +1,8 @@
 #include <benchmark/benchmark.h>
 #include <malloc.h>
-#include <openssl/evp.h>
-#include <rapidjson/document.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-#include <simdjson.h>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <zentadbpp.h>
-#include <zlib.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -19,243 +13,19 @@
 #include <iostream>
 #include <iterator>
 #include <map>
-#include <memory>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
+#include "data.h"
 #include "notebook.h"
+
+using namespace bench;
 
 namespace {
 
-std::string take(sync_json_result result) {
-    if (result.error != nullptr) throw std::runtime_error(result.error);
-    std::string value = result.value;
-    free_sync_json_result(&result);
-    return value;
-}
-
-class Handle {
-   public:
-    explicit Handle(sync_json_ptr_result result) : handle_(result.ptr) {
-        if (result.error != nullptr) throw std::runtime_error(result.error);
-    }
-    operator sync_json_ptr() const { return handle_.get(); }
-
-   private:
-    struct Close {
-        void operator()(sync_json_ptr handle) const { free_sync_json_ptr(handle); }
-    };
-    std::unique_ptr<zentadbpp_document_storage, Close> handle_;
-};
-
-void require(bool holds, const char* what) {
-    if (!holds) throw std::runtime_error(what);
-}
-
-constexpr const char* none = "{}";
-
-std::string written(const rapidjson::Value& value) {
-    rapidjson::StringBuffer text;
-    rapidjson::Writer<rapidjson::StringBuffer> writer(text);
-    value.Accept(writer);
-    return {text.GetString(), text.GetSize()};
-}
-
-std::string answer_of_server(const std::string& bulk_docs) {
-    rapidjson::Document body;
-    body.Parse<rapidjson::kParseFullPrecisionFlag>(bulk_docs.c_str());
-    std::string text = "{\"results\":[";
-    for (const auto& document : body["docs"].GetArray()) {
-        if (text.back() == '}') text += ",";
-        text += "{\"docs\":[{\"ok\":" + written(document) + "}]}";
-    }
-    return text + "]}";
-}
-
-std::string sha256(std::string_view text) {
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    require(EVP_Digest(text.data(), text.size(), digest, nullptr, EVP_sha256(), nullptr) == 1, "not hashed");
-    std::string hex;
-    for (int i = 0; i < 32; ++i) {
-        for (const int half : {digest[i] >> 4, digest[i] & 15}) hex += "0123456789abcdef"[half];
-    }
-    return hex;
-}
-
-// Everything that is measured at one size, made and checked once.
-struct Data {
-    std::string host;
-    std::string edited;       // 1 % of the notes changed
-    std::string sync;         // of host
-    std::string sync_edited;  // updated with edited
-    std::string diff;         // of the two
-    std::string compressed;   // sync
-    std::string bulk_get;     // sync, as a server would answer
-    std::size_t documents;
-    std::vector<std::string> hashed_names;     // what a first update hashes: the paths of arrays, the names of orders,
-    std::vector<std::string> hashed_contents;  // and the content of every document
-
-    explicit Data(std::size_t notes) : host(bench::notebook(notes)), edited(bench::notebook(notes, 1)) {
-        sync = take(update_sync_json(host.c_str(), none, none));
-        sync_edited = take(update_sync_json(edited.c_str(), sync.c_str(), none));
-        require(take(update_sync_json(host.c_str(), sync.c_str(), none)) == sync,
-                "an update with the same data changed it");
-        const std::string discard = "{\"discard_id\": true}";
-        const std::string read = take(read_sync_json(sync.c_str(), none));
-        require(take(update_sync_json(read.c_str(), sync.c_str(), none)) == sync,
-                "what was read is not what was stored");
-        require(take(replicate_sync_json(sync_edited.c_str(), sync.c_str(), none)) == sync_edited,
-                "replication lost edits");
-        diff = take(sync_json_diff(sync.c_str(), sync_edited.c_str(), none));
-        std::string patched = take(sync_json_patch(sync.c_str(), diff.c_str()));
-        patched.back() = ',';  // a patch tells no root
-        require(sync_edited.starts_with(patched), "a patch lost edits");
-        compressed = take(sync_json_compress(sync.c_str()));
-        require(take(sync_json_uncompress(compressed.c_str())) == sync, "compressing lost data");
-        bulk_get = answer_of_server(take(sync_json_to_bulk_docs(sync.c_str())));
-        require(take(sync_json_from_bulk_get(bulk_get.c_str(), none)) == sync, "exchange lost data");
-
-        find_hashed(notes);
-    }
-
-   private:
-    // Each name in the sync JSON is the hash of one of these texts.
-    void find_hashed(std::size_t notes) {
-        hashed_names.emplace_back("root->notes-");
-        const std::string root = "root->notes-a(" + sha256(hashed_names.front()) + ")->o(note-";
-        for (std::size_t i = 0; i < notes; ++i) hashed_names.push_back(root + std::to_string(i) + ")->tasks-");
-        const std::size_t arrays = hashed_names.size();
-        std::unordered_map<std::string, std::string> domains;  // by the ids of their ordering documents
-        for (std::size_t i = 0; i < arrays; ++i) {
-            std::string name = "default-ordering-" + sha256(hashed_names[i]);
-            const std::string id = "ord-" + sha256(name);
-            domains.emplace(id, std::move(name));
-        }
-
-        simdjson::ondemand::parser parser;
-        const simdjson::padded_string text(sync);
-        std::unordered_map<std::string, std::string> contents;
-        simdjson::ondemand::document parsed = parser.iterate(text);
-        for (auto member : parsed["o"].get_object()) {
-            const std::string_view hash = member.unescaped_key();
-            const std::string_view content = member.value().get_object().value().raw_json();
-            require(sha256(content) == hash, "a content is not what was hashed");
-            contents.emplace(hash, content);
-        }
-        parsed = parser.iterate(text);
-        for (auto member : parsed["d"].get_object()) {
-            const std::string id(std::string_view(member.unescaped_key()));
-            const std::string_view revision = member.value().at(0).get_string();
-            hashed_contents.push_back(contents.at(std::string(revision.substr(0, revision.find('_')))));
-            if (id.starts_with("ord-")) hashed_names.push_back(domains.at(id));
-        }
-        documents = hashed_contents.size();
-    }
-};
-
-const Data& data(const benchmark::State& state) {
-    static std::map<std::int64_t, Data> made;
-    return made.try_emplace(state.range(0), static_cast<std::size_t>(state.range(0))).first->second;
-}
-
-void count(benchmark::State& state, std::size_t bytes, std::size_t documents) {
-    state.SetBytesProcessed(static_cast<std::int64_t>(bytes) * static_cast<std::int64_t>(state.iterations()));
-    state.counters["docs"] = static_cast<double>(documents);
-}
-
-// --- Yardsticks
-
-void rapidjson_parse(benchmark::State& state, const std::string& text) {
-    for (auto _ : state) {
-        rapidjson::Document document;
-        document.Parse(text.c_str());
-        benchmark::DoNotOptimize(document);
-    }
-    count(state, text.size(), 0);
-}
-
-void rapidjson_write(benchmark::State& state, const std::string& text, bool parse_too) {
-    rapidjson::Document document;
-    document.Parse(text.c_str());
-    for (auto _ : state) {
-        if (parse_too) {
-            rapidjson::Document again;
-            again.Parse(text.c_str());
-            document = std::move(again);
-        }
-        rapidjson::StringBuffer out;
-        rapidjson::Writer<rapidjson::StringBuffer> writer(out);
-        document.Accept(writer);
-        benchmark::DoNotOptimize(out.GetString());
-    }
-    count(state, text.size(), 0);
-}
-
-void yard_rapidjson_parse_host(benchmark::State& state) { rapidjson_parse(state, data(state).host); }
-void yard_rapidjson_parse_sync(benchmark::State& state) { rapidjson_parse(state, data(state).sync); }
-void yard_rapidjson_write_host(benchmark::State& state) { rapidjson_write(state, data(state).host, false); }
-void yard_rapidjson_parse_write_sync(benchmark::State& state) { rapidjson_write(state, data(state).sync, true); }
-
-void yard_simdjson_parse_sync(benchmark::State& state) {
-    const simdjson::padded_string text(data(state).sync);
-    simdjson::dom::parser parser;
-    for (auto _ : state) benchmark::DoNotOptimize(parser.parse(text).error());
-    count(state, text.size(), 0);
-}
-
-void yard_sha256(benchmark::State& state, const std::vector<std::string>& texts) {
-    std::size_t bytes = 0;
-    EVP_MD_CTX* context = EVP_MD_CTX_new();
-    EVP_MD* sha256 = EVP_MD_fetch(nullptr, "SHA256", nullptr);
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    for (auto _ : state) {
-        bytes = 0;
-        for (const std::string& text : texts) {
-            EVP_DigestInit_ex2(context, sha256, nullptr);
-            EVP_DigestUpdate(context, text.data(), text.size());
-            EVP_DigestFinal_ex(context, digest, nullptr);
-            benchmark::DoNotOptimize(digest);
-            bytes += text.size();
-        }
-    }
-    EVP_MD_free(sha256);
-    EVP_MD_CTX_free(context);
-    count(state, bytes, 0);
-}
-
-void yard_sha256_names(benchmark::State& state) { yard_sha256(state, data(state).hashed_names); }
-void yard_sha256_contents(benchmark::State& state) { yard_sha256(state, data(state).hashed_contents); }
-
-void yard_zlib_sync(benchmark::State& state) {
-    const std::string& text = data(state).sync;
-    std::vector<Bytef> out(compressBound(text.size()));
-    for (auto _ : state) {
-        uLongf size = out.size();
-        require(compress(out.data(), &size, reinterpret_cast<const Bytef*>(text.data()), text.size()) == Z_OK, "zlib");
-        state.counters["bytes"] = static_cast<double>(size);
-    }
-    count(state, text.size(), 0);
-}
-
-void yard_memcpy_sync(benchmark::State& state) {
-    const std::string& text = data(state).sync;
-    std::vector<char> copy(text.size());
-    for (auto _ : state) {
-        std::memcpy(copy.data(), text.data(), text.size());
-        benchmark::ClobberMemory();
-    }
-    count(state, text.size(), 0);
-}
-
 // --- The library
-
-void sizes(benchmark::internal::Benchmark* benchmark) {
-    benchmark->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
-}
 
 void release(sync_json_result result) { free_sync_json_result(&result); }
 void release(sync_json_ptr_result result) { free_sync_json_ptr_result_all(&result); }
@@ -444,14 +214,13 @@ void peak_of_update(benchmark::State& state) {
 using Past = std::vector<std::pair<std::string, std::string>>;
 
 std::map<std::string, Past> pasts() {
-    std::map<std::string, Past> made{
-        {"2000_notes", {{bench::notebook(2000), none}}},
-        {"1000_notes", {{bench::notebook(1000), none}}},
-        {"16000_deleted", {{bench::notebook(17000), none}, {bench::notebook(1000), none}}}};
+    std::map<std::string, Past> made{{"2000_notes", {{notebook(2000), none}}},
+                                     {"1000_notes", {{notebook(1000), none}}},
+                                     {"16000_deleted", {{notebook(17000), none}, {notebook(1000), none}}}};
     for (int i = 0; i < 32; ++i) {
-        made["32_instances"].emplace_back(bench::notebook(2000), "{\"instance_id\": \"" + std::to_string(i) + "\"}");
+        made["32_instances"].emplace_back(notebook(2000), "{\"instance_id\": \"" + std::to_string(i) + "\"}");
     }
-    for (unsigned edit = 1; edit <= 20; ++edit) made["20_edits"].emplace_back(bench::notebook(1000, 100, edit), none);
+    for (unsigned edit = 1; edit <= 20; ++edit) made["20_edits"].emplace_back(notebook(1000, 100, edit), none);
     return made;
 }
 
@@ -538,11 +307,11 @@ void shape(benchmark::State& state, const std::string& sync) {
 
 std::size_t size_of(const benchmark::State& state) { return static_cast<std::size_t>(state.range(0)); }
 
-void chain_of_revisions(benchmark::State& state) { shape(state, bench::chain(size_of(state))); }
+void chain_of_revisions(benchmark::State& state) { shape(state, chain(size_of(state))); }
 
 void fan_of_branches(benchmark::State& state) {
-    const std::string sync = bench::fan(size_of(state));
-    const std::string other = bench::fan(size_of(state) + 1);
+    const std::string sync = fan(size_of(state));
+    const std::string other = fan(size_of(state) + 1);
     for (auto _ : state) {
         sync_json_result merged = replicate_sync_json(other.c_str(), sync.c_str(), none);
         sync_json_result conflicting = sync_json_conflicting(merged.value, "root");
@@ -564,24 +333,15 @@ void host_round_trip(benchmark::State& state, const std::string& host) {
     count(state, host.size(), size_of(state));
 }
 
-void tiny_documents(benchmark::State& state) { host_round_trip(state, bench::tiny_objects(size_of(state))); }
-void array_of_elements(benchmark::State& state) { host_round_trip(state, bench::tiny_elements(size_of(state))); }
-void decimal_numbers(benchmark::State& state) { host_round_trip(state, bench::decimals(size_of(state))); }
-void one_large_document(benchmark::State& state) { host_round_trip(state, bench::one_document(size_of(state))); }
+void tiny_documents(benchmark::State& state) { host_round_trip(state, tiny_objects(size_of(state))); }
+void array_of_elements(benchmark::State& state) { host_round_trip(state, tiny_elements(size_of(state))); }
+void decimal_numbers(benchmark::State& state) { host_round_trip(state, decimals(size_of(state))); }
+void one_large_document(benchmark::State& state) { host_round_trip(state, one_document(size_of(state))); }
 
 void doubled(benchmark::internal::Benchmark* benchmark, std::int64_t size) {
     benchmark->Arg(size / 2)->Arg(size)->Unit(benchmark::kMicrosecond);
 }
 
-BENCHMARK(yard_rapidjson_parse_host)->Apply(sizes);
-BENCHMARK(yard_rapidjson_parse_sync)->Apply(sizes);
-BENCHMARK(yard_rapidjson_write_host)->Apply(sizes);
-BENCHMARK(yard_rapidjson_parse_write_sync)->Apply(sizes);
-BENCHMARK(yard_simdjson_parse_sync)->Apply(sizes);
-BENCHMARK(yard_sha256_names)->Apply(sizes);
-BENCHMARK(yard_sha256_contents)->Apply(sizes);
-BENCHMARK(yard_zlib_sync)->Apply(sizes);
-BENCHMARK(yard_memcpy_sync)->Apply(sizes);
 BENCHMARK(cold_process)->Arg(1)->Apply(sizes)->Iterations(3)->UseManualTime();
 BENCHMARK(resolve_handle)->Apply(sizes);
 BENCHMARK(memory_of_handle)->Apply(sizes)->Iterations(1);
@@ -606,7 +366,7 @@ int main(int argc, char** argv) {
     const std::span arguments(argv, static_cast<std::size_t>(argc));
     if (argc == 2 && arguments[1] == std::string_view("--cold")) return run_cold(), 0;
     if (argc == 3 && arguments[1] == std::string_view("--notebook")) {  // N: prints the host data
-        std::cout << bench::notebook(std::stoul(arguments[2])) << "\n";
+        std::cout << notebook(std::stoul(arguments[2])) << "\n";
         return 0;
     }
     touch_memory();
