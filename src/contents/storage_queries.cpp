@@ -4,7 +4,6 @@
 #include <stdexcept>
 #include <unordered_set>
 
-#include "contents/document_index.h"
 #include "contents/ordering_content.h"
 #include "json/error.h"
 #include "text/sort_unique.h"
@@ -87,14 +86,14 @@ bool available(const DocumentStorage& storage, std::string_view revision_or_id) 
 }
 
 std::vector<std::string> instances(const DocumentStorage& storage) {
-    const DocumentIndex index(storage);
-    std::unordered_set<const char*> seen;  // documents may share a content, and so its name
+    std::unordered_set<const char*> seen;  // documents may share a content
     std::vector<std::string> ids;
-    const auto [first, end] = index.ordering_ids();
-    for (std::uint32_t number = first; number < end; ++number) {
-        (void)index.document(number).winning();  // a document without one is a failure
-        const OrderingContent* content = index.ordering(number);
-        if (content != nullptr && seen.insert(content->instance.data()).second) ids.emplace_back(content->instance);
+    Arena arena;
+    for (const auto& [id, document] : storage.documents()) {
+        if (!has_ordering_id(id)) continue;
+        const auto content = storage.data().find(document->winning().datahash());
+        if (!content || !seen.insert(content->data()).second) continue;
+        if (const auto ordering = read_ordering_content(*content, arena)) ids.emplace_back(ordering->instance);
     }
     sort_unique(ids);
     return ids;

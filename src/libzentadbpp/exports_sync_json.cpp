@@ -39,7 +39,8 @@ sync_json_result replicate_sync_json(const char* source, const char* target, con
             call.sync_json_object(target, "target_synchronizable_json_is_not_an_object", "null_target_syncjson");
         const DocumentStorage from = call.open(std::move(source_text), Inflation::reported);
         const DocumentStorage to = call.open(std::move(target_text), Inflation::reported);
-        return Call::rendered(replicate(from, to, Takeover::share).target, asks_for_compression(configuration));
+        SharedMemory memory(call.arena());
+        return Call::rendered(replicate(from, to, memory).target, asks_for_compression(configuration));
     });
 }
 
@@ -72,6 +73,7 @@ sync_json_ptr_result replicate_sync_json_ptr(sync_json_ptr source, sync_json_ptr
         (void)call.configuration(config);
         const DocumentStorage& from = call.storage(source, "invalid_source_sync_json_ptr");
         const DocumentStorage& to = call.storage(target, "invalid_target_sync_json_ptr");
-        return replicate(from, to, Takeover::copy).target;
+        SharedMemory memory;
+        return replicate(from, to, memory).target;
     });
 }

@@ -24,9 +24,9 @@ DocumentStorage::Documents opened(const DocumentStorage& target) {
     return std::move(changes).applied_to(target.documents());
 }
 
-DocumentRef taken_over(const DocumentRef& document, Takeover takeover, SharedMemory& memory) {
+DocumentRef taken_over(const DocumentRef& document, SharedMemory& memory) {
     if (DocumentRef opened = reopened(*document)) return opened;
-    if (takeover == Takeover::share) return document;
+    if (memory.is_arena()) return document;
     return MultiVersionDocument::make(document->id(), document->revisions(), memory);
 }
 
@@ -60,11 +60,11 @@ class MissingContents {
         }
     }
 
-    [[nodiscard]] DataStorage added_to(const DataStorage& target, Takeover takeover, SharedMemory& memory) const {
+    [[nodiscard]] DataStorage added_to(const DataStorage& target, SharedMemory& memory) const {
         ContentChanges changes;
         for (const auto& [entry, is_named] : missing_) {
             if (!is_named) continue;
-            if (takeover == Takeover::share) {
+            if (memory.is_arena()) {
                 changes.share(*entry);
             } else {
                 changes.add(entry->key, entry->value.text, memory);
@@ -91,7 +91,7 @@ class MissingContents {
 
 }  // namespace
 
-ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage& target, Takeover takeover) {
+ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage& target, SharedMemory& memory) {
     const std::string& root = target.root_or_empty();
     if (!root.empty() && root != source.root_or_empty()) {
         raise<ReplicationException>(source::replicator, "operator ()", "mismatching_root_document_identifiers");
@@ -100,12 +100,11 @@ ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage
     ReplicationResult result;
     const DocumentStorage::Documents target_documents = opened(target);
     DocumentChanges changes;
-    SharedMemory memory;
     MissingContents contents(source.data().contents(), target.data().contents());
     const auto merge = [&](const auto& entry, const auto* ours) {
         if (ours == nullptr) {
             contents.name(*entry.value);
-            changes.set(taken_over(entry.value, takeover, memory));
+            changes.set(taken_over(entry.value, memory));
             result.missing_found += entry.value->revisions().size();
         } else if (ours->value != entry.value && ours->value->history() != entry.value->history()) {
             contents.name(*entry.value);
@@ -123,9 +122,9 @@ ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage
         for (const auto& entry : source.documents()) contents.name(*entry.value);
     }
 
-    result.target = DocumentStorage(std::move(changes).applied_to(target_documents),
-                                    contents.added_to(target.data(), takeover, memory),
-                                    root.empty() ? source.root_or_empty() : root, Unnamed::possible, Closed::none);
+    result.target =
+        DocumentStorage(std::move(changes).applied_to(target_documents), contents.added_to(target.data(), memory),
+                        root.empty() ? source.root_or_empty() : root, Unnamed::possible, Closed::none);
     return result;
 }
 

@@ -6,11 +6,6 @@
 
 namespace libzentadbpp {
 
-// Whether what comes over from the source is copied into memory of its own, or keeps sharing the source's. Sharing is
-// for storages that end with the call; a target that lives on would hold on to the whole text its source was opened
-// from.
-enum class Takeover : bool { copy, share };
-
 struct ReplicationResult {
     DocumentStorage target;
     std::size_t missing_found = 0;  // revisions that the target did not know
@@ -21,7 +16,11 @@ struct ReplicationResult {
 // ReplicationException "mismatching_root_document_identifiers". O(documents of both + revisions of those that differ);
 // what lies in nodes that both share is not looked at. Where the target lacks contents that only equal documents name,
 // because it was pruned, or none does: all revisions of the source as well.
+//
+// What comes over from the source is copied into the memory: a target that lives on would otherwise keep the whole text
+// that its source was opened from. If the memory is that of a call (`SharedMemory::is_arena`), both end with it, and
+// the target shares what the source has.
 [[nodiscard]] ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage& target,
-                                          Takeover takeover);
+                                          SharedMemory& memory);
 
 }  // namespace libzentadbpp

@@ -89,15 +89,18 @@ TEST(Replicate, CountsAndCarriesOver) {
         SCOPED_TRACE(source + " into " + target);
         const Opened from(source);
         const Opened to(target);
-        for (const Takeover takeover : {Takeover::copy, Takeover::share}) {
-            const ReplicationResult merged = replicate(from.storage(), to.storage(), takeover);
+        Arena arena;
+        SharedMemory of_a_call(arena);
+        SharedMemory of_a_handle;
+        for (SharedMemory* memory : {&of_a_call, &of_a_handle}) {
+            const ReplicationResult merged = replicate(from.storage(), to.storage(), *memory);
             EXPECT_EQ(merged.missing_found, missing_found);
             EXPECT_EQ(serialized(merged.target), written(result));
-            const ReplicationResult again = replicate(from.storage(), merged.target, takeover);
+            const ReplicationResult again = replicate(from.storage(), merged.target, *memory);
             EXPECT_EQ(again.missing_found, 0U);
             EXPECT_EQ(serialized(again.target), written(result));
             if (to.storage().documents().empty()) continue;
-            const DocumentStorage back = replicate(to.storage(), from.storage(), takeover).target;
+            const DocumentStorage back = replicate(to.storage(), from.storage(), *memory).target;
             for (const auto& entry : merged.target.documents()) {
                 EXPECT_EQ(back.find(entry.key)->history(), entry.value->history());
             }
@@ -109,18 +112,19 @@ TEST(Replicate, RefusesOtherRoots) {
     const Opened ours(text_of(R"(["A_first"])"));
     const Opened theirs(R"({"d": {"other": ["A_first"]}, "r": "other"})");
     const Opened empty("{}");
+    SharedMemory memory;
     for (const Opened* other : {&theirs, &empty}) {
-        EXPECT_EQ(
-            failure<ReplicationException>([&] { (void)replicate(other->storage(), ours.storage(), Takeover::share); }),
-            record(source::replicator, "operator ()", "mismatching_root_document_identifiers"));
+        EXPECT_EQ(failure<ReplicationException>([&] { (void)replicate(other->storage(), ours.storage(), memory); }),
+                  record(source::replicator, "operator ()", "mismatching_root_document_identifiers"));
     }
 }
 
 TEST(Replicate, TellsOfASecondFirstRevision) {
     const Opened source(text_of(R"(["B_first"])"));
     const Opened target(text_of(R"(["A_first", "C_A"])"));
+    SharedMemory memory;
     testing::internal::CaptureStderr();
-    EXPECT_THROW((void)replicate(source.storage(), target.storage(), Takeover::share), SecondFirstRevision);
+    EXPECT_THROW((void)replicate(source.storage(), target.storage(), memory), SecondFirstRevision);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "Document root\nActual root 1-A_first\nWannabe root 1-B_first\n2-C_A\n");
 }

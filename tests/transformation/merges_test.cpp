@@ -25,7 +25,8 @@ std::string written(const JsonValue& value) {
 }
 
 DocumentStorage merged(const DocumentStorage& source, const DocumentStorage& target) {
-    return replicate(source, target, Takeover::copy).target;
+    SharedMemory memory;
+    return replicate(source, target, memory).target;
 }
 
 DocumentStorage settled(const DocumentStorage& storage, std::string_view id, const std::string& revision) {
