@@ -106,6 +106,13 @@ class Round {
     // and comes back to where it was.
     [[nodiscard]] bool is_returned_part(const std::string& id) const { return is_part(id) && deleted_.contains(id); }
 
+    // A part that moved. What it holds is then in a new list, which does not follow the old one if the part moved to
+    // another key or object.
+    [[nodiscard]] bool is_moved_part(const std::string& id) const {
+        const auto known = paths_.find(id);
+        return is_part(id) && known != paths_.end() && known->second.size() > 1;
+    }
+
     void check_doubled(const View& shown, Tally& tally) const {
         for (const auto& [id, places] : shown.places) {
             if (!shown.is_doubled(id) || doubled_.contains(id)) continue;
@@ -113,6 +120,10 @@ class Round {
             if (put != put_.end() && put->second.size() > 1) continue;
             if (std::ranges::any_of(places, [&](const Place& place) { return is_returned_part(place.first); })) {
                 ++tally["doubled in a part that came back"];
+                continue;
+            }
+            if (std::ranges::any_of(places, [&](const Place& place) { return is_moved_part(place.first); })) {
+                ++tally["doubled in a part that moved"];
                 continue;
             }
             if (!is_apart_ || !one_instance_) {
@@ -139,6 +150,12 @@ class Round {
         const auto places = shown.places.find(id);
         const bool is_there = places != shown.places.end() && places->second == std::set<Place>{place};
         if (is_there) return;
+        const auto is_in_moved_part = [&](const Place& at) { return is_moved_part(at.first); };
+        if (is_moved_part(place.first) ||
+            (places != shown.places.end() && std::ranges::any_of(places->second, is_in_moved_part))) {
+            ++tally["lost moves, part moved"];
+            return;
+        }
         if (!is_apart_) {
             ++tally["lost moves"];
             return;
