@@ -50,6 +50,7 @@ export class Pull {
     config: library.Config,
   ): Promise<{ sets: library.Handle[]; homeless: string[] }> {
     let sets = this.incoming.sets(notedRoot);
+    if (sets.length === 0) return { sets, homeless: [] };
     let { lists, homeless } = this.#preview(sets, target, config);
     if (homeless.length > 0) {
       const older = await this.#fetchRevisions(lists, () => false);
