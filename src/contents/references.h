@@ -46,18 +46,14 @@ void visit_references_in(const JsonValue& value, const Visit& visit) {
     return find_pair(content.data(), end, {'"', marker, marker}) != end;
 }
 
-// Calls `visit(marker, target)` for every reference of a written content. The target lives as long as the visit.
+// Calls `visit(marker, target, at)` for every reference of a written content that holds nothing verbatim, `at` being
+// where its string begins. The target lives as long as the visit.
 template <class Visit>
-void visit_references(std::string_view content, const Visit& visit) {
+void visit_plain_references(std::string_view content, const Visit& visit) {
     const char* const begin = content.data();
     const char* const end = begin + content.size();
     constexpr BytePair reference{'"', vocabulary::array_reference_marker, vocabulary::object_reference_marker};
     const char* at = find_pair(begin, end, reference);
-    if (at == end) return;
-    if (may_hold_verbatim(content)) {
-        Arena arena;
-        return visit_references_in(read_content(content, arena), visit);
-    }
     constexpr std::string_view id_member = R"("_id": )";
     // In a written text a quote before a letter opens a string, unless it is escaped.
     for (; at != end; at = find_pair(at + 1, end, reference)) {
@@ -66,8 +62,18 @@ void visit_references(std::string_view content, const Visit& visit) {
         if (*string_end == ':') continue;  // a key
         const std::string_view before(begin, static_cast<std::size_t>(at - begin));
         if (before.ends_with(id_member) && before[before.size() - id_member.size() - 1] != '\\') continue;
-        visit(at[1], DecodedString({at + 2, static_cast<std::size_t>(string_end - at - 3)}).text());
+        visit(at[1], DecodedString({at + 2, static_cast<std::size_t>(string_end - at - 3)}).text(), at);
     }
+}
+
+// Calls `visit(marker, target)` for every reference of any written content.
+template <class Visit>
+void visit_references(std::string_view content, const Visit& visit) {
+    if (may_hold_verbatim(content)) {
+        Arena arena;
+        return visit_references_in(read_content(content, arena), visit);
+    }
+    visit_plain_references(content, [&](char marker, std::string_view target, const char*) { visit(marker, target); });
 }
 
 }  // namespace libzentadbpp

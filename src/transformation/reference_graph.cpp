@@ -32,28 +32,30 @@ ReferenceGraph::ReferenceGraph(const DocumentIndex& index, DomainTable& domains,
 
 ReferenceGraph::Range ReferenceGraph::append(std::string_view content) {
     const std::size_t first = references_.size();
-    visit_references(content, [&](char marker, std::string_view target) {
+    const auto add = [&](char marker, std::string_view target, std::size_t at) {
         if (marker == vocabulary::object_reference_marker) {
-            if (const auto number = index_->find(target)) references_.push_back({*number, false});
+            const auto number = index_->find(target);
+            if (number) references_.push_back({*number, static_cast<std::uint32_t>(at), false});
         } else {
             const auto known = domains_->find(target);
-            references_.push_back({known ? *known : domains_->add(arena_->copy(target)), true});
+            const std::uint32_t domain = known ? *known : domains_->add(arena_->copy(target));
+            references_.push_back({domain, static_cast<std::uint32_t>(at), true});
         }
-    });
+    };
+    const bool is_plain = content.size() <= 0xffffffff && !may_hold_verbatim(content);
+    if (is_plain) {
+        visit_plain_references(content, [&](char marker, std::string_view target, const char* at) {
+            add(marker, target, static_cast<std::size_t>(at - content.data()));
+        });
+    } else {
+        visit_references(content, [&](char marker, std::string_view target) { add(marker, target, 0); });
+    }
     if (references_.size() >= 0xffffffff) throw std::length_error("too many references");
-    return {static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(references_.size() - first)};
+    return {static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(references_.size() - first), is_plain};
 }
 
 void ReferenceGraph::replace(std::uint32_t document, std::string_view content) {
     by_document_[document] = append(content);
-}
-
-std::vector<Reference> ReferenceGraph::read(std::string_view content) {
-    const Range range = append(content);
-    const std::vector<Reference> read(references_.begin() + static_cast<std::ptrdiff_t>(range.first),
-                                      references_.end());
-    references_.resize(range.first);
-    return read;
 }
 
 }  // namespace libzentadbpp

@@ -16,6 +16,7 @@ namespace libzentadbpp {
 // What a content refers to: an array by the number of its domain, or a document of the index by its own.
 struct Reference {
     std::uint32_t target;
+    std::uint32_t at;  // where it begins in a plain content
     bool is_array;
 };
 
@@ -30,6 +31,8 @@ class ReferenceGraph {
         const Range range = by_document_[document];
         return std::span(references_).subspan(range.first, range.count);
     }
+    // Whether the winning content of a document was looked through and has no member that begins like "#nf".
+    [[nodiscard]] bool is_plain(std::uint32_t document) const { return by_document_[document].is_plain; }
     // Calls `visit(document)` for every document that refers to an array for which `is_wanted(domain)` holds. Documents
     // may share a long content, whose references are looked at once.
     template <class IsWanted, class Visit>
@@ -58,13 +61,12 @@ class ReferenceGraph {
 
     // The references of a content, in the place of those that a document had.
     void replace(std::uint32_t document, std::string_view content);
-    // The same without a document.
-    [[nodiscard]] std::vector<Reference> read(std::string_view content);
 
    private:
     struct Range {
         std::uint32_t first = 0;
         std::uint32_t count = 0;
+        bool is_plain = false;
     };
     Range append(std::string_view content);
 

@@ -91,8 +91,8 @@ void ShownData::reach_all() {
     for (; spread_ < reached_log_.size(); ++spread_) {
         const std::uint32_t document = reached_log_[spread_];
         if (references_.has_many(document) && !followed_.insert(references_.content_mark(document)).second) continue;
-        for (const auto& [target, is_array] : references_.of(document)) {
-            is_array ? reach_array(target) : reach(target);
+        for (const Reference& reference : references_.of(document)) {
+            reference.is_array ? reach_array(reference.target) : reach(reference.target);
         }
     }
 }

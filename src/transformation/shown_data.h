@@ -39,8 +39,12 @@ class ShownData {
     // The elements of a reached array, in order; nothing for one that is not reached.
     [[nodiscard]] std::optional<std::span<const std::uint32_t>> elements(std::string_view domain) const {
         const auto number = domains_.find(domain);
-        if (!number || *number >= arrays_.size() || !arrays_[*number].is_reached) return std::nullopt;
-        return arrays_[*number].elements;
+        return number ? reached_elements(*number) : std::nullopt;
+    }
+    // The same by the number of its domain.
+    [[nodiscard]] std::optional<std::span<const std::uint32_t>> reached_elements(std::uint32_t domain) const {
+        if (domain >= arrays_.size() || !arrays_[domain].is_reached) return std::nullopt;
+        return arrays_[domain].elements;
     }
     // The winning content of a document, together with the members that were lost, or nothing.
     [[nodiscard]] std::optional<std::string_view> content(std::uint32_t document) const {

@@ -95,7 +95,7 @@ class Rebuild {
 
     void root(std::uint32_t number, std::string_view content) {
         places_.begin(number, content);
-        document(number, content, 0);
+        document(number, content, false, {}, 0);
     }
 
     [[noreturn]] static void fail(std::string_view error, std::string_view args, int line = __builtin_LINE()) {
@@ -103,15 +103,27 @@ class Rebuild {
     }
 
    private:
-    void document(std::uint32_t number, std::string_view content, std::size_t depth) {
+    void document(std::uint32_t number, std::string_view content, bool is_plain, std::span<const Reference> references,
+                  std::size_t depth) {
         limit_.check(content, out_);
         const char* const outer_end = std::exchange(end_, content.data() + content.size());
         const char* const outer_copied = std::exchange(copied_, content.data());
-        MarkedObjects outer_marked = std::exchange(marked_, MarkedObjects(content));
+        const char* const outer_begin = std::exchange(begin_, content.data());
+        const auto outer_references = std::exchange(references_, references);
+        MarkedObjects outer_marked = std::exchange(marked_, is_plain ? MarkedObjects() : MarkedObjects(content));
         leave_out(object(content.data(), depth, index_.id(number), true), outer_copied);
+        begin_ = outer_begin;
         end_ = outer_end;
+        references_ = outer_references;
         marked_ = std::move(outer_marked);
         places_.leave(number);
+    }
+
+    // What is known of the reference at a place, where the content is one of those that were looked through.
+    const Reference* reference_at(const char* place) {
+        const auto at = static_cast<std::size_t>(place - begin_);
+        while (!references_.empty() && references_.front().at < at) references_ = references_.subspan(1);
+        return references_.empty() || references_.front().at != at ? nullptr : references_.data();
     }
 
     static void check_depth(std::size_t depth) {
@@ -190,12 +202,13 @@ class Rebuild {
         if (inside.empty()) return end;
         if (inside[0] == array_reference_marker) {
             leave_out(at, end);
-            elements(DecodedString(inside.substr(1)).text(), depth);
+            const Reference* const known = reference_at(at);
+            const auto reached = known == nullptr ? std::nullopt : shown_.reached_elements(known->target);
+            elements(reached ? *reached : places_.elements(DecodedString(inside.substr(1)).text()), depth);
         } else if (inside[0] == object_reference_marker) {
             leave_out(at, end);
-            const DecodedString id(inside.substr(1));
-            const auto number = index_.find(id.text());
-            if (!number) fail("missing_document", id.text());
+            const auto number = referenced_document(at, inside.substr(1));
+            if (!number) fail("missing_document", DecodedString(inside.substr(1)).text());
             winning_document(*number, depth);
         } else if (inside[0] == '\\') {
             // Not written by the flattener: the character that goes is an escaped one.
@@ -205,6 +218,11 @@ class Rebuild {
             leave_out(at + 1, at + 2);
         }
         return end;
+    }
+
+    std::optional<std::uint32_t> referenced_document(const char* at, std::string_view escaped_id) {
+        if (const Reference* const known = reference_at(at)) return known->target;
+        return index_.find(DecodedString(escaped_id).text());
     }
 
     const char* array(const char* at, std::size_t depth) {
@@ -225,15 +243,16 @@ class Rebuild {
         return at + 1;
     }
 
-    void elements(std::string_view domain, std::size_t depth) {
+    void elements(std::span<const std::uint32_t> numbers, std::size_t depth) {
         constexpr std::size_t ahead = 4;
-        const auto numbers = places_.elements(domain);
+        constexpr std::size_t children_ahead = 2;
         for (const std::uint32_t number : numbers.first(std::min(numbers.size(), ahead))) {
-            index_.prefetch_document(number);
+            index_.prefetch_content(number);
         }
         std::string_view separator = "[";
         for (std::size_t at = 0; at < numbers.size(); ++at) {
-            if (at + ahead < numbers.size()) index_.prefetch_document(numbers[at + ahead]);
+            if (at + ahead < numbers.size()) index_.prefetch_content(numbers[at + ahead]);
+            if (at + children_ahead < numbers.size()) prefetch_children(numbers[at + children_ahead]);
             if (!places_.shows_element(numbers[at])) continue;
             out_.append(separator);
             separator = ", ";
@@ -243,20 +262,38 @@ class Rebuild {
         out_.push_back(']');
     }
 
+    // Of a document that will soon be walked: the first of those that lie in it.
+    void prefetch_children(std::uint32_t number) const {
+        constexpr std::size_t few = 4;
+        const auto references = shown_.references().of(number);
+        for (const Reference& reference : references.first(std::min(references.size(), few))) {
+            if (!reference.is_array) {
+                index_.prefetch_content(reference.target);
+                continue;
+            }
+            const auto numbers = shown_.elements(reference.target);
+            for (const std::uint32_t element : numbers.first(std::min(numbers.size(), few))) {
+                index_.prefetch_content(element);
+            }
+        }
+    }
+
     void winning_document(std::uint32_t number, std::size_t depth) {
         places_.enter(number);
         const auto content = shown_.content(number);
         // Where there is none, those that are asked for it report the failure.
-        document(number,
-                 content ? *content : index_.storage().data().read_object(index_.document(number).winning().datahash()),
+        const std::string_view text =
+            content ? *content : index_.storage().data().read_object(index_.document(number).winning().datahash());
+        const bool is_plain = content && shown_.references().is_plain(number);
+        document(number, text, is_plain, is_plain ? shown_.references().of(number) : std::span<const Reference>{},
                  depth);
     }
 
     // A reference to a deleted document, or to one that is shown elsewhere.
-    [[nodiscard]] bool is_left_out(const char* at) const {
+    [[nodiscard]] bool is_left_out(const char* at) {
         if (at[0] != '"' || at[1] != object_reference_marker) return false;
         const char* const end = written_string_end(at, end_);
-        const auto number = index_.find(DecodedString(slice(at + 2, end - 1)).text());
+        const auto number = referenced_document(at, slice(at + 2, end - 1));
         if (!number) return false;
         if (!index_.is_live(*number)) return index_.document(*number).winning().is_deleted();
         return !places_.shows_member(*number);
@@ -289,8 +326,10 @@ class Rebuild {
     TextBuffer& out_;
     ResultLimit limit_;
     ShownPlaces places_;
-    MarkedObjects marked_;          // of the content that is being walked
-    const char* end_ = nullptr;     // of that content
+    MarkedObjects marked_;                   // of the content that is being walked
+    std::span<const Reference> references_;  // of that content, those that are still to come
+    const char* begin_ = nullptr;
+    const char* end_ = nullptr;
     const char* copied_ = nullptr;  // where its next run begins
 };
 
