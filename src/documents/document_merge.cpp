@@ -34,7 +34,7 @@ struct TreeToMerge {
 };
 
 // The tree under another, smaller first revision. What its own first revision began hangs there a generation later;
-// what was grafted onto that one, as its suffix tells, comes to hang beside it as it stands.
+// what was grafted onto that one, as its suffix shows, then hangs beside it unchanged.
 std::vector<TreeRevision> grafted(std::span<const TreeRevision> tree, const TreeRevision& root) {
     std::vector<TreeRevision> moved{root};
     moved.insert(moved.end(), tree.begin(), tree.end());

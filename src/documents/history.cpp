@@ -29,7 +29,7 @@ void unfold(std::string_view history_array, Arena& arena, HistoryVisitor& visito
     std::size_t level = 0;  // of the innermost open array
     std::uint32_t parent = no_entry;
     std::uint32_t generation = 1;
-    bool ended = false;  // of a chain: what follows in it tells nothing
+    bool ended = false;  // of a chain: what follows in it is ignored
     scanner.next_token();
     for (;;) {
         char token = scanner.next_token();

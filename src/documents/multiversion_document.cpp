@@ -142,7 +142,7 @@ DocumentRef MultiVersionDocument::make(std::string_view id, std::span<const Tree
 
 DocumentRef MultiVersionDocument::make_in(Arena& arena, const std::shared_ptr<const void>& owner, std::string_view id,
                                           std::span<const TreeRevision> given, std::string_view history) {
-    if (id.empty()) return make(id, given);  // which tells the failure
+    if (id.empty()) return make(id, given);  // which reports the failure
     const std::span<const TreeRevision> tree =
         is_in_order(given) ? arena.copy(given) : arena.copy(std::span<const TreeRevision>(in_order(given)));
     auto* const document =
@@ -257,7 +257,7 @@ std::optional<std::uint32_t> MultiVersionDocument::find(std::uint32_t index, std
 }
 
 std::optional<std::uint32_t> MultiVersionDocument::find(const Revision& revision) const {
-    // Revisions are told by their strings, so one that was given as "03-a_b" is not the tree's "3-a_b".
+    // Revisions are distinguished by their strings, so one that was given as "03-a_b" is not the tree's "3-a_b".
     const std::string& wanted = revision.revision_string();
     const std::string prefix = std::to_string(revision.index()).append("-");
     if (!wanted.starts_with(prefix)) return std::nullopt;
@@ -303,7 +303,7 @@ std::vector<TreeRevision> read_history(std::string_view history_array, Arena& ar
         scanner.put_back();
         scanner.skip_value(0, no_depth_limit);
     }
-    // A lone entry is judged by the parser of revisions, also where it is alone only because the rest tells nothing: as
+    // A lone entry is judged by the parser of revisions, also where it is alone only because the rest means nothing: as
     // such it will be written, and has to be read again.
     const auto judge_lone = [](std::string_view lone) { (void)Revision(std::string("1-").append(lone)); };
     if (scanner.next_token() == ']') {

@@ -76,8 +76,8 @@ const char* number_end(const char* p, const char* end) {
     const char* const end_of_number = p + text.size();
     if (token.is_written_integer()) return end_of_number;
     if (token.whole) {
-        // Real numbers: the shortest digits always have a point or an exponent; 17 digits tell them exactly as far
-        // as whole numbers are exact.
+        // Real numbers: the shortest digits always have a point or an exponent; 17 digits distinguish them exactly as
+        // far as whole numbers are exact.
         constexpr std::size_t exact_digits = 15;
         if (fast_float_enabled()) return nullptr;
         if (text.size() - (*p == '-' ? 1 : 0) <= exact_digits) return end_of_number;  // "-0" too

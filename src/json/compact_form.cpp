@@ -27,7 +27,7 @@ class CompactReader {
         do {
             write_next();
         } while (!open_.empty());
-        if (!left_.empty()) throw ParseError("unexpected trailing " + told(left_.front()));
+        if (!left_.empty()) throw ParseError("unexpected trailing " + described(left_.front()));
     }
 
    private:
@@ -77,7 +77,7 @@ class CompactReader {
                 out_->push_back('{');
                 return open_.push_back(Open::empty_object);
             default:
-                fail("unknown type " + told(type));
+                fail("unknown type " + described(type));
         }
     }
 

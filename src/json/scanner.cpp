@@ -23,7 +23,7 @@ constexpr bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c
 
 // Where a key must be.
 void expect_quote(char c) {
-    if (c != '"') fail("expected '\"' in object, got ", told(c));
+    if (c != '"') fail("expected '\"' in object, got ", described(c));
 }
 
 [[noreturn]] void fail_number(NumberToken::Fault fault, char met) {
@@ -35,7 +35,7 @@ void expect_quote(char c) {
         case NumberToken::Fault::no_exponent_digit:
             fail("at least one digit required in exponent");
         default:
-            fail("invalid " + told(met), " in number");
+            fail("invalid " + described(met), " in number");
     }
 }
 
@@ -51,7 +51,7 @@ bool is_hex_digit(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= '
 
 }  // namespace
 
-std::string told(char c) {
+std::string described(char c) {
     const auto byte = static_cast<unsigned char>(c);
     const std::string code = "(" + std::to_string(static_cast<signed char>(c)) + ")";
     return byte >= 0x20 && byte <= 0x7f ? std::string("'") + c + "' " + code : code;
@@ -93,7 +93,7 @@ const char* JsonScanner::skip_string(const char* inside, bool& escaped) const {
         p = find_stop<StopAt::string_end>(p, end_);
         if (p == end_) fail("unexpected end of input in string");
         if (*p == '"') return p + 1;
-        if (*p != '\\') fail("unescaped " + told(*p), " in string");
+        if (*p != '\\') fail("unescaped " + described(*p), " in string");
         escaped = true;
         if (++p == end_) fail("unexpected end of input in string");
         if (*p == 'u') {
@@ -102,7 +102,7 @@ const char* JsonScanner::skip_string(const char* inside, bool& escaped) const {
         } else if (std::string_view("bfnrt\"\\/").find(*p) != std::string_view::npos) {
             ++p;
         } else {
-            fail("invalid escape character ", told(*p));
+            fail("invalid escape character ", described(*p));
         }
     }
 }
@@ -140,7 +140,7 @@ std::string_view JsonScanner::read_string() {
 
 const char* JsonScanner::expect_colon_after_space(const char* at) {
     at = token(at);
-    if (*at != ':') fail("expected ':' in object, got ", told(*at));
+    if (*at != ':') fail("expected ':' in object, got ", described(*at));
     return at + 1;
 }
 
@@ -165,7 +165,7 @@ const char* JsonScanner::skip_key(const char* at) {
 char JsonScanner::after_member() {
     char c = next_token();
     if (c == '}') return c;
-    if (c != ',') fail("expected ',' in object, got ", told(c));
+    if (c != ',') fail("expected ',' in object, got ", described(c));
     c = next_token();
     expect_quote(c);
     return c;
@@ -206,7 +206,7 @@ const char* JsonScanner::read_scalar(const char* at, JsonValue& value) {
             value = JsonValue();
             return expect_word(at, "null");
         default:
-            if (*at != '-' && (*at < '0' || *at > '9')) fail("expected value, got ", told(*at));
+            if (*at != '-' && (*at < '0' || *at > '9')) fail("expected value, got ", described(*at));
             return read_number(at, keep ? &value : nullptr);
     }
 }
@@ -338,14 +338,14 @@ const char* JsonScanner::walk(const char* at, std::size_t depth, std::size_t dee
                     at = take_key(token(at + 1));
                     break;
                 }
-                if (*at != '}') fail("expected ',' in object, got ", told(*at));
+                if (*at != '}') fail("expected ',' in object, got ", described(*at));
                 close(true);
             } else {
                 if (*at == ',') {
                     at = token(at + 1);
                     break;
                 }
-                if (*at != ']') fail("expected ',' in list, got ", told(*at));
+                if (*at != ']') fail("expected ',' in list, got ", described(*at));
                 close(false);
             }
             ++at;
@@ -369,7 +369,7 @@ std::string_view JsonScanner::skip_value(std::size_t depth, std::size_t deepest)
 
 void JsonScanner::expect_end() {
     at_ = skip_space(at_);
-    if (at_ != end_) fail("unexpected trailing ", told(*at_));
+    if (at_ != end_) fail("unexpected trailing ", described(*at_));
 }
 
 }  // namespace libzentadbpp

@@ -27,7 +27,7 @@ enum class Comments : bool { refused, allowed };
 enum class Numbers : bool { given, written };
 
 // A character in a message: 'c' (99), or only its signed code if it is not printable ASCII.
-[[nodiscard]] std::string told(char c);
+[[nodiscard]] std::string described(char c);
 
 // Walks a JSON text token by token. Every failure throws ParseError with the message that the host sees; the first
 // one decides. The text must outlive what is read from it; strings with escapes are decoded into the arena, all

@@ -14,6 +14,6 @@ char* dump_sync_json_ptr(sync_json_ptr ptr) {
     if (ptr == nullptr) return nullptr;
     sync_json_result record =
         answer("dump_sync_json_ptr", [&](Call& call) { return Call::rendered(call.storage(ptr)); });
-    std::free(record.error);  // there is no way to tell it
+    std::free(record.error);  // there is no way to report it
     return record.value;
 }

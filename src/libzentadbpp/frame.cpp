@@ -90,7 +90,8 @@ WholeObject Call::whole_object(const JsonValue& value) const {
     return {value, compressed != nullptr && compressed->as_boolean() && size != nullptr && size->is_number()};
 }
 
-// A text that was compressed is read as one that was given; its failures are told as those of the compressed object.
+// A text that was compressed is read as one that was given; its failures are reported as those of the compressed
+// object.
 template <class Read>
 auto Call::read_inflated(std::string_view base64, double claimed_size, Inflation inflation, const Read& read)
     -> decltype(read(std::string_view{})) {

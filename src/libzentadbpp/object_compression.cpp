@@ -79,8 +79,8 @@ class InflateStream {
     InflateStream(const InflateStream&) = delete;
     InflateStream& operator=(const InflateStream&) = delete;
 
-    // Inflates the whole stream, and tells whether it is sound and makes exactly `size` bytes. Memory is taken as they
-    // come, so that a false size costs nothing.
+    // Inflates the whole stream, and returns whether it is sound and makes exactly `size` bytes. Memory is taken as
+    // they come, so that a false size costs nothing.
     [[nodiscard]] bool run(std::uint64_t size, TextBuffer& out) {
         if (!begun_) return false;
         constexpr std::uint64_t step = std::uint64_t{1} << 18;

@@ -68,8 +68,8 @@ Flattener::Result Flattener::flatten(const JsonValue& data) {
     return {root_id_, sorted_documents()};
 }
 
-// What an array stores and an object that is split off must not become one document. Which object it is, a second walk
-// tells.
+// What an array stores and an object that is split off must not become one document. A second walk finds which object
+// it is.
 void Flattener::refuse_clashes(const JsonValue& data) {
     if (clashing_id_) return;
     const auto clashes = [&](const Produced& produced) {

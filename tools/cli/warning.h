@@ -16,7 +16,7 @@ class Warning {
     // What follows the number of documents, of one and of more.
     Warning(std::string one, std::string more) : one_(std::move(one)), more_(std::move(more)) {}
     void add(const std::string& id) { documents_.push_back(id); }
-    void tell() const;
+    void print() const;
 
    private:
     std::string one_;

@@ -124,7 +124,7 @@ zentadbpp::Handle Incoming::merged_into(const zentadbpp::Handle& target, const s
 }
 
 void Incoming::tell_warnings() const {
-    for (const Warning* warning : {&foreign_, &attachments_, &cut_short_, &unusable_}) warning->tell();
+    for (const Warning* warning : {&foreign_, &attachments_, &cut_short_, &unusable_}) warning->print();
 }
 
 }  // namespace zentadb

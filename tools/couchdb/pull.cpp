@@ -49,9 +49,9 @@ class Pull {
         journal.remove();
     }
 
-    void tell() const {
+    void print() const {
         incoming_.tell_warnings();
-        homeless_.tell();
+        homeless_.print();
         if (exchange_.options.json) {
             std::cout << Json{{"documents", documents_.size()}, {"revisions", count_}} << '\n';
         } else if (exchange_.options.quiet) {
@@ -258,7 +258,7 @@ class Pull {
 Outcome pull(const ExchangeOptions& options) {
     Pull pull(options, file_exists(options.store) ? open_store(options.store).handle : zentadbpp::Handle("{}"));
     pull.run();
-    pull.tell();
+    pull.print();
     return Outcome::done;
 }
 

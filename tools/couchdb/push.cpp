@@ -31,8 +31,8 @@ class Push {
         exchange_.progress.clear();
     }
 
-    void tell() const {
-        plan_.pruned.tell();
+    void print() const {
+        plan_.pruned.print();
         if (exchange_.options.json) {
             std::cout << Json{{"documents", documents_}, {"revisions", revisions_}, {"compared", plan_.compared}}
                       << '\n';
@@ -150,7 +150,7 @@ zentadbpp::Handle with_lists_up_to_date(const ExchangeOptions& options) {
 Outcome push(const ExchangeOptions& options) {
     Push push(options, with_lists_up_to_date(options));
     push.run();
-    push.tell();
+    push.print();
     return Outcome::done;
 }
 

@@ -41,7 +41,7 @@ class Check {
     }
 
    private:
-    void tell(Trouble trouble, std::string_view document, std::string revision, std::string_view detail) {
+    void report(Trouble trouble, std::string_view document, std::string revision, std::string_view detail) {
         report_.findings.push_back({trouble, std::string(document), std::move(revision), std::string(detail)});
     }
 
@@ -58,7 +58,7 @@ class Check {
                 is_live = is_live || (is_leaf && revision.hash() != "deleted");
                 check_revision(document.key, tree, revision);
             }
-            if (!has_leaf) tell(Trouble::no_leaf, document.key, {}, {});
+            if (!has_leaf) report(Trouble::no_leaf, document.key, {}, {});
             if (is_live) live_.push_back(document.key);
         }
     }
@@ -69,15 +69,15 @@ class Check {
         const bool names_parent = revision.parent != Revision::none &&
                                   revision.suffix() == tree[revision.parent].hash().substr(0, suffix_length);
         if (!names_parent && !(may_be_first && revision.suffix() == "first")) {
-            tell(Trouble::wrong_suffix, document, revision.name, {});
+            report(Trouble::wrong_suffix, document, revision.name, {});
         }
         const std::string_view hash = revision.hash();
         if (is_reserved(hash)) return;
-        if (!is_library_hash(hash)) tell(Trouble::unknown_hash, document, revision.name, hash);
+        if (!is_library_hash(hash)) report(Trouble::unknown_hash, document, revision.name, hash);
         if (const Entry* content = written_.content(hash)) {
             uses_.push_back({content->key, document, revision.name});
         } else {
-            tell(Trouble::missing_content, document, revision.name, hash);
+            report(Trouble::missing_content, document, revision.name, hash);
         }
     }
 
@@ -89,7 +89,7 @@ class Check {
             check_hash(content, *use);
             const json value = json::parse(content.value, nullptr, false);
             if (value.is_discarded()) {
-                tell(Trouble::unreadable_content, use->document, use->revision, content.key);
+                report(Trouble::unreadable_content, use->document, use->revision, content.key);
             } else if (is_ordering(use->document)) {
                 check_list(value, *use);
             } else {
@@ -106,7 +106,7 @@ class Check {
         // A number in another form than this process writes is read all the same, but then written in that one.
         const Entry* given = given_.content(content.key);
         if (given != nullptr && zentadbpp::hash_of(given->value, kind) == content.key) return;
-        tell(Trouble::wrong_content, use.document, use.revision, content.key);
+        report(Trouble::wrong_content, use.document, use.revision, content.key);
     }
 
     void check_list(const json& content, const Use& use) {
@@ -116,7 +116,7 @@ class Check {
         const zentadbpp::HashKind kind = zentadbpp::hash_kind(id);
         const std::string path = list->instance + "-ordering-" + list->domain;
         if (kind == zentadbpp::HashKind::unknown || id != zentadbpp::hash_of(path, kind)) {
-            tell(Trouble::wrong_ordering_id, use.document, use.revision, use.hash);
+            report(Trouble::wrong_ordering_id, use.document, use.revision, use.hash);
         }
         add_references(std::move(list->elements), use);
     }
@@ -130,12 +130,12 @@ class Check {
         const auto same = [](const Reference& a, const Reference& b) { return a.id == b.id; };
         references_.erase(std::unique(references_.begin(), references_.end(), same), references_.end());
         for (const auto& [id, use] : references_) {
-            if (written_.document(id) == nullptr) tell(Trouble::missing_document, use->document, use->revision, id);
+            if (written_.document(id) == nullptr) report(Trouble::missing_document, use->document, use->revision, id);
         }
         for (const std::string_view document : live_) {
             if (is_ordering(document) || document == written_.root_id()) continue;
             if (std::ranges::binary_search(references_, document, {}, &Reference::id)) continue;
-            tell(Trouble::unreferenced_document, document, {}, {});
+            report(Trouble::unreferenced_document, document, {}, {});
         }
     }
 
@@ -148,7 +148,7 @@ class Check {
         const SyncJson whole(rewritten.view());
         compare(given_.documents(), whole.documents(), written_.documents(), &Finding::document);
         compare(given_.contents(), whole.contents(), written_.contents(), &Finding::detail);
-        if (report_.findings.size() == before) tell(Trouble::written_differently, {}, {}, {});
+        if (report_.findings.size() == before) report(Trouble::written_differently, {}, {}, {});
     }
 
     void check_members() {
@@ -156,9 +156,9 @@ class Check {
         std::set<std::string_view> seen;
         for (const std::string_view member : given_.members()) {
             const bool is_known = member == "d" || member == "o" || member == "r";
-            if (is_known && !seen.insert(member).second) tell(Trouble::duplicate_key, {}, {}, member);
+            if (is_known && !seen.insert(member).second) report(Trouble::duplicate_key, {}, {}, member);
             constexpr std::size_t enough = 8;
-            if (!is_known && unknown++ < enough) tell(Trouble::unknown_member, {}, {}, member);
+            if (!is_known && unknown++ < enough) report(Trouble::unknown_member, {}, {}, member);
         }
     }
 
@@ -173,7 +173,7 @@ class Check {
             report_.findings.push_back(std::move(finding));
         }
         for (std::size_t at = 1; at < given.size(); ++at) {
-            if (given[at].key == given[at - 1].key) tell(Trouble::duplicate_key, {}, {}, given[at].key);
+            if (given[at].key == given[at - 1].key) report(Trouble::duplicate_key, {}, {}, given[at].key);
         }
     }
 
