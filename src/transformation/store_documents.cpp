@@ -169,7 +169,7 @@ DocumentStorage store_documents(const DocumentStorage& given, std::span<const Fl
     auto next = documents.begin();
     // Those that come next and have one id.
     const auto take = [&] {
-        if (documents.end() - next > ahead) {
+        if (documents.end() - next > std::ptrdiff_t{ahead}) {
             prefetch(next[ahead].id);
             prefetch(next[ahead].content);
         }
