@@ -1,5 +1,6 @@
 #include "transformation/store_documents.h"
 
+#include <cstddef>
 #include <unordered_map>
 #include <utility>
 #include <vector>
