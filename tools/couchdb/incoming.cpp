@@ -1,6 +1,7 @@
 #include "couchdb/incoming.h"
 
 #include <algorithm>
+#include <deque>
 
 #include "cli/explain.h"
 #include "cli/failure.h"
@@ -105,13 +106,17 @@ zentadbpp::Handle Incoming::merged_into(const zentadbpp::Handle& target, const s
     const SyncJson before(target);
     std::string root_id = before.root_id();
     zentadbpp::Handle merged(before.text());
+    std::deque<SyncJson> sets;  // one of them may have the root, and the others only lists that began elsewhere
     for (const std::string& body : bodies_) {
         const zentadbpp::Handle received = zentadbpp::Handle::from_bulk_get(body + "]}]}");
         if (!source_.empty()) refuse_forged(received, target, nullptr, source_);
-        const SyncJson set(received);
+        const SyncJson& set = sets.emplace_back(received);
         if (root_id.empty()) root_id = root.empty() ? set.root_id() : root;
         const Entry* own = set.document(root_id);
         if (own == nullptr) own = before.document(root_id);
+        for (auto earlier = sets.begin(); own == nullptr && earlier != sets.end(); ++earlier) {
+            own = earlier->document(root_id);
+        }
         if (own == nullptr) {
             throw Failure(Outcome::input, "the database does not contain the root document yet",
                           "The first push to it may still be running. Nothing was changed.");
@@ -123,7 +128,7 @@ zentadbpp::Handle Incoming::merged_into(const zentadbpp::Handle& target, const s
     return merged;
 }
 
-void Incoming::tell_warnings() const {
+void Incoming::print_warnings() const {
     for (const Warning* warning : {&foreign_, &attachments_, &cut_short_, &unusable_}) warning->print();
 }
 

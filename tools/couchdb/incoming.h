@@ -33,7 +33,7 @@ class Incoming {
     // library finds.
     [[nodiscard]] zentadbpp::Handle merged_into(const zentadbpp::Handle& target, const std::string& root) const;
 
-    void tell_warnings() const;
+    void print_warnings() const;
 
    private:
     [[nodiscard]] bool complete(const std::string& id, Json& revisions) const;

@@ -50,7 +50,7 @@ class Pull {
     }
 
     void print() const {
-        incoming_.tell_warnings();
+        incoming_.print_warnings();
         homeless_.print();
         if (exchange_.options.json) {
             std::cout << Json{{"documents", documents_.size()}, {"revisions", count_}} << '\n';

@@ -194,6 +194,20 @@ def case_a_fresh_copy_merges_lists_as_others_do(world):
     same(a, b, fresh)
 
 
+def case_a_fresh_copy_takes_a_list_that_two_copies_began(world):
+    a, b = world.pair(one="one")
+    a.update({**a.read(), "more": []})
+    a.push(), b.pull()
+    for copy, element in ((a, "x"), (b, "y")):
+        copy.update({**copy.read(), "more": [{"_id": element, "text": "more"}]})
+    assert a.push() > 0 and b.push() > 0
+    fresh = world.copy("c.sync")
+    fresh.pull()
+    assert {each["_id"] for each in fresh.read()["more"]} == {"x", "y"}
+    a.pull(), b.pull()
+    same(a, b, fresh)
+
+
 def case_changed_on_the_server(world):
     a, b = world.pair(edited="one", removed="one", settled="one", both="one")
     a.edit(settled="a", both="a")
