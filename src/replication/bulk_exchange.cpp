@@ -160,19 +160,21 @@ class BulkGet {
             const auto index = static_cast<std::uint32_t>(path.size() - at);
             const TreeRevision revision = TreeRevision::make(path[at], index, parent);
             if (revision.suffix().empty()) throw InvalidRevisionException("invalid_revision_state_uuid_empty");
-            const auto next = static_cast<std::uint32_t>(incoming.revisions.size());
-            const auto [entry, is_new] = incoming.positions.try_emplace({index, revision.text}, next);
-            if (is_new) {
+            const std::pair name{index, revision.text};
+            auto known = incoming.positions.find(name);
+            if (known == incoming.positions.end()) {
+                const auto next = static_cast<std::uint32_t>(incoming.revisions.size());
                 if (parent == no_entry && next != 0) {
                     raise<InvalidParentRevisionException>(source::multiversiondocument, "ancestor",
                                                           "cannot_replace_first_revision", id);
                 }
                 incoming.revisions.push_back(revision);
-            } else if (incoming.revisions[entry->second].parent != parent) {
+                known = incoming.positions.emplace(name, next).first;
+            } else if (incoming.revisions[known->second].parent != parent) {
                 raise<InvalidParentRevisionException>(source::multiversiondocument, "ancestor",
                                                       "invalid_parent_revision_in_ancestor");
             }
-            parent = entry->second;
+            parent = known->second;
         }
     }
 

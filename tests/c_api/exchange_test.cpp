@@ -172,8 +172,9 @@ TEST(Exchange, ARefusedDocumentCostsNoOther) {
         {returned("\"a\"", path(R"(["D", "C"])", 2), ""), "cannot_replace_first_revision", false},
     };
     for (const auto& [refused, error, also_first] : cases) {
-        for (const auto& documents : {std::vector{good, refused, other_good}, std::vector{good, other_good, refused},
-                                      std::vector{refused, good, other_good}}) {
+        for (const auto& documents :
+             {std::vector{good, refused, other_good}, std::vector{good, other_good, refused},
+              std::vector{refused, good, other_good}, std::vector{good, refused, refused, other_good}}) {
             if (documents.front() == refused && !also_first) continue;
             const Answer answer = import(answer_of(documents));
             EXPECT_EQ(answer.text(), result) << refused;
