@@ -124,7 +124,8 @@ TEST(MultiVersionDocument, RandomTreesFollowTheModel) {
         std::mt19937_64 random(seed);
         const std::size_t reach = 1 + random() % 8;
         // Few hashes, so that one revision is often reached along several ways.
-        const std::vector<std::string> hashes = {"A", "B", "abcdefghA", "abcdefghB", "deleted", "resolved", "resolved"};
+        const std::vector<std::string> hashes = {"A",       "B",        "abcdefghA", "abcdefghB",
+                                                 "deleted", "resolved", "resolved",  "\"]\\,\n\xe2\x80\xa8"};
         naive::Tree model{{{1, "A_first"}, {}}};
         DocumentRef document = MultiVersionDocument::first("id", "A");
         for (std::size_t step = random() % 40; step > 0; --step) {
@@ -138,6 +139,7 @@ TEST(MultiVersionDocument, RandomTreesFollowTheModel) {
             }
         }
         expect_like(*document, model);
+        EXPECT_EQ(naive::tree_of(document->history()), model);
 
         // In any order, in either memory, and after writing and reading, the same document.
         std::vector<std::uint32_t> order(document->revisions().size());
