@@ -221,8 +221,8 @@ const Disagreement disagreements[] = {
 };
 
 // Shows and resolves one conflict; returns the content that stays.
-std::string settle(Device& device, const Disagreement& disagreement, const std::string& on_laptop,
-                   const std::string& on_phone) {
+std::string resolve(Device& device, const Disagreement& disagreement, const std::string& on_laptop,
+                    const std::string& on_phone) {
     const std::string& id = disagreement.id;
     const std::string winner = device.winning(id);
     const std::string loser = device.conflicting(id);
@@ -299,7 +299,7 @@ void run(const std::string& path) {
     heading("4. They disagree about two entries, and the laptop resolves that");
     check(laptop.unresolved() == "AD-07,MC-MC", "conflicts: " + laptop.unresolved());
     for (const Disagreement& each : disagreements) {
-        expected.set(each.id, settle(laptop, each, laptop_list.entry(each.id), phone_list.entry(each.id)));
+        expected.set(each.id, resolve(laptop, each, laptop_list.entry(each.id), phone_list.entry(each.id)));
     }
     timed(phone, "replicates the laptop", [&] { phone.learn_from(laptop.sync_json); });
     check_alike(laptop, phone);

@@ -4,9 +4,9 @@
 #include "commands.h"
 
 int main(int count, char** arguments) {
-    // The library would write its results in a form that this program does not look into. It reads it all the same.
+    // This program does not parse results in the compact form. It still reads stores in that form.
     ::unsetenv("USE_BEL_FORMAT");
-    // A write beyond a limit is to fail like any other, not to end the process in the middle of it.
+    // A write beyond a limit must fail like any other, not end the process.
     std::signal(SIGXFSZ, SIG_IGN);
     zentadb::Program program;
     zentadb::add_update(program);

@@ -53,15 +53,15 @@ function entryView(device, entry, place, count) {
   const conflicting = isKnown ? handle.conflicting(entry._id) : [];
   const text = typeof entry.text === 'string' ? entry.text : JSON.stringify(entry);
   const about = (what) => escaped(`${what} ${text} on ${device.name}`);
-  const settle = conflicting.length === 0 ? '' : `<div class="settle"><span>Versions:</span>${[handle.winning(entry._id), ...conflicting]
-    .map((rev) => `<button data-do="settle" data-rev="${escaped(rev)}">Keep ${escaped(wordsFor(handle.available(rev) ? handle.dataObject(entry._id, rev, config) : undefined))}</button>`)
+  const choices = conflicting.length === 0 ? '' : `<div class="resolve"><span>Versions:</span>${[handle.winning(entry._id), ...conflicting]
+    .map((rev) => `<button data-do="resolve" data-rev="${escaped(rev)}">Keep ${escaped(wordsFor(handle.available(rev) ? handle.dataObject(entry._id, rev, config) : undefined))}</button>`)
     .join('')}</div>`;
   return `<li data-entry="${escaped(entry._id)}" class="${conflicting.length > 0 ? 'conflict' : ''}">
     <input type="checkbox" data-do="done" data-key="done" ${entry.done ? 'checked' : ''} aria-label="${about('Done:')}">
     <input type="text" data-do="text" data-key="text" value="${escaped(text)}" class="${entry.done ? 'done' : ''}" aria-label="${about('Text of')}">
     <button data-do="up" data-key="up" ${place === 0 ? 'disabled' : ''} aria-label="${about('Move up')}">↑</button>
     <button data-do="down" data-key="down" ${place === count - 1 ? 'disabled' : ''} aria-label="${about('Move down')}">↓</button>
-    <button data-do="remove" data-key="remove" aria-label="${about('Remove')}">×</button>${settle}</li>`;
+    <button data-do="remove" data-key="remove" aria-label="${about('Remove')}">×</button>${choices}</li>`;
 }
 
 function deviceView(device, number) {
@@ -94,7 +94,7 @@ function trees() {
         const isEnded = /-(deleted|resolved)_/.test(rev);
         const kind = isEnded ? 'ended' : rev === wins ? 'wins' : leafs.has(rev) ? 'conflict' : 'old';
         const value = union.available(rev) ? union.dataObject(id, rev, config) : undefined;
-        const state = { wins: 'wins', conflict: 'in conflict', old: 'older', ended: rev.includes('deleted') ? 'deleted' : 'settled' }[kind];
+        const state = { wins: 'wins', conflict: 'in conflict', old: 'older', ended: rev.includes('deleted') ? 'deleted' : 'resolved' }[kind];
         return { rev, parent, kind, label: `${state}: ${isEnded ? state : wordsFor(value)}`, value };
       });
       const title = revisions.find(({ rev }) => rev === wins).value;
@@ -159,10 +159,10 @@ const actions = {
     const text = new FormData(form).get('text').trim();
     if (text !== '') edit(device, ({ list }) => void list.push({ _id: crypto.randomUUID?.() ?? `e${Date.now()}${Math.random()}`, text, done: false }));
   },
-  settle(device, id, { dataset }) {
+  resolve(device, id, { dataset }) {
     const losing = [device.handle.winning(id), ...device.handle.conflicting(id)].filter((rev) => rev !== dataset.rev);
     for (const rev of losing) device.handle = device.handle.resolve(id, rev);
-    tell(`Settled on ${device.name}. The others learn of it with the next sync.`);
+    tell(`Resolved on ${device.name}. The others learn of it with the next sync.`);
     if (device.online) syncOnline();
   },
   json(device, _, button) {

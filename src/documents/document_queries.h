@@ -22,7 +22,7 @@ namespace libzentadbpp {
 // The leaves that are neither the winner nor deleted.
 [[nodiscard]] std::vector<std::string> conflicting_revisions(const MultiVersionDocument& document);
 
-// Settles the document's conflict with a leaf: the branch that ends in it is closed with a resolved revision. A branch
+// Resolves the document's conflict with a leaf: the branch that ends in it is closed with a resolved revision. A branch
 // that is closed already and the only leaf of a document stay as they are, and so does a deleted leaf while all other
 // leaves are deleted too. Unknown revision:
 // RevisionNotFoundException "revision_not_found"; not a leaf: InvalidRevisionException "revision_is_not_a_leaf".

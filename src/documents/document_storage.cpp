@@ -68,7 +68,7 @@ void DocumentStorage::serialize(TextBuffer& out) const {
         write_member(before_document, entry.key);
         out.append(entry.value->history());
     }
-    // An empty suffix leaves the mark before it at the end of an entry, as it may stand at the end of an id.
+    // An empty suffix leaves the mark before it at the end of an entry, as it may be at the end of an id.
     const std::string_view written = out.view().substr(begin);
     const char* const end = written.data() + written.size();
     if (find_pair(written.data(), end, {'_', '"', '"'}) != end) refuse_empty_suffixes();

@@ -82,7 +82,7 @@ void fold(std::span<const HistoryEntry> entries, TextBuffer& out) {
         next_sibling[i] = std::exchange(first_child[entries[i].parent], static_cast<std::uint32_t>(i));
     }
 
-    // The next branch of every array of branches that is being written. Each ends the chain that it stands in.
+    // The next branch of every array of branches that is being written. Each ends the chain that contains it.
     SmallStack<std::uint32_t, 32> branches;
     std::uint32_t entry = 0;
     out.push_back('[');

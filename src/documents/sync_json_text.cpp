@@ -35,7 +35,7 @@ char peek_token(JsonScanner& scanner) {
     return token;
 }
 
-// In key order, of several members with one key the last.
+// In key order; the last of equal keys.
 template <class Part>
 void sort_members(LargeVector<Part>& parts) {
     const auto ascending = [](const Part& a, const Part& b) { return is_before(a.key, b.key); };

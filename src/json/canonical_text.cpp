@@ -59,7 +59,7 @@ bool precedes(const Key& a, const Key& b) {
     }
 }
 
-// Reads a key with its quotes and ": ", and answers what follows, or null.
+// Reads a key with its quotes and ": ", and returns what follows, or null.
 const char* read_key(const char* p, const char* end, Key& key) {
     if (p == end || *p != '"') return nullptr;
     key.begin = p + 1;
@@ -68,7 +68,7 @@ const char* read_key(const char* p, const char* end, Key& key) {
     return key.end + 3;
 }
 
-// The end of the number at `p` if it stands in the digits that write_real would give to it.
+// The end of the number at `p` if it has the digits that write_real would write.
 const char* number_end(const char* p, const char* end) {
     const NumberToken token = scan_number(p, end);
     if (token.fault != NumberToken::Fault::none) return nullptr;

@@ -12,7 +12,7 @@
 namespace libzentadbpp {
 namespace {
 
-// The members of an object whose brace was consumed; `read_member` answers the value under a key.
+// The members of an object whose brace was consumed; `read_member` returns the value under a key.
 template <class ReadMember>
 JsonValue read_members(JsonScanner& scanner, ReadMember read_member) {
     std::vector<JsonMember> members;

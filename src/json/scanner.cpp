@@ -86,7 +86,7 @@ void JsonScanner::check_unicode_escape(const char* digits) const {
     if (four.size() < 4 || !std::all_of(four.begin(), four.end(), is_hex_digit)) fail("bad \\u escape: ", four);
 }
 
-// Checks a string and answers what follows its closing quote.
+// Checks a string and returns what follows its closing quote.
 const char* JsonScanner::skip_string(const char* inside, bool& escaped) const {
     escaped = false;
     for (const char* p = inside;;) {
@@ -236,7 +236,7 @@ JsonValue JsonScanner::close_object() {
     return JsonValue::object(settled.first(settle(members, settled.data())));
 }
 
-// Puts the members in order of their keys, of those with one key the last, and answers how many these are.
+// Sorts the members by key, keeps the last of equal keys, and returns how many remain.
 std::size_t JsonScanner::settle(std::span<const WaitingMember> members, JsonMember* settled) {
     constexpr std::size_t few = 24;
     const auto before = [&members](std::uint32_t a, std::uint32_t b) {

@@ -70,7 +70,7 @@ const char* canonical_string_end_from(const char* stop, const char* end, bool& e
             if (*at == '"') return at;
             const char* const past = past_stop(at);
             if (past == nullptr) return nullptr;
-            // The character behind a backslash is no stop.
+            // The character after a backslash does not stop the scan.
             stops &= stops - 1;
             if (*at == '\\') {
                 if (past > p) p = past;

@@ -46,7 +46,7 @@ struct Open {
     std::size_t next;
 };
 
-// Writes what stands before the next child of an open container and answers the child, or null when there is none.
+// Writes what precedes the next child of an open container and returns the child, or null after the last one.
 const JsonValue* next_child(Open& open, TextBuffer& out) {
     const std::size_t at = open.next++;
     if (open.container->is_array()) {

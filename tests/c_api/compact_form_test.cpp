@@ -71,10 +71,12 @@ TEST(CompactForm, OfResultsTellsTheSame) {
     EXPECT_TRUE(object.ends_with(writes_compact() ? "17:uncompressed_size@i" + size + "xx"
                                                   : "\"uncompressed_size\": " + size + "}"));
     EXPECT_EQ(open(object), open(set));
-    if (!writes_compact()) EXPECT_EQ(open(compact(object)), open(set));
+    if (!writes_compact()) {
+        EXPECT_EQ(open(compact(object)), open(set));
+    }
 }
 
-// The compact form travels as a C text, so what holds a NUL byte cannot be told in it, and is never cut short.
+// The compact form is a C text, so it cannot represent a NUL byte. Such a result fails; it is never cut short.
 TEST(CompactForm, RefusesTextsThatContainNul) {
     const std::string content = R"({"a": "!x\u0000y"})";
     const std::string with_nul = R"({"d": {"root": ["A_first"]}, "o": {"A": )" + content + R"(}, "r": "root"})";

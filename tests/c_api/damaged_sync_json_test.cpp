@@ -255,12 +255,16 @@ TEST(DamagedSyncJson, ListsTakeNoMoreThanTheirLength) {
     std::string all;
     for (int i = 0; i < count; ++i) all += (i == 0 ? "\"I" : ", \"I") + std::to_string(i) + "\"";
 
+    const auto root_with_list = [&] {
+        document("root", R"("R_first")");
+        content("R", R"({"a": "AD"})");
+        content("E", "{}");
+        content("B", list("D", all));
+    };
+
     // Many short lists that begin with one long one.
     std::string leaves;
-    document("root", R"("R_first")");
-    content("R", R"({"a": "AD"})");
-    content("E", "{}");
-    content("B", list("D", all));
+    root_with_list();
     for (int i = 0; i < count; ++i) {
         const std::string number = std::to_string(i);
         document("I" + number, R"("E_first")");
@@ -271,10 +275,7 @@ TEST(DamagedSyncJson, ListsTakeNoMoreThanTheirLength) {
     EXPECT_EQ(shown(), static_cast<std::size_t>(count));
 
     // Objects that were moved, each with an array that another copy added to.
-    document("root", R"("R_first")");
-    content("R", R"({"a": "AD"})");
-    content("E", "{}");
-    content("B", list("D", all));
+    root_with_list();
     document("ord-0", R"("B_first")");
     for (int i = 0; i < count; ++i) {
         const std::string number = std::to_string(i);
@@ -289,10 +290,7 @@ TEST(DamagedSyncJson, ListsTakeNoMoreThanTheirLength) {
 
     // Objects that share what they had before, members of an object that none of them has any more.
     std::string members;
-    document("root", R"("R_first")");
-    content("R", R"({"a": "AD"})");
-    content("E", "{}");
-    content("B", list("D", all));
+    root_with_list();
     document("ord-0", R"("B_first")");
     for (int i = 0; i < count; ++i) {
         const std::string number = std::to_string(i);

@@ -36,7 +36,7 @@ struct Argument {
     Kind kind;
     Check check = Check::counts_as_empty;
     std::string_view key{};       // of that failure; of a handle, for null
-    std::string_view null_key{};  // an error record for null; where there is none it is "null input"
+    std::string_view null_key{};  // an error record for null; without it, "null input"
 };
 
 // What a compressed object that cannot be opened leads to.

@@ -19,7 +19,7 @@ namespace c_api {
 
 using Handle = std::shared_ptr<zentadbpp_document_storage>;
 
-// An error record; the line, which no one may rely on, is told as N.
+// An error record; the line, which nobody may rely on, is written as N.
 inline std::string record(std::string_view function, std::string_view key,
                           std::optional<std::string_view> args = std::nullopt,
                           std::string_view file = "src/libzentadbpp") {
@@ -160,7 +160,7 @@ inline std::string as_bulk_get_answer(std::string_view bulk_docs) {
     return R"({"results": [)" + results + "]}";
 }
 
-// A written string without its quotes; an element that is none stays as it is.
+// A written string without its quotes; other elements stay unchanged.
 inline std::string unquoted(const std::string& text) {
     return text.starts_with('"') ? text.substr(1, text.size() - 2) : text;
 }

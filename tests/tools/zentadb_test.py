@@ -18,6 +18,7 @@ import tempfile
 import time
 import unittest
 
+HERE = os.path.dirname(os.path.abspath(__file__))
 ZENTADB = os.path.abspath(os.environ["ZENTADB"])
 SEED = int(os.environ.get("SEED", "1"))
 OK, FOUND, USAGE, INPUT, DAMAGED, UNMERGEABLE, SYSTEM, BUSY = range(8)
@@ -88,14 +89,44 @@ class Commands(Case):
             self.assertIn("<svg", self.run_it("graph", "laptop", "t1", "--format", "svg"))
         self.run_it("graph", "laptop", "t1", "--format", "svg", code=SYSTEM, error="graphviz", env={"PATH": "/nowhere"})
 
-    def test_settles(self):
+    def test_json_of_a_store_with_branches(self):
+        with open(os.path.join(HERE, "..", "vectors", "questions.json"), encoding="utf-8") as file:
+            for name, store in json.load(file)["given"].items():
+                self.write(name, json.dumps(store))
+        self.run_it("prune", "new", "a", "--keep", "1", "--force", "-o", "pruned")
+        available = {"1-A_first": False, "2-B_A": True, "2-C_A": False, "3-D_C": False}
+        self.run_it("prune", "new", "a", "ord-1", "--keep", "0", "--force", "-o", "bare")
+        table = [  # command, what is taken of each row, rows
+            (("log", "new", "a"), ("revision", "parent", "state"),
+             [("1-A_first", None, ""), ("2-B_A", "1-A_first", "conflict"), ("2-C_A", "1-A_first", ""), ("3-D_C", "2-C_A", "wins")]),
+            (("log", "new", "b"), ("state", "available"), [("", True), ("wins, deleted", True)]),
+            (("log", "pruned", "a"), ("revision", "available"), list({**available, "3-D_C": True}.items())),
+            (("log", "bare", "a"), ("revision", "available"), list(available.items())),
+            (("docs", "new", "--all"), ("id", "revisions", "winning", "deleted", "conflicts", "place"),
+             [("a", 4, "3-D_C", False, 1, ".list[0]"), ("b", 2, "2-deleted_B", True, 0, None), ("ord-1", 1, "1-O_first", False, 0, None),
+              ("ord-2", 1, "1-P_first", False, 0, None), ("root", 1, "1-R_first", False, 0, ".")]),
+            (("conflicts", "new"), ("id", "can_merge"), [("a", False)]),
+            (("conflicts", "old"), ("id",), []),
+        ]
+        for arguments, keys, rows in table:
+            with self.subTest(arguments):
+                self.assertEqual([tuple(row[key] for key in keys) for row in json.loads(self.run_it(*arguments, "--json"))], rows)
+        for old, new, created, updated, deleted in (("old", "new", ["ord-1", "ord-2"], ["a"], ["b"]), ("new", "old", [], ["a", "b"], [])):
+            changes = {"created": created, "updated": updated, "deleted": deleted}
+            self.assertEqual(json.loads(self.run_it("changes", old, new, "--all", "--json")), changes)
+        status = json.loads(self.run_it("status", "new", "--json"))
+        self.assertEqual((status["root"], status["instances"], status["deleted"]), ("root", ["phone", "tablet"], 1))
+        self.assertEqual(self.run_it("show", "new", "a", "2-B", "--discard-id"), '{"n": 2}\n')
+        self.assertEqual(json.loads(self.run_it("show", "new", "b")), {"_deleted": True, "_id": "b"})
+
+    def test_resolves(self):
         self.make_conflict()
         self.run_it("prune", "laptop", code=INPUT, error="would drop the losing versions")
         for keep, what, mark in (("winner", "pack very light", "× 3-resolved"), ("2-8b3", "pack everything", "× 4-resolved")):
-            self.run_it("resolve", "laptop", "t1", keep, "-o", "settled")
-            self.assertEqual(self.data("settled")["tasks"][0]["what"], what)
-            self.assertIn(mark, self.run_it("log", "settled", "t1"))
-            self.run_it("conflicts", "settled", "--exit-code")
+            self.run_it("resolve", "laptop", "t1", keep, "-o", "resolved")
+            self.assertEqual(self.data("resolved")["tasks"][0]["what"], what)
+            self.assertIn(mark, self.run_it("log", "resolved", "t1"))
+            self.run_it("conflicts", "resolved", "--exit-code")
         self.run_it("resolve", "laptop", "--all")
         self.run_it("prune", "laptop")
         self.assertIn("was pruned", self.run_it("log", "laptop", "t1"))
@@ -133,17 +164,17 @@ class Commands(Case):
             shutil.copy("a", "from")
             self.run_it("merge", "a", "b", "-q")
             self.run_it("merge", "b", "from", "-q")
-            self.assertRegex(self.run_it("conflicts", "a"), r"was   1-(.*\n)+.* --all --merge settles 2 of them\n")
-            # Each copy settles on its own, and both come to the same bytes.
-            shown = self.run_it("resolve", "a", "--all", "--merge", "--exit-code", code=FOUND, error="2 documents settled, 1 needs a choice")
+            self.assertRegex(self.run_it("conflicts", "a"), r"was   1-(.*\n)+.* --all --merge resolves 2 of them\n")
+            # Each copy resolves on its own, and both come to the same bytes.
+            shown = self.run_it("resolve", "a", "--all", "--merge", "--exit-code", code=FOUND, error="2 documents resolved, 1 needs a choice")
             self.assertRegex(shown, r"t2\n.*was .*wins .*loses .*\n +\.n +0 +[12] +[12] *\n +zentadb resolve a t2 --merge --take .n=2-")
             for task in ("t3", "t1"):
-                self.run_it("resolve", "b", task, "--merge", error="1 document settled\n")
+                self.run_it("resolve", "b", task, "--merge", error="1 document resolved\n")
             self.assertEqual(self.bytes_of("a"), self.bytes_of("b"))
             self.run_it("resolve", "a", "t2", "--merge", "--take", ".n=1-")
             self.run_it("verify", "a", "-q")
             self.run_it("conflicts", "a", "--exit-code")
-            self.run_it("resolve", "a", "t2", "--merge", error="0 documents settled")
+            self.run_it("resolve", "a", "t2", "--merge", error="0 documents resolved")
             steps = [{"_id": "s1"}, {"_id": "s2"}, {"_id": "s3"}]
             got = self.data("a")["tasks"]
             got[0]["steps"].sort(key=lambda step: step["_id"])
@@ -183,7 +214,7 @@ class Commands(Case):
             versions = json.loads(self.run_it("conflicts", "a", "--json"))[0]["versions"]
             self.assertEqual([version["documents_below"] for version in versions], [0, 2])
             self.make("a", self.data("a"))
-        self.run_it("resolve", "a", "t1", f"2-{loser}", error="1 document settled\n2 documents are back in the data\n")
+        self.run_it("resolve", "a", "t1", f"2-{loser}", error="1 document resolved\n2 documents are back in the data\n")
         self.assertEqual([note["_id"] for note in self.data("a")["tasks"][0]["notes"]], ["n1", "n2"])
         self.run_it("conflicts", "a", "--exit-code")
 
@@ -249,7 +280,7 @@ class Commands(Case):
         whole = self.run_it("diff", "-", "laptop", given="{}")
         self.run_it("patch", "fresh", "-", given=whole)
         self.assertEqual(self.bytes_of("fresh"), self.bytes_of("laptop"))
-        # It is for the one store that it was made from, also where it does not tell which one that was.
+        # It fits only the store that it was made from, even if it does not name it.
         self.run_it("patch", "laptop", "-", given=patch)
         bare = json.loads(patch)
         del bare["from"], bare["to"]
@@ -298,7 +329,8 @@ class ExitCodes(Case):
         self.make("other", {"_id": "elsewhere"})
         self.make("stranger", trip("written apart"))
         for name, text in {"empty": "", "data": '{"a": 1}', "list": "[1]", "deep": "[" * 10**6, "broken": '{"d": {"a": [', "nul": '{}\0',
-                           "noroot": '{"d": {"a": ["b_first"]}}', "typo": '{"é": 1,\n  "b": 2,\n  "é😀c", 3}', "nested": '{"a": {"b": [[{}], [{}]]}}',
+                           "noroot": '{"d": {"a": ["b_first"]}}', "nodata": '{"d": []}', "flat": '{"d": {"a": ["A_first"]}, "o": {"A": 1}, "r": "a"}',
+                           "pruned": '{"d": {"a": ["A_first"]}, "r": "a"}', "typo": '{"é": 1,\n  "b": 2,\n  "é😀c", 3}', "nested": '{"a": {"b": [[{}], [{}]]}}',
                            "split": '{"#df": 1, "o": {"_id": "t"}, "list": [{"_id": "t"}]}', "noid": '{"l": [{"_id": ""}]}', "twins": '{"l": [{"a": 1}, {"a": 2}]}',
                            "long": '{"n": 12345678901234567}',
                            "squeezed": '{"compressed": true, "data": "AAAA", "uncompressed_size": 9}'}.items():
@@ -321,6 +353,9 @@ class ExitCodes(Case):
             (("read", "empty"), DAMAGED, "the file is empty"),
             (("read", "broken"), DAMAGED, "zentadb verify broken"),
             (("read", "noroot"), DAMAGED, "root document is missing"),
+            (("read", "nodata"), DAMAGED, 'nodata: "d" or "o" is not an object'),
+            (("read", "flat"), DAMAGED, "flat: content A is not an object"),
+            (("read", "pruned"), INPUT, "the content of 1-A_first was pruned"),
             (("read", "squeezed"), DAMAGED, "compressed object is damaged"),
             (("update", "empty", "data"), DAMAGED, "the file is empty"),
             (("update", "data", "data"), INPUT, "not a sync JSON"),
@@ -341,16 +376,16 @@ class ExitCodes(Case):
             (("update", "laptop", "long"), INPUT, ".n  the number has too many digits"),
             (("resolve", "laptop", "t1", "--merge", "--take", ".no=2-"), INPUT, "nothing to choose"),
             (("resolve", "laptop", "--all", "--merge", "--take", ".what=2-"), USAGE, "one document"),
-            (("show", "laptop", "no\x1body"), INPUT, r"no\x1body: no such document in the store"),
-            (("show", "laptop", "t1", "9-9"), INPUT, "no such revision"),
-            (("show", "laptop", "t1", "2-"), INPUT, "2-: ambiguous; candidates:\n  2-"),
-            (("resolve", "laptop", "t1", "1-"), INPUT, "not the end of a branch"),
+            (("show", "laptop", "no\x1body"), INPUT, r"laptop: no\x1body: no such document"),
+            (("show", "laptop", "t1", "9-9"), INPUT, "laptop: t1 9-9: no such revision"),
+            (("show", "laptop", "t1", "2-"), INPUT, "laptop: t1 2-: ambiguous; candidates:\n  2-"),
+            (("resolve", "laptop", "t1", "1-"), INPUT, "laptop: t1 1-: not the end of a branch"),
             (("resolve", "laptop"), USAGE, "--all"),
             (("merge", "laptop", "other"), UNMERGEABLE, "not copies of one store"),
             (("merge", "laptop", "stranger"), UNMERGEABLE, "created 1 document independently under the same id:\n  t1  .tasks[0]\n"),
             (("merge", "laptop", "broken"), DAMAGED, "broken:1:13: "),
             (("prune", "laptop", "--keep", "0"), USAGE, "--force"),
-            (("prune", "laptop", "nobody"), INPUT, "no such document"),
+            (("prune", "laptop", "nobody"), INPUT, "laptop: nobody: no such document"),
             (("verify", "broken"), DAMAGED, ""),
             (("verify", "deep"), INPUT, "too deeply"),
             (("update", "new", "deep"), INPUT, "too deeply"),
@@ -789,7 +824,7 @@ class Git(Case):
         self.git("merge", "-q", "phone", "-m", "merged")
         self.assertEqual(self.data("my.sync"), {"_id": "root", **trip("pack light", True)})
         self.assertEqual(self.git("status", "--porcelain"), "")
-        # What cannot be merged is git's to tell, and the file stays as it was.
+        # git reports what cannot be merged, and the file does not change.
         self.git("checkout", "-qb", "stranger", "main~1")
         os.unlink("my.sync")
         self.make("my.sync", trip("made anew"))

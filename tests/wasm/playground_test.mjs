@@ -20,17 +20,17 @@ describe('the playground', { skip: isMissing }, () => {
   });
   after(() => browser?.close());
 
-  test('a conflict is shown on both devices, and settled by a click', async () => {
+  test('a conflict is shown on both devices, and resolved by a click', async () => {
     assert.notDeepEqual(await texts(page, 'Laptop'), await texts(page, 'Phone'));
     await page.click('#sync-all');
     assert.deepEqual(await texts(page, 'Laptop'), await texts(page, 'Phone'));
     assert.match(await page.textContent('#told'), /One entry is in conflict/);
-    const buttons = await page.$$(`${device('Laptop')} [data-do="settle"]`);
+    const buttons = await page.$$(`${device('Laptop')} [data-do="resolve"]`);
     const kept = (await buttons[1].textContent()).match(/“(.*)”/)[1];
     await buttons[1].click();
     await page.click(`${device('Phone')} [data-do="sync"]`);
     assert.equal((await texts(page, 'Phone'))[0], kept);
-    assert.equal(await page.$('[data-do="settle"]'), null);
+    assert.equal(await page.$('[data-do="resolve"]'), null);
     assert.equal(await page.$$eval('.node.conflict', (nodes) => nodes.length), 0);
   });
 

@@ -80,7 +80,7 @@ describe('the to-do board', { skip: isMissing }, () => {
     await becomes(ben, 'saw | paint | ');
   });
 
-  test('what is done offline on both sides comes together, and a conflict is settled', async () => {
+  test('what is done offline on both sides comes together, and a conflict is resolved', async () => {
     const [ann, ben] = people.map(({ page }) => page);
     server.setDown(true);
     for (const { browser } of people) await browser.context.setOffline(true);

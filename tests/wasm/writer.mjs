@@ -1,4 +1,4 @@
-// writer.mjs FILE NAME: adds elements to the store in that file, and tells its parent of each that is kept, until it is killed.
+// writer.mjs FILE NAME: adds elements to the store in that file, and reports each one that is kept to its parent, until it is killed.
 
 import { join } from 'node:path';
 import { pathToFileURL } from 'node:url';

@@ -8,8 +8,8 @@
 
 namespace zentadb {
 
-// Says what keeps a run busy once it takes over a second: on a terminal in a line that goes away again, elsewhere as a
-// line on standard error now and then. There is one in a run; anybody may say what is being done.
+// Reports what a run is doing once that takes over a second: on a terminal in a line that is erased again, elsewhere as
+// a line on standard error now and then. Each run has one.
 class Activity {
    public:
     static Activity& current();

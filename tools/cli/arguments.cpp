@@ -6,7 +6,7 @@ namespace zentadb {
 
 namespace {
 
-// "TEXT" says nothing to a reader; the help says what is wanted.
+// "TEXT" is of no use to a reader; the description says what is expected.
 void describe(CLI::Option& option, const std::string& group) {
     if (!option.get_positional()) option.type_name("VALUE");
     if (option.get_positional()) option.type_name("");

@@ -10,8 +10,8 @@ class App;
 
 namespace zentadb {
 
-// Declares what a command takes, by name: "STORE" is a positional argument, "-o,--output" an option. What is given goes
-// into the variable when the command line is read; otherwise the variable keeps its value.
+// Declares the arguments of a command by name: "STORE" is a positional argument, "-o,--output" an option. Parsing the
+// command line sets the variables of the arguments that are present; the others keep their values.
 //
 // It keeps the command line parser, which is large, out of all but two files.
 class Arguments {

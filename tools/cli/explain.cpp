@@ -25,7 +25,7 @@ constexpr std::array explanations = {
         "cannot_replace_first_revision", Outcome::unmergeable,
         "both stores created document % independently, with different contents",
         "Copies have to descend from one first version: update on one side, merge that into the others, and go on "
-        "from there. Where it is one element of a list, give it another id on one side."},
+        "from there. If it is one element of a list, give it another id on one side."},
     Explanation{"duplicate_array_domain_key", Outcome::input, "two arrays of objects are at one place: %",
                 "The objects around them probably share an id. zentadb arrays DATA shows where, and what to do."},
     Explanation{"duplicate_objects_domain_key", Outcome::input, "two objects would be one document: %",

@@ -6,7 +6,7 @@
 
 namespace zentadb {
 
-// An error of the library for people: what is wrong, and what can be done about it.
+// An error of the library as a message for users: what is wrong, and what to do about it.
 [[nodiscard]] Failure explained(const zentadbpp::Error& error);
 
 }  // namespace zentadb

@@ -5,8 +5,8 @@
 
 namespace zentadb {
 
-// While it lives, nothing gets to standard error. A merge that fails prints lines there that say no more than its error
-// does, and may hold any bytes of the data; people get the error in words.
+// Silences standard error while it lives. A merge that fails prints lines there that say no more than its error, and
+// may contain any bytes of the data. The user gets the error as a message instead.
 class LibrarySilence {
    public:
     LibrarySilence() : kept_(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)) {

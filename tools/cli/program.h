@@ -16,18 +16,18 @@ namespace zentadb {
 // The headlines of the help.
 inline constexpr const char* daily_use = "Daily use";
 inline constexpr const char* looking = "Looking into a store";
-inline constexpr const char* settling = "Settling and tidying";
+inline constexpr const char* maintenance = "Conflicts and maintenance";
 inline constexpr const char* exchange = "Exchange with servers";
 inline constexpr const char* texts = "Sync JSONs as texts";
 
-// A command as a shell sees it.
+// A command for the completion of a shell.
 struct CommandOutline {
     std::string name;
     std::string does;
     std::vector<std::string> options;  // "-o", "--output"
 };
 
-// The command line as a whole: commands put themselves in, and the one that the user names is run.
+// The whole command line. Commands register themselves; run() runs the one that the user names.
 //
 //     void add_read(Program& program) {
 //         struct Options { std::string store; };

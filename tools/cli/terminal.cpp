@@ -12,7 +12,7 @@ namespace zentadb {
 
 namespace {
 
-// What the user chose on the command line; the one thing that is the same for all of a run.
+// The choice on the command line, the only state that is common to a whole run.
 std::string& choice() {
     static std::string when = "auto";
     return when;
@@ -48,7 +48,7 @@ Character character_at(std::string_view text) {
     return {size, code};
 }
 
-// What a terminal may obey, or what changes the direction of the text around it.
+// A character that a terminal may obey, or that changes the direction of the text around it.
 bool is_control(char32_t code) {
     const auto is_between = [code](char32_t first, char32_t last) { return code >= first && code <= last; };
     return code < 0x20 || is_between(0x7f, 0x9f) || code == 0x61c || code == 0x200e || code == 0x200f ||

@@ -20,12 +20,12 @@ void choose_colours(const std::string& when);
 // The text in a colour if the stream has colours, else unchanged.
 [[nodiscard]] std::string painted(Paint paint, std::string_view text, const std::ostream& stream);
 
-// Text from a store as a terminal may be given it: control characters, those that change the direction of text, and
-// what is not UTF-8 are written as escapes.
+// Text from a store, safe for a terminal: control characters, characters that change the direction of text, and bytes
+// that are not UTF-8 are written as escapes.
 [[nodiscard]] std::string printable(std::string_view text);
 
-// Stands between a stream and a terminal, for what was not made printable because it is JSON: there, the characters
-// that JSON leaves as they are become JSON's own escapes. Those that colours and lines are made of pass.
+// A filter between a stream and a terminal, for JSON, which is not made printable. It writes the characters that a
+// terminal could obey as JSON escapes. Those of colours and line ends pass.
 class TerminalBuffer : public std::streambuf {
    public:
     // Calls `before` each time before it writes.

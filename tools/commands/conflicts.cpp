@@ -9,7 +9,7 @@
 #include "inspect/places.h"
 #include "inspect/revision_marks.h"
 #include "inspect/shown_content.h"
-#include "settle/version_merge.h"
+#include "resolve/version_merge.h"
 #include "store/json_text.h"
 #include "store/store.h"
 
@@ -44,14 +44,14 @@ struct Conflict {
 };
 
 std::vector<Conflict> conflicts_of(Store& store, const std::string& only) {
-    const SyncJson sync_json(store.handle);
+    const SyncJson sync_json(store.handle, input_name(store.path));
     if (!only.empty()) static_cast<void>(sync_json.tree(only));
     const Places places(store);
     std::optional<Below> below;
     std::vector<Conflict> conflicts;
     for (const Entry& document : sync_json.documents()) {
         if (!only.empty() ? document.key != only : is_ordering(document.key)) continue;
-        // A history without a branch needs no question.
+        // A history without branches has no conflict.
         if (document.value.find('[', 1) == std::string_view::npos) continue;
         if (store.handle.conflicting(document.key).empty()) continue;
         Conflict conflict{document.key, places.of(document.key), RevisionTree(document.value), {}, {}};
@@ -186,7 +186,7 @@ Outcome show_conflicts(const Options& options) {
                   << '\n';
         const auto mergeable = std::ranges::count_if(conflicts, &Conflict::can_merge);
         if (mergeable > 0) {
-            std::cout << "zentadb resolve " << printable(options.store) << " --all --merge settles " << mergeable
+            std::cout << "zentadb resolve " << printable(options.store) << " --all --merge resolves " << mergeable
                       << " of them\n";
         }
     }
@@ -197,7 +197,7 @@ Outcome show_conflicts(const Options& options) {
 
 void add_conflicts(Program& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("conflicts", settling, "Show the documents with conflicting edits",
+    CLI::App& command = program.command("conflicts", maintenance, "Show the documents with conflicting edits",
                                         "zentadb conflicts trip.sync\n"
                                         "zentadb conflicts trip.sync --exit-code > /dev/null || echo conflicts");
     Arguments arguments(command);

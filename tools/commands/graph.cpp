@@ -7,6 +7,7 @@
 #include "commands.h"
 #include "inspect/revision_marks.h"
 #include "inspect/shown_content.h"
+#include "store/json_text.h"
 #include "store/store.h"
 
 namespace zentadb {
@@ -33,7 +34,7 @@ struct Node {
 std::vector<Node> nodes_of(const Options& options) {
     constexpr std::size_t label = 60;
     const Store store = open_store(options.store);
-    const SyncJson sync_json(store.handle);
+    const SyncJson sync_json(store.handle, input_name(store.path));
     const RevisionTree tree = sync_json.tree(options.id);
     const RevisionMarks marks(store, options.id, tree);
     const std::vector<std::string> names = tree.short_names();

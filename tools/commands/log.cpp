@@ -91,7 +91,7 @@ void draw(const Options& options, const SyncJson& sync_json, const RevisionTree&
 
 Outcome log(const Options& options) {
     const Store store = open_store(options.store);
-    const SyncJson sync_json(store.handle);
+    const SyncJson sync_json(store.handle, input_name(store.path));
     const RevisionTree tree = sync_json.tree(options.id);
     const RevisionMarks marks(store, options.id, tree);
     if (!options.json) {

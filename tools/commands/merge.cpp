@@ -12,7 +12,7 @@
 #include "inspect/below.h"
 #include "inspect/forgery.h"
 #include "inspect/summary.h"
-#include "settle/join.h"
+#include "resolve/join.h"
 #include "store/store.h"
 
 namespace zentadb {
@@ -37,7 +37,7 @@ Outcome merge(const Options& options) {
     std::vector<std::string> inputs = options.sources;
     inputs.push_back(options.store);
     refuse_shared_input(inputs);
-    // They may come slowly, through a pipe: nobody has to wait for that.
+    // They may arrive slowly through a pipe, so the store is locked only after that.
     std::vector<Store> sources;
     for (const std::string& path : options.sources) sources.push_back(open_store(path));
     StoreChange change(options.store, options.output, StoreChange::Missing::is_empty);

@@ -7,6 +7,7 @@
 #include "cli/table.h"
 #include "commands.h"
 #include "inspect/sync_json.h"
+#include "store/json_text.h"
 #include "store/settings.h"
 #include "store/store.h"
 
@@ -31,13 +32,13 @@ Outcome prune(const Options& options) {
     StoreChange change(options.store, options.output);
     Store& store = change.store();
     // The library ignores ids without a document; here they are typing errors.
-    const SyncJson sync_json(store.handle);
+    const SyncJson sync_json(store.handle, input_name(store.path));
     for (const std::string& id : options.ids) static_cast<void>(sync_json.tree(id));
     const std::size_t unresolved = store.handle.unresolved().size();
     if (unresolved > 0 && !options.force) {
         throw Failure(Outcome::input,
                       counted(unresolved, "document") + " in conflict: pruning would drop the losing versions",
-                      "Settle them first (zentadb conflicts, zentadb resolve), or use --force.");
+                      "Resolve them first (zentadb conflicts, zentadb resolve), or use --force.");
     }
     const std::size_t before = sync_json.text().size();
     if (!(store.handle.all_docs() == "[]")) {
@@ -58,7 +59,7 @@ Outcome prune(const Options& options) {
 
 void add_prune(Program& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("prune", settling, "Drop the contents of old revisions",
+    CLI::App& command = program.command("prune", maintenance, "Drop the contents of old revisions",
                                         "zentadb prune trip.sync\n"
                                         "zentadb prune trip.sync --keep 3 --dry-run");
     Arguments arguments(command);

@@ -8,8 +8,9 @@
 #include "commands.h"
 #include "inspect/below.h"
 #include "inspect/sync_json.h"
-#include "settle/stored_content.h"
-#include "settle/version_merge.h"
+#include "resolve/stored_content.h"
+#include "resolve/version_merge.h"
+#include "store/json_text.h"
 #include "store/store.h"
 
 namespace zentadb {
@@ -31,13 +32,13 @@ struct Options {
 };
 
 // Closes every branch of a document but the one that ends in `kept`.
-zentadbpp::Handle settled(const zentadbpp::Handle& handle, const std::string& id, const std::string& kept) {
+zentadbpp::Handle resolved(const zentadbpp::Handle& handle, const std::string& id, const std::string& kept) {
     zentadbpp::Handle result;
     const auto latest = [&]() -> const zentadbpp::Handle& { return result ? result : handle; };
     for (const std::string_view loser : handle.conflicting(id)) {
         if (loser != kept) result = latest().resolve(id, loser);
     }
-    // Then what wins in its place, which may be one deletion after the other.
+    // Then each revision that wins in its place; these may be several deletions.
     for (std::string winner = handle.winning(id).str(); winner != kept;) {
         result = latest().resolve(id, winner);
         std::string next = result.winning(id).str();
@@ -103,7 +104,8 @@ void choose(Conflict& conflict, const SyncJson& sync_json, const std::vector<std
         const std::string name = choice.substr(equals + 1);
         const std::size_t chosen = name == "winner" ? conflict.versions.front() : conflict.tree.find(name);
         const std::optional<Json> content = content_at(sync_json, conflict.tree[chosen]);
-        if (!content) throw Failure(Outcome::input, name + ": its content was deleted or pruned");
+        if (!content)
+            throw Failure(Outcome::input, conflict.tree.place_of(name) + ": its content was deleted or pruned");
         put(*conflict.merged.merged, *clash, find(&*content, *clash));
         conflict.merged.clashes.erase(clash);
     }
@@ -148,10 +150,10 @@ void print(const Conflict& conflict, const SyncJson& sync_json, const Options& o
     std::cout << "  " << printable(command) << '\n';
 }
 
-// `result` is null if nothing was settled.
-void report(std::size_t settled, const std::string& more, const zentadbpp::Handle& before,
+// `result` is null if nothing was resolved.
+void report(std::size_t count, const std::string& more, const zentadbpp::Handle& before,
             const zentadbpp::Handle& result) {
-    std::cerr << counted(settled, "document") << " settled" << more << '\n';
+    std::cerr << counted(count, "document") << " resolved" << more << '\n';
     const std::size_t back = result ? documents_back(before, result) : 0;
     if (back > 0) std::cerr << counted(back, "document") << (back == 1 ? " is" : " are") << " back in the data\n";
 }
@@ -159,32 +161,32 @@ void report(std::size_t settled, const std::string& more, const zentadbpp::Handl
 Outcome resolve_by_merging(const Options& options) {
     StoreChange change(options.store, options.output);
     const zentadbpp::Handle& handle = change.store().handle;
-    const SyncJson sync_json(handle);
-    Settlement settlement(sync_json);
+    const SyncJson sync_json(handle, input_name(options.store));
+    Resolution resolution(sync_json);
     std::size_t left = 0;
-    const auto settle = [&](const std::string& id) {
+    const auto resolve_one = [&](const std::string& id) {
         Conflict conflict{id, sync_json.tree(id), {}, {}};
         conflict.versions = open_versions(handle, id, conflict.tree);
         if (conflict.versions.size() < 2) return;
         conflict.merged = merge_of(sync_json, conflict.tree, conflict.versions);
         choose(conflict, sync_json, options.take);
         if (conflict.merged.clashes.empty()) {
-            settlement.add(id, conflict.tree, conflict.versions.front(), *conflict.merged.merged);
+            resolution.add(id, conflict.tree, conflict.versions.front(), *conflict.merged.merged);
         } else {
             ++left;
             print(conflict, sync_json, options);
         }
     };
     if (options.all) {
-        for (const std::string_view id : handle.unresolved()) settle(std::string(id));
+        for (const std::string_view id : handle.unresolved()) resolve_one(std::string(id));
     } else {
-        settle(options.id);
+        resolve_one(options.id);
     }
-    const zentadbpp::Handle result = settlement.size() > 0 ? settlement.apply(handle) : zentadbpp::Handle();
+    const zentadbpp::Handle result = resolution.size() > 0 ? resolution.apply(handle) : zentadbpp::Handle();
     change.commit(result ? result : handle);
     std::string more;
     if (left > 0) more = ", " + std::to_string(left) + (left == 1 ? " needs" : " need") + " a choice";
-    report(settlement.size(), more, handle, result);
+    report(resolution.size(), more, handle, result);
     return options.exit_code && left > 0 ? Outcome::found : Outcome::done;
 }
 
@@ -197,7 +199,7 @@ Outcome resolve(const Options& options) {
     if (options.merge) return resolve_by_merging(options);
     StoreChange change(options.store, options.output);
     const zentadbpp::Handle& handle = change.store().handle;
-    const SyncJson sync_json(handle);
+    const SyncJson sync_json(handle, input_name(options.store));
     zentadbpp::Handle result;
     std::size_t count = 0;
     for (const Entry& document : sync_json.documents()) {
@@ -209,12 +211,12 @@ Outcome resolve(const Options& options) {
             const RevisionTree tree = sync_json.tree(document.key);
             const Revision& revision = tree[tree.find(options.keep)];
             if (!revision.is_leaf()) {
-                throw Failure(Outcome::input, options.keep + ": not the end of a branch",
+                throw Failure(Outcome::input, tree.place_of(options.keep) + ": not the end of a branch",
                               "zentadb conflicts " + options.store + " " + document.key + " shows what can be kept.");
             }
             kept = revision.name;
         }
-        result = settled(result ? result : handle, document.key, kept);
+        result = resolved(result ? result : handle, document.key, kept);
     }
     if (!options.all && count == 0) static_cast<void>(sync_json.tree(options.id));
     change.commit(result ? result : handle);
@@ -227,7 +229,7 @@ Outcome resolve(const Options& options) {
 void add_resolve(Program& program) {
     const auto options = std::make_shared<Options>();
     CLI::App& command =
-        program.command("resolve", settling, "Settle conflicts: keep one version or merge them",
+        program.command("resolve", maintenance, "Resolve conflicts: keep one version or merge them",
                         "zentadb resolve trip.sync t1                      # keep the winner\n"
                         "zentadb resolve trip.sync t1 2-9e01b7d            # keep another version\n"
                         "zentadb resolve trip.sync --all --merge           # what only one version changed\n"

@@ -4,6 +4,7 @@
 #include "cli/arguments.h"
 #include "commands.h"
 #include "inspect/sync_json.h"
+#include "store/json_text.h"
 #include "store/settings.h"
 #include "store/store.h"
 
@@ -20,7 +21,7 @@ struct Options {
 
 Outcome show(const Options& options) {
     const Store store = open_store(options.store);
-    const RevisionTree tree = SyncJson(store.handle).tree(options.id);
+    const RevisionTree tree = SyncJson(store.handle, input_name(store.path)).tree(options.id);
     const std::string revision =
         options.revision.empty() ? store.handle.winning(options.id).str() : tree[tree.find(options.revision)].name;
     std::cout << store.handle.data(options.id, revision, options.settings.config_for(store)) << '\n';

@@ -30,7 +30,7 @@ struct Options {
 };
 
 std::string why(const zentadbpp::Difference& found) {
-    constexpr std::size_t longest = 40;  // ids that come from places say nothing to anybody
+    constexpr std::size_t longest = 40;  // ids made from places mean nothing to users
     const std::string id = found.id.size() > longest ? "" : printable(found.id);
     if (found.reason == "deleted") return (id.empty() ? "this" : id) + " was deleted before and stays deleted";
     if (found.reason == "shared_id") {

@@ -85,8 +85,9 @@ Outcome verify(const Options& options) {
     if (!damaged) return Outcome::done;
     if (options.salvage.empty()) {
         if (!options.json && !options.quiet) {
-            std::cerr << "Bring back a copy of the file, or save what is whole with --salvage FILE and merge another "
-                         "copy into that.\n";
+            std::cerr
+                << "Restore a copy of the file, or save the undamaged parts with --salvage FILE and merge another "
+                   "copy into them.\n";
         }
         return Outcome::damaged;
     }
@@ -105,7 +106,7 @@ Outcome verify(const Options& options) {
 void add_verify(Program& program) {
     const auto options = std::make_shared<Options>();
     CLI::App& command =
-        program.command("verify", settling, "Check the structure and the hashes of a store for damage",
+        program.command("verify", maintenance, "Check the structure and the hashes of a store for damage",
                         "zentadb verify trip.sync\n"
                         "zentadb verify trip.sync --salvage saved.sync; zentadb merge saved.sync phone.sync");
     Arguments arguments(command);

@@ -99,7 +99,7 @@ void Checkpoint::recall(const SyncJson& store, bool afresh) {
         shared_ = decoded(saved.at("shared").get<std::string>());
         is_changed_ = false;
     } catch (const Json::exception&) {
-        // A file of another shape says nothing; it is replaced when this exchange is done.
+        // A malformed file is ignored, and replaced when this exchange is done.
     }
 }
 

@@ -18,7 +18,7 @@ constexpr std::size_t deepest_answer = 400;
 
 bool is_too_deep(std::string_view text) { return is_nested_deeper(text, deepest_answer); }
 
-constexpr long too_large = 413;  // what the server says of a request that it would take in parts
+constexpr long too_large = 413;  // the status for a request that the server would accept in parts
 
 std::pair<Database::Json, Database::Json> halves(const Database::Json& all) {
     const auto middle = std::next(all.begin(), static_cast<Database::Json::difference_type>(all.size() / 2));

@@ -53,7 +53,7 @@ class Exchange {
     void check_same_data();
 };
 
-// Runs an exchange; an answer of the wrong shape ends it with a failure that says so.
+// Runs an exchange. A malformed response ends it with Failure (network).
 [[nodiscard]] Outcome run_exchange(const ExchangeOptions& options, Outcome (*run)(const ExchangeOptions&));
 
 }  // namespace zentadb

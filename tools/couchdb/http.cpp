@@ -16,8 +16,8 @@ namespace zentadb {
 
 namespace {
 
-// More than any answer that was asked for; whoever sends more must not fill the memory, of which parsing takes much
-// more.
+// Larger than any expected response. A server that sends more must not fill the memory; parsing takes much more than
+// the text.
 constexpr std::size_t largest_answer = std::size_t{256} << 20;
 
 std::size_t take_body(const char* data, std::size_t size, std::size_t count, void* body) {
@@ -131,7 +131,7 @@ HttpClient::HttpClient(const std::string& url, Options options) : options_(std::
     curl_easy_setopt(curl, CURLOPT_ACCEPT_ENCODING, "");
     curl_easy_setopt(curl, CURLOPT_USERAGENT, "zentadb/" ZENTADB_VERSION);
     curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, 15L);
-    // A server may think for a while, but not forever.
+    // A server may take a while to respond, but not forever.
     curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
     curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, 90L);
     curl_easy_setopt(curl, CURLOPT_NETRC, CURL_NETRC_OPTIONAL);
@@ -183,7 +183,7 @@ HttpClient::Try HttpClient::attempt(const std::string& method, const std::string
 }
 
 Answer HttpClient::send(const std::string& method, const std::string& path, const std::string& body) {
-    // A server that sends a byte now and then must not keep anybody waiting for ever.
+    // A server that sends a byte now and then must not keep the user waiting forever.
     const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(options_.seconds);
     const auto left = [&] {
         return std::chrono::duration_cast<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());

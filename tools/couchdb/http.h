@@ -16,8 +16,8 @@ struct Answer {
     [[nodiscard]] bool is_success() const { return status >= 200 && status < 300; }
 };
 
-// Requests to one server, over libcurl: TLS, proxies and .netrc are as libcurl has them. What fails temporarily is
-// tried again, with longer and longer pauses.
+// Sends requests to one server with libcurl, which also handles TLS, proxies and .netrc. Retries temporary failures
+// with growing pauses.
 class HttpClient {
    public:
     struct Options {
@@ -36,12 +36,12 @@ class HttpClient {
     // Whether a password would travel in the clear to another machine.
     [[nodiscard]] bool exposes_credentials() const { return exposes_credentials_; }
 
-    // Sends a request for what lies below the URL, with a JSON body unless that is empty. Returns any
-    // answer that is not temporary. Throws Failure (network) if none comes.
+    // Sends a request for a path below the URL, with a JSON body unless that is empty. Returns any response that is not
+    // a temporary failure. Throws Failure (network) if none arrives.
     [[nodiscard]] Answer send(const std::string& method, const std::string& path, const std::string& body = {});
 
    private:
-    // What came of one try. `problem` is empty for an answer that counts.
+    // The result of one attempt. `problem` says why to try again; it is empty otherwise.
     struct Try {
         Answer answer;
         std::string problem;

@@ -57,7 +57,7 @@ std::optional<Incoming::Json> Incoming::accept(Json document, bool is_document_d
     const auto is_acceptable = [](const Json& each) { return is_acceptable_id(each.get<std::string>()); };
     if (ids.empty() || !std::ranges::all_of(ids, is_acceptable)) return leave_out(unusable_);
     if (!complete(id, revisions)) return leave_out(cut_short_);
-    // What was begun on the server itself is some other document, whatever it was made for.
+    // A document that was created on the server is another document, whatever its purpose.
     if (!is_library_hash(hash_in(ids.back().get<std::string>()))) return leave_out(foreign_);
 
     if (document.value("_deleted", false) && !is_ended(hash_in(ids[0].get<std::string>()))) {

@@ -21,9 +21,9 @@ class Incoming {
     // at.
     Incoming(const SyncJson& store, std::string source) : store_(store), source_(std::move(source)) {}
 
-    // A document of the answer as the library takes it; nothing if it does not belong to the data, which is noted. A
+    // A document of a response as the library takes it; nothing if it does not belong to the data, which is noted. A
     // deletion that was made on the server deletes the document only if the server has no other leaf of it; otherwise
-    // it settles a conflict, and closes its branch.
+    // it resolves a conflict, and closes its branch.
     [[nodiscard]] std::optional<Json> accept(Json document, bool is_document_deleted);
 
     void add(const Json& accepted);

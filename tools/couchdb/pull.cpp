@@ -31,7 +31,7 @@ class Pull {
         Journal journal(exchange_.checkpoint.journal_path(), exchange_.checkpoint.session());
         Json since = exchange_.checkpoint.since();
         for (const Json& line : journal.lines()) {
-            // It left out what the store had, which may have been brought back from a backup since then.
+            // It skipped what the store had then. The store may have been restored from a backup since.
             if (!has_all(line.at("known"))) break;
             since = take(line);
         }

@@ -136,7 +136,7 @@ zentadbpp::Handle with_lists_up_to_date(const ExchangeOptions& options) {
     zentadbpp::Handle store(before);
     Json config = Json::parse(options.settings.config_for(change.store()));
     const zentadbpp::List instances = store.instances();
-    // Of several instances any will do, but not one more.
+    // Any of several instances will do, but not a new one.
     if (!config.contains("instance_id") && !instances.empty()) config["instance_id"] = instances[0];
     try {
         (void)store.read(config.dump());

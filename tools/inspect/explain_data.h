@@ -8,7 +8,7 @@
 
 namespace zentadb {
 
-// An error of the library about data from a file, with the places that the user knows.
+// An error of the library about data from a file, with places in that file.
 [[nodiscard]] Failure explained(const zentadbpp::Error& error, const std::string& path, const std::string& data,
                                 const nlohmann::json& config);
 

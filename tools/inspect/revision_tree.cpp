@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 #include "cli/failure.h"
 #include "store/raw_json.h"
@@ -10,7 +11,7 @@ namespace zentadb {
 
 // Arrays are chains, whose last entry is the parent of the next, and in them, lists of branches, which all have one
 // parent.
-RevisionTree::RevisionTree(std::string_view history) {
+RevisionTree::RevisionTree(std::string_view history, std::string document) : document_(std::move(document)) {
     struct Array {
         bool is_chain;
         std::size_t parent;  // of what comes next
@@ -50,14 +51,17 @@ std::size_t RevisionTree::find(std::string_view beginning) const {
         if (revisions_[index].name.starts_with(beginning)) found.push_back(index);
     }
     if (found.size() == 1) return found.front();
-    const std::string name(beginning);
     if (found.empty()) {
-        throw Failure(Outcome::input, name + ": no such revision",
+        throw Failure(Outcome::input, place_of(beginning) + ": no such revision",
                       "zentadb log STORE ID shows the revisions of a document.");
     }
     std::string candidates;
     for (const std::size_t index : found) candidates.append("\n  ").append(revisions_[index].name);
-    throw Failure(Outcome::input, name + ": ambiguous; candidates:" + candidates);
+    throw Failure(Outcome::input, place_of(beginning) + ": ambiguous; candidates:" + candidates);
+}
+
+std::string RevisionTree::place_of(std::string_view revision) const {
+    return (document_.empty() ? "" : document_ + " ").append(revision);
 }
 
 std::vector<std::string> RevisionTree::short_names() const {

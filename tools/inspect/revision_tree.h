@@ -29,8 +29,8 @@ struct Revision {
 // The revisions of a document, parents before their children.
 class RevisionTree {
    public:
-    // From a history array of a sync JSON; it is not checked, whatever its depth.
-    explicit RevisionTree(std::string_view history);
+    // From a history array of a sync JSON; it is not checked, whatever its depth. `document` is its name in messages.
+    explicit RevisionTree(std::string_view history, std::string document = {});
 
     [[nodiscard]] const std::vector<Revision>& revisions() const { return revisions_; }
     [[nodiscard]] const Revision& operator[](std::size_t index) const { return revisions_[index]; }
@@ -41,8 +41,11 @@ class RevisionTree {
     [[nodiscard]] std::vector<std::string> short_names() const;
     // The size of each revision's subtree.
     [[nodiscard]] std::vector<std::size_t> sizes() const;
+    // A revision as messages call it: "trip.sync: t1 2-5bedd7d".
+    [[nodiscard]] std::string place_of(std::string_view revision) const;
 
    private:
+    std::string document_;
     std::vector<Revision> revisions_;
 };
 

@@ -11,7 +11,7 @@ namespace zentadb {
 // Says that several instances wrote the state, if that is new: "written by 2 instances: ...", or nothing.
 [[nodiscard]] std::string instance_notice(const zentadbpp::Handle& before, const zentadbpp::Handle& after);
 
-// What remains to be settled: "1 document in conflict; zentadb conflicts STORE shows it", or nothing.
+// What remains to be resolved: "1 document in conflict; zentadb conflicts STORE shows it", or nothing.
 [[nodiscard]] std::string conflict_notice(const zentadbpp::Handle& handle, const std::string& store);
 
 }  // namespace zentadb

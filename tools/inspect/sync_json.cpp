@@ -1,6 +1,7 @@
 #include "inspect/sync_json.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "cli/failure.h"
 #include "inspect/names.h"
@@ -20,7 +21,10 @@ std::string quoted(std::string_view text) { return zentadbpp::Json::of(std::stri
 
 }  // namespace
 
-SyncJson::SyncJson(const zentadbpp::Handle& handle) : owned_(handle.dump()), text_(owned_->view()) { read(); }
+SyncJson::SyncJson(const zentadbpp::Handle& handle, std::string store)
+    : store_(std::move(store)), owned_(handle.dump()), text_(owned_->view()) {
+    read();
+}
 
 SyncJson::SyncJson(std::string_view text) : text_(text) { read(); }
 
@@ -49,9 +53,9 @@ const Entry* SyncJson::document(std::string_view id) const { return find(documen
 const Entry* SyncJson::content(std::string_view hash) const { return find(contents_, hash); }
 
 RevisionTree SyncJson::tree(std::string_view id) const {
-    if (const Entry* history = document(id)) return RevisionTree(history->value);
-    throw Failure(Outcome::input, std::string(id) + ": no such document in the store",
-                  "zentadb docs STORE lists the documents.");
+    const std::string place = (store_.empty() ? "" : store_ + ": ").append(id);
+    if (const Entry* history = document(id)) return RevisionTree(history->value, place);
+    throw Failure(Outcome::input, place + ": no such document", "zentadb docs STORE lists the documents.");
 }
 
 bool SyncJson::has_content(const Revision& revision) const {

@@ -19,7 +19,8 @@ struct Entry {
 // What is in a sync JSON, entry by entry; nothing is looked into before it is asked for.
 class SyncJson {
    public:
-    explicit SyncJson(const zentadbpp::Handle& handle);
+    // `store` is the name of the file in messages.
+    explicit SyncJson(const zentadbpp::Handle& handle, std::string store = {});
     // From a JSON text, which has to outlive this. A text that breaks off has the entries before the break.
     explicit SyncJson(std::string_view text);
 
@@ -44,6 +45,7 @@ class SyncJson {
    private:
     void read();
 
+    std::string store_;
     std::optional<zentadbpp::Value> owned_;
     std::string_view text_;
     std::string root_id_;

@@ -176,7 +176,7 @@ void replace_file(const std::string& given, std::string_view text) {
     }
     const std::string fresh = path + ".zentadb-new";
     ::unlink(fresh.c_str());
-    // Nobody may open the new text who cannot open the old one, not even before the owner and the mode are set.
+    // Only those who can open the old text may open the new one, even before its owner and mode are set.
     const mode_t mode = exists ? old.st_mode & 0700 : 0666;
     Descriptor opened(::open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
     if (opened.get() < 0) fail(fresh, "cannot be created");
@@ -203,7 +203,7 @@ FileLock::FileLock(const std::string& path) : path_(real_path(path) + ".zentadb-
         descriptor_ = ::open(path_.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
         if (descriptor_ < 0) fail(path_, "cannot be created");
         if (::flock(descriptor_, LOCK_EX | LOCK_NB) == 0) {
-            // Who held it before may have removed the file meanwhile: then this lock is one that nobody else sees.
+            // The previous holder may have removed the file meanwhile. Then nobody else sees this lock.
             struct stat held {};
             struct stat there {};
             if (::fstat(descriptor_, &held) == 0 && ::stat(path_.c_str(), &there) == 0 && held.st_ino == there.st_ino &&
@@ -233,7 +233,7 @@ FileLock::FileLock(FileLock&& other) noexcept
 
 FileLock::~FileLock() {
     if (descriptor_ < 0) return;
-    // Removed while it is held, so that nobody can hold a file that is about to go.
+    // Removed while it is held, so that nobody locks a file that is about to disappear.
     ::unlink(path_.c_str());
     ::close(descriptor_);
 }

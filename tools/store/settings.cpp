@@ -37,7 +37,7 @@ void warn_of_unknown_keys(const std::string& config) {
     }
 }
 
-// Somebody who names no instance would add one, with an order of arrays of its own.
+// Without a name, a writer would add an instance, with its own order of arrays.
 void warn_of_instances(const zentadbpp::List& instances) {
     warn("the store was written by " + counted(instances.size(), "instance") + ": " + comma_list(instances) +
          R"(; without --instance, "default" orders the arrays)");

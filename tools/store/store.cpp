@@ -11,8 +11,7 @@ namespace zentadb {
 
 namespace {
 
-// A compressed object has few members, and this one is among them; a store of the size that matters has no reason to be
-// parsed for it.
+// A compressed object has few members, so "compressed" is near its beginning. This saves parsing large stores.
 bool is_compressed(const std::string& text) {
     constexpr std::size_t far = 4096;
     if (text.substr(0, far).find("compressed") == std::string::npos) return false;
@@ -23,8 +22,8 @@ bool is_compressed(const std::string& text) {
     return flag != json.end() && *flag == true && size != json.end() && size->is_number();
 }
 
-// Any object is a sync JSON to the library, as unknown members are passed over. To replace somebody's data by an empty
-// set would be a poor service, though.
+// The library takes any object as a sync JSON and ignores unknown members. Other data must not be replaced by an empty
+// set.
 void refuse_other_data(const std::string& path, const Store& store, const std::string& text) {
     if (store.compressed || !(store.handle.all_docs() == "[]")) return;
     const auto json = nlohmann::json::parse(text, nullptr, false);

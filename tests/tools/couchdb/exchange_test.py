@@ -158,12 +158,12 @@ def case_conflicts(world):
     assert "z" in a.texts() and new.texts() == a.texts(), (new.texts(), a.texts())
     assert len(a.leaves("x")) == len(a.leaves("y")) == len(a.leaves("z")) == 2
     assert len(world.ask("GET", "x?conflicts=true")["_conflicts"]) == 1
-    # Two copies settle two conflicts, one each, and the server has none any more.
-    def settle(copy, document):
+    # Two copies resolve two conflicts, one each, and the server has none any more.
+    def resolve(copy, document):
         text = copy.texts()[document]
         copy.run("resolve", copy.path, document)
         assert copy.texts()[document] == text
-    settle(a, "x"), settle(b, "y")
+    resolve(a, "x"), resolve(b, "y")
     a.push(), b.push(), a.pull(), b.pull()
     same(a, b)
     for document in "xy":
@@ -209,9 +209,9 @@ def case_a_fresh_copy_takes_a_list_that_two_copies_began(world):
 
 
 def case_changed_on_the_server(world):
-    a, b = world.pair(edited="one", removed="one", settled="one", both="one")
-    a.edit(settled="a", both="a")
-    b.edit(settled="b")
+    a, b = world.pair(edited="one", removed="one", resolved="one", both="one")
+    a.edit(resolved="a", both="a")
+    b.edit(resolved="b")
     a.push(), b.push()
 
     def change(document, **members):
@@ -221,15 +221,15 @@ def case_changed_on_the_server(world):
     change("edited", text="!there again")
     change("both", text="!there")
     change("removed", _deleted=True)
-    # CouchDB's way to settle a conflict is to delete what loses; nothing else of the document goes.
-    shown = world.ask("GET", "settled?conflicts=true")
-    world.ask("DELETE", f"settled?rev={shown['_conflicts'][0]}")
+    # CouchDB's way to resolve a conflict is to delete what loses; nothing else of the document goes.
+    shown = world.ask("GET", "resolved?conflicts=true")
+    world.ask("DELETE", f"resolved?rev={shown['_conflicts'][0]}")
     a.edit(both="a again")
     for copy in (a, b, a, b):
         copy.pull(), copy.push()
     same(a, b)
     texts = a.texts()
-    assert texts == {"edited": "there again", "settled": shown["text"][1:], "both": texts["both"]}, texts
+    assert texts == {"edited": "there again", "resolved": shown["text"][1:], "both": texts["both"]}, texts
     assert texts["both"] in ("there", "a again") and len(a.leaves("both")) == 2
     assert edited.replace("2-", "") in json.dumps(a.sync()["d"]["edited"])
     # A change made here goes on after the server's own revision.
@@ -300,7 +300,7 @@ def case_refusals(world):
         world.proxy.disturb = None
     for url, expect in (("ftp://x/y", 2), ("http://127.0.0.1:1/x", 8), (world.proxy.url(""), 2), ("nonsense", 2)):
         a.push("--retries", "0", url=url, expect=expect)
-    # Credentials are sent, and not told.
+    # Credentials are sent, but no message contains them.
     url = a.url.replace("://", "://ann:s%40crt@")
     world.proxy.disturb = lambda method, what: 401
     assert "s%40crt" not in a.push(url=url, expect=9)
@@ -333,7 +333,7 @@ def case_a_server_that_takes_or_gives_little(world):
     world.proxy.disturb = None
     a.push(), b.pull()
     same(a, b)
-    # What is no answer is not taken for one that says nothing, and what was not asked for does no harm.
+    # An invalid response does not count as an empty one, and what was not asked for does no harm.
     a.edit(x="b")
     first = "1-" + a.sync()["d"]["x"][0]
     all_missing = {"_revs_diff": {"x": {"missing": [*a.leaves("x"), first, first.partition("_")[0]]}},
@@ -369,7 +369,7 @@ def case_a_history_that_the_server_cuts_short(world):
     pathlib.Path(a.path).write_text(json.dumps(sync))
     world.proxy.disturb = lambda method, what: what == "_revs_limit" and b"1000"
     assert "/_revs_limit -d 11000" in a.push("--create", expect=9)
-    world.proxy.disturb = None  # it does not tell
+    world.proxy.disturb = None  # it does not report this
     a.push()
     new = world.copy("new.sync")
     assert "cut short" in new.run("pull", new.path, new.url, "-q", all_told=True)

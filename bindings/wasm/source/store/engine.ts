@@ -174,9 +174,9 @@ export class Engine {
         const losing = [newest.winning(id), ...newest.conflicting(id)].filter((each) => each !== rev);
         if (losing.length === newest.conflicting(id).length + 1) throw new Error(`${id} has no open revision ${rev}`);
         return losing.reduce((handle, each) => {
-          const settled = handle.resolve(id, each);
+          const resolved = handle.resolve(id, each);
           if (handle !== newest) handle.close();
-          return settled;
+          return resolved;
         }, newest);
       }),
     );

@@ -96,7 +96,7 @@ export class Store<T> {
     return this.#engine.conflicts();
   }
 
-  /** Settles the conflict of a document with one of its open revisions. */
+  /** Resolves the conflict of a document with one of its open revisions. */
   resolve(id: string, rev: string): Promise<void> {
     return this.#engine.resolve(id, rev);
   }

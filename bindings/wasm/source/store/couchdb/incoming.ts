@@ -89,7 +89,7 @@ export class Incoming {
 
   /**
    * A document of the answer, or undefined for one that is not taken, which is noted. A deletion that was made on the server is
-   * one of the document only if the server has the whole document deleted; else it is how CouchDB settles a conflict, and
+   * one of the document only if the server has the whole document deleted; else it is how CouchDB resolves a conflict, and
    * closes its branch.
    */
   accept(members: Map<string, string>, isDeleted: (id: string) => boolean): Accepted | undefined {

@@ -15,15 +15,15 @@ namespace zentadb {
 [[nodiscard]] std::vector<std::size_t> open_versions(const zentadbpp::Handle& handle, const std::string& id,
                                                      const RevisionTree& tree);
 
-// What versions of a document come to, their contents as content_from gives them.
+// Merges versions of a document, with their contents as content_from returns them.
 [[nodiscard]] zentadbpp::MergedVersions merge_of(const SyncJson& sync_json, const RevisionTree& tree,
                                                  const std::vector<std::size_t>& versions);
 
-// New versions of documents that settle their conflicts. Their names follow from the versions that they settle and from
-// what they hold, so whoever settles these in this way makes the same ones.
-class Settlement {
+// New versions of documents that resolve their conflicts. Their names follow from the versions that they merge and from
+// what they contain, so every copy that resolves these conflicts in this way gets the same ones.
+class Resolution {
    public:
-    explicit Settlement(const SyncJson& sync_json) : sync_json_(&sync_json) {}
+    explicit Resolution(const SyncJson& sync_json) : sync_json_(&sync_json) {}
 
     // The content as one version more after the winning one.
     void add(const std::string& id, const RevisionTree& tree, std::size_t winner, const zentadbpp::Json& content);

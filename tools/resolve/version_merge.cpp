@@ -1,11 +1,11 @@
-#include "settle/version_merge.h"
+#include "resolve/version_merge.h"
 
 #include <algorithm>
 #include <unordered_map>
 #include <zentadbpp_verify.hpp>
 
 #include "cli/failure.h"
-#include "settle/stored_content.h"
+#include "resolve/stored_content.h"
 
 namespace zentadb {
 
@@ -58,7 +58,7 @@ zentadbpp::MergedVersions merge_of(const SyncJson& sync_json, const RevisionTree
     });
 }
 
-void Settlement::add(const std::string& id, const RevisionTree& tree, std::size_t winner, const Json& content) {
+void Resolution::add(const std::string& id, const RevisionTree& tree, std::size_t winner, const Json& content) {
     const Revision& parent = tree[winner];
     const std::string stored = stored_from(content);
     const std::string hash = hash_like(parent.hash(), stored);
@@ -77,7 +77,7 @@ void Settlement::add(const std::string& id, const RevisionTree& tree, std::size_
     if (hash != "empty") contents_.set(hash, Json::parse(stored));
 }
 
-zentadbpp::Handle Settlement::apply(const zentadbpp::Handle& handle) const {
+zentadbpp::Handle Resolution::apply(const zentadbpp::Handle& handle) const {
     zentadbpp::Handle result;
     const auto latest = [&]() -> const zentadbpp::Handle& { return result ? result : handle; };
     if (!histories_.keys.empty()) {
@@ -100,7 +100,7 @@ zentadbpp::Handle Settlement::apply(const zentadbpp::Handle& handle) const {
         }
         if (latest().winning(id) == winner && latest().conflicting(id).empty()) continue;
         throw Failure(Outcome::input, id + ": the merged version cannot be made to win",
-                      "Settle it by keeping one: zentadb resolve STORE " + id);
+                      "Keep one of the versions: zentadb resolve STORE " + id);
     }
     return result;
 }

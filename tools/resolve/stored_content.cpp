@@ -1,4 +1,4 @@
-#include "settle/stored_content.h"
+#include "resolve/stored_content.h"
 
 #include <algorithm>
 

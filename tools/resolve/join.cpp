@@ -1,4 +1,4 @@
-#include "settle/join.h"
+#include "resolve/join.h"
 
 #include <algorithm>
 #include <optional>
@@ -8,7 +8,7 @@
 #include "cli/table.h"
 #include "inspect/places.h"
 #include "inspect/sync_json.h"
-#include "settle/stored_content.h"
+#include "resolve/stored_content.h"
 #include "store/raw_json.h"
 #include "store/settings.h"
 
@@ -33,7 +33,7 @@ struct Clash {
     std::string first_in_b;
 };
 
-// The lists of both stores are in the order of ids. Documents that keep the order of lists are the library's to merge.
+// Both lists are in the order of ids. The library merges ordering documents itself.
 std::vector<Clash> clashes_of(const SyncJson& a, const SyncJson& b) {
     std::vector<Clash> clashes;
     auto in_b = b.documents().begin();
@@ -197,7 +197,7 @@ std::vector<std::string> holders(const Side& a, const Side& b, const std::string
     }
 }
 
-void settle(Side& a, Side& b, const std::vector<Clash>& clashes) {
+void resolve(Side& a, Side& b, const std::vector<Clash>& clashes) {
     std::set<std::string> clashing;
     for (const Clash& clash : clashes) clashing.insert(clash.id);
     // What holds others comes first, as they go along with it.
@@ -254,7 +254,7 @@ Joined joined(Store& target, Store& source) {
         Side in_b(b);
         const std::vector<Clash> clashes = clashes_of(in_a.sync_json(), in_b.sync_json());
         if (clashes.empty()) break;
-        settle(in_a, in_b, clashes);
+        resolve(in_a, in_b, clashes);
         zentadbpp::Handle new_a = in_a.changed();
         zentadbpp::Handle new_b = in_b.changed();
         for (const Side* side : {&in_a, &in_b}) result.new_ids.insert(side->new_ids().begin(), side->new_ids().end());
