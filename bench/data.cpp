@@ -69,7 +69,7 @@ Data::Data(std::size_t notes) : host(bench::notebook(notes)), edited(bench::note
             "replication lost edits");
     diff = take(sync_json_diff(sync.c_str(), sync_edited.c_str(), none));
     std::string patched = take(sync_json_patch(sync.c_str(), diff.c_str()));
-    patched.back() = ',';  // a patch tells no root
+    patched.back() = ',';  // a patch does not contain the root
     require(sync_edited.starts_with(patched), "a patch lost edits");
     compressed = take(sync_json_compress(sync.c_str()));
     require(take(sync_json_uncompress(compressed.c_str())) == sync, "compressing lost data");

@@ -9,7 +9,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace fuzzing {
 
-// Expects a failure to be one that docs/errors.md tells.
+// Expects a failure to be one that docs/errors.md lists.
 void expect_described(const std::string& error);
 
 // The same, and that a sync JSON that was answered can be opened again and is written as it was.

@@ -10,7 +10,7 @@ namespace {
 
 std::string quoted(const std::string& text) { return '"' + text + '"'; }
 
-// Ids as they stand in JSON, between the quotes.
+// Ids as they are written in JSON, between the quotes.
 constexpr std::string_view some_ids[] = {"root", "a", "b",       "e1",  "e2",       "ord-1",   "ord-2",
                                          "gone", "",  "\\u0000", "a,b", "\xff\xc3", "\\ud800", "resolved"};
 constexpr std::string_view hashes[] = {"A", "B", "C", "D", "x1", "x22", "empty", "deleted", "resolved", "", "A_B"};

@@ -15,7 +15,7 @@ class Generator {
     std::string json(std::size_t levels = 3);
     std::string host_object(std::size_t levels = 3);
     std::string sync_json();
-    std::string any_set();  // also compressed ones, written ones, and texts that are no set at all
+    std::string any_set();  // also compressed ones, written ones, and texts that are not sets
     std::string documents();
     std::string configuration();
     std::string bulk_get();

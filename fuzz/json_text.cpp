@@ -70,7 +70,7 @@ std::string skipping(const std::string& text) {
     return "";
 }
 
-// Nothing for a text that cannot be told in the compact form.
+// Nothing for a text that the compact form cannot represent.
 std::optional<std::string> compact(const std::string& text) {
     TextBuffer out;
     try {

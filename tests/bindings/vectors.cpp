@@ -184,7 +184,7 @@ std::string Run::check_error(const json& expected, const z::Error& error) const 
     return matches ? "" : "another record";
 }
 
-// What no vector tells.
+// What the vectors do not cover.
 int check_wrapper() {
     int failures = 0;
     const auto expect = [&](bool holds, const char* what) {

@@ -20,7 +20,8 @@ int fail(const char* error) {
 using Result = std::unique_ptr<sync_json_result, decltype(&free_sync_json_result)>;
 
 int write_json(const std::string& text) {
-    // The library writes objects, so that any other value travels in one; what is no value may be members of one.
+    // The library writes objects, so any other value is wrapped in one. A text that is not a value may be members of
+    // one.
     const std::string_view before = "{\"text\": ";
     sync_json_result value = sync_json_uncompress((std::string(before) + text + "}").c_str());
     sync_json_result members = sync_json_uncompress(("{" + text + "}").c_str());

@@ -55,7 +55,7 @@ TEST(CompactForm, ReadsNumbersAsTheyAreWritten) {
     EXPECT_EQ(standard("@f1.0x"), shortest ? "1.0" : "1");
     EXPECT_EQ(standard("@l@f1e999x@f-1E+999xx"), "[null, null]");
     EXPECT_EQ(standard("@l@i-2147483648x@i2147483647x@i007x@i-0xx"), "[-2147483648, 2147483647, 7, 0]");
-    // Members stay as they stand, for the reader to settle.
+    // Members keep their order, and equal keys stay; the reader sorts them.
     EXPECT_EQ(standard("@d1:b@N1:a@T1:b@Fx"), R"({"b": null, "a": true, "b": false})");
     // Minus zero stays a real number.
     EXPECT_EQ(standard("@f-0x"), shortest ? "0.0" : "-0.0");

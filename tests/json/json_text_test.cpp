@@ -28,7 +28,7 @@ std::string rewritten(std::string_view text, Comments comments = Comments::refus
     Arena arena;
     const JsonValue value = parse_json(text, arena, comments);
     const std::string result = written(value);
-    // What is kept as it stands has to be decoded where someone looks at it.
+    // A text that is kept unchanged has to be decoded when someone looks at it.
     if (value.is_string()) {
         EXPECT_EQ(written(JsonValue::string(value.as_string())), result);
     }

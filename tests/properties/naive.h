@@ -203,7 +203,7 @@ inline std::vector<std::string> winning_hashes(const Tree& tree) {
     return hashes;
 }
 
-// Keeps the contents that `keeps` tells for each document.
+// Keeps the contents that `keeps` returns for each document.
 template <class Keeps>
 void retain(Storage& storage, const Keeps& keeps) {
     std::set<std::string> kept;

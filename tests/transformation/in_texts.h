@@ -16,7 +16,7 @@
 #include "transformation/unflattener.h"
 #include "transformation/update.h"
 
-// The operations of this room from texts to texts, and how tests tell what they expect of them.
+// The operations of this room from texts to texts, and how tests write what they expect.
 namespace libzentadbpp::in_texts {
 
 inline std::string canonical(std::string_view text) {
@@ -104,7 +104,7 @@ class Opened {
     DocumentStorage storage_;
 };
 
-// The revision strings of a document in ascending order; none where there is no such document.
+// The revision strings of a document in ascending order; none without such a document.
 inline std::vector<std::string> revisions(const DocumentStorage& storage, std::string_view id) {
     std::vector<std::string> strings;
     if (const MultiVersionDocument* document = storage.find(id)) {

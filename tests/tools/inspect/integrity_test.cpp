@@ -88,7 +88,7 @@ std::ostream& operator<<(std::ostream& out, const Counts& counts) {
                << ", harmless " << counts.harmless << ", unseen " << counts.unseen;
 }
 
-// Flips every bit of the text, one at a time. A flip that changes what the library reads has to be told.
+// Flips every bit of the text, one at a time. A flip that changes what the library reads must be reported.
 std::map<std::string, Counts> flip_all(const std::string& text) {
     const auto original = open(text).value;
     const std::vector<std::string> kinds = kinds_of(text);
