@@ -60,15 +60,15 @@ DocumentRef winning_path(const DocumentRef& document) {
     }
     std::ranges::reverse(path);
     for (std::uint32_t at = 0; at < path.size(); ++at) path[at].parent = at == 0 ? no_entry : at - 1;
-    // A list that hangs grafted under the first one of its ordering document: without what closed that one, its
-    // elements would come back.
-    const bool is_grafted = has_ordering_id(document->id()) && path.size() > 1 && path[1].suffix() == first_suffix;
-    const auto closes_first = [](const TreeRevision& revision) {
-        return revision.parent == 0 && revision.is_resolved();
+    const DocumentRef reduced = MultiVersionDocument::make(document->id(), path);
+    // A list that hangs grafted under the first one of its ordering document: if all that followed that one were gone,
+    // its elements would come back.
+    const bool is_grafted = has_ordering_id(document->id()) && path.size() > 1 && path[1].is_graft();
+    const auto follows_first = [](const TreeRevision& revision) {
+        return revision.parent == 0 && !revision.is_graft();
     };
-    const auto closing = std::ranges::find_if(document->revisions(), closes_first);
-    if (is_grafted && closing != document->revisions().end()) path.push_back(*closing);
-    return MultiVersionDocument::make(document->id(), path);
+    const bool is_followed = is_grafted && std::ranges::any_of(document->revisions(), follows_first);
+    return is_followed ? reduced->with_child(0, resolved_hash) : reduced;
 }
 
 }  // namespace

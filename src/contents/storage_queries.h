@@ -29,7 +29,8 @@ namespace libzentadbpp {
 [[nodiscard]] std::vector<std::string> updated(const DocumentStorage& storage, const DocumentStorage& old);
 
 // Every document cut down to the path from its first revision to its winning one, with the contents of those paths.
-// Where the winning list of an ordering document was grafted under the first one, what closed that one stays too.
+// Where the winning list of an ordering document was grafted under the first one, that one is closed if another branch
+// followed it.
 [[nodiscard]] DocumentStorage all_winning(const DocumentStorage& storage);
 
 inline constexpr std::uint32_t no_prune_limit = 0xffffffff;

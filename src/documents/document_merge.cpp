@@ -41,7 +41,7 @@ std::vector<TreeRevision> grafted(std::span<const TreeRevision> tree, const Tree
     std::vector<bool> is_graft(moved.size());
     for (std::uint32_t at = 1; at < moved.size(); ++at) {
         TreeRevision& revision = moved[at];
-        const bool began_graft = revision.index == 2 && revision.suffix() == first_suffix;
+        const bool began_graft = revision.is_graft();
         is_graft[at] = began_graft || (revision.parent != no_entry && is_graft[revision.parent + 1]);
         revision.parent = revision.parent == no_entry || began_graft ? 0 : revision.parent + 1;
         if (!is_graft[at]) ++revision.index;

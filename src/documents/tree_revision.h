@@ -26,6 +26,8 @@ struct TreeRevision {
     [[nodiscard]] std::string_view suffix() const { return text.substr(datahash_length + 1); }
     [[nodiscard]] bool is_deleted() const { return datahash() == deleted_hash; }
     [[nodiscard]] bool is_resolved() const { return datahash() == resolved_hash; }
+    // Whether a tree that began here was grafted under the first revision of its ordering document.
+    [[nodiscard]] bool is_graft() const { return index == 2 && suffix() == first_suffix; }
     [[nodiscard]] std::string revision_string() const;
 };
 

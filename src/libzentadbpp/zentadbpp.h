@@ -545,7 +545,8 @@ ZENTADBPP_EXPORT sync_json_result sync_json_all_docs(const char* sync_json);
 ZENTADBPP_EXPORT sync_json_result sync_json_ptr_all_docs(sync_json_ptr handle);
 
 // The set reduced to its winners: each document keeps the path from its first revision to its winning one, and the
-// contents of these. All other branches, and with them all conflicts, are missing from the result.
+// contents of these. All other branches, and with them all conflicts, are missing from the result. Where two copies
+// began a list, a resolved revision keeps the first of them closed if anything followed it.
 // Result: JSON, a sync JSON, never compressed. Twin: a new handle.
 // Cost: O(R log R), and writing the result.
 ZENTADBPP_EXPORT sync_json_result sync_json_all_winning(const char* sync_json);

@@ -6,8 +6,6 @@ namespace libzentadbpp {
 
 namespace {
 
-bool is_graft(const TreeRevision& revision) { return revision.index == 2 && revision.suffix() == first_suffix; }
-
 std::vector<bool> closed_revisions(std::span<const TreeRevision> revisions) {
     std::vector<bool> closed(revisions.size());
     for (const TreeRevision& revision : revisions) {
@@ -55,8 +53,8 @@ ListBranches list_branches(const MultiVersionDocument& document, std::span<const
     for (const std::uint32_t leaf : leaves) {
         if (leaf == branches.base) continue;
         auto [start, child] = starts[leaf];
-        const bool begins_empty = start == no_entry || branches.base == 0 || is_graft(revisions[child]) ||
-                                  (towards_base[start] != no_entry && is_graft(revisions[towards_base[start]]));
+        const bool begins_empty = start == no_entry || branches.base == 0 || revisions[child].is_graft() ||
+                                  (towards_base[start] != no_entry && revisions[towards_base[start]].is_graft());
         if (begins_empty) start = no_entry;
         while (start != no_entry && revisions[start].datahash() == empty_hash) start = revisions[start].parent;
         branches.others.push_back({leaf, start});
@@ -69,15 +67,15 @@ bool first_is_leaf(const MultiVersionDocument& document) {
     if (revisions.size() < 2 || revisions.front().is_resolved()) return false;
     // The children of the first revision are the second generation, which comes right behind it.
     const auto children = revisions.subspan(1);
-    return is_graft(children.front()) && std::ranges::all_of(children, [](const TreeRevision& revision) {
-               return revision.index != 2 || is_graft(revision);
+    return children.front().is_graft() && std::ranges::all_of(children, [](const TreeRevision& revision) {
+               return revision.index != 2 || revision.is_graft();
            });
 }
 
 bool has_other_leaves(const MultiVersionDocument& document) {
     const auto revisions = document.revisions();
     const bool is_chain = document.has_winning() && document.winning().index == revisions.size();
-    if (is_chain) return revisions.size() > 1 && is_graft(revisions[1]);
+    if (is_chain) return revisions.size() > 1 && revisions[1].is_graft();
     return !other_leaves(document).empty();
 }
 

@@ -222,16 +222,17 @@ inline std::set<std::string> all_hashes(const Tree& tree) {
     return hashes;
 }
 
-// What closes the first revision of a grafted list is kept too.
+// The first revision of a grafted list is closed if another branch followed it.
 inline Storage all_winning(Storage storage) {
     for (auto& [id, tree] : storage.documents) {
         Tree path;
         for (Revision at = winner(tree); at.first != 0; at = tree.at(at)) path[at] = tree.at(at);
         const bool is_grafted = path.size() > 1 && std::next(path.begin())->first.second.ends_with("_first");
-        for (const auto& [revision, parent] : tree) {
-            const bool closes_first = parent == tree.begin()->first && hash_of(revision) == "resolved";
-            if (is_grafted && closes_first) path[revision] = parent;
-        }
+        const Revision first = tree.begin()->first;
+        const bool is_followed = std::ranges::any_of(tree, [&](const auto& revision) {
+            return revision.second == first && !revision.first.second.ends_with("_first");
+        });
+        if (is_grafted && is_followed) add(path, first, "resolved");
         tree = std::move(path);
     }
     retain(storage, [](const std::string&, const Tree& tree) { return all_hashes(tree); });
