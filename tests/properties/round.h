@@ -45,7 +45,9 @@ class Round {
         }
         for (const auto& [place, list] : after.lists) {
             const auto known = before.lists.find(place);
-            if (known != before.lists.end() && turns(known->second, list)) reordered_[place][writer] = list;
+            if (known == before.lists.end()) continue;
+            if (known->second != list) list_writers_[place].insert(writer);
+            if (turns(known->second, list)) reordered_[place][writer] = list;
         }
     }
 
@@ -102,15 +104,42 @@ class Round {
                std::ranges::all_of(known->second, [&](const std::string& other) { return other == writer; });
     }
 
-    // A part that one copy removed and another changed. It comes back last, so what was moved into it is lost before,
+    // One copy removed it and another changed it, so it may come back late: what was moved into it is lost before that,
     // and comes back to where it was.
-    [[nodiscard]] bool is_returned_part(const std::string& id) const { return is_part(id) && deleted_.contains(id); }
+    [[nodiscard]] bool is_returned(const std::string& id) const { return deleted_.contains(id); }
+
+    // Two copies put one into the other. One of the moves is undone, and what was moved with the other may be too.
+    [[nodiscard]] bool is_inside_cycle(const std::string& id) const {
+        Ids seen;
+        List next{id};
+        while (!next.empty()) {
+            const std::string at = next.back();
+            next.pop_back();
+            const auto known = owners_.find(at);
+            if (!seen.insert(at).second || known == owners_.end()) continue;
+            for (const std::string& owner : known->second) {
+                if (could_hold(at, owner)) return true;
+                next.push_back(owner);
+            }
+        }
+        return false;
+    }
+
+    [[nodiscard]] bool is_moved(const std::string& id) const {
+        const auto known = paths_.find(id);
+        return known != paths_.end() && known->second.size() > 1;
+    }
 
     // A part that moved. What it holds is then in a new list, which does not follow the old one if the part moved to
     // another key or object.
-    [[nodiscard]] bool is_moved_part(const std::string& id) const {
-        const auto known = paths_.find(id);
-        return is_part(id) && known != paths_.end() && known->second.size() > 1;
+    [[nodiscard]] bool is_moved_part(const std::string& id) const { return is_part(id) && is_moved(id); }
+
+    // It was put into an object that moved, from a list that another copy changed. What that one added is lost at
+    // first, and its list gives back both.
+    [[nodiscard]] bool is_taken_back(const std::string& writer, const Place& to, const Place& found) const {
+        const auto known = list_writers_.find(found);
+        return is_moved(to.first) && known != list_writers_.end() &&
+               std::ranges::any_of(known->second, [&](const std::string& other) { return other != writer; });
     }
 
     void check_doubled(const View& shown, Tally& tally) const {
@@ -118,8 +147,8 @@ class Round {
             if (!shown.is_doubled(id) || doubled_.contains(id)) continue;
             const auto put = put_.find(id);
             if (put != put_.end() && put->second.size() > 1) continue;
-            if (std::ranges::any_of(places, [&](const Place& place) { return is_returned_part(place.first); })) {
-                ++tally["doubled in a part that came back"];
+            if (std::ranges::any_of(places, [&](const Place& place) { return is_returned(place.first); })) {
+                ++tally["doubled in what came back"];
                 continue;
             }
             if (std::ranges::any_of(places, [&](const Place& place) { return is_moved_part(place.first); })) {
@@ -139,7 +168,7 @@ class Round {
                    Tally& tally) const {
         const auto& [writer, place] = *by_writer.begin();
         if (by_writer.size() > 1 || deleted_.contains(id) || doubled_.contains(id)) return;
-        if (could_hold(id, place.first) || is_returned_part(place.first)) return;
+        if (could_hold(id, place.first) || is_returned(place.first)) return;
         if (!shown.lists.contains(place)) {  // its owner is not shown, or it is a part
             if (!shown.places.contains(place.first)) return;
             for (const std::string& owner : owners_.at(id)) {
@@ -154,6 +183,16 @@ class Round {
         if (is_moved_part(place.first) ||
             (places != shown.places.end() && std::ranges::any_of(places->second, is_in_moved_part))) {
             ++tally["lost moves, part moved"];
+            return;
+        }
+        if (places != shown.places.end() && std::ranges::any_of(places->second, [&](const Place& found) {
+                return is_taken_back(writer, place, found);
+            })) {
+            ++tally["lost moves, object moved"];
+            return;
+        }
+        if (is_inside_cycle(place.first)) {
+            ++tally["lost moves, in a cycle"];
             return;
         }
         if (!is_apart_) {
@@ -208,6 +247,7 @@ class Round {
     bool is_apart_ = true;                                     // no copy met another since
     std::map<std::string, std::map<std::string, Place>> put_;  // by id and writer: where it was added or moved to
     std::map<Place, std::map<std::string, List>> reordered_;   // by writer
+    std::map<Place, Ids> list_writers_;                        // who changed them
     std::map<std::string, Ids> changed_;                       // by id: the writers of its content
     std::map<Place, std::set<List>> written_;
     std::map<std::string, Ids> owners_;
