@@ -163,22 +163,28 @@ void ListKeeper::keep_carried_along(std::vector<ListToStore>& lists) {
         const auto before = places_.predecessors(domain);
         std::vector<std::uint32_t> others(before.begin(), before.end());
         std::ranges::sort(others, {}, text_of);
-        for (const std::uint32_t other : others) {
+        // Once one of them has this list, that one is beside all others.
+        bool is_beside_all = false;
+        const auto keep_in = [&](std::uint32_t other) {
             const std::uint32_t origin = own_->of(other).document;
             const ListToStore to_store{other, origin, list};
-            if (origin == OwnLists::none || origin == document || held_.list_of(other)) continue;
-            if (!may_store(*index_, to_store)) continue;
+            if (origin == OwnLists::none || origin == document || held_.list_of(other)) return;
+            if (!may_store(*index_, to_store)) return;
             const auto [known, is_new] = dropped.try_emplace(origin);
             if (is_new) known->second = dropped_now(origin);
             const auto& left = known->second;
             const bool would_leave = std::ranges::any_of(list, [&](std::uint32_t number) {
-                return left.contains(number) && is_listed_beside(number, document, 1, origin);
+                return left.contains(number) && (is_beside_all || is_listed_beside(number, document, 1, origin));
             });
-            if (!would_leave) continue;
+            if (!would_leave) return;
             stored_by_document_[origin] = &stored_.emplace_back(Stored{list, {list.begin(), list.end()}});
             dropped.erase(known);
             lists.push_back(to_store);
-        }
+            is_beside_all = true;
+        };
+        for (const std::uint32_t other : others) keep_in(other);
+        if (!is_beside_all) continue;
+        for (const std::uint32_t other : others) keep_in(other);
     }
 }
 

@@ -26,6 +26,8 @@ class Round {
     void merged() { is_apart_ = false; }
     void deleted(const std::string& id) { deleted_.insert(id); }
     void settled(const std::string& id) { changed_[id].insert("settled"); }
+    // A merge may leave in a content where its lists and parts were, which the next update stores.
+    void stored(const std::string& id, const std::string& writer) { changed_[id].insert(writer); }
 
     // A copy read `before` and updated with `after`.
     void edited(const std::string& writer, const View& before, const View& after) {
@@ -82,19 +84,23 @@ class Round {
     }
     static bool turns(const List& before, const List& after) { return common(before, after) != common(after, before); }
 
-    // Whether moves of several copies, taken together, could put it around this one.
-    [[nodiscard]] bool could_hold(const std::string& id, const std::string& inner) const {
+    // Whether it holds for the document or one that moves of several copies, taken together, could put around it.
+    template <class Holds>
+    [[nodiscard]] bool any_around(const std::string& id, const Holds& holds) const {
         Ids seen;
-        List next{inner};
+        List next{id};
         while (!next.empty()) {
             const std::string at = next.back();
             next.pop_back();
-            if (at == id) return true;
+            if (holds(at)) return true;
             const auto known = owners_.find(at);
             if (!seen.insert(at).second || known == owners_.end()) continue;
             next.insert(next.end(), known->second.begin(), known->second.end());
         }
         return false;
+    }
+    [[nodiscard]] bool could_hold(const std::string& id, const std::string& inner) const {
+        return any_around(inner, [&](const std::string& at) { return at == id; });
     }
 
     // Nobody but the writer changed it.
@@ -104,25 +110,19 @@ class Round {
                std::ranges::all_of(known->second, [&](const std::string& other) { return other == writer; });
     }
 
-    // One copy removed it and another changed it, so it may come back late: what was moved into it is lost before that,
-    // and comes back to where it was.
-    [[nodiscard]] bool is_returned(const std::string& id) const { return deleted_.contains(id); }
+    // One copy removed it, or what held it, and another kept it, so it may come back late: what was moved into it is
+    // lost before that, and comes back to where it was.
+    [[nodiscard]] bool is_returned(const std::string& id) const {
+        return any_around(id, [&](const std::string& at) { return deleted_.contains(at); });
+    }
 
     // Two copies put one into the other. One of the moves is undone, and what was moved with the other may be too.
     [[nodiscard]] bool is_inside_cycle(const std::string& id) const {
-        Ids seen;
-        List next{id};
-        while (!next.empty()) {
-            const std::string at = next.back();
-            next.pop_back();
+        return any_around(id, [&](const std::string& at) {
             const auto known = owners_.find(at);
-            if (!seen.insert(at).second || known == owners_.end()) continue;
-            for (const std::string& owner : known->second) {
-                if (could_hold(at, owner)) return true;
-                next.push_back(owner);
-            }
-        }
-        return false;
+            return known != owners_.end() &&
+                   std::ranges::any_of(known->second, [&](const std::string& owner) { return could_hold(at, owner); });
+        });
     }
 
     [[nodiscard]] bool is_moved(const std::string& id) const {
@@ -168,7 +168,7 @@ class Round {
                    Tally& tally) const {
         const auto& [writer, place] = *by_writer.begin();
         if (by_writer.size() > 1 || deleted_.contains(id) || doubled_.contains(id)) return;
-        if (could_hold(id, place.first) || is_returned(place.first)) return;
+        if (could_hold(id, place.first) || deleted_.contains(place.first)) return;
         if (!shown.lists.contains(place)) {  // its owner is not shown, or it is a part
             if (!shown.places.contains(place.first)) return;
             for (const std::string& owner : owners_.at(id)) {
@@ -179,6 +179,7 @@ class Round {
         const auto places = shown.places.find(id);
         const bool is_there = places != shown.places.end() && places->second == std::set<Place>{place};
         if (is_there) return;
+        if (places != shown.places.end() && places->second.contains(place)) return;  // check_doubled counts it
         const auto is_in_moved_part = [&](const Place& at) { return is_moved_part(at.first); };
         if (is_moved_part(place.first) ||
             (places != shown.places.end() && std::ranges::any_of(places->second, is_in_moved_part))) {
