@@ -158,7 +158,7 @@ void register_operations() {
 
 void resolve_handle(benchmark::State& state) {
     const Data& d = data(state);
-    // Two copies edit one note apart, so that there is something to settle.
+    // Two copies edit one note independently, so that there is a conflict to resolve.
     const std::string mine = take(update_sync_json(d.edited.c_str(), d.sync.c_str(), none));
     std::string other_host = d.host;
     const std::string old_title = "\"title\":\"Note 0 ";

@@ -129,7 +129,7 @@ export const given = {
     if (value === null || value === undefined) return null;
     if (typeof value !== 'string') throw new TypeError(`expected a string, got ${typeof value}`);
     if (value.includes('\0')) throw new ZentadbError('text_contains_nul');
-    if (!isWellFormed(value)) throw new TypeError('half a surrogate pair is no text');
+    if (!isWellFormed(value)) throw new TypeError('the text contains half a surrogate pair');
     return value;
   },
   j(value) {
@@ -142,7 +142,7 @@ export const given = {
   },
   n(value) {
     if (!Number.isInteger(value) || value < 0 || value > 0xffffffff) {
-      throw new RangeError(`${value} is no whole number between 0 and ${0xffffffff}`);
+      throw new RangeError(`${value} is not a whole number between 0 and ${0xffffffff}`);
     }
     return value;
   },

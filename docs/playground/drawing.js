@@ -57,8 +57,8 @@ export function drawOrder(devices) {
       parts.push(`<text x="${left(column) + 10}" y="${top + line * row + 19}">${escaped(shortened(text, 21))}</text>`);
     });
   });
-  const told = devices.map(({ name, entries }) => `${name}: ${entries.map(({ text }) => text).join(', ') || 'empty'}`).join('. ');
-  return `<svg role="img" aria-label="${escaped(told)}" viewBox="0 0 ${width} ${height}" width="${width}">${parts.join('')}</svg>`;
+  const description = devices.map(({ name, entries }) => `${name}: ${entries.map(({ text }) => text).join(', ') || 'empty'}`).join('. ');
+  return `<svg role="img" aria-label="${escaped(description)}" viewBox="0 0 ${width} ${height}" width="${width}">${parts.join('')}</svg>`;
 }
 
 export { escaped };

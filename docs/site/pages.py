@@ -48,7 +48,7 @@ def link(page, source, match):
 
 
 def indented(lines):
-    """What belongs to an item of a list stands four spaces in: the generator asks for that."""
+    """The generator requires four spaces before everything that belongs to a list item."""
     width = 0
     fenced = False
     for line in lines:

@@ -165,7 +165,7 @@ MergedDocument merge_documents(const MultiVersionDocument& target, const MultiVe
             merged.push_back(from_theirs.take(merged.size()));
             ++result.added;
         } else {
-            // The merged tree is in revision order, so the smaller parent is the one that stands first.
+            // The merged tree is in revision order, so the smaller parent comes first.
             TreeRevision revision = from_ours.take(merged.size());
             const std::uint32_t their_parent = from_theirs.take(merged.size()).parent;
             if (their_parent < revision.parent) {

@@ -31,7 +31,7 @@ bool is_too_large(std::string_view text) {
         const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), exponent);
         if (error == std::errc::result_out_of_range) return digits.front() != '-';
     }
-    // Where the first digit that counts stands, seen from the point: 1 for units, 0 for tenths.
+    // The place of the first digit that is not zero, relative to the point: 1 for units, 0 for tenths.
     const std::size_t first_digit = mantissa.find_first_of("123456789");
     const std::size_t point = std::min(mantissa.find('.'), mantissa.size());
     std::int64_t place = static_cast<std::int64_t>(point) - static_cast<std::int64_t>(first_digit);

@@ -5,7 +5,7 @@ import type { Store } from 'zentadbpp/store';
 const afterChange = 300;
 const betweenChecks = 5000;
 
-export function keepInStep<T>(store: Store<T>, url: () => string, told: (text: string) => void): () => void {
+export function keepInStep<T>(store: Store<T>, url: () => string, report: (text: string) => void): () => void {
   let timer: ReturnType<typeof setTimeout> | undefined;
   let isRunning = false;
 
@@ -13,15 +13,15 @@ export function keepInStep<T>(store: Store<T>, url: () => string, told: (text: s
     clearTimeout(timer);
     if (isRunning) return;
     if (url() === '') {
-      told('Not synced: no database is named.');
+      report('Not synced: no database is named.');
       return;
     }
     isRunning = true;
     try {
       await store.exchange(url(), { create: true, retries: 0 });
-      told(`Synced at ${new Date().toLocaleTimeString()}.`);
+      report(`Synced at ${new Date().toLocaleTimeString()}.`);
     } catch (error) {
-      told(navigator.onLine ? `Not synced: ${(error as Error).message}` : 'Offline. All is kept here and synced later.');
+      report(navigator.onLine ? `Not synced: ${(error as Error).message}` : 'Offline. All is kept here and synced later.');
     }
     isRunning = false;
     timer = setTimeout(run, betweenChecks);
@@ -33,7 +33,7 @@ export function keepInStep<T>(store: Store<T>, url: () => string, told: (text: s
     timer = setTimeout(run, afterChange);
   });
   addEventListener('online', () => void run());
-  addEventListener('offline', () => told('Offline. All is kept here and synced later.'));
+  addEventListener('offline', () => report('Offline. All is kept here and synced later.'));
   void run();
   return () => void run();
 }
