@@ -211,7 +211,9 @@ class Round {
         if (list == shown.lists.end() || ground == ground_.lists.end()) return;
         for (const auto& [writer, order] : by_writer) {
             List wanted = common(common(order, ground->second), list->second);
-            std::erase_if(wanted, [&](const std::string& id) { return put_.contains(id) || doubled_.contains(id); });
+            std::erase_if(wanted, [&](const std::string& id) {
+                return put_.contains(id) || doubled_.contains(id) || deleted_.contains(id);
+            });
             const List found = common(list->second, wanted);
             if (by_writer.size() > 1) {
                 if (turns(ground->second, wanted) && !turns(ground->second, found)) ++tally["lost reorderings, of two"];
