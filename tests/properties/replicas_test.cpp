@@ -42,6 +42,7 @@ class Script {
                                  (flatten_objects_ ? "true" : "false") + "}";
         Item root{"root"};
         editor(root, "b").fill();
+        places_ = View(root, flatten_objects_).places;
         for (std::size_t i = 0, count = 2 + random_.below(3); i < count; ++i) {
             const std::string instance = one_instance ? "i" : "i" + std::to_string(random_.below(3));
             copies_.push_back(
@@ -61,7 +62,7 @@ class Script {
 
     // The copies are the same, are edited, and are the same again.
     void run_round() {
-        round_.emplace(view_of(copies_[0]), one_instance_);
+        round_.emplace(view_of(copies_[0]), one_instance_, places_);
         const bool apart = random_.one_in(2);
         for (std::size_t steps = 1 + random_.below(apart ? 6 : 24); steps-- != 0 && !testing::Test::HasFailure();) {
             apart ? edit(random_copy()) : step();
@@ -345,6 +346,7 @@ class Script {
             if (known == copy.model.documents.end() || known->second != tree) round_->stored(id, copy.name);
         }
         round_->edited(copy.name, before, after);
+        for (const auto& [id, places] : after.places) places_[id].insert(places.begin(), places.end());
         const naive::Storage model = copy.model;
         adopt(copy, text, [&](const std::string& id) -> std::size_t {
             if (id.starts_with("ord-")) return 2;
@@ -434,7 +436,7 @@ class Script {
     // instances do not update: an item may stay in one place for the one and in another for the other, and where its
     // lists are is in its content.
     void settle() {
-        round_.emplace(view_of(copies_[0]), one_instance_);
+        round_.emplace(view_of(copies_[0]), one_instance_, places_);
         for (int rounds = 1; rounds < 8; ++rounds) {
             const std::string before = copies_[0].text;
             for (Copy& copy : copies_) {
@@ -468,6 +470,7 @@ class Script {
     std::string story_;  // what the copies did
     int last_id_ = 0;
     bool has_pruned_ = false;
+    Places places_;  // where anything ever was
 };
 
 void run_scripts(std::uint64_t first_seed, bool one_instance) {

@@ -14,12 +14,15 @@
 // What copies did since they were all the same, and what has to come of it once they merge.
 namespace libzentadbpp::items {
 
+using Places = std::map<std::string, std::set<Place>>;  // by id
+
 // How many scripts showed what cannot always be avoided.
 using Tally = std::map<std::string, int>;
 
 class Round {
    public:
-    explicit Round(View ground, bool one_instance) : ground_(std::move(ground)), one_instance_(one_instance) {
+    Round(View ground, bool one_instance, Places earlier)
+        : ground_(std::move(ground)), one_instance_(one_instance), earlier_(std::move(earlier)) {
         wrote(ground_);
     }
 
@@ -134,6 +137,13 @@ class Round {
     // another key or object.
     [[nodiscard]] bool is_moved_part(const std::string& id) const { return is_part(id) && is_moved(id); }
 
+    // It was in that list in an earlier round. If the object moved since, a list from before that no longer has it says
+    // that it was not moved back, but carried along.
+    [[nodiscard]] bool was_there(const std::string& id, const Place& place) const {
+        const auto known = earlier_.find(id);
+        return known != earlier_.end() && known->second.contains(place);
+    }
+
     // It was put into an object that moved, from a list that another copy changed. What that one added is lost at
     // first, and its list gives back both.
     [[nodiscard]] bool is_taken_back(const std::string& writer, const Place& to, const Place& found) const {
@@ -196,6 +206,14 @@ class Round {
             ++tally["lost moves, in a cycle"];
             return;
         }
+        if (is_returned(place.first)) {
+            ++tally["lost moves, into what came back"];
+            return;
+        }
+        if (was_there(id, place)) {
+            ++tally["lost moves, to where it was before"];
+            return;
+        }
         if (!is_apart_) {
             ++tally["lost moves"];
             return;
@@ -247,6 +265,7 @@ class Round {
 
     View ground_;
     bool one_instance_;
+    Places earlier_;
     bool is_apart_ = true;                                     // no copy met another since
     std::map<std::string, std::map<std::string, Place>> put_;  // by id and writer: where it was added or moved to
     std::map<Place, std::map<std::string, List>> reordered_;   // by writer
