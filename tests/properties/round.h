@@ -113,10 +113,16 @@ class Round {
                std::ranges::all_of(known->second, [&](const std::string& other) { return other == writer; });
     }
 
-    // One copy removed it, or what held it, and another kept it, so it may come back late: what was moved into it is
-    // lost before that, and comes back to where it was.
+    // One copy removed it, or what held it, and another kept it; or a list from before takes back its move. So it may
+    // come back late: what was moved into it is lost before that, and comes back to where it was.
     [[nodiscard]] bool is_returned(const std::string& id) const {
-        return any_around(id, [&](const std::string& at) { return deleted_.contains(at); });
+        return any_around(id, [&](const std::string& at) {
+            const auto put = put_.find(at);
+            return deleted_.contains(at) ||
+                   (put != put_.end() && std::ranges::any_of(put->second, [&](const auto& by_writer) {
+                        return was_there(at, by_writer.second);
+                    }));
+        });
     }
 
     // Two copies put one into the other. One of the moves is undone, and what was moved with the other may be too.
