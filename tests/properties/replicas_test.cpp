@@ -219,8 +219,8 @@ class Script {
                 const View found = chosen(after, storage.documents.at(id));
                 const bool is_lost = std::ranges::any_of(
                     wanted.documents, [&](const auto& known) { return !found.documents.contains(known.first); });
-                if (is_lost && is_part_joined(copy.model, storage)) {
-                    ++tally_["an update joins a part that came back"];
+                if (is_lost && (is_part_joined(copy.model, storage) || is_place_taken(wanted, found))) {
+                    ++tally_["an update stores a part that came back, and a loser is not whole"];
                     continue;
                 }
                 for (const auto& [document, value] : wanted.documents) {
@@ -240,6 +240,17 @@ class Script {
             const auto& [id, tree] = document;
             return is_part(id) && naive::hash_of(naive::winner(tree)) == "deleted" &&
                    naive::hash_of(naive::winner(before.documents.at(id))) != "deleted";
+        });
+    }
+
+    // Whether what came back has the place of something that is not shown now.
+    static bool is_place_taken(const View& wanted, const View& found) {
+        return std::ranges::any_of(wanted.places, [&](const auto& known) {
+            const auto& [id, places] = known;
+            if (!is_part(id) || found.documents.contains(id)) return false;
+            return std::ranges::any_of(found.places, [&](const auto& other) {
+                return std::ranges::any_of(places, [&](const Place& place) { return other.second.contains(place); });
+            });
         });
     }
 

@@ -113,14 +113,15 @@ class Round {
                std::ranges::all_of(known->second, [&](const std::string& other) { return other == writer; });
     }
 
-    // One copy removed it, or what held it, and another kept it; or a list from before takes back its move. So it may
-    // come back late: what was moved into it is lost before that, and comes back to where it was.
-    [[nodiscard]] bool is_returned(const std::string& id) const {
+    // One copy removed it, or what held it, and another kept it; or it was put into a list that is gone; or a list from
+    // before takes back its move. So it may come back late: what was moved into it is lost before that, and comes back
+    // to where it was.
+    [[nodiscard]] bool is_returned(const std::string& id, const View& shown) const {
         return any_around(id, [&](const std::string& at) {
             const auto put = put_.find(at);
             return deleted_.contains(at) ||
                    (put != put_.end() && std::ranges::any_of(put->second, [&](const auto& by_writer) {
-                        return was_there(at, by_writer.second);
+                        return !shown.lists.contains(by_writer.second) || was_there(at, by_writer.second);
                     }));
         });
     }
@@ -150,12 +151,14 @@ class Round {
         return known != earlier_.end() && known->second.contains(place);
     }
 
-    // It was put into an object that moved, from a list that another copy changed. What that one added is lost at
-    // first, and its list gives back both.
+    // It was put into an object that moved, from a list that another copy changed, or that moved too. What is in these
+    // lists is lost at first, and the first of them gives back all.
     [[nodiscard]] bool is_taken_back(const std::string& writer, const Place& to, const Place& found) const {
         const auto known = list_writers_.find(found);
-        return is_moved(to.first) && known != list_writers_.end() &&
-               std::ranges::any_of(known->second, [&](const std::string& other) { return other != writer; });
+        return is_moved(to.first) &&
+               (is_moved(found.first) ||
+                (known != list_writers_.end() &&
+                 std::ranges::any_of(known->second, [&](const std::string& other) { return other != writer; })));
     }
 
     void check_doubled(const View& shown, Tally& tally) const {
@@ -163,7 +166,7 @@ class Round {
             if (!shown.is_doubled(id) || doubled_.contains(id)) continue;
             const auto put = put_.find(id);
             if (put != put_.end() && put->second.size() > 1) continue;
-            if (std::ranges::any_of(places, [&](const Place& place) { return is_returned(place.first); })) {
+            if (std::ranges::any_of(places, [&](const Place& place) { return is_returned(place.first, shown); })) {
                 ++tally["doubled in what came back"];
                 continue;
             }
@@ -212,7 +215,7 @@ class Round {
             ++tally["lost moves, in a cycle"];
             return;
         }
-        if (is_returned(place.first)) {
+        if (is_returned(place.first, shown)) {
             ++tally["lost moves, into what came back"];
             return;
         }
