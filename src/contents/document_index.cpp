@@ -1,12 +1,10 @@
 #include "contents/document_index.h"
 
 #include <algorithm>
-#include <unordered_map>
-#include <unordered_set>
-#include <utility>
 #include <vector>
 
 #include "contents/references.h"
+#include "memory/by_number.h"
 
 namespace libzentadbpp {
 
@@ -31,6 +29,15 @@ DocumentIndex::DocumentIndex(const DocumentStorage& storage)
     judge_ordering_ids();
 }
 
+std::optional<NumberedContent> DocumentIndex::content(std::uint32_t number, std::uint32_t revision) const {
+    const MultiVersionDocument& tree = document(number);
+    if (!tree.has_winning() || revision != tree.winning_position()) {
+        return storage_->data().find_numbered(tree.revisions()[revision].datahash());
+    }
+    if (contents_[number].data() == nullptr) return std::nullopt;
+    return NumberedContent{winning_number(number), contents_[number]};
+}
+
 void DocumentIndex::judge_ordering_ids() {
     const auto first_from = [&](bool behind) {
         std::uint32_t low = 0;
@@ -46,38 +53,39 @@ void DocumentIndex::judge_ordering_ids() {
         }
         return low;
     };
-    constexpr std::size_t ahead = 8;
-    constexpr std::size_t cheap_to_repeat = 256;
-    std::unordered_map<const char*, std::size_t> judged;  // documents may share a long content
+    ByNumber<std::uint32_t> judged;  // by content: which document, counted from one; documents may share a long content
     ordering_ids_ = {first_from(false), first_from(true)};
     ordering_.resize(ordering_ids_.end - ordering_ids_.first);
     is_ordering_.resize(ordering_.size());
+    const LookAhead ahead(steps_ahead::document, ordering_.size(),
+                          [&](std::size_t at) { prefetch_document(ordering_ids_.first + at); });
     for (std::uint32_t number = ordering_ids_.first; number < ordering_ids_.end; ++number) {
-        prefetch_document(number + ahead);
-        const bool has_content = live_[number] && contents_[number].data() != nullptr;
         const std::size_t at = number - ordering_ids_.first;
-        const std::string_view content = contents_[number];
+        ahead.reach(at);
+        const bool has_content = live_[number] && contents_[number].data() != nullptr;
         if (has_content) {
-            const auto [first_use, is_new] = content.size() <= cheap_to_repeat ? std::pair(judged.end(), true)
-                                                                               : judged.try_emplace(content.data(), at);
-            if (is_new) {
-                if (const auto read = read_ordering_content(content, texts_)) ordering_[at] = *read;
-            } else {
-                ordering_[at] = ordering_[first_use->second];
+            std::uint32_t& first_use = judged[winning_number(number)];
+            if (first_use != 0) {
+                ordering_[at] = ordering_[first_use - 1];
+            } else if (const auto read = read_ordering_content(contents_[number], texts_)) {
+                ordering_[at] = *read;
             }
+            if (first_use == 0) first_use = static_cast<std::uint32_t>(at) + 1;
         }
         is_ordering_[at] = !has_content || ordering_[at].ids.data() != nullptr;
     }
 }
 
 void mark_referenced_objects(const DocumentIndex& index, std::vector<bool>& referenced) {
-    // Any number of documents may share one long content; it is looked through once.
-    constexpr std::size_t cheap_to_repeat = 256;
-    std::unordered_set<const char*> visited;
+    // Any number of documents may share one long content. The second one refers to all that the first does, and to the
+    // first as well.
+    NumberSet once;
+    NumberSet twice;
     for (std::uint32_t number = 0; number < index.size(); ++number) {
         if (!index.is_live_data(number)) continue;
         const auto content = index.winning_content(number);
-        if (!content || (content->size() > cheap_to_repeat && !visited.insert(content->data()).second)) continue;
+        const std::uint32_t content_number = index.winning_number(number);
+        if (!content || (!once.insert(content_number) && !twice.insert(content_number))) continue;
         visit_references(*content, [&](char marker, std::string_view id) {
             if (marker != vocabulary::object_reference_marker) return;
             if (const auto target = index.find(id); target && *target != number) referenced[*target] = true;

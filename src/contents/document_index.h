@@ -45,9 +45,12 @@ class DocumentIndex {
         const std::string_view content = contents_[number];
         return content.data() == nullptr ? std::nullopt : std::optional(content);
     }
-    // Brings near what a look at a document will need; a number beyond the last one is passed over.
+    // Its number, or DataStorage::not_stored.
+    [[nodiscard]] std::uint32_t winning_number(std::uint32_t number) const { return winning_->numbers[number]; }
+    // The content of any revision, or nothing.
+    [[nodiscard]] std::optional<NumberedContent> content(std::uint32_t number, std::uint32_t revision) const;
+    // Brings near what a look at a document will need.
     void prefetch_document(std::size_t number) const {
-        if (number >= size()) return;
         prefetch(contents_[number]);
         __builtin_prefetch(documents_[number]);
     }

@@ -4,27 +4,32 @@
 #include <optional>
 #include <span>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "contents/document_index.h"
 #include "contents/ordering_content.h"
 #include "memory/arena.h"
+#include "memory/by_number.h"
 
 namespace libzentadbpp {
 
-// What one revision of an ordering document says: the elements of an array in order.
-struct OrderingList {
-    std::uint32_t document;  // number of the ordering document
-    std::uint32_t revision;  // position in its tree
+// What one content of ordering documents says: the elements of an array in order.
+struct ListContent {
+    std::uint32_t number;  // of those that were read, counted from zero
     std::string_view instance;
     std::string_view domain;
     std::span<const std::uint32_t> elements;  // the live ones, with repetitions
     bool complete;                            // nothing was left out of `elements`
-    const char* content;                      // where it is written: at one place for all revisions that share it
 };
 
-// Reads the lists of revisions. Any number of revisions may share one long content, so that is read once. The lists
+// The list of one revision.
+struct OrderingList {
+    std::uint32_t document;      // number of the ordering document
+    std::uint32_t revision;      // position in its tree
+    const ListContent* content;  // shared by all revisions that share the content
+};
+
+// Reads the lists of revisions. Any number of revisions may share one long content, so each is read once. The lists
 // live as long as this.
 class OrderingLists {
    public:
@@ -36,20 +41,13 @@ class OrderingLists {
     [[nodiscard]] OrderingList read_winning(std::uint32_t document, const OrderingContent& content);
 
    private:
-    struct Elements {
-        std::span<const std::uint32_t> live;
-        bool complete = true;
-    };
-    struct Known {
-        std::optional<OrderingContent> content;
-        Elements elements;
-    };
-    [[nodiscard]] Known parse(std::string_view text);
-    [[nodiscard]] Elements elements_of(std::string_view ids);
+    [[nodiscard]] const ListContent* add(const OrderingContent& content);
 
     const DocumentIndex* index_;
     Arena arena_;
-    std::unordered_map<const char*, Known> long_contents_;  // by where their texts lie
+    std::uint32_t count_ = 0;
+    ListContent not_a_list_{};
+    ByNumber<const ListContent*> lists_;  // by content; null for those that were not read
     std::vector<std::uint32_t> elements_;
 };
 

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <stdexcept>
-#include <unordered_set>
 
 #include "contents/ordering_content.h"
 #include "json/error.h"
+#include "memory/by_number.h"
 #include "text/sort_unique.h"
 
 namespace libzentadbpp {
@@ -86,14 +86,14 @@ bool available(const DocumentStorage& storage, std::string_view revision_or_id) 
 }
 
 std::vector<std::string> instances(const DocumentStorage& storage) {
-    std::unordered_set<const char*> seen;  // documents may share a content
+    NumberSet seen;  // documents may share a content
     std::vector<std::string> ids;
     Arena arena;
     for (const auto& [id, document] : storage.documents()) {
         if (!has_ordering_id(id)) continue;
-        const auto content = storage.data().find(document->winning().datahash());
-        if (!content || !seen.insert(content->data()).second) continue;
-        if (const auto ordering = read_ordering_content(*content, arena)) ids.emplace_back(ordering->instance);
+        const auto content = storage.data().find_numbered(document->winning().datahash());
+        if (!content || !seen.insert(content->number)) continue;
+        if (const auto ordering = read_ordering_content(content->text, arena)) ids.emplace_back(ordering->instance);
     }
     sort_unique(ids);
     return ids;

@@ -1,5 +1,7 @@
 #include "data/data_storage.h"
 
+#include <algorithm>
+#include <array>
 #include <cstring>
 #include <utility>
 
@@ -11,10 +13,11 @@ namespace libzentadbpp {
 namespace {
 
 constexpr char deleted_content[] = R"({"_deleted": true})";
+constexpr std::array<std::string_view, 2> reserved_contents{deleted_content, "{}"};
 
-std::optional<std::string_view> reserved_content(std::string_view hash) {
-    if (hash == "deleted") return deleted_content;
-    if (hash == "resolved" || hash == "empty") return "{}";
+std::optional<std::uint32_t> reserved_content(std::string_view hash) {
+    if (hash == "deleted") return 0;
+    if (hash == "resolved" || hash == "empty") return 1;
     return std::nullopt;
 }
 
@@ -23,9 +26,17 @@ std::optional<std::string_view> reserved_content(std::string_view hash) {
 bool DataStorage::is_of_deleted(std::string_view content) { return content.data() == deleted_content; }
 
 std::optional<std::string_view> DataStorage::find(std::string_view hash) const {
-    if (auto reserved = reserved_content(hash)) return reserved;
-    const Content* content = contents_.find(hash);
-    return content == nullptr ? std::nullopt : std::optional(content->text);
+    const auto content = find_numbered(hash);
+    return content ? std::optional(content->text) : std::nullopt;
+}
+
+std::optional<NumberedContent> DataStorage::find_numbered(std::string_view hash) const {
+    if (const auto reserved = reserved_content(hash)) {
+        return NumberedContent{static_cast<std::uint32_t>(contents_.size()) + *reserved, reserved_contents[*reserved]};
+    }
+    const auto [number, content] = contents_.place_of(hash);
+    if (content == nullptr) return std::nullopt;
+    return NumberedContent{static_cast<std::uint32_t>(number), content->text};
 }
 
 std::string_view DataStorage::read_object(std::string_view hash) const {
@@ -34,18 +45,9 @@ std::string_view DataStorage::read_object(std::string_view hash) const {
     return *text;
 }
 
-LargeVector<std::uint32_t> DataStorage::numbers_of(std::span<const std::string_view> hashes) const {
-    LargeVector<std::string_view> stored;
-    stored.reserve(contents_.size());
-    for (const auto& entry : contents_) stored.push_back(entry.key);
-    return TextTable(std::move(stored)).find_all(hashes);
-}
-
 std::vector<bool> DataStorage::named_by(std::span<const std::string_view> hashes) const {
     std::vector<bool> named(contents_.size());
-    for (const std::uint32_t number : numbers_of(hashes)) {
-        if (number != not_stored) named[number] = true;
-    }
+    visit_named(hashes, [&](std::size_t, const NumberedContent& content) { named[content.number] = true; });
     return named;
 }
 
@@ -78,6 +80,23 @@ bool ContentChanges::leave_out_stored(const DataStorage& storage) {
     auto stored = is_stored.begin();
     std::erase_if(changes_, [&](const auto&) { return *stored++; });
     return true;
+}
+
+LargeVector<std::uint32_t> ContentChanges::numbers_after(const DataStorage& storage) const {
+    std::vector<std::pair<std::size_t, std::string_view>> added;  // how many contents come before each
+    added.reserve(changes_.size());
+    for (const auto& [hash, content] : changes_) added.emplace_back(storage.contents().place_of(hash).number, hash);
+    std::ranges::sort(added);
+    const auto repeated = std::ranges::unique(added);
+    added.erase(repeated.begin(), repeated.end());
+
+    LargeVector<std::uint32_t> numbers(storage.contents().size() + reserved_contents.size());
+    std::uint32_t before = 0;
+    for (std::uint32_t number = 0; number < numbers.size(); ++number) {
+        while (before < added.size() && added[before].first <= number) ++before;
+        numbers[number] = number + before;
+    }
+    return numbers;
 }
 
 DataStorage ContentChanges::applied_to(const DataStorage& storage) && {

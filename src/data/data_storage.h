@@ -10,9 +10,10 @@
 #include <vector>
 
 #include "memory/large_vector.h"
+#include "memory/prefetch.h"
 #include "memory/shared_memory.h"
 #include "text/ordered_map.h"
-#include "text/text_table.h"
+#include "text/text_order.h"
 
 namespace libzentadbpp {
 
@@ -21,6 +22,13 @@ namespace libzentadbpp {
 struct Content {
     std::string_view text;
     std::shared_ptr<const void> owner;
+};
+
+// A content of a storage and its number: how many contents have a lower hash. Reserved ones have the numbers behind
+// those of all that are stored.
+struct NumberedContent {
+    std::uint32_t number;
+    std::string_view text;
 };
 
 // Contents by data hash. Three reserved hashes have a content that is not stored. An immutable value: a change returns
@@ -41,14 +49,17 @@ class DataStorage {
 
     // The content under a hash, reserved ones included, or nothing.
     [[nodiscard]] std::optional<std::string_view> find(std::string_view hash) const;
+    [[nodiscard]] std::optional<NumberedContent> find_numbered(std::string_view hash) const;
     // The same; ObjectNotFoundException "cannot_find_object" if there is none.
     [[nodiscard]] std::string_view read_object(std::string_view hash) const;
 
-    // Which content each hash names, counted in ascending order of their hashes, or `not_stored`, which reserved hashes
-    // always are. O(contents + hashes).
-    static constexpr std::uint32_t not_stored = TextTable::none;
-    [[nodiscard]] LargeVector<std::uint32_t> numbers_of(std::span<const std::string_view> hashes) const;
-    // For each content in that order whether one of the hashes names it. O(contents + hashes).
+    // In place of the number of a content that is missing.
+    static constexpr std::uint32_t not_stored = 0xffffffff;
+    // Calls `visit(at, content)` for each of the hashes that names a stored content, reserved hashes left out.
+    // O(contents + hashes).
+    template <class Visit>
+    void visit_named(std::span<const std::string_view> hashes, const Visit& visit) const;
+    // For each content by number whether one of the hashes names it. O(contents + hashes).
     [[nodiscard]] std::vector<bool> named_by(std::span<const std::string_view> hashes) const;
 
     // The bytes of all contents together. O(contents).
@@ -59,6 +70,31 @@ class DataStorage {
    private:
     Map contents_;
 };
+
+// Both sides in the order of their hashes: that touches each hash once, where a table would touch it again and again.
+template <class Visit>
+void DataStorage::visit_named(std::span<const std::string_view> hashes, const Visit& visit) const {
+    LargeVector<const Map::Entry*> contents;
+    contents.reserve(contents_.size());
+    for (const auto& entry : contents_) contents.push_back(&entry);
+    const std::vector<std::uint32_t> order = text_order(hashes);
+    const LookAhead contents_ahead(steps_ahead::lookup, contents.size(),
+                                   [&](std::size_t at) { prefetch(contents[at]->key); });
+    const LookAhead hashes_ahead(steps_ahead::lookup, order.size(),
+                                 [&](std::size_t at) { prefetch(hashes[order[at]]); });
+    std::uint32_t number = 0;
+    for (std::size_t at = 0; at < order.size(); ++at) {
+        hashes_ahead.reach(at);
+        const std::string_view hash = hashes[order[at]];
+        int order_to_hash = 1;
+        while (number < contents.size() && (order_to_hash = contents[number]->key.compare(hash)) < 0) {
+            contents_ahead.reach(number);
+            ++number;
+        }
+        if (number == contents.size()) return;
+        if (order_to_hash == 0) visit(order[at], NumberedContent{number, contents[number]->value.text});
+    }
+}
 
 // Collects contents to be added to a storage. Of several under one hash the last one counts.
 class ContentChanges {
@@ -73,6 +109,9 @@ class ContentChanges {
     // Leaves out what a storage has. Where that has another text under one of the hashes, returns false and leaves all
     // in.
     [[nodiscard]] bool leave_out_stored(const DataStorage& storage);
+    // By number, the numbers that the contents of a storage have once these are added, of which it has none yet.
+    // O(contents).
+    [[nodiscard]] LargeVector<std::uint32_t> numbers_after(const DataStorage& storage) const;
     [[nodiscard]] DataStorage applied_to(const DataStorage& storage) &&;
 
    private:

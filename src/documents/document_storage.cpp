@@ -93,7 +93,8 @@ namespace {
 
 // Hashes lie in no order, so all of them are looked up at once.
 WinningContents join_winning_contents(const DocumentStorage::Documents& documents, const DataStorage& data) {
-    WinningContents winning{LargeVector<std::string_view>(documents.size())};
+    WinningContents winning{LargeVector<std::string_view>(documents.size()),
+                            LargeVector<std::uint32_t>(documents.size(), DataStorage::not_stored)};
     LargeVector<std::string_view> hashes;  // of the winning revisions, and whose they are
     LargeVector<std::uint32_t> named_by;
     hashes.reserve(documents.size());
@@ -103,7 +104,9 @@ WinningContents join_winning_contents(const DocumentStorage::Documents& document
         if (document->has_winning()) {
             const std::string_view hash = document->winning().datahash();
             if (DataStorage::is_reserved(hash)) {
-                winning.texts[number] = *data.find(hash);
+                const NumberedContent reserved = *data.find_numbered(hash);
+                winning.texts[number] = reserved.text;
+                winning.numbers[number] = reserved.number;
             } else {
                 hashes.push_back(hash);
                 named_by.push_back(number);
@@ -111,20 +114,15 @@ WinningContents join_winning_contents(const DocumentStorage::Documents& document
         }
         ++number;
     }
-    LargeVector<std::string_view> stored;
-    stored.reserve(data.contents().size());
-    for (const auto& entry : data.contents()) stored.push_back(entry.value.text);
-    std::vector<bool> named(stored.size());
-    auto document = named_by.begin();
-    for (const std::uint32_t at : data.numbers_of(hashes)) {
-        if (at == DataStorage::not_stored) {
-            winning.any_lack = true;
-        } else {
-            winning.texts[*document] = stored[at];
-            named[at] = true;
-        }
-        ++document;
-    }
+    std::vector<bool> named(data.contents().size());
+    std::size_t found = 0;
+    data.visit_named(hashes, [&](std::size_t at, const NumberedContent& content) {
+        winning.texts[named_by[at]] = content.text;
+        winning.numbers[named_by[at]] = content.number;
+        named[content.number] = true;
+        ++found;
+    });
+    winning.any_lack = found != hashes.size();
     winning.are_all = std::ranges::find(named, false) == named.end();
     return winning;
 }

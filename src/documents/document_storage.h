@@ -27,6 +27,8 @@ struct WinningContents {
     // By document in ascending order of id; null data where one is not stored, or where a document has no winning
     // revision.
     LargeVector<std::string_view> texts;
+    // Their numbers, or DataStorage::not_stored.
+    LargeVector<std::uint32_t> numbers;
     bool are_all = false;   // the storage holds no others
     bool any_lack = false;  // one that a winning revision names is not stored
 };

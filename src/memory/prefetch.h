@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <string_view>
+#include <utility>
 
 namespace libzentadbpp {
 
@@ -13,5 +15,32 @@ inline void prefetch(std::string_view text) {
         __builtin_prefetch(text.data() + at);
     }
 }
+
+// How many steps ahead a walk announces what it will touch: the less a step does, the more.
+namespace steps_ahead {
+inline constexpr std::size_t lookup = 16;   // of one key in a table
+inline constexpr std::size_t document = 8;  // a look at a content
+inline constexpr std::size_t element = 4;   // a content is written
+inline constexpr std::size_t children = 2;  // one is written with those inside it
+}  // namespace steps_ahead
+
+// Calls `announce(at)` for each place from 0 to `count`, so many steps before a walk reaches it. The walk reports every
+// step.
+template <class Announce>
+class LookAhead {
+   public:
+    LookAhead(std::size_t steps, std::size_t count, Announce announce)
+        : steps_(steps), count_(count), announce_(std::move(announce)) {
+        for (std::size_t at = 0; at < std::min(steps, count); ++at) announce_(at);
+    }
+    void reach(std::size_t at) const {
+        if (count_ - at > steps_) announce_(at + steps_);
+    }
+
+   private:
+    std::size_t steps_;
+    std::size_t count_;
+    Announce announce_;
+};
 
 }  // namespace libzentadbpp

@@ -10,7 +10,6 @@
 #include <string>
 #include <string_view>
 #include <system_error>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -22,6 +21,7 @@
 #include "json/error.h"
 #include "json/writer.h"
 #include "memory/arena.h"
+#include "memory/by_number.h"
 
 namespace libzentadbpp {
 
@@ -239,14 +239,14 @@ class BulkGet {
     // Marks what the list of any leaf that is not deleted has.
     static void mark_openly_listed(const DocumentIndex& index, std::vector<bool>& listed) {
         OrderingLists lists(index);
-        std::unordered_set<const char*> marked;
+        NumberSet marked;
         const auto [first, end] = index.ordering_ids();
         for (std::uint32_t number = first; number < end; ++number) {
             for (const std::uint32_t leaf : index.document(number).leaves_or_none()) {
                 if (index.document(number).revisions()[leaf].is_deleted()) continue;
                 const auto list = lists.read(number, leaf);
-                if (!list || !marked.insert(list->content).second) continue;
-                for (const std::uint32_t element : list->elements) listed[element] = true;
+                if (!list || !marked.insert(list->content->number)) continue;
+                for (const std::uint32_t element : list->content->elements) listed[element] = true;
             }
         }
     }

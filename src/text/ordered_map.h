@@ -49,13 +49,26 @@ class OrderedMap {
         return OrderedMap(std::move(nodes));
     }
 
-    [[nodiscard]] const Value* find(std::string_view key) const {  // null where absent; O(log n)
-        if (root_ == nullptr) return nullptr;
+    [[nodiscard]] const Value* find(std::string_view key) const { return place_of(key).value; }  // null where absent
+
+    // How many entries come before a key, and its value, or null. O(log n).
+    struct Place {
+        std::size_t number = 0;
+        const Value* value = nullptr;
+    };
+    [[nodiscard]] Place place_of(std::string_view key) const {
+        if (root_ == nullptr) return {};
         const Node* node = root_.get();
-        while (!node->children.empty()) node = child_for(node->children, key)->node.get();
+        std::size_t before = 0;
+        while (!node->children.empty()) {
+            const auto child = child_for(node->children, key);
+            before += child->before;
+            node = child->node.get();
+        }
         const auto entry = std::lower_bound(node->entries.begin(), node->entries.end(), key,
                                             [](const Entry& e, std::string_view k) { return e.key < k; });
-        return entry != node->entries.end() && entry->key == key ? &entry->value : nullptr;
+        before += static_cast<std::size_t>(entry - node->entries.begin());
+        return {before, entry != node->entries.end() && entry->key == key ? &entry->value : nullptr};
     }
 
     [[nodiscard]] std::size_t size() const { return root_ == nullptr ? 0 : root_->size; }
@@ -72,6 +85,7 @@ class OrderedMap {
     struct Child {
         std::string_view first;  // the lowest key below, kept alive by its entry
         std::shared_ptr<const Node> node;
+        std::size_t before;  // entries below the children before it
     };
     using Children = std::vector<Child>;
     struct Node {  // a leaf has entries only, a branch children only
@@ -93,13 +107,16 @@ class OrderedMap {
     static Child node_of(Entries entries) {
         const std::string_view first = entries.front().key;
         const std::size_t size = entries.size();
-        return {first, std::make_shared<const Node>(Node{std::move(entries), {}, size})};
+        return {first, std::make_shared<const Node>(Node{std::move(entries), {}, size}), 0};
     }
     static Child node_of(Children children) {
         const std::string_view first = children.front().first;
         std::size_t size = 0;
-        for (const Child& child : children) size += child.node->size;
-        return {first, std::make_shared<const Node>(Node{{}, std::move(children), size})};
+        for (Child& child : children) {
+            child.before = size;
+            size += child.node->size;
+        }
+        return {first, std::make_shared<const Node>(Node{{}, std::move(children), size}), 0};
     }
 
     // Appends as few nodes as hold the items, evenly filled.

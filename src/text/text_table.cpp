@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "memory/prefetch.h"
+
 namespace libzentadbpp {
 
 namespace {
@@ -44,18 +46,17 @@ TextTable::TextTable(std::size_t expected)
 // Calls `each(number, code)` for text after text. Texts and slots lie anywhere, so both are asked for beforehand.
 template <class Each>
 void TextTable::for_each_code(std::span<const std::string_view> texts, const Each& each) const {
-    constexpr std::size_t ahead = 16;
-    std::array<std::uint64_t, ahead> codes;
-    const auto announce = [&](std::size_t number) {
-        if (number + ahead < texts.size()) __builtin_prefetch(texts[number + ahead].data());
-        if (number >= texts.size()) return;
-        codes[number % ahead] = hash(texts[number]);
-        __builtin_prefetch(&slots_[codes[number % ahead] & mask_]);
-    };
-    for (std::size_t number = 0; number < ahead; ++number) announce(number);
+    constexpr std::size_t steps = steps_ahead::lookup;
+    std::array<std::uint64_t, steps> codes;
+    const LookAhead texts_ahead(2 * steps, texts.size(), [&](std::size_t at) { __builtin_prefetch(texts[at].data()); });
+    const LookAhead slots_ahead(steps, texts.size(), [&](std::size_t at) {
+        codes[at % steps] = hash(texts[at]);
+        __builtin_prefetch(&slots_[codes[at % steps] & mask_]);
+    });
     for (std::size_t number = 0; number < texts.size(); ++number) {
-        const std::uint64_t code = codes[number % ahead];
-        announce(number + ahead);
+        const std::uint64_t code = codes[number % steps];
+        texts_ahead.reach(number);
+        slots_ahead.reach(number);
         each(number, code);
     }
 }
@@ -130,11 +131,11 @@ LargeVector<std::uint32_t> TextTable::find_all(std::span<const std::string_view>
         numbers.push_back(slots_[slot].number);
     });
     // Texts of one tag are nearly always equal.
-    constexpr std::size_t ahead = 16;
+    const LookAhead ahead(steps_ahead::lookup, texts.size(), [&](std::size_t at) {
+        if (numbers[at] != none) __builtin_prefetch(texts_[numbers[at]].data());
+    });
     for (std::size_t at = 0; at < texts.size(); ++at) {
-        if (at + ahead < texts.size() && numbers[at + ahead] != none) {
-            __builtin_prefetch(texts_[numbers[at + ahead]].data());
-        }
+        ahead.reach(at);
         if (numbers[at] == none || texts_[numbers[at]] == texts[at]) continue;
         numbers[at] = slots_[slot_of(texts[at], hash(texts[at]))].number;
     }

@@ -4,6 +4,7 @@
 #include <map>
 
 #include "data/data_hash.h"
+#include "memory/by_number.h"
 #include "text/text_order.h"
 #include "transformation/document_path.h"
 #include "transformation/list_branches.h"
@@ -80,10 +81,10 @@ void ListKeeper::look_through_documents_with(const Numbers& domains) {
 
 void ListKeeper::take_out_moved(std::vector<ListToStore>& lists) {
     Numbers moved;
-    std::unordered_set<const char*> seen;
+    NumberSet seen;
     for (const OwnLists::Leaf& leaf : own_->leaves()) {
-        if (is_kept(leaf) || !seen.insert(leaf.list.content).second) continue;
-        for (const std::uint32_t number : leaf.list.elements) {
+        if (is_kept(leaf) || !seen.insert(leaf.list.content->number)) continue;
+        for (const std::uint32_t number : leaf.list.content->elements) {
             if (is_elsewhere(number, leaf.domain)) moved.insert(number);
         }
     }
@@ -98,18 +99,18 @@ void ListKeeper::take_out_moved(std::vector<ListToStore>& lists) {
     look_through_documents_with(holders);
 
     struct Known {
-        bool has_moved;
+        bool is_looked_through = false;
+        bool has_moved = false;
         const Stored* stored = nullptr;  // where it is the only leaf of a document
     };
-    std::unordered_map<const char*, Known> known_contents;  // documents may share a long one
+    ByNumber<Known> known_lists;  // documents may share a long one
     for (const OwnLists::Leaf& leaf : own_->leaves()) {
         const std::uint32_t document = leaf.list.document;
         if (is_kept(leaf) || stored_by_document_.contains(document)) continue;
-        const auto [entry, is_new] = known_contents.try_emplace(leaf.list.content);
-        Known& known = entry->second;
-        if (is_new) {
+        Known& known = known_lists[leaf.list.content->number];
+        if (!std::exchange(known.is_looked_through, true)) {
             known.has_moved = std::ranges::any_of(
-                leaf.list.elements, [&](std::uint32_t number) { return is_elsewhere(number, leaf.domain); });
+                leaf.list.content->elements, [&](std::uint32_t number) { return is_elsewhere(number, leaf.domain); });
         }
         const ListToStore list{leaf.domain, document, {}};
         if (!known.has_moved || !may_store(*index_, list)) continue;

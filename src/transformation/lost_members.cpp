@@ -75,14 +75,14 @@ void LostMembers::read_candidates(std::uint32_t document, Taker& taker) {
     const std::string_view winning = *index_->winning_content(document);
     work_ += winning.size();
     taker.winning = read_content(winning, arena_);
-    std::unordered_set<const char*> seen{winning.data()};
+    std::unordered_set<std::uint32_t> seen{index_->winning_number(document)};
     Path path;
     for (std::uint32_t at = index_->document(document).winning().parent; at != no_entry; at = revisions[at].parent) {
-        const auto content = index_->storage().data().find(revisions[at].datahash());
-        if (!content || !seen.insert(content->data()).second) continue;
-        work_ += content->size();
-        if (content->find("\"O") != std::string_view::npos) {
-            collect(read_content(*content, arena_), path, taker.candidates);
+        const auto content = index_->storage().data().find_numbered(revisions[at].datahash());
+        if (!content || !seen.insert(content->number).second) continue;
+        work_ += content->text.size();
+        if (content->text.find("\"O") != std::string_view::npos) {
+            collect(read_content(content->text, arena_), path, taker.candidates);
         }
     }
 }

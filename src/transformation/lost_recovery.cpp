@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "memory/by_number.h"
 #include "transformation/list_branches.h"
 #include "transformation/lost_members.h"
 #include "transformation/shown_data.h"
@@ -78,8 +79,8 @@ class LostRecovery {
             const auto collect = [&](std::uint32_t leaf) {
                 if (document.revisions()[leaf].is_deleted()) return;
                 const auto list = data_->reader_.read(number, leaf);
-                if (!list || list->instance == data_->instance_) return;
-                foreign[list->instance].push_back({*list, leaf == document.winning_position()});
+                if (!list || list->content->instance == data_->instance_) return;
+                foreign[list->content->instance].push_back({*list, leaf == document.winning_position()});
             };
             collect(document.winning_position());
             if (!has_other_leaves(document)) continue;
@@ -95,7 +96,7 @@ class LostRecovery {
         // Winning lists come first.
         std::ranges::stable_sort(instance.lists, {}, [](const OtherList& other) { return !other.is_winning; });
         for (std::size_t at = 0; at < instance.lists.size(); ++at) {
-            instance.waiting[data_->domains_.add(instance.lists[at].list.domain)].push_back(at);
+            instance.waiting[data_->domains_.add(*instance.lists[at].list.content)].push_back(at);
         }
     }
 
@@ -123,17 +124,17 @@ class LostRecovery {
     }
 
     void add_list(const OtherList& other, std::uint32_t instance, std::vector<std::uint32_t>& added) {
-        if (!looked_at_.insert(other.list.content).second) return;
+        const ListContent& list = *other.list.content;
+        if (!looked_at_.insert(list.number)) return;
         const auto may_add = [&](std::uint32_t number) {
             if (decided_by_[number] != nobody) return other.is_winning && decided_by_[number] == instance;
             return !data_->is_reached_[number];
         };
-        if (std::ranges::none_of(other.list.elements, may_add)) return;
-        data_->grow(data_->domains_.add(other.list.domain))
-            .add_from(other.list.elements, may_add, [&](std::uint32_t number) {
-                decided_by_[number] = instance;
-                added.push_back(number);
-            });
+        if (std::ranges::none_of(list.elements, may_add)) return;
+        data_->grow(data_->domains_.add(list)).add_from(list.elements, may_add, [&](std::uint32_t number) {
+            decided_by_[number] = instance;
+            added.push_back(number);
+        });
     }
 
     // --- What was lost ---
@@ -149,13 +150,14 @@ class LostRecovery {
     [[nodiscard]] Rank rank_of(const OldList& old) const {
         const std::uint32_t generation = index_->document(old.list.document).revisions()[old.list.revision].index;
         const bool is_hidden = old.is_open && !is_array_reached(old.domain);
-        return {old.list.instance != data_->instance_, !is_hidden, no_entry - generation, old.list.document,
+        return {old.list.content->instance != data_->instance_, !is_hidden, no_entry - generation, old.list.document,
                 old.list.revision};
     }
 
     void collect_old_lists() {
         are_old_lists_collected_ = true;
-        std::unordered_map<const char*, bool> has_lost;  // by content, which revisions may share
+        NumberSet met;  // lists, which revisions may share
+        NumberSet has_lost;
         const auto [first, end] = index_->ordering_ids();
         for (std::uint32_t number = first; number < end; ++number) {
             if (!index_->is_ordering(number)) continue;
@@ -165,11 +167,13 @@ class LostRecovery {
             for (std::uint32_t at = 0; at < document.revisions().size(); ++at) {
                 const auto list = data_->reader_.read(number, at);
                 if (!list) continue;
-                const auto [known, is_new] = has_lost.try_emplace(list->content);
-                if (is_new)
-                    known->second = std::ranges::any_of(list->elements, [&](std::uint32_t id) { return is_lost(id); });
-                if (!known->second) continue;
-                const std::uint32_t domain = data_->domains_.add(list->domain);
+                const ListContent& content = *list->content;
+                if (met.insert(content.number) &&
+                    std::ranges::any_of(content.elements, [&](std::uint32_t id) { return is_lost(id); })) {
+                    has_lost.insert(content.number);
+                }
+                if (!has_lost.contains(content.number)) continue;
+                const std::uint32_t domain = data_->domains_.add(content);
                 old_lists_by_domain_[domain].push_back(old_lists_.size());
                 old_lists_.push_back({*list, domain, std::ranges::binary_search(leaves, at)});
             }
@@ -201,21 +205,21 @@ class LostRecovery {
             due_.pop();
             const OldList& old = old_lists_[at];
             // Once the array is reached, the list is due again behind those of arrays that are not.
-            if (rank != rank_of(old) || exhausted_.contains(old.list.content)) continue;
+            if (rank != rank_of(old) || exhausted_.contains(old.list.content->number)) continue;
             if (give_back(old)) return true;
-            exhausted_.insert(old.list.content);
+            exhausted_.insert(old.list.content->number);
         }
         return false;
     }
 
     bool give_back(const OldList& old) {
         const std::uint32_t target = is_array_reached(old.domain) ? old.domain : places_.successor(old.domain);
+        const std::span<const std::uint32_t> elements = old.list.content->elements;
         std::vector<std::uint32_t> added;
         std::unordered_set<std::uint32_t> seen;
-        if (std::ranges::none_of(old.list.elements, [&](std::uint32_t number) { return is_lost(number); }))
-            return false;
+        if (std::ranges::none_of(elements, [&](std::uint32_t number) { return is_lost(number); })) return false;
         data_->grow(target).add_from(
-            old.list.elements, [&](std::uint32_t number) { return is_lost(number) && seen.insert(number).second; },
+            elements, [&](std::uint32_t number) { return is_lost(number) && seen.insert(number).second; },
             [&](std::uint32_t number) { added.push_back(number); });
         for (const std::uint32_t number : added) data_->reach(number);
         return !added.empty();
@@ -237,9 +241,9 @@ class LostRecovery {
     const DocumentIndex* index_;
     OwnLists* own_;
 
-    std::vector<Instance> instances_;            // the configured one first, others ascending
-    std::vector<std::uint32_t> decided_by_;      // by document: the instance that decides where it is
-    std::unordered_set<const char*> looked_at_;  // contents
+    std::vector<Instance> instances_;        // the configured one first, others ascending
+    std::vector<std::uint32_t> decided_by_;  // by document: the instance that decides where it is
+    NumberSet looked_at_;                    // lists
     std::size_t arrays_seen_ = 0;
 
     bool are_old_lists_collected_ = false;
@@ -247,7 +251,7 @@ class LostRecovery {
     std::unordered_map<std::uint32_t, std::vector<std::size_t>> old_lists_by_domain_;
     using Due = std::pair<Rank, std::size_t>;
     std::priority_queue<Due, std::vector<Due>, std::greater<>> due_;
-    std::unordered_set<const char*> exhausted_;  // contents with nothing lost
+    NumberSet exhausted_;  // lists with nothing lost
     TakenPlaces places_;
     std::size_t arrays_made_due_ = 0;
     std::size_t documents_looked_through_ = 0;

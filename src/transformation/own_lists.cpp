@@ -42,7 +42,7 @@ void OwnLists::collect() {
             if (document.revisions()[leaf].is_deleted()) continue;
             const auto list = reader_->read(number, leaf);
             if (!list) continue;
-            if (list->instance == instance_) {
+            if (list->content->instance == instance_) {
                 add(*list, leaf == document.winning_position());
             } else {
                 any_foreign_ = true;
@@ -55,15 +55,15 @@ void OwnLists::collect() {
 void OwnLists::add(const OrderingList& list, bool is_winning) {
     if (listed_by_.empty()) listed_by_.resize(index_->size(), none);
     if (!any_in_several_ && is_new_use(list, 2)) {
-        for (const std::uint32_t number : list.elements) {
+        for (const std::uint32_t number : list.content->elements) {
             any_in_several_ = any_in_several_ || (listed_by_[number] != none && listed_by_[number] != list.document);
             listed_by_[number] = list.document;
         }
     }
-    const std::uint32_t domain = domains_->add(list.domain);
+    const std::uint32_t domain = domains_->add(*list.content);
     if (domain >= lists_.size()) lists_.resize(domain + 1);
     List& own = lists_[domain];
-    if (own.document == none) own = {list.document, list.elements};
+    if (own.document == none) own = {list.document, list.content->elements};
     leaves_.push_back({list, domain, is_winning});
 }
 
@@ -90,8 +90,9 @@ void OwnLists::merge_branches() {
     for (const Leaf& leaf : leaves_) {
         List& own = lists_[leaf.domain];
         if (!leaf.is_winning || own.document != leaf.list.document) continue;
-        const bool is_same = own.elements.data() == leaf.list.elements.data();
-        own.is_stored = leaf.list.complete && (is_same || std::ranges::equal(own.elements, leaf.list.elements));
+        const ListContent& list = *leaf.list.content;
+        const bool is_same = own.elements.data() == list.elements.data();
+        own.is_stored = list.complete && (is_same || std::ranges::equal(own.elements, list.elements));
     }
 }
 
@@ -109,7 +110,7 @@ std::vector<std::uint32_t> OwnLists::merged(std::uint32_t document, std::uint32_
     const auto elements_at = [&](std::uint32_t revision) -> std::optional<std::span<const std::uint32_t>> {
         if (revision == no_entry) return std::span<const std::uint32_t>{};
         const auto list = reader_->read(document, revision);
-        return list ? std::optional(list->elements) : std::nullopt;
+        return list ? std::optional(list->content->elements) : std::nullopt;
     };
     MergedList list(*elements_at(branches.base));
     for (const auto& [leaf, start] : branches.others) {
@@ -126,10 +127,11 @@ std::vector<std::uint32_t> OwnLists::merged(std::uint32_t document, std::uint32_
 
 std::unordered_set<std::uint32_t> OwnLists::ever_listed(std::uint32_t document) {
     std::unordered_set<std::uint32_t> listed;
-    std::unordered_set<const char*> seen;
+    std::unordered_set<std::uint32_t> seen;  // numbers of lists
     for (std::uint32_t at = 0; at < index_->document(document).revisions().size(); ++at) {
         const auto list = reader_->read(document, at);
-        if (list && seen.insert(list->content).second) listed.insert(list->elements.begin(), list->elements.end());
+        if (!list || !seen.insert(list->content->number).second) continue;
+        listed.insert(list->content->elements.begin(), list->content->elements.end());
     }
     return listed;
 }
@@ -137,10 +139,11 @@ std::unordered_set<std::uint32_t> OwnLists::ever_listed(std::uint32_t document) 
 std::unordered_set<std::uint32_t> OwnLists::dropped(std::uint32_t document) {
     std::unordered_set<std::uint32_t> dropped = ever_listed(document);
     std::unordered_map<std::uint32_t, std::uint32_t> holders;  // how many different leaves have it
-    std::unordered_set<const char*> leaves;
+    std::unordered_set<std::uint32_t> leaves;                  // numbers of lists
     for (const Leaf& leaf : leaves_of(document)) {
-        if (!leaves.insert(leaf.list.content).second) continue;
-        std::unordered_set<std::uint32_t> in_leaf(leaf.list.elements.begin(), leaf.list.elements.end());
+        const ListContent& list = *leaf.list.content;
+        if (!leaves.insert(list.number).second) continue;
+        std::unordered_set<std::uint32_t> in_leaf(list.elements.begin(), list.elements.end());
         for (const std::uint32_t number : in_leaf) ++holders[number];
     }
     std::erase_if(dropped, [&](std::uint32_t number) {
@@ -163,22 +166,18 @@ bool OwnLists::is_listed_beside(std::uint32_t number, std::uint32_t document, st
 
 // Leaves may share a long list, of which the first few documents say enough.
 bool OwnLists::is_new_use(const OrderingList& list, std::uint32_t most) {
-    constexpr std::size_t cheap_to_repeat = 64;
-    if (list.elements.size() <= cheap_to_repeat) return true;
-    const auto [known, is_new] = uses_.try_emplace(list.content, Uses{list.document, 1});
-    if (is_new) return true;
-    Uses& uses = known->second;
-    if (uses.last == list.document || uses.count == most) return false;
+    Uses& uses = uses_[list.content->number];
+    if (uses.count != 0 && (uses.last == list.document || uses.count == most)) return false;
     uses = {list.document, uses.count + 1};
     return true;
 }
 
 void OwnLists::collect_listing() {
-    uses_.clear();
+    uses_ = {};
     listing_.resize(index_->size(), {none, none, none});
     for (const Leaf& leaf : leaves_) {
         if (!is_new_use(leaf.list, 3)) continue;
-        for (const std::uint32_t number : leaf.list.elements) {
+        for (const std::uint32_t number : leaf.list.content->elements) {
             for (std::uint32_t& listing : listing_[number]) {
                 if (listing == leaf.list.document) break;
                 if (listing != none) continue;

@@ -7,7 +7,6 @@
 #include <set>
 #include <span>
 #include <string_view>
-#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -15,6 +14,7 @@
 #include "contents/document_index.h"
 #include "contents/ordering_lists.h"
 #include "memory/arena.h"
+#include "memory/by_number.h"
 #include "transformation/domain_table.h"
 
 namespace libzentadbpp {
@@ -98,10 +98,10 @@ class OwnLists {
     bool any_foreign_ = false;
     std::size_t work_ = 0;
     struct Uses {
-        std::uint32_t last;
-        std::uint32_t count;
+        std::uint32_t last = 0;
+        std::uint32_t count = 0;
     };
-    std::unordered_map<const char*, Uses> uses_;         // of contents
+    ByNumber<Uses> uses_;                                // of lists
     std::vector<std::array<std::uint32_t, 3>> listing_;  // by document, once it was asked for: three that list it
 };
 

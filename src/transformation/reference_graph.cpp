@@ -8,25 +8,22 @@ namespace libzentadbpp {
 
 ReferenceGraph::ReferenceGraph(const DocumentIndex& index, DomainTable& domains, Arena& arena)
     : index_(&index), domains_(&domains), arena_(&arena), by_document_(index.size()) {
-    constexpr std::size_t ahead = 8;
-    // Once this is more than all contents hold, documents share some, and each is looked through once more at most.
-    std::size_t looked_through = 0;
-    std::unordered_map<const char*, Range> again;
+    const DataStorage::Map& contents = index.storage().data().contents();
+    std::vector<bool> is_shown(contents.size());
     for (std::uint32_t number = 0; number < index.size(); ++number) {
-        index.prefetch_document(number + ahead);
-        by_document_[number] = {};
         if (!index.is_live_data(number)) continue;
         ++live_documents_;
-        const auto content = index.winning_content(number);
-        if (!content) continue;
-        looked_through += content->size();
-        if (looked_through <= index.content_bytes()) {
-            by_document_[number] = append(*content);
-            continue;
-        }
-        const auto [known, is_new] = again.try_emplace(content->data());
-        if (is_new) known->second = append(*content);
-        by_document_[number] = known->second;
+        if (index.winning_number(number) < contents.size()) is_shown[index.winning_number(number)] = true;
+    }
+    // As they are stored, contents lie one behind the other.
+    LargeVector<Range> by_content(contents.size());
+    auto content = contents.begin();
+    for (std::size_t number = 0; number < contents.size(); ++number, ++content) {
+        if (is_shown[number]) by_content[number] = append(content->value.text);
+    }
+    for (std::uint32_t number = 0; number < index.size(); ++number) {
+        const bool is_stored = index.is_live_data(number) && index.winning_number(number) < contents.size();
+        if (is_stored) by_document_[number] = by_content[index.winning_number(number)];
     }
 }
 

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstdint>
 #include <span>
-#include <unordered_map>
 #include <vector>
 
 #include "contents/document_index.h"
 #include "memory/arena.h"
+#include "memory/by_number.h"
 #include "memory/large_vector.h"
 #include "transformation/domain_table.h"
 
@@ -34,28 +34,24 @@ class ReferenceGraph {
     // Whether the winning content of a document was looked through and has no member that begins like "#nf".
     [[nodiscard]] bool is_plain(std::uint32_t document) const { return by_document_[document].is_plain; }
     // Calls `visit(document)` for every document that refers to an array for which `is_wanted(domain)` holds. Documents
-    // may share a long content, whose references are looked at once.
+    // may share a content, whose references are looked at once.
     template <class IsWanted, class Visit>
     void visit_documents_with(const IsWanted& is_wanted, const Visit& visit) const {
-        std::unordered_map<std::uint32_t, bool> known;
+        NumberSet looked_at;  // first references of contents
+        NumberSet found;
         const auto refers = [&](const Reference& reference) {
             return reference.is_array && is_wanted(reference.target);
         };
         for (std::uint32_t document = 0; document < by_document_.size(); ++document) {
             const Range range = by_document_[document];
-            if (range.count <= cheap_to_repeat) {
-                if (std::ranges::any_of(of(document), refers)) visit(document);
-                continue;
-            }
-            const auto [entry, is_new] = known.try_emplace(range.first);
-            if (is_new) entry->second = std::ranges::any_of(of(document), refers);
-            if (entry->second) visit(document);
+            if (range.count == 0) continue;
+            if (looked_at.insert(range.first) && std::ranges::any_of(of(document), refers)) found.insert(range.first);
+            if (found.contains(range.first)) visit(document);
         }
     }
-    // Whether a document has many references, so that it is worth knowing whether another one with the same content was
-    // followed before.
-    [[nodiscard]] bool has_many(std::uint32_t document) const { return by_document_[document].count > cheap_to_repeat; }
-    [[nodiscard]] std::uint32_t content_mark(std::uint32_t document) const { return by_document_[document].first; }
+    // Where the references of a document begin among all: documents that share a content, and they alone, have one
+    // place.
+    [[nodiscard]] std::uint32_t first_of(std::uint32_t document) const { return by_document_[document].first; }
     // How many live documents there are, the ordering documents left out.
     [[nodiscard]] std::size_t live_documents() const { return live_documents_; }
 
@@ -69,8 +65,6 @@ class ReferenceGraph {
         bool is_plain = false;
     };
     Range append(std::string_view content);
-
-    static constexpr std::uint32_t cheap_to_repeat = 16;
 
     const DocumentIndex* index_;
     DomainTable* domains_;

@@ -90,7 +90,7 @@ void ShownData::reach_array(std::uint32_t domain) {
 void ShownData::reach_all() {
     for (; spread_ < reached_log_.size(); ++spread_) {
         const std::uint32_t document = reached_log_[spread_];
-        if (references_.has_many(document) && !followed_.insert(references_.content_mark(document)).second) continue;
+        if (references_.of(document).empty() || !followed_.insert(references_.first_of(document))) continue;
         for (const Reference& reference : references_.of(document)) {
             reference.is_array ? reach_array(reference.target) : reach(reference.target);
         }
@@ -147,8 +147,8 @@ void ShownData::find_documents(std::vector<ListToStore>& lists) {
         if (!index_->is_ordering(number)) continue;
         for (std::uint32_t at = 0; at < index_->document(number).revisions().size(); ++at) {
             const auto list = reader_.read(number, at);
-            if (!list || list->instance != instance_) continue;
-            const auto known = by_domain.find(domains_.add(list->domain));
+            if (!list || list->content->instance != instance_) continue;
+            const auto known = by_domain.find(domains_.add(*list->content));
             if (known != by_domain.end() && known->second->document == OwnLists::none) known->second->document = number;
         }
     }

@@ -6,12 +6,12 @@
 #include <span>
 #include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "contents/document_index.h"
 #include "contents/ordering_lists.h"
 #include "memory/arena.h"
+#include "memory/by_number.h"
 #include "transformation/domain_table.h"
 #include "transformation/list_keeper.h"
 #include "transformation/list_merge.h"
@@ -53,6 +53,8 @@ class ShownData {
         }
         return index_->winning_content(document);
     }
+    // Whether members that were lost are in it.
+    [[nodiscard]] bool is_restored(std::uint32_t document) const { return restored_.contains(document); }
     [[nodiscard]] const ReferenceGraph& references() const { return references_; }
     [[nodiscard]] std::span<const std::uint32_t> elements(std::uint32_t domain) const {
         return domain < arrays_.size() ? arrays_[domain].elements : std::span<const std::uint32_t>{};
@@ -92,10 +94,10 @@ class ShownData {
     ReferenceGraph references_;
     std::vector<Array> arrays_;  // by domain
     std::vector<bool> is_reached_;
-    std::size_t reached_documents_ = 0;           // live ones, without ordering documents
-    std::vector<std::uint32_t> reached_log_;      // documents in the order in which they were reached
-    std::size_t spread_ = 0;                      // of these, how many were followed
-    std::unordered_set<std::uint32_t> followed_;  // contents with many references
+    std::size_t reached_documents_ = 0;       // live ones, without ordering documents
+    std::vector<std::uint32_t> reached_log_;  // documents in the order in which they were reached
+    std::size_t spread_ = 0;                  // of these, how many were followed
+    NumberSet followed_;                      // first references of contents
     std::vector<std::uint32_t> reached_arrays_;
     std::unordered_map<std::uint32_t, std::string_view> restored_;  // contents with their lost members
     std::vector<ListToStore> lists_to_store_;

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <tuple>
-#include <unordered_map>
 #include <utility>
 
 #include "contents/references.h"
 #include "json/error.h"
+#include "memory/by_number.h"
 #include "transformation/list_branches.h"
 
 namespace libzentadbpp {
@@ -36,7 +36,7 @@ bool ShownPlaces::is_shown_once(std::uint32_t document) {
 namespace {
 
 // What a walk comes to, and from where: documents, which have their numbers, then arrays and contents. Documents may
-// share a long content, which is followed once.
+// share a content, which is followed once.
 class Walk {
    public:
     explicit Walk(std::uint32_t documents) : documents_(documents), is_met_(documents) {}
@@ -56,10 +56,10 @@ class Walk {
         }
         meet(known ? array_nodes_[*known] : array_nodes_.back(), from);
     }
-    void meet_content(std::string_view content, std::uint32_t from) {
-        const auto [known, is_new] = contents_.try_emplace(content.data());
-        if (is_new) known->second = add({content, false});
-        meet(known->second, from);
+    void meet_content(const NumberedContent& content, std::uint32_t from) {
+        std::uint32_t& known = contents_[content.number];
+        if (known == 0) known = add({content.text, false});
+        meet(known, from);
     }
 
     struct Inner {
@@ -111,13 +111,12 @@ class Walk {
     Arena texts_;
     TextTable arrays_;
     std::vector<std::uint32_t> array_nodes_;
-    std::unordered_map<const char*, std::uint32_t> contents_;
+    ByNumber<std::uint32_t> contents_;  // 0: not met
 };
 
 }  // namespace
 
 void ShownPlaces::find_shown_once() {
-    constexpr std::size_t cheap_to_repeat = 256;
     const DocumentIndex& index = shown_->index();
     Walk walk(static_cast<std::uint32_t>(index.size()));
     std::vector<std::uint32_t> members;  // documents that a member refers to
@@ -143,7 +142,11 @@ void ShownPlaces::find_shown_once() {
         } else if (node != start_ && index.is_live_data(node)) {
             const auto content = shown_->content(node);
             if (!content) continue;
-            content->size() <= cheap_to_repeat ? follow(*content, node) : walk.meet_content(*content, node);
+            if (shown_->is_restored(node)) {
+                follow(*content, node);
+            } else {
+                walk.meet_content({index.winning_number(node), *content}, node);
+            }
         }
     }
     shown_once_ = walk.leading_to(members);
@@ -172,24 +175,25 @@ void ShownPlaces::collect_hidden_lists() {
         const auto collect = [&](std::uint32_t leaf) {
             const auto list = hidden_->reader.read(number, leaf);
             if (!list) return;
-            lists.push_back({*list, leaf == document.winning_position(), list->instance != shown_->instance()});
+            lists.push_back(
+                {*list, leaf == document.winning_position(), list->content->instance != shown_->instance()});
         };
         collect(document.winning_position());
         if (!has_other_leaves(document)) continue;
         for (const std::uint32_t leaf : other_leaves(document)) collect(leaf);
     }
     std::ranges::sort(lists, {}, [](const OpenList& open) {
-        return std::tuple(open.is_foreign, open.list.instance, !open.is_winning, open.list.document,
+        return std::tuple(open.is_foreign, open.list.content->instance, !open.is_winning, open.list.document,
                           open.list.revision);
     });
     std::vector<bool> is_decided;
     for (const auto& [list, is_winning, is_foreign] : lists) {
-        const std::uint32_t domain = hidden_->domains.add(list.domain);
+        const std::uint32_t domain = hidden_->domains.add(*list.content);
         if (domain >= is_decided.size()) is_decided.resize(domain + 1);
         hidden_->lists.resize(is_decided.size());
         if (is_decided[domain]) continue;
-        hidden_->lists[domain] = list.elements;
-        is_decided[domain] = (is_winning && !is_foreign) || !list.elements.empty();
+        hidden_->lists[domain] = list.content->elements;
+        is_decided[domain] = (is_winning && !is_foreign) || !list.content->elements.empty();
     }
 }
 

@@ -40,11 +40,13 @@ class DocumentWriter {
           memory_(&memory),
           most_looked_up_(memory.is_arena() ? 0 : storage.documents().size() / 8),
           knows_winning_(most_looked_up_ > 0) {
-        if (knows_winning_) winning_.texts.reserve(storage.documents().size() + most_looked_up_);
+        if (!knows_winning_) return;
+        winning_.texts.reserve(storage.documents().size() + most_looked_up_);
+        winning_.numbers.reserve(storage.documents().size() + most_looked_up_);
     }
 
     // Stores what was produced for one document.
-    void store(const MultiVersionDocument* stored, std::string_view winning_content,
+    void store(const MultiVersionDocument* stored, const NumberedContent& winning_content,
                std::span<const FlattenedDocument> produced) {
         // An ordering document with no open branch, or without any revision, is no obstacle: nobody else looks after
         // it.
@@ -55,7 +57,7 @@ class DocumentWriter {
             stored = opened.get();
         }
         document_.stored = stored;
-        document_.winning_content = winning_content;
+        document_.winning_content = winning_content.text;
         document_.added.clear();
         for (const FlattenedDocument& content : produced) {
             if (content.content.data() != nullptr) add(content.content);
@@ -78,8 +80,10 @@ class DocumentWriter {
     }
 
     // Leaves the next document as it is, with its winning content.
-    void keep(std::string_view winning_content) {
-        if (knows_winning_) winning_.texts.push_back(winning_content);
+    void keep(const NumberedContent& winning_content) {
+        if (!knows_winning_) return;
+        winning_.texts.push_back(winning_content.text);
+        winning_.numbers.push_back(winning_content.number);
     }
 
     // Every content that is added is named by a revision, a new one or the winning one. What the storage knows of its
@@ -88,6 +92,12 @@ class DocumentWriter {
         const WinningContents& before = *storage.winning_contents();
         const bool fills_gaps = before.any_lack && contents_.size() != 0;
         const bool stays_known = knows_winning_ && !fills_gaps && contents_.leave_out_stored(storage.data());
+        if (stays_known && contents_.size() != 0) {
+            const LargeVector<std::uint32_t> numbers = contents_.numbers_after(storage.data());
+            for (std::uint32_t& number : winning_.numbers) {
+                if (number != DataStorage::not_stored) number = numbers[number];
+            }
+        }
         const DocumentStorage changed(std::move(documents_).applied_to(storage.documents()),
                                       std::move(contents_).applied_to(storage.data()), storage.root_or_empty(),
                                       storage.contents_not_named(), storage.closed_documents());
@@ -95,8 +105,11 @@ class DocumentWriter {
         winning_.any_lack = before.any_lack;
         for (const auto& [number, document] : changed_) {
             if (!document->has_winning()) continue;
-            const auto content = changed.data().find(document->winning().datahash());
-            if (content) winning_.texts[number] = *content;
+            const auto content = changed.data().find_numbered(document->winning().datahash());
+            if (content) {
+                winning_.texts[number] = content->text;
+                winning_.numbers[number] = content->number;
+            }
             winning_.any_lack = winning_.any_lack || !content;
         }
         return changed.with_winning_contents(std::make_shared<const WinningContents>(std::move(winning_)));
@@ -108,6 +121,7 @@ class DocumentWriter {
         if (knows_winning_) {
             changed_.emplace_back(winning_.texts.size(), document.get());
             winning_.texts.emplace_back();
+            winning_.numbers.push_back(DataStorage::not_stored);
         }
         documents_.set(std::move(document));
     }
@@ -164,39 +178,44 @@ bool is_removable(const MultiVersionDocument& document, std::string_view content
 DocumentStorage store_documents(const DocumentStorage& given, std::span<const FlattenedDocument> documents,
                                 const MayRemove& may_remove, DataHasher& hasher, SharedMemory& memory) {
     const DocumentStorage storage = given.with_winning_contents();
-    const std::span<const std::string_view> contents = storage.winning_contents()->texts;
+    const WinningContents& winning = *storage.winning_contents();
     DocumentWriter writer(storage, hasher, memory);
-    constexpr std::uint32_t ahead = 8;
+    const LookAhead produced_ahead(steps_ahead::document, documents.size(), [&](std::size_t at) {
+        prefetch(documents[at].id);
+        prefetch(documents[at].content);
+    });
+    const NumberedContent none{DataStorage::not_stored, {}};
     auto next = documents.begin();
     // Those that come next and have one id.
     const auto take = [&] {
-        if (documents.end() - next > std::ptrdiff_t{ahead}) {
-            prefetch(next[ahead].id);
-            prefetch(next[ahead].content);
-        }
         const auto first = next;
-        while (next != documents.end() && next->id == first->id) ++next;
+        while (next != documents.end() && next->id == first->id) {
+            produced_ahead.reach(static_cast<std::size_t>(next - documents.begin()));
+            ++next;
+        }
         return std::span(first, next);
     };
+    const LookAhead winning_ahead(steps_ahead::document, winning.texts.size(),
+                                  [&](std::size_t at) { prefetch(winning.texts[at]); });
     std::uint32_t number = 0;
     for (const auto& [id, document] : storage.documents()) {
-        if (number + ahead < contents.size()) prefetch(contents[number + ahead]);
-        const std::string_view content = contents[number];
+        winning_ahead.reach(number);
+        const NumberedContent content{winning.numbers[number], winning.texts[number]};
         int order = 1;
         while (next != documents.end() && (order = next->id.compare(id)) < 0) {
-            writer.store(nullptr, {}, take());
+            writer.store(nullptr, none, take());
             order = 1;
         }
         if (order == 0) {
             writer.store(document.get(), content, take());
-        } else if (may_remove && is_removable(*document, content, storage.data()) && may_remove(number)) {
+        } else if (may_remove && is_removable(*document, content.text, storage.data()) && may_remove(number)) {
             writer.remove(*document);
         } else {
             writer.keep(content);
         }
         ++number;
     }
-    while (next != documents.end()) writer.store(nullptr, {}, take());
+    while (next != documents.end()) writer.store(nullptr, none, take());
     return std::move(writer).applied_to(storage);
 }
 

@@ -17,20 +17,24 @@ bool is_array_reference(const JsonValue& value) {
 }  // namespace
 
 void TakenPlaces::look_through(std::uint32_t document) {
-    constexpr std::size_t cheap_to_repeat = 256;
     const MultiVersionDocument& tree = index_->document(document);
     if (tree.revisions().size() == 1 || !looked_through_.insert(document).second) return;
     const auto winning = index_->winning_content(document);
     if (!winning || winning->find(array_reference) == std::string_view::npos) return;
+    // Of several documents that share both contents, the lowest is the origin. That of long contents is the first one.
+    constexpr std::size_t short_content = 256;
+    const std::uint32_t winning_number = index_->winning_number(document);
     Arena arena;
     std::optional<JsonValue> winning_value;
     for (std::uint32_t at = 0; at < tree.revisions().size(); ++at) {
-        const auto content = index_->storage().data().find(tree.revisions()[at].datahash());
-        if (!content || content->data() == winning->data()) continue;
-        if (content->size() > cheap_to_repeat && !compared_.insert({winning->data(), content->data()}).second) continue;
-        if (content->find(array_reference) == std::string_view::npos) continue;
+        const auto content = index_->storage().data().find_numbered(tree.revisions()[at].datahash());
+        if (!content || content->number == winning_number) continue;
+        if (content->text.size() > short_content && !compared_.insert({winning_number, content->number}).second) {
+            continue;
+        }
+        if (content->text.find(array_reference) == std::string_view::npos) continue;
         if (!winning_value) winning_value = read_content(*winning, arena);
-        compare(*winning_value, read_content(*content, arena), document, at);
+        compare(*winning_value, read_content(content->text, arena), document, at);
     }
 }
 

@@ -51,7 +51,7 @@ class TakenPlaces {
     DomainTable* domains_;
     Arena* arena_;
     std::set<std::uint32_t> looked_through_;
-    std::set<std::pair<const char*, const char*>> compared_;  // long contents, which documents may share
+    std::set<std::pair<std::uint32_t, std::uint32_t>> compared_;  // long contents, which documents may share
     std::unordered_map<std::uint32_t, Origin> successors_;
     std::vector<std::uint32_t> taken_;
     std::set<std::pair<std::uint32_t, std::uint32_t>> pairs_;

@@ -244,15 +244,14 @@ class Rebuild {
     }
 
     void elements(std::span<const std::uint32_t> numbers, std::size_t depth) {
-        constexpr std::size_t ahead = 4;
-        constexpr std::size_t children_ahead = 2;
-        for (const std::uint32_t number : numbers.first(std::min(numbers.size(), ahead))) {
-            index_.prefetch_content(number);
-        }
+        const LookAhead contents_ahead(steps_ahead::element, numbers.size(),
+                                       [&](std::size_t at) { index_.prefetch_content(numbers[at]); });
+        const LookAhead children_ahead(steps_ahead::children, numbers.size(),
+                                       [&](std::size_t at) { prefetch_children(numbers[at]); });
         std::string_view separator = "[";
         for (std::size_t at = 0; at < numbers.size(); ++at) {
-            if (at + ahead < numbers.size()) index_.prefetch_content(numbers[at + ahead]);
-            if (at + children_ahead < numbers.size()) prefetch_children(numbers[at + children_ahead]);
+            contents_ahead.reach(at);
+            children_ahead.reach(at);
             if (!places_.shows_element(numbers[at])) continue;
             out_.append(separator);
             separator = ", ";

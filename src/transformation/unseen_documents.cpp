@@ -1,11 +1,11 @@
 #include "transformation/unseen_documents.h"
 
 #include <span>
-#include <unordered_set>
 #include <utility>
 
 #include "contents/ordering_content.h"
 #include "contents/references.h"
+#include "memory/by_number.h"
 #include "transformation/read_index.h"
 
 namespace libzentadbpp {
@@ -13,12 +13,13 @@ namespace libzentadbpp {
 namespace {
 
 // The contents of the open revisions that a document has beside its winning one.
-std::vector<std::string_view> conflicting_contents(const MultiVersionDocument& document, const DataStorage& data) {
-    std::vector<std::string_view> contents;
+std::vector<NumberedContent> conflicting_contents(const MultiVersionDocument& document, const DataStorage& data) {
+    std::vector<NumberedContent> contents;
     if (!document.has_winning() || document.winning().index == document.revisions().size()) return contents;
     for (const std::uint32_t leaf : document.leaves_or_none()) {
         if (leaf == document.winning_position() || document.revisions()[leaf].is_deleted()) continue;
-        if (const auto content = data.find(document.revisions()[leaf].datahash())) contents.push_back(*content);
+        if (const auto content = data.find_numbered(document.revisions()[leaf].datahash()))
+            contents.push_back(*content);
     }
     return contents;
 }
@@ -29,13 +30,13 @@ class Closure {
     explicit Closure(const ReadIndex& index)
         : index_(&index), documents_(&index.documents()), lists_(*documents_), met_(documents_->size()) {}
 
-    void add_all_from(std::uint32_t document, std::string_view content) {
-        follow(content);
+    void add_all_from(std::uint32_t document, const NumberedContent& content) {
+        follow_once(content);
         add_earlier_arrays(document);
         while (!open_.empty()) {
             const std::uint32_t number = open_.back();
             open_.pop_back();
-            if (const auto winning = index_->shown().content(number)) follow(*winning);
+            follow_winning(number);
             add_earlier_arrays(number);
         }
     }
@@ -43,8 +44,18 @@ class Closure {
     [[nodiscard]] const std::vector<bool>& met() const { return met_; }
 
    private:
+    void follow_winning(std::uint32_t number) {
+        const auto content = index_->shown().content(number);
+        if (!content) return;
+        if (index_->shown().is_restored(number)) return follow(*content);
+        follow_once({documents_->winning_number(number), *content});
+    }
+
+    void follow_once(const NumberedContent& content) {
+        if (followed_.insert(content.number)) follow(content.text);
+    }
+
     void follow(std::string_view content) {
-        if (!followed_.insert(content.data()).second) return;
         visit_references(content, [&](char marker, std::string_view target) {
             if (marker == vocabulary::array_reference_marker) {
                 add_array(target);
@@ -59,9 +70,9 @@ class Closure {
         const MultiVersionDocument& document = documents_->document(number);
         if (document.revisions().size() == 1) return;
         for (const TreeRevision& revision : document.revisions()) {
-            const auto content = index_->storage().data().find(revision.datahash());
-            if (!content || !earlier_.insert(content->data()).second) continue;
-            visit_references(*content, [&](char marker, std::string_view target) {
+            const auto content = index_->storage().data().find_numbered(revision.datahash());
+            if (!content || !earlier_.insert(content->number)) continue;
+            visit_references(content->text, [&](char marker, std::string_view target) {
                 if (marker == vocabulary::array_reference_marker) add_array(target);
             });
         }
@@ -86,17 +97,17 @@ class Closure {
 
     void collect_lists() {
         are_lists_collected_ = true;
-        std::unordered_set<const char*> seen;
+        NumberSet seen;
         const auto [first, end] = documents_->ordering_ids();
         for (std::uint32_t number = first; number < end; ++number) {
             const MultiVersionDocument& document = documents_->document(number);
             if (!documents_->is_ordering(number)) continue;
             for (std::uint32_t revision = 0; revision < document.revisions().size(); ++revision) {
                 const auto list = lists_.read(number, revision);
-                if (!list || !seen.insert(list->content).second) continue;
-                const std::uint32_t domain = domains_.add(list->domain);
+                if (!list || !seen.insert(list->content->number)) continue;
+                const std::uint32_t domain = domains_.add(*list->content);
                 if (domain >= lists_by_domain_.size()) lists_by_domain_.resize(domain + 1);
-                lists_by_domain_[domain].push_back(list->elements);
+                lists_by_domain_[domain].push_back(list->content->elements);
             }
         }
     }
@@ -107,8 +118,8 @@ class Closure {
     DomainTable domains_{0};
     std::vector<std::vector<std::span<const std::uint32_t>>> lists_by_domain_;
     bool are_lists_collected_ = false;
-    std::unordered_set<const char*> followed_;  // contents
-    std::unordered_set<const char*> earlier_;   // contents whose arrays were added
+    NumberSet followed_;  // contents
+    NumberSet earlier_;   // contents whose arrays were added
     std::vector<bool> met_;
     std::vector<std::uint32_t> open_;
 };
@@ -122,12 +133,12 @@ bool UnseenDocuments::contains(std::uint32_t number) {
 
 void UnseenDocuments::collect() {
     unseen_.emplace();
-    std::vector<std::pair<std::uint32_t, std::string_view>> conflicting;  // documents and contents
+    std::vector<std::pair<std::uint32_t, NumberedContent>> conflicting;  // documents and contents
     std::uint32_t number = 0;
     for (const auto& entry : storage_->documents()) {
         const auto contents = conflicting_contents(*entry.value, storage_->data());
         if (!contents.empty() && !is_ordering_document(*entry.value, storage_->data())) {
-            for (const std::string_view content : contents) conflicting.emplace_back(number, content);
+            for (const NumberedContent& content : contents) conflicting.emplace_back(number, content);
         }
         ++number;
     }

@@ -9,6 +9,7 @@
 #include "data/data_hash.h"
 #include "json/canonical_object.h"
 #include "json/writer.h"
+#include "memory/by_number.h"
 #include "memory/prefetch.h"
 #include "text/first_bytes.h"
 #include "transformation/flattener.h"
@@ -28,13 +29,13 @@ std::vector<bool> known_contents(std::span<const FlattenedDocument> contents, co
                                  const DataStorage& data, DataHasher& hasher) {
     std::unordered_set<std::string_view> revisions;
     std::unordered_set<std::string_view> pruned;  // their hashes
-    std::unordered_set<const char*> seen;
+    std::unordered_set<std::uint32_t> seen;       // numbers of contents
     for (const TreeRevision& revision : document.revisions()) {
-        const auto content = data.find(revision.datahash());
+        const auto content = data.find_numbered(revision.datahash());
         if (!content) {
             pruned.insert(revision.datahash());
-        } else if (seen.insert(content->data()).second) {
-            revisions.insert(*content);
+        } else if (seen.insert(content->number).second) {
+            revisions.insert(content->text);
         }
     }
     std::vector<bool> known;
@@ -115,13 +116,11 @@ bool has_repeated(const Documents& documents) {
 // change.
 bool may_change_other_lists(const Documents& documents, bool any_repeated, const DocumentStorage& storage,
                             std::string_view instance) {
-    constexpr std::size_t ahead = 8;
-    constexpr std::size_t cheap_to_repeat = 1024;
     Arena arena;
     const ProducedIds produced_ids(documents);
-    std::unordered_set<const char*> seen;  // documents may share a long content
-    const auto lists_any = [&](std::string_view content) {
-        if (content.size() > cheap_to_repeat && !seen.insert(content.data()).second) return false;
+    NumberSet seen;  // documents may share a long content
+    const auto lists_any = [&](std::uint32_t content_number, std::string_view content) {
+        if (!seen.insert(content_number)) return false;
         const auto list = read_ordering_content(content, arena);
         if (!list || list->instance != instance) return false;
         bool any = any_repeated;
@@ -130,20 +129,22 @@ bool may_change_other_lists(const Documents& documents, bool any_repeated, const
         return any;
     };
     auto produced = std::ranges::lower_bound(documents, ordering_id_prefix, {}, &FlattenedDocument::id);
-    const std::span<const std::string_view> winning = storage.winning_contents()->texts;
-    const std::size_t end = winning.size();
-    std::size_t number = 0;
+    const WinningContents& winning = *storage.winning_contents();
+    const LookAhead ahead(steps_ahead::document, winning.texts.size(),
+                          [&](std::size_t at) { prefetch(winning.texts[at]); });
+    std::size_t next_number = 0;
     for (const auto& [id, document] : storage.documents()) {
-        const std::string_view content = winning[number++];
-        if (number + ahead < end) prefetch(winning[number + ahead]);
+        const std::size_t number = next_number++;
+        ahead.reach(number);
         if (!has_ordering_id(id)) continue;
         while (produced != documents.end() && produced->id < id) ++produced;
         if ((produced != documents.end() && produced->id == id) || !document->has_winning()) continue;
-        if (content.data() != nullptr && lists_any(content)) return true;
+        const std::string_view content = winning.texts[number];
+        if (content.data() != nullptr && lists_any(winning.numbers[number], content)) return true;
         if (!has_other_leaves(*document)) continue;
         for (const std::uint32_t leaf : other_leaves(*document)) {
-            const auto other = storage.data().find(document->revisions()[leaf].datahash());
-            if (other && lists_any(*other)) return true;
+            const auto other = storage.data().find_numbered(document->revisions()[leaf].datahash());
+            if (other && lists_any(other->number, other->text)) return true;
         }
     }
     return false;
@@ -166,9 +167,9 @@ DocumentStorage keep_lists(const DocumentStorage& stored, const Documents& docum
         is_produced[number] = true;
         if (!index.is_ordering(number) || index.ordering(number) == nullptr) continue;
         const OrderingList list = reader.read_winning(number, *index.ordering(number));
-        const std::uint32_t domain = domains.add(list.domain);
+        const std::uint32_t domain = domains.add(*list.content);
         if (domain >= lists.size()) lists.resize(domain + 1);
-        lists[domain] = list.elements;
+        lists[domain] = list.content->elements;
     }
     const HeldData held{[&](std::uint32_t number) { return is_produced[number]; },
                         [&](std::uint32_t domain) { return domain < lists.size() ? lists[domain] : std::nullopt; },

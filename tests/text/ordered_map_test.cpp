@@ -68,6 +68,8 @@ TEST(OrderedMap, HoldsEverySize) {
             ASSERT_NE(found, nullptr);
             EXPECT_EQ((*found)->number, i);
             EXPECT_EQ(map.find(numbered_key(2 * i + 1)), nullptr);
+            EXPECT_EQ(map.place_of(numbered_key(2 * i)).number, i);
+            EXPECT_EQ(map.place_of(numbered_key(2 * i + 1)).number, i + 1);
         }
         EXPECT_TRUE(map.find("") == nullptr && map.find("~") == nullptr);
     }
@@ -97,7 +99,11 @@ TEST(OrderedMap, ChangesFollowAModelAndLeaveOlderMapsAlone) {
         const auto last = std::move(versions.back());
         versions.clear();
         EXPECT_EQ(model_of(last.first), last.second);
-        for (const auto& [key, number] : last.second) ASSERT_EQ((*last.first.find(key))->number, number);
+        std::size_t before = 0;
+        for (const auto& [key, number] : last.second) {
+            ASSERT_EQ((*last.first.find(key))->number, number);
+            ASSERT_EQ(last.first.place_of(key).number, before++);
+        }
     }
 }
 

@@ -93,6 +93,32 @@ TEST(Update, AHashOfAnotherKindIsAnotherContent) {
               "2-" + hash("{\"a\": 1}", HashKind::fast) + "_" + suffix("{\"a\": 1}"));
 }
 
+// What a storage knows of its winning contents goes on with small updates: it is what looking all of them up finds.
+TEST(Update, WinningContentsAndTheirNumbersGoOn) {
+    std::vector<int> texts(100);
+    const auto host = [&] {
+        std::string notes;
+        for (std::size_t i = 0; i < texts.size(); ++i) {
+            notes.append(i == 0 ? "" : ", ").append(R"({"_id": "n)").append(std::to_string(i));
+            notes.append(R"(", "t": )").append(std::to_string(texts[i])).append("}");
+        }
+        return R"({"_id": "r", "notes": [)" + notes + "]}";
+    };
+    DocumentStorage storage = updated({}, host()).with_winning_contents();
+    for (std::size_t step = 1; step < 30; ++step) {
+        SCOPED_TRACE(step);
+        // Contents that are new, that two documents share, and that were there before.
+        texts[step * 7 % 100] = texts[step * 13 % 100] = static_cast<int>(step % 10);
+        if (step % 6 == 0) texts.pop_back();
+        storage = updated(storage, host());
+        ASSERT_NE(storage.winning_contents(), nullptr);
+        const DocumentStorage again(storage.documents(), storage.data(), storage.root());
+        const WinningContents expected = *again.with_winning_contents().winning_contents();
+        EXPECT_EQ(storage.winning_contents()->texts, expected.texts);
+        EXPECT_EQ(storage.winning_contents()->numbers, expected.numbers);
+    }
+}
+
 TEST(Update, ContentsThatOneIdGetsTwiceAreRevisionsInTurn) {
     const DocumentStorage storage = updated({}, R"({"a": [{"_id": "e", "x": 1}, {"_id": "e", "x": 2}]})");
     EXPECT_EQ(revisions(storage, "e"),
