@@ -174,6 +174,10 @@ class Round {
                 ++tally["doubled in a part that moved"];
                 continue;
             }
+            if (std::ranges::any_of(places, [&](const Place& place) { return is_inside_cycle(place.first); })) {
+                ++tally["doubled in a cycle"];
+                continue;
+            }
             if (!is_apart_ || !one_instance_) {
                 ++tally["doubled"];
                 continue;
