@@ -87,8 +87,7 @@ LargeVector<std::uint32_t> ContentChanges::numbers_after(const DataStorage& stor
     added.reserve(changes_.size());
     for (const auto& [hash, content] : changes_) added.emplace_back(storage.contents().place_of(hash).number, hash);
     std::ranges::sort(added);
-    const auto repeated = std::ranges::unique(added);
-    added.erase(repeated.begin(), repeated.end());
+    added.erase(std::unique(added.begin(), added.end()), added.end());
 
     LargeVector<std::uint32_t> numbers(storage.contents().size() + reserved_contents.size());
     std::uint32_t before = 0;
