@@ -52,9 +52,13 @@ class DocumentIndex {
     // Brings near what a look at a document will need.
     void prefetch_document(std::size_t number) const {
         prefetch(contents_[number]);
-        __builtin_prefetch(documents_[number]);
+        prefetch_at(documents_[number]);
     }
-    // Brings near what writing a document will need.
+    // Bring near where the content and the id of a document are, and after that both.
+    void prefetch_entry(std::uint32_t number) const {
+        prefetch_at(&contents_[number]);
+        numbers_.prefetch_entry(number);
+    }
     void prefetch_content(std::uint32_t number) const {
         prefetch(contents_[number]);
         prefetch(numbers_.text(number));

@@ -7,12 +7,19 @@
 
 namespace libzentadbpp {
 
+// Has the line of an address brought near.
+inline void prefetch_at(const void* address) {
+    __builtin_prefetch(address);
+    // GCC takes a function that does nothing but prefetch for one without effect, and leaves out its calls.
+    __asm__ volatile("" : : "r"(address));
+}
+
 // Has the beginning of a text that will be looked at soon brought near: where many texts lie in any order, waiting for
 // each would take longer than reading it.
 inline void prefetch(std::string_view text) {
     constexpr std::size_t cache_line = 64;
     for (std::size_t at = 0; at < text.size() && at < 4 * cache_line; at += cache_line) {
-        __builtin_prefetch(text.data() + at);
+        prefetch_at(text.data() + at);
     }
 }
 
@@ -20,8 +27,11 @@ inline void prefetch(std::string_view text) {
 namespace steps_ahead {
 inline constexpr std::size_t lookup = 16;   // of one key in a table
 inline constexpr std::size_t document = 8;  // a look at a content
-inline constexpr std::size_t element = 4;   // a content is written
-inline constexpr std::size_t children = 2;  // one is written with those inside it
+// A content is written: where it is and what is known of it, the content, its arrays, and their elements.
+inline constexpr std::size_t entry = 16;
+inline constexpr std::size_t content = 12;
+inline constexpr std::size_t arrays = 8;
+inline constexpr std::size_t elements = 4;
 }  // namespace steps_ahead
 
 // Calls `announce(at)` for each place from 0 to `count`, so many steps before a walk reaches it. The walk reports every

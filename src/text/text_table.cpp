@@ -7,8 +7,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "memory/prefetch.h"
-
 namespace libzentadbpp {
 
 namespace {
@@ -48,10 +46,10 @@ template <class Each>
 void TextTable::for_each_code(std::span<const std::string_view> texts, const Each& each) const {
     constexpr std::size_t steps = steps_ahead::lookup;
     std::array<std::uint64_t, steps> codes;
-    const LookAhead texts_ahead(2 * steps, texts.size(), [&](std::size_t at) { __builtin_prefetch(texts[at].data()); });
+    const LookAhead texts_ahead(2 * steps, texts.size(), [&](std::size_t at) { prefetch_at(texts[at].data()); });
     const LookAhead slots_ahead(steps, texts.size(), [&](std::size_t at) {
         codes[at % steps] = hash(texts[at]);
-        __builtin_prefetch(&slots_[codes[at % steps] & mask_]);
+        prefetch_at(&slots_[codes[at % steps] & mask_]);
     });
     for (std::size_t number = 0; number < texts.size(); ++number) {
         const std::uint64_t code = codes[number % steps];
@@ -132,7 +130,7 @@ LargeVector<std::uint32_t> TextTable::find_all(std::span<const std::string_view>
     });
     // Texts of one tag are nearly always equal.
     const LookAhead ahead(steps_ahead::lookup, texts.size(), [&](std::size_t at) {
-        if (numbers[at] != none) __builtin_prefetch(texts_[numbers[at]].data());
+        if (numbers[at] != none) prefetch_at(texts_[numbers[at]].data());
     });
     for (std::size_t at = 0; at < texts.size(); ++at) {
         ahead.reach(at);

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "memory/large_vector.h"
+#include "memory/prefetch.h"
 
 namespace libzentadbpp {
 
@@ -26,6 +27,7 @@ class TextTable {
     [[nodiscard]] bool empty() const { return texts_.empty(); }
     [[nodiscard]] std::size_t size() const { return texts_.size(); }
     [[nodiscard]] std::string_view text(std::uint32_t number) const { return texts_[number]; }
+    void prefetch_entry(std::uint32_t number) const { prefetch_at(&texts_[number]); }
     [[nodiscard]] std::optional<std::uint32_t> find(std::string_view text) const;
     // The numbers of many texts, or `none`. Quicker than finding them one by one.
     static constexpr std::uint32_t none = 0xffffffff;

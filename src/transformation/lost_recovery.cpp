@@ -32,8 +32,8 @@ class LostRecovery {
     void run() {
         collect_other_lists();
         // Lists of the instance that decided where a document is place it in arrays that are reached later, too.
-        while (add_other_lists() || (!all_is_reached() && (give_back_from_list() || give_back_member()))) {
-            data_->reach_all();
+        for (bool any = true; any;) {
+            any = add_other_lists() || (!all_is_reached() && (give_back_from_list() || give_back_member()));
         }
         for (auto& [document, content] : members_.contents(data_->arena_)) {
             data_->restored_.emplace(document, content);
@@ -195,8 +195,8 @@ class LostRecovery {
         for (; arrays_made_due_ < data_->reached_arrays_.size(); ++arrays_made_due_) {
             make_due(data_->reached_arrays_[arrays_made_due_]);
         }
-        for (; documents_looked_through_ < data_->reached_log_.size(); ++documents_looked_through_) {
-            places_.look_through(data_->reached_log_[documents_looked_through_]);
+        for (; documents_looked_through_ < data_->reading_order_.size(); ++documents_looked_through_) {
+            places_.look_through(data_->reading_order_[documents_looked_through_]);
         }
         for (; places_made_due_ < places_.taken().size(); ++places_made_due_)
             make_due(places_.taken()[places_made_due_]);
@@ -228,8 +228,8 @@ class LostRecovery {
     // --- Lost members ---
 
     bool give_back_member() {
-        for (; documents_offered_ < data_->reached_log_.size(); ++documents_offered_) {
-            members_.offer(data_->reached_log_[documents_offered_]);
+        for (; documents_offered_ < data_->reading_order_.size(); ++documents_offered_) {
+            members_.offer(data_->reading_order_[documents_offered_]);
         }
         const auto found = members_.next([&](std::uint32_t number) { return is_lost(number); });
         if (!found) return false;

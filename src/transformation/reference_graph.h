@@ -9,6 +9,7 @@
 #include "memory/arena.h"
 #include "memory/by_number.h"
 #include "memory/large_vector.h"
+#include "memory/prefetch.h"
 #include "transformation/domain_table.h"
 
 namespace libzentadbpp {
@@ -30,6 +31,12 @@ class ReferenceGraph {
     [[nodiscard]] std::span<const Reference> of(std::uint32_t document) const {
         const Range range = by_document_[document];
         return std::span(references_).subspan(range.first, range.count);
+    }
+    // Bring near what is known of a document, and after that its references.
+    void prefetch_range(std::uint32_t document) const { prefetch_at(&by_document_[document]); }
+    void prefetch_references(std::uint32_t document) const {
+        const Range range = by_document_[document];
+        if (range.count != 0) prefetch_at(&references_[range.first]);
     }
     // Whether the winning content of a document was looked through and has no member that begins like "#nf".
     [[nodiscard]] bool is_plain(std::uint32_t document) const { return by_document_[document].is_plain; }

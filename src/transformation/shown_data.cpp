@@ -25,7 +25,6 @@ ShownData::ShownData(const DocumentIndex& index, std::string_view instance)
     if (own_.any_in_several()) take_out_what_was_not_moved();
     arrays_.resize(domains_.size());
     if (const auto root = index.find(index.storage().root_or_empty())) reach(*root);
-    reach_all();
     if (reached_documents_ < references_.live_documents()) recover_lost(*this);
     finish_grown();
     collect_lists_to_store();
@@ -71,11 +70,26 @@ ShownData::Array& ShownData::array(std::uint32_t domain) {
     return arrays_[domain];
 }
 
-void ShownData::reach(std::uint32_t document) {
+// Reaches a document and all that it leads to, in the order in which a walk comes to it.
+void ShownData::reach(std::uint32_t first) {
+    open_.push_back({first, false});
+    while (!open_.empty()) {
+        const auto [target, is_array] = open_.back();
+        open_.pop_back();
+        is_array ? reach_array(target) : reach_document(target);
+    }
+}
+
+void ShownData::reach_document(std::uint32_t document) {
     if (is_reached_[document] || !index_->is_live(document)) return;
     is_reached_[document] = true;
     if (index_->is_live_data(document)) ++reached_documents_;
-    reached_log_.push_back(document);
+    reading_order_.push_back(document);
+    const std::span<const Reference> references = references_.of(document);
+    if (references.empty() || !followed_.insert(references_.first_of(document))) return;
+    for (auto reference = references.rbegin(); reference != references.rend(); ++reference) {
+        open_.push_back({reference->target, reference->is_array});
+    }
 }
 
 void ShownData::reach_array(std::uint32_t domain) {
@@ -84,16 +98,8 @@ void ShownData::reach_array(std::uint32_t domain) {
     reached.is_reached = true;
     reached.elements = own_.of(domain).elements;
     reached_arrays_.push_back(domain);
-    for (const std::uint32_t number : reached.elements) reach(number);
-}
-
-void ShownData::reach_all() {
-    for (; spread_ < reached_log_.size(); ++spread_) {
-        const std::uint32_t document = reached_log_[spread_];
-        if (references_.of(document).empty() || !followed_.insert(references_.first_of(document))) continue;
-        for (const Reference& reference : references_.of(document)) {
-            reference.is_array ? reach_array(reference.target) : reach(reference.target);
-        }
+    for (auto number = reached.elements.rbegin(); number != reached.elements.rend(); ++number) {
+        open_.push_back({*number, false});
     }
 }
 

@@ -12,6 +12,7 @@
 #include "contents/ordering_lists.h"
 #include "memory/arena.h"
 #include "memory/by_number.h"
+#include "memory/prefetch.h"
 #include "transformation/domain_table.h"
 #include "transformation/list_keeper.h"
 #include "transformation/list_merge.h"
@@ -56,8 +57,14 @@ class ShownData {
     // Whether members that were lost are in it.
     [[nodiscard]] bool is_restored(std::uint32_t document) const { return restored_.contains(document); }
     [[nodiscard]] const ReferenceGraph& references() const { return references_; }
-    [[nodiscard]] std::span<const std::uint32_t> elements(std::uint32_t domain) const {
-        return domain < arrays_.size() ? arrays_[domain].elements : std::span<const std::uint32_t>{};
+    // The reached documents, nearly always in the order in which a walk from the root comes to them.
+    [[nodiscard]] std::span<const std::uint32_t> reading_order() const { return reading_order_; }
+    // Bring near what is known of an array, and after that the numbers of its elements.
+    void prefetch_array(std::uint32_t domain) const {
+        if (domain < arrays_.size()) prefetch_at(&arrays_[domain]);
+    }
+    void prefetch_elements(std::uint32_t domain) const {
+        if (domain < arrays_.size()) prefetch_at(arrays_[domain].elements.data());
     }
 
     // Whether a read that may write has anything to store: lists of reached arrays that differ from what their own
@@ -77,8 +84,8 @@ class ShownData {
 
     void take_out_what_was_not_moved();
     void reach(std::uint32_t document);
+    void reach_document(std::uint32_t document);
     void reach_array(std::uint32_t domain);
-    void reach_all();
     [[nodiscard]] Array& array(std::uint32_t domain);
     [[nodiscard]] MergedList& grow(std::uint32_t domain);
     void finish_grown();
@@ -94,10 +101,14 @@ class ShownData {
     ReferenceGraph references_;
     std::vector<Array> arrays_;  // by domain
     std::vector<bool> is_reached_;
-    std::size_t reached_documents_ = 0;       // live ones, without ordering documents
-    std::vector<std::uint32_t> reached_log_;  // documents in the order in which they were reached
-    std::size_t spread_ = 0;                  // of these, how many were followed
-    NumberSet followed_;                      // first references of contents
+    struct Open {
+        std::uint32_t target;
+        bool is_array;
+    };
+    std::vector<Open> open_;                    // what is to be reached, the next one last
+    std::size_t reached_documents_ = 0;         // live ones, without ordering documents
+    std::vector<std::uint32_t> reading_order_;  // documents in the order in which they were reached
+    NumberSet followed_;                        // first references of contents
     std::vector<std::uint32_t> reached_arrays_;
     std::unordered_map<std::uint32_t, std::string_view> restored_;  // contents with their lost members
     std::vector<ListToStore> lists_to_store_;

@@ -80,6 +80,58 @@ int order_to_id(std::string_view key) {
     return compare_written_key(key, vocabulary::id_key);
 }
 
+// Where a walk is in the order in which documents are expected. What comes soon is brought near step by step, as each
+// address lies in what was brought near before.
+class ReadingOrder {
+   public:
+    explicit ReadingOrder(const ShownData& shown) : shown_(shown), order_(shown.reading_order()) {}
+
+    void reach(std::uint32_t document) {
+        constexpr std::size_t most_left_out = 4;
+        const std::size_t end = std::min(order_.size(), next_ + 1 + most_left_out);
+        for (std::size_t at = next_; at < end; ++at) {
+            if (order_[at] != document) continue;
+            next_ = at + 1;
+            announce();
+            return;
+        }
+    }
+
+   private:
+    void announce() const {
+        at(steps_ahead::entry, [&](std::uint32_t document) {
+            shown_.index().prefetch_entry(document);
+            shown_.references().prefetch_range(document);
+        });
+        at(steps_ahead::content, [&](std::uint32_t document) {
+            shown_.index().prefetch_content(document);
+            shown_.references().prefetch_references(document);
+        });
+        at(steps_ahead::arrays, [&](std::uint32_t document) {
+            for_first_arrays(document, [&](std::uint32_t domain) { shown_.prefetch_array(domain); });
+        });
+        at(steps_ahead::elements, [&](std::uint32_t document) {
+            for_first_arrays(document, [&](std::uint32_t domain) { shown_.prefetch_elements(domain); });
+        });
+    }
+    template <class Visit>
+    void at(std::size_t steps, const Visit& visit) const {
+        if (next_ + steps < order_.size()) visit(order_[next_ + steps]);
+    }
+    template <class Visit>
+    void for_first_arrays(std::uint32_t document, const Visit& visit) const {
+        constexpr std::size_t few = 4;
+        const auto references = shown_.references().of(document);
+        for (const Reference& reference : references.first(std::min(references.size(), few))) {
+            if (reference.is_array) visit(reference.target);
+        }
+    }
+
+    const ShownData& shown_;
+    std::span<const std::uint32_t> order_;
+    std::size_t next_ = 0;
+};
+
 // Walks written contents once and writes what they stand for. Nearly all of a content stays as it is: it is copied in
 // runs, from `copied_` up to where something is left out or put in. Every step takes the place where its value begins
 // and answers where it ends. Recursion is bounded by the depth that a result may have.
@@ -91,7 +143,8 @@ class Rebuild {
           discard_id_(discard_id),
           out_(out),
           limit_(index_.content_bytes(), out),
-          places_(shown, repeated) {}
+          places_(shown, repeated),
+          order_(shown) {}
 
     void root(std::uint32_t number, std::string_view content) {
         places_.begin(number, content);
@@ -244,41 +297,20 @@ class Rebuild {
     }
 
     void elements(std::span<const std::uint32_t> numbers, std::size_t depth) {
-        const LookAhead contents_ahead(steps_ahead::element, numbers.size(),
-                                       [&](std::size_t at) { index_.prefetch_content(numbers[at]); });
-        const LookAhead children_ahead(steps_ahead::children, numbers.size(),
-                                       [&](std::size_t at) { prefetch_children(numbers[at]); });
         std::string_view separator = "[";
-        for (std::size_t at = 0; at < numbers.size(); ++at) {
-            contents_ahead.reach(at);
-            children_ahead.reach(at);
-            if (!places_.shows_element(numbers[at])) continue;
+        for (const std::uint32_t number : numbers) {
+            if (!places_.shows_element(number)) continue;
             out_.append(separator);
             separator = ", ";
-            winning_document(numbers[at], depth + 1);
+            winning_document(number, depth + 1);
         }
         if (separator == "[") out_.push_back('[');
         out_.push_back(']');
     }
 
-    // Of a document that will soon be walked: the first of those that lie in it.
-    void prefetch_children(std::uint32_t number) const {
-        constexpr std::size_t few = 4;
-        const auto references = shown_.references().of(number);
-        for (const Reference& reference : references.first(std::min(references.size(), few))) {
-            if (!reference.is_array) {
-                index_.prefetch_content(reference.target);
-                continue;
-            }
-            const auto numbers = shown_.elements(reference.target);
-            for (const std::uint32_t element : numbers.first(std::min(numbers.size(), few))) {
-                index_.prefetch_content(element);
-            }
-        }
-    }
-
     void winning_document(std::uint32_t number, std::size_t depth) {
         places_.enter(number);
+        order_.reach(number);
         const auto content = shown_.content(number);
         // Where there is none, those that are asked for it report the failure.
         const std::string_view text =
@@ -325,6 +357,7 @@ class Rebuild {
     TextBuffer& out_;
     ResultLimit limit_;
     ShownPlaces places_;
+    ReadingOrder order_;
     MarkedObjects marked_;                   // of the content that is being walked
     std::span<const Reference> references_;  // of that content, those that are still to come
     const char* begin_ = nullptr;
