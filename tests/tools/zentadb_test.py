@@ -119,6 +119,8 @@ class Commands(Case):
             (("changes", "new", "old", "--all", "--json"), {"created": [], "updated": ["a", "b"], "deleted": []}),
             (("changes", "old", "new", "--json"), {"created": [], "updated": ["a"], "deleted": ["b"]}),
             (("status", "new", "--json"), {"root": "root", "instances": ["phone", "tablet"], "documents": 2, "deleted": 1, "orderings": 2}),
+            # Pruning first takes the order of the other instances into its own list.
+            (("status", "none", "--json"), {"instances": ["default", "phone", "tablet"], "orderings": 3}),
             (("show", "new", "b"), {"_deleted": True, "_id": "b"}),
         ]
         for arguments, members in table:
