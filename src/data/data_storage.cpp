@@ -1,11 +1,11 @@
 #include "data/data_storage.h"
 
-#include <algorithm>
 #include <array>
 #include <cstring>
 #include <utility>
 
 #include "json/error.h"
+#include "text/sort_unique.h"
 #include "text/text_order.h"
 
 namespace libzentadbpp {
@@ -86,8 +86,7 @@ LargeVector<std::uint32_t> ContentChanges::numbers_after(const DataStorage& stor
     std::vector<std::pair<std::size_t, std::string_view>> added;  // how many contents come before each
     added.reserve(changes_.size());
     for (const auto& [hash, content] : changes_) added.emplace_back(storage.contents().place_of(hash).number, hash);
-    std::ranges::sort(added);
-    added.erase(std::unique(added.begin(), added.end()), added.end());
+    sort_unique(added);
 
     LargeVector<std::uint32_t> numbers(storage.contents().size() + reserved_contents.size());
     std::uint32_t before = 0;
