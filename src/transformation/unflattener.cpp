@@ -1,6 +1,7 @@
 #include "transformation/unflattener.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -185,8 +186,16 @@ class Rebuild {
 
     // Copies up to one place, and goes on from another.
     void leave_out(const char* begin, const char* end) {
-        out_.append(slice(copied_, begin));
+        append_run(slice(copied_, begin));
         copied_ = end;
+    }
+
+    // Most runs are shorter than a call takes: whole blocks are copied where there is room, and cut.
+    void append_run(std::string_view run) {
+        constexpr std::size_t block = 32;
+        if (run.size() > block || static_cast<std::size_t>(end_ - run.data()) < block) return out_.append(run);
+        std::memcpy(out_.grow(block), run.data(), block);
+        out_.truncate(out_.size() - block + run.size());
     }
 
     // An object document (with its id), or an object that lies inside one.
