@@ -6,6 +6,7 @@
 #include "contents/ordering_content.h"
 #include "contents/references.h"
 #include "memory/by_number.h"
+#include "transformation/list_branches.h"
 #include "transformation/read_index.h"
 
 namespace libzentadbpp {
@@ -85,7 +86,7 @@ class Closure {
         open_.push_back(number);
     }
 
-    // All lists of an array, whoever wrote them, also earlier ones: a read gives back what was lost from these.
+    // All open lists of an array, whoever wrote them.
     void add_array(std::string_view domain) {
         if (!are_lists_collected_) collect_lists();
         const auto found = domains_.find(domain);
@@ -101,14 +102,17 @@ class Closure {
         const auto [first, end] = documents_->ordering_ids();
         for (std::uint32_t number = first; number < end; ++number) {
             const MultiVersionDocument& document = documents_->document(number);
-            if (!documents_->is_ordering(number)) continue;
-            for (std::uint32_t revision = 0; revision < document.revisions().size(); ++revision) {
-                const auto list = lists_.read(number, revision);
-                if (!list || !seen.insert(list->content->number)) continue;
+            if (!documents_->is_ordering(number) || !document.has_winning()) continue;
+            const auto collect = [&](std::uint32_t leaf) {
+                const auto list = lists_.read(number, leaf);
+                if (!list || !seen.insert(list->content->number)) return;
                 const std::uint32_t domain = domains_.add(*list->content);
                 if (domain >= lists_by_domain_.size()) lists_by_domain_.resize(domain + 1);
                 lists_by_domain_[domain].push_back(list->content->elements);
-            }
+            };
+            collect(document.winning_position());
+            if (!has_other_leaves(document)) continue;
+            for (const std::uint32_t leaf : other_leaves(document)) collect(leaf);
         }
     }
 

@@ -219,6 +219,14 @@ class Script {
                 const View found = chosen(after, storage.documents.at(id));
                 const bool is_lost = std::ranges::any_of(
                     wanted.documents, [&](const auto& known) { return !found.documents.contains(known.first); });
+                const bool is_in_open_lists = std::ranges::all_of(wanted.documents, [&](const auto& known) {
+                    return found.documents.contains(known.first) || is_part(known.first) ||
+                           is_listed(copy.model, known.first);
+                });
+                if (is_lost && !is_in_open_lists) {
+                    ++tally_["a loser lacks what only earlier lists have"];
+                    continue;
+                }
                 if (is_lost && (is_part_joined(copy.model, storage) || is_place_taken(wanted, found))) {
                     ++tally_["an update stores a part that came back, and a loser is not whole"];
                     continue;
@@ -240,6 +248,17 @@ class Script {
             const auto& [id, tree] = document;
             return is_part(id) && naive::hash_of(naive::winner(tree)) == "deleted" &&
                    naive::hash_of(naive::winner(before.documents.at(id))) != "deleted";
+        });
+    }
+
+    static bool is_listed(const naive::Storage& storage, const std::string& element) {
+        return std::ranges::any_of(storage.documents, [&](const auto& document) {
+            const auto& [id, tree] = document;
+            if (!id.starts_with("ord-")) return false;
+            return std::ranges::any_of(naive::leaves(tree), [&](const naive::Revision& leaf) {
+                const auto list = storage.contents.find(naive::hash_of(leaf));
+                return list != storage.contents.end() && list->second.find('"' + element + '"') != std::string::npos;
+            });
         });
     }
 
