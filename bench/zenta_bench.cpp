@@ -48,7 +48,8 @@ void by_handle(const char* name, Call call) {
         const Data& d = data(state);
         Handle handle(new_sync_json_ptr(d.sync.c_str()));
         Handle edited(new_sync_json_ptr(d.sync_edited.c_str()));
-        release(call(d, sync_json_ptr{handle}, sync_json_ptr{edited}));  // makes what a handle keeps for the next time
+        // These make what a handle keeps for the next time, an update at its second one.
+        for (int i = 0; i < 2; ++i) release(call(d, sync_json_ptr{handle}, sync_json_ptr{edited}));
         for (auto _ : state) release(call(d, sync_json_ptr{handle}, sync_json_ptr{edited}));
         count(state, d.sync.size(), d.documents);
     })->Apply(sizes);
@@ -251,7 +252,7 @@ void register_pasts() {
             const Store& s = store(name);
             Handle handle(new_sync_json_ptr(s.sync.c_str()));
             const auto update = [&] { return update_sync_json_ptr(s.host.c_str(), handle, s.configuration.c_str()); };
-            release(update());
+            for (int i = 0; i < 2; ++i) release(update());  // what is updated twice remembers
             for (auto _ : state) release(update());
         })->Unit(benchmark::kMicrosecond);
         benchmark::RegisterBenchmark(("read_text" + after).c_str(), [name](benchmark::State& state) {

@@ -127,11 +127,68 @@ WinningContents join_winning_contents(const DocumentStorage::Documents& document
     return winning;
 }
 
+// The numbers that contents have once others were added, the reserved ones behind them; nothing if any was taken out.
+// Entries that were there are recognized by where their keys lie.
+std::optional<LargeVector<std::uint32_t>> numbers_now(const DataStorage::Map& before, const DataStorage::Map& now) {
+    constexpr std::uint32_t reserved = 3;
+    LargeVector<std::uint32_t> numbers;
+    numbers.reserve(before.size() + reserved);
+    auto old = before.begin();
+    std::uint32_t number = 0;
+    for (const auto& entry : now) {
+        if (old != before.end() && old->key.data() == entry.key.data()) {
+            numbers.push_back(number);
+            ++old;
+        }
+        ++number;
+    }
+    if (old != before.end()) return std::nullopt;
+    for (std::uint32_t at = 0; at < reserved; ++at) numbers.push_back(number++);
+    return numbers;
+}
+
 }  // namespace
 
 DocumentStorage DocumentStorage::with_winning_contents() const {
     if (winning_contents_ != nullptr) return *this;
     return with_winning_contents(std::make_shared<const WinningContents>(join_winning_contents(documents_, data_)));
+}
+
+DocumentStorage DocumentStorage::with_winning_contents_after(const DocumentStorage& before) const {
+    const WinningContents& known = *before.winning_contents_;
+    // What was lacking may be there now.
+    if (winning_contents_ != nullptr || known.any_lack) return with_winning_contents();
+    const auto numbers = numbers_now(before.data_.contents(), data_.contents());
+    if (!numbers) return with_winning_contents();
+    std::size_t most_looked_up = documents_.size() / 8;
+    WinningContents winning;
+    winning.texts.reserve(documents_.size());
+    winning.numbers.reserve(documents_.size());
+    std::size_t at = 0;  // of `old`
+    auto old = before.documents_.begin();
+    const auto old_end = before.documents_.end();
+    for (const auto& [id, document] : documents_) {
+        if (old != old_end && old->value == document) {
+            winning.texts.push_back(known.texts[at]);
+            const std::uint32_t number = known.numbers[at++];
+            winning.numbers.push_back(number == DataStorage::not_stored ? number : (*numbers)[number]);
+            ++old;
+            continue;
+        }
+        if (most_looked_up-- == 0) return with_winning_contents();
+        std::optional<NumberedContent> content;
+        if (document->has_winning()) {
+            content = data_.find_numbered(document->winning().datahash());
+            winning.any_lack = winning.any_lack || !content;
+        }
+        winning.texts.push_back(content ? content->text : std::string_view());
+        winning.numbers.push_back(content ? content->number : DataStorage::not_stored);
+        if (old != old_end && old->key == id) {
+            ++at;
+            ++old;
+        }
+    }
+    return with_winning_contents(std::make_shared<const WinningContents>(std::move(winning)));
 }
 
 DocumentStorage DocumentStorage::with_winning_contents(std::shared_ptr<const WinningContents> contents) const {

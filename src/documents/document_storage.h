@@ -64,6 +64,9 @@ class DocumentStorage {
     [[nodiscard]] const std::shared_ptr<const WinningContents>& winning_contents() const { return winning_contents_; }
     // The same storage, knowing its winning contents. O(1) where it does, else O(documents + contents).
     [[nodiscard]] DocumentStorage with_winning_contents() const;
+    // The same, if it was made from a storage that knows them by adding and changing documents and by adding contents.
+    // O(documents + changes log contents), and never more than above.
+    [[nodiscard]] DocumentStorage with_winning_contents_after(const DocumentStorage& before) const;
     // Of a storage with just these contents.
     [[nodiscard]] DocumentStorage with_winning_contents(std::shared_ptr<const WinningContents> contents) const;
     [[nodiscard]] DocumentStorage with_root(std::string root) const;

@@ -236,30 +236,36 @@ JsonValue JsonScanner::close_object() {
     return JsonValue::object(settled.first(settle(members, settled.data())));
 }
 
-// Sorts the members by key, keeps the last of equal keys, and returns how many remain.
+// Sorts the members by key, keeps the last of equal keys, and returns how many remain. Objects of one size are alike as a
+// rule, so the order of the last one is tried first.
 std::size_t JsonScanner::settle(std::span<const WaitingMember> members, JsonMember* settled) {
-    constexpr std::size_t few = 24;
     const auto before = [&members](std::uint32_t a, std::uint32_t b) {
         return members[a].begin != members[b].begin ? members[a].begin < members[b].begin
                                                     : members[a].member.key < members[b].member.key;
     };
-    order_.resize(members.size());
-    std::iota(order_.begin(), order_.end(), 0U);
-    if (members.size() > few) {
-        std::ranges::stable_sort(order_, before);
-    } else {
-        for (std::size_t next = 1; next < order_.size(); ++next) {
-            const std::uint32_t member = order_[next];
-            std::size_t at = next;
-            for (; at > 0 && before(member, order_[at - 1]); --at) order_[at] = order_[at - 1];
-            order_[at] = member;
+    const auto take_from = [&](std::span<const std::uint32_t> order) {
+        std::size_t left = 0;
+        for (std::size_t at = 0; at < order.size(); ++at) {
+            if (at + 1 == order.size() || before(order[at], order[at + 1])) settled[left++] = members[order[at]].member;
         }
+        return left;
+    };
+    if (members.size() > few_members) {
+        many_order_.resize(members.size());
+        std::iota(many_order_.begin(), many_order_.end(), 0U);
+        std::ranges::stable_sort(many_order_, before);
+        return take_from(many_order_);
     }
-    std::size_t left = 0;
-    for (std::size_t at = 0; at < order_.size(); ++at) {
-        if (at + 1 == order_.size() || before(order_[at], order_[at + 1])) settled[left++] = members[order_[at]].member;
+    const std::span order = std::span(orders_[members.size()]).first(members.size());
+    if (take_from(order) == order.size()) return order.size();
+    std::iota(order.begin(), order.end(), 0U);
+    for (std::size_t next = 1; next < order.size(); ++next) {
+        const std::uint32_t member = order[next];
+        std::size_t at = next;
+        for (; at > 0 && before(member, order[at - 1]); --at) order[at] = order[at - 1];
+        order[at] = member;
     }
-    return left;
+    return take_from(order);
 }
 
 JsonValue JsonScanner::close_array() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -146,7 +147,9 @@ class JsonScanner {
     BitStack open_objects_;  // the same of a value that is only passed over: whether each is an object
     Waiting<JsonValue> waiting_elements_;
     Waiting<WaitingMember> waiting_members_;
-    std::vector<std::uint32_t> order_;
+    static constexpr std::size_t few_members = 24;
+    std::vector<std::uint32_t> many_order_;
+    std::array<std::array<std::uint32_t, few_members>, few_members + 1> orders_{};  // the last ones, by size
 };
 
 }  // namespace libzentadbpp

@@ -96,6 +96,13 @@ void write_json_escaped(const JsonValue& string, TextBuffer& out) {
 }
 
 void write_json_string(std::string_view text, TextBuffer& out) {
+    if (find_stop<StopAt::escape>(text.data(), text.data() + text.size()) == text.data() + text.size()) {
+        char* at = out.grow(text.size() + 2);
+        *at++ = '"';
+        at = std::ranges::copy(text, at).out;
+        *at = '"';
+        return;
+    }
     out.push_back('"');
     write_json_escaped(text, out);
     out.push_back('"');

@@ -155,8 +155,9 @@ sync_json_result sync_json_resolve(const char* sync_json, const char* id, const 
 }
 sync_json_ptr_result sync_json_ptr_resolve(sync_json_ptr ptr, const char* id, const char* rev) {
     return answer_handle("sync_json_ptr_resolve", [&](Call& call) {
-        const DocumentStorage& storage = call.storage(ptr);
+        const zentadbpp_document_storage& handle = call.handle(ptr);
         const std::string_view document_id = Call::text(id);
-        return resolved(call, storage, document_id, Call::text(rev));
+        return Successor{resolved(call, handle.storage(), document_id, Call::text(rev)),
+                         handle.known_winning_contents()};
     });
 }

@@ -64,7 +64,12 @@ sync_json_ptr_result update_sync_json_ptr(const char* input, sync_json_ptr ptr, 
         const JsonValue data = call.object(input, "input_is_not_an_object");
         const auto settings = TransformationSettings::for_flattening(call.configuration(config));
         SharedMemory memory;
-        return update(call.handle(ptr).with_winning_contents(), data, settings, call.arena(), memory);
+        const zentadbpp_document_storage& handle = call.handle(ptr);
+        const auto [last, remember] = handle.for_update();
+        Updated updated =
+            update_again(handle.with_winning_contents(), data, settings, call.arena(), memory, last, remember);
+        if (updated.as_it_was) handle.remember(updated.last);
+        return updated;
     });
 }
 
@@ -72,8 +77,8 @@ sync_json_ptr_result replicate_sync_json_ptr(sync_json_ptr source, sync_json_ptr
     return answer_handle("replicate_sync_json_ptr", [&](Call& call) {
         (void)call.configuration(config);
         const DocumentStorage& from = call.storage(source, "invalid_source_sync_json_ptr");
-        const DocumentStorage& to = call.storage(target, "invalid_target_sync_json_ptr");
+        const zentadbpp_document_storage& to = call.handle(target, "invalid_target_sync_json_ptr");
         SharedMemory memory;
-        return replicate(from, to, memory).target;
+        return Successor{replicate(from, to.storage(), memory).target, to.known_winning_contents()};
     });
 }

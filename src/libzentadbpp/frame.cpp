@@ -182,8 +182,6 @@ CText Call::rendered(const DocumentStorage& storage, bool compress) {
     return compress ? compressed(std::move(text)) : rendered(std::move(text));
 }
 
-sync_json_ptr Call::new_handle(DocumentStorage storage) { return new zentadbpp_document_storage(std::move(storage)); }
-
 bool asks_for_compression(const JsonValue& configuration) {
     const JsonValue* compressed = configuration.find("compressed");
     return compressed != nullptr && compressed->as_boolean();

@@ -106,7 +106,10 @@ class Call {
     [[nodiscard]] static CText rendered(const DocumentStorage& storage);
     [[nodiscard]] static CText compressed(TextBuffer standard);
     [[nodiscard]] static CText rendered(const DocumentStorage& storage, bool compress);
-    [[nodiscard]] static sync_json_ptr new_handle(DocumentStorage storage);
+    template <class Contents>
+    [[nodiscard]] static sync_json_ptr new_handle(Contents contents) {
+        return new zentadbpp_document_storage(std::move(contents));
+    }
 
    private:
     std::string_view keep(const char* argument);

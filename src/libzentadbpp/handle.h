@@ -8,24 +8,52 @@
 #include "documents/document_storage.h"
 #include "libzentadbpp/zentadbpp.h"
 #include "transformation/read_index.h"
+#include "transformation/update.h"
+
+namespace libzentadbpp {
+
+// A storage that was made from that of a handle by adding and changing documents and by adding contents.
+struct Successor {
+    DocumentStorage storage;
+    std::shared_ptr<const DocumentStorage> before;  // one that it goes back to and that knows its winning contents
+};
+
+}  // namespace libzentadbpp
 
 // What a handle points to.
 struct zentadbpp_document_storage {
    public:
     explicit zentadbpp_document_storage(libzentadbpp::DocumentStorage given) : storage_(std::move(given)) {}
+    explicit zentadbpp_document_storage(libzentadbpp::Successor successor)
+        : storage_(std::move(successor.storage)), before_(std::move(successor.before)) {}
+    explicit zentadbpp_document_storage(libzentadbpp::Updated updated)
+        : storage_(std::move(updated.storage)), was_updated_(true), last_update_(std::move(updated.last)) {}
 
     [[nodiscard]] const libzentadbpp::DocumentStorage& storage() const { return storage_; }
     // The same with the winning contents, made when an update first needs them, and kept.
     [[nodiscard]] libzentadbpp::DocumentStorage with_winning_contents() const;
+    // What a successor of this storage needs to get its own from; null where there is none.
+    [[nodiscard]] std::shared_ptr<const libzentadbpp::DocumentStorage> known_winning_contents() const;
     // Made when data is first read, and kept until another instance asks. Any number of threads may call this at once;
     // none waits while another makes it.
     [[nodiscard]] std::shared_ptr<const libzentadbpp::ReadIndex> read_index(std::string_view instance_id) const;
+    // What is updated a second time is likely to be updated again: only then does an update remember what it learned.
+    struct ForUpdate {
+        std::shared_ptr<const libzentadbpp::LastUpdate> last;  // or null
+        libzentadbpp::Remember remember;
+    };
+    [[nodiscard]] ForUpdate for_update() const;
+    // What an update learned that changed nothing.
+    void remember(std::shared_ptr<const libzentadbpp::LastUpdate> update) const;
     // Not while any other thread uses the handle.
     void replace(libzentadbpp::DocumentStorage storage);
 
    private:
     libzentadbpp::DocumentStorage storage_;
-    mutable std::mutex mutex_;  // of the pointers
+    mutable std::mutex mutex_;  // of what follows
     mutable std::shared_ptr<const libzentadbpp::DocumentStorage> joined_;
+    mutable std::shared_ptr<const libzentadbpp::DocumentStorage> before_;  // see Successor
     mutable std::shared_ptr<const libzentadbpp::ReadIndex> read_index_;
+    mutable bool was_updated_ = false;
+    mutable std::shared_ptr<const libzentadbpp::LastUpdate> last_update_;
 };

@@ -112,7 +112,7 @@ std::string IdGenerator::path_text(const DocumentPath& path) {
 
 // Paths are short as a rule, and hashed as one text. Along a long one, with keys of any length, many arrays and objects
 // may share what comes before them: its hash is kept on the way, or each of them would hash it again.
-std::string_view IdGenerator::path_hash(const DocumentPath& path) {
+ArrayDomain IdGenerator::path_hash(const DocumentPath& path) {
     constexpr std::size_t long_text = 1024;
     Steps steps;
     collect_steps(
@@ -133,8 +133,18 @@ std::string_view IdGenerator::path_hash(const DocumentPath& path) {
         text.clear();
         step.hash_so_far = &kept_hashes_.emplace_back(*hash);
     }
-    if (hash) hash->add(text);
-    const std::string_view result = arena_->copy(hash ? std::string_view(hash->finish()) : (*hasher_)(text));
+    ArrayDomain result;
+    if (hash) {
+        hash->add(text);
+        result.text = arena_->copy(hash->finish());
+    } else if (paths_ == nullptr) {
+        result.text = arena_->copy((*hasher_)(text));
+    } else {
+        result.path = paths_->ask(text);
+        PathMemory::Path& known = paths_->path(*result.path);
+        if (known.hash.data() == nullptr) known = {arena_->copy(text), arena_->copy((*hasher_)(text)), {}};
+        result.text = known.hash;
+    }
     spare_text_ = std::move(text);
     return result;
 }
@@ -147,11 +157,18 @@ std::string_view IdGenerator::object_id(const JsonValue& object, const DocumentP
     for (const IdGenerationRule& rule : settings_->id_generation_rules) {
         if (apply_rule(rule, object, id)) return arena_->copy(id);
     }
-    return path.empty() ? vocabulary::root_name : path_hash(path);
+    return path.empty() ? vocabulary::root_name : path_hash(path).text;
 }
 
-std::string_view IdGenerator::array_domain(const DocumentPath& path) {
-    return path.empty() ? vocabulary::root_name : path_hash(path);
+ArrayDomain IdGenerator::array_domain(const DocumentPath& path) {
+    return path.empty() ? ArrayDomain{vocabulary::root_name} : path_hash(path);
+}
+
+std::string_view IdGenerator::ordering_id(const ArrayDomain& domain) {
+    if (!domain.path) return ordering_ids_.id(domain.text, *hasher_, *arena_);
+    std::string_view& known = paths_->path(*domain.path).ordering_id;
+    if (known.data() == nullptr) known = ordering_ids_.id(domain.text, *hasher_, *arena_);
+    return known;
 }
 
 OrderingIds::OrderingIds(std::string_view instance_id) {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <deque>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -8,6 +10,7 @@
 #include "data/data_hash.h"
 #include "json/value.h"
 #include "memory/arena.h"
+#include "transformation/last_update.h"
 #include "transformation/transformation_settings.h"
 
 namespace libzentadbpp {
@@ -36,34 +39,6 @@ struct DocumentPath {
     [[nodiscard]] bool empty() const { return step == Step::top; }
 };
 
-// Makes the ids of documents and arrays. All results are in the arena.
-class IdGenerator {
-   public:
-    IdGenerator(const TransformationSettings& settings, DataHasher& hasher, Arena& arena)
-        : settings_(&settings), hasher_(&hasher), arena_(&arena) {}
-
-    // The id of an object at a path: its own "_id", or what the first rule that applies yields, or the hash of the
-    // path.
-    [[nodiscard]] std::string_view object_id(const JsonValue& object, const DocumentPath& path);
-    // The domain of an array of objects at a path.
-    [[nodiscard]] std::string_view array_domain(const DocumentPath& path);
-
-    [[nodiscard]] std::string path_text(const DocumentPath& path);
-
-   private:
-    void append_step(const DocumentPath& step, std::string& text);
-    [[nodiscard]] std::string_view path_hash(const DocumentPath& path);
-
-    const TransformationSettings* settings_;
-    DataHasher* hasher_;
-    Arena* arena_;
-    std::deque<RunningHash> kept_hashes_;
-    std::string spare_text_;
-};
-
-// Makes the id of an object by a rule; false if the rule yields none.
-[[nodiscard]] bool apply_rule(const IdGenerationRule& rule, const JsonValue& object, std::string& id);
-
 // Makes the ids of one instance's ordering documents.
 class OrderingIds {
    public:
@@ -74,5 +49,43 @@ class OrderingIds {
     std::vector<std::string> pieces_;  // of the name that is hashed: the domain goes between them
     std::string name_;
 };
+
+// The domain of an array, and which path it has in the path memory.
+struct ArrayDomain {
+    std::string_view text;
+    std::optional<std::size_t> path{};
+};
+
+// Makes the ids of documents and arrays. All results are in the arena, or in what the path memory knows.
+class IdGenerator {
+   public:
+    IdGenerator(const TransformationSettings& settings, DataHasher& hasher, Arena& arena, PathMemory* paths = nullptr)
+        : settings_(&settings), hasher_(&hasher), arena_(&arena), paths_(paths), ordering_ids_(settings.instance_id) {}
+
+    // The id of an object at a path: its own "_id", or what the first rule that applies yields, or the hash of the
+    // path.
+    [[nodiscard]] std::string_view object_id(const JsonValue& object, const DocumentPath& path);
+    // The domain of an array of objects at a path.
+    [[nodiscard]] ArrayDomain array_domain(const DocumentPath& path);
+    // The id of the document that has the order of an array.
+    [[nodiscard]] std::string_view ordering_id(const ArrayDomain& domain);
+
+    [[nodiscard]] std::string path_text(const DocumentPath& path);
+
+   private:
+    void append_step(const DocumentPath& step, std::string& text);
+    [[nodiscard]] ArrayDomain path_hash(const DocumentPath& path);
+
+    const TransformationSettings* settings_;
+    DataHasher* hasher_;
+    Arena* arena_;
+    PathMemory* paths_;
+    OrderingIds ordering_ids_;
+    std::deque<RunningHash> kept_hashes_;
+    std::string spare_text_;
+};
+
+// Makes the id of an object by a rule; false if the rule yields none.
+[[nodiscard]] bool apply_rule(const IdGenerationRule& rule, const JsonValue& object, std::string& id);
 
 }  // namespace libzentadbpp

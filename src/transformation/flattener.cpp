@@ -45,27 +45,29 @@ bool is_array_of_objects(const JsonValue& array) {
 
 }  // namespace
 
-Flattener::Flattener(const TransformationSettings& settings, DataHasher& hasher, Arena& arena)
+Flattener::Flattener(const TransformationSettings& settings, DataHasher& hasher, Arena& arena, PathMemory* paths,
+                     ExpectedDocuments* expected)
     : settings_(&settings),
-      hasher_(&hasher),
       arena_(&arena),
-      ids_(settings, hasher, arena),
-      ordering_ids_(settings.instance_id) {}
+      ids_(settings, hasher, arena, paths),
+      expected_(expected),
+      domains_(paths == nullptr ? 0 : paths->expected()) {
+    if (expected != nullptr) produced_.reserve(expected->size());
+}
 
 bool Flattener::splits(const JsonValue& object) const {
     return settings_->flatten_objects || has_marker(object, vocabulary::do_flatten_key);
 }
 
-Flattener::Result Flattener::flatten(const JsonValue& data) {
+std::string_view Flattener::flatten(const JsonValue& data) {
     if (!data.is_object()) {
         raise<FlattenerException>(source::flattener, "operator ()", "expecting_root_object_after_flattening");
     }
     const DocumentPath top;
     root_id_ = ids_.object_id(data, top);
-    const std::string_view root = flatten_document(data, top, root_id_);
+    flatten_document(data, top, root_id_, no_array);
     refuse_clashes(data);
-    produced_.push_back({{root_id_, root}, no_array});
-    return {root_id_, sorted_documents()};
+    return root_id_;
 }
 
 // What an array stores and an object that is split off must not become one document. A second walk finds which object
@@ -81,21 +83,29 @@ void Flattener::refuse_clashes(const JsonValue& data) {
     object_ids_ = TextTable();
     domains_ = TextTable();
     arrays_.clear();
-    (void)flatten_document(data, DocumentPath(), root_id_);
+    flatten_document(data, DocumentPath(), root_id_, no_array);
 }
 
 // Where several elements have one id, they are stored in the order of their arrays' domains.
-std::vector<FlattenedDocument> Flattener::sorted_documents() const {
-    std::vector<std::string_view> ids;
-    ids.reserve(produced_.size());
-    for (const Produced& produced : produced_) ids.push_back(produced.document.id);
+Flattener::Sorted Flattener::sorted(Which which) const {
+    LargeVector<std::uint32_t> produced;
+    LargeVector<std::string_view> ids;
+    if (which == Which::all) {
+        produced.reserve(produced_.size());
+        ids.reserve(produced_.size());
+    }
+    for (std::uint32_t at = 0; at < produced_.size(); ++at) {
+        if (which == Which::not_unchanged && produced_[at].unchanged != not_expected) continue;
+        produced.push_back(at);
+        ids.push_back(produced_[at].document.id);
+    }
     std::vector<std::uint32_t> order = text_order(ids);
     for (auto first = order.begin(); first != order.end();) {
         auto end = first + 1;
         while (end != order.end() && ids[*end] == ids[*first]) ++end;
         if (end - first > 1) {
             std::ranges::stable_sort(first, end, {}, [&](std::uint32_t at) {
-                const std::uint32_t array = produced_[at].array;
+                const std::uint32_t array = produced_[produced[at]].array;
                 return array == no_array ? std::string_view{} : arrays_[array].domain;
             });
         }
@@ -103,29 +113,49 @@ std::vector<FlattenedDocument> Flattener::sorted_documents() const {
     }
     std::vector<FlattenedDocument> documents;
     documents.reserve(order.size());
-    for (const std::uint32_t at : order) documents.push_back(produced_[at].document);
-    return documents;
+    for (std::uint32_t& at : order) {
+        at = produced[at];
+        documents.push_back(produced_[at].document);
+    }
+    return {std::move(documents), std::move(order)};
 }
 
-FlattenedDocument Flattener::ordering_document(std::string_view domain, std::span<const std::string_view> element_ids) {
-    if (open_documents_ == buffers_.size()) buffers_.emplace_back();
-    TextBuffer& content = buffers_[open_documents_];
-    content.clear();
-    write_ordering_content(settings_->instance_id, domain, element_ids, content);
-    return {ordering_ids_.id(domain, *hasher_, *arena_), arena_->copy(content.view())};
+// What is as it was expected is not copied.
+void Flattener::produce(std::string_view id, std::string_view content, std::uint32_t array) {
+    const LastUpdate::Produced* const unchanged =
+        expected_ == nullptr ? nullptr : expected_->find_unchanged(id, content);
+    if (unchanged == nullptr) {
+        produced_.push_back({{id, arena_->copy(content)}, array, not_expected});
+    } else {
+        produced_.push_back({{id, unchanged->content}, array, unchanged->number});
+    }
 }
 
-std::string_view Flattener::flatten_document(const JsonValue& object, const DocumentPath& path, std::string_view id) {
+TextBuffer& Flattener::free_buffer() {
     if (open_documents_ == buffers_.size()) buffers_.emplace_back();
-    TextBuffer& out = buffers_[open_documents_++];
-    out.clear();
+    TextBuffer& buffer = buffers_[open_documents_];
+    buffer.clear();
+    return buffer;
+}
+
+void Flattener::produce_order(const ArrayDomain& domain, std::span<const std::string_view> element_ids,
+                              std::uint32_t array) {
+    TextBuffer& content = free_buffer();
+    write_ordering_content(settings_->instance_id, domain.text, element_ids, content);
+    produce(ids_.ordering_id(domain), content.view(), array);
+}
+
+void Flattener::flatten_document(const JsonValue& object, const DocumentPath& path, std::string_view id,
+                                 std::uint32_t array) {
+    TextBuffer& out = free_buffer();
+    ++open_documents_;
     if (has_marker(object, vocabulary::no_flatten_key)) {
         write_verbatim(object, id, IdMember::leave_out, out);
     } else {
         write_members(object, path, id, IdMember::leave_out, out);
     }
     --open_documents_;
-    return arena_->copy(out.view());
+    produce(id, out.view(), array);
 }
 
 void Flattener::write_value(const JsonValue& value, const DocumentPath& path, TextBuffer& out) {
@@ -219,12 +249,12 @@ void Flattener::write_object_reference(const JsonValue& object, const DocumentPa
         refuse_duplicate(ids_.path_text(path));
     }
     write_reference(vocabulary::object_reference_marker, id, out);
-    const std::string_view content = flatten_document(object, path, id);
-    produced_.push_back({{id, content}, no_array});
+    flatten_document(object, path, id, no_array);
 }
 
 void Flattener::write_array_reference(const JsonValue& array, const DocumentPath& path, TextBuffer& out) {
-    const std::string_view domain = ids_.array_domain(path);
+    const ArrayDomain array_domain = ids_.array_domain(path);
+    const std::string_view domain = array_domain.text;
     const auto [number, is_new] = domains_.add(domain);
     // Two arrays of one domain would share their elements; only where both are empty is nothing lost.
     if (!is_new && !(array.elements().empty() && arrays_[number].is_empty)) {
@@ -253,11 +283,10 @@ void Flattener::write_array_reference(const JsonValue& array, const DocumentPath
         }
         element_ids_.push_back(id);
         entered_elements_.push_back(id);
-        const std::string_view content = flatten_document(element, element_path, id);
+        flatten_document(element, element_path, id, number);
         entered_elements_.pop_back();
-        produced_.push_back({{id, content}, number});
     }
-    produced_.push_back({ordering_document(domain, std::span(element_ids_).subspan(first)), number});
+    produce_order(array_domain, std::span(element_ids_).subspan(first), number);
     element_ids_.resize(first);
 }
 

@@ -13,6 +13,7 @@
 #include "memory/text_buffer.h"
 #include "text/text_table.h"
 #include "transformation/document_path.h"
+#include "transformation/last_update.h"
 #include "transformation/store_documents.h"
 #include "transformation/transformation_settings.h"
 
@@ -29,14 +30,27 @@ namespace libzentadbpp {
 // Nested objects stay inside their document, unless settings or a "#df" member split them off.
 class Flattener {
    public:
-    Flattener(const TransformationSettings& settings, DataHasher& hasher, Arena& arena);
+    Flattener(const TransformationSettings& settings, DataHasher& hasher, Arena& arena, PathMemory* paths = nullptr,
+              ExpectedDocuments* expected = nullptr);
 
-    struct Result {
-        std::string_view root_id;
-        std::vector<FlattenedDocument> documents;  // sorted; those of one id in the order of storing
+    // Returns the id of the root. It and the documents are in the arena, or among those expected. FlattenerException.
+    std::string_view flatten(const JsonValue& data);
+
+    // One document that was produced.
+    struct Produced {
+        FlattenedDocument document;
+        std::uint32_t array;      // the number of the array that it is an element or the order of
+        std::uint32_t unchanged;  // the number of the stored document that is just this, if that was expected
     };
-    // The result is in the arena and in the value. FlattenerException.
-    [[nodiscard]] Result flatten(const JsonValue& data);
+    static constexpr std::uint32_t not_expected = 0xffffffff;
+    [[nodiscard]] const LargeVector<Produced>& produced() const { return produced_; }
+
+    enum class Which : bool { all, not_unchanged };
+    struct Sorted {
+        std::vector<FlattenedDocument> documents;  // ascending; those of one id in the order of storing
+        std::vector<std::uint32_t> produced;       // where each is among those produced
+    };
+    [[nodiscard]] Sorted sorted(Which which) const;
 
    private:
     // What becomes of an object's "_id": a document's is its id and no part of its content; an object that stays inline
@@ -47,13 +61,10 @@ class Flattener {
         std::string_view domain;
         bool is_empty = true;
     };
-    struct Produced {
-        FlattenedDocument document;
-        std::uint32_t array;  // the number of the array that it is an element or the order of
-    };
     static constexpr std::uint32_t no_array = 0xffffffff;
 
-    std::string_view flatten_document(const JsonValue& object, const DocumentPath& path, std::string_view id);
+    void flatten_document(const JsonValue& object, const DocumentPath& path, std::string_view id, std::uint32_t array);
+    void produce(std::string_view id, std::string_view content, std::uint32_t array);
     void write_value(const JsonValue& value, const DocumentPath& path, TextBuffer& out);
     void write_inline_object(const JsonValue& object, const DocumentPath& path, TextBuffer& out);
     void write_members(const JsonValue& object, const DocumentPath& path, std::string_view id, IdMember id_member,
@@ -64,15 +75,13 @@ class Flattener {
     void refuse_clashes(const JsonValue& data);
     [[noreturn]] static void refuse_duplicate(std::string_view member_path);  // empty for an element
     [[nodiscard]] bool splits(const JsonValue& object) const;
-    [[nodiscard]] FlattenedDocument ordering_document(std::string_view domain,
-                                                      std::span<const std::string_view> element_ids);
-    [[nodiscard]] std::vector<FlattenedDocument> sorted_documents() const;
+    void produce_order(const ArrayDomain& domain, std::span<const std::string_view> element_ids, std::uint32_t array);
+    [[nodiscard]] TextBuffer& free_buffer();
 
     const TransformationSettings* settings_;
-    DataHasher* hasher_;
     Arena* arena_;
     IdGenerator ids_;
-    OrderingIds ordering_ids_;
+    ExpectedDocuments* expected_;
     std::string_view root_id_;
     std::optional<std::string_view> clashing_id_;  // where an element and an object have one id
     TextTable object_ids_;                         // of those that are split off from the objects that they lie in

@@ -1,5 +1,6 @@
 #include "transformation/store_documents.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <unordered_map>
 #include <utility>
@@ -32,12 +33,27 @@ struct OpenDocument {
     }
 };
 
+// Whether a document is live data.
+bool is_removable(const MultiVersionDocument& document, std::string_view content, const DataStorage& data) {
+    if (DataStorage::is_of_deleted(content)) return false;
+    if (content.data() != nullptr && is_ordering_document(document.id(), content)) return false;
+    return !is_ordering_document(document, data) && !document.winning().is_deleted();
+}
+
+// Whether storing the winning content of a document, if it is there, changes nothing.
+bool is_settled(const MultiVersionDocument& document, HashKind kind) {
+    if (!document.has_winning() || !is_hash_of_kind(document.winning().datahash(), kind)) return false;
+    return !has_ordering_id(document.id()) || !has_other_leaves(document);
+}
+
 class DocumentWriter {
    public:
     // What is made in an arena ends with the call, and needs no winning contents.
-    DocumentWriter(const DocumentStorage& storage, DataHasher& hasher, SharedMemory& memory)
-        : hasher_(&hasher),
+    DocumentWriter(const DocumentStorage& storage, DataHasher& hasher, SharedMemory& memory, StoredNotes* notes)
+        : data_(&storage.data()),
+          hasher_(&hasher),
           memory_(&memory),
+          notes_(notes),
           most_looked_up_(memory.is_arena() ? 0 : storage.documents().size() / 8),
           knows_winning_(most_looked_up_ > 0) {
         if (!knows_winning_) return;
@@ -71,7 +87,7 @@ class DocumentWriter {
         if (changed != nullptr) {
             set(std::move(changed));
         } else if (is_stored) {
-            keep(winning_content);
+            keep(winning_content, note_of(*stored, winning_content.text));
         }
     }
 
@@ -79,11 +95,27 @@ class DocumentWriter {
         set(stored.with_chain(stored.winning_position(), {&deleted_hash, 1}, *memory_));
     }
 
+    // What is noted of a document.
+    struct Note {
+        bool settled = false;
+        bool stays = false;
+    };
+
     // Leaves the next document as it is, with its winning content.
-    void keep(const NumberedContent& winning_content) {
+    void keep(const NumberedContent& winning_content, Note note) {
         if (!knows_winning_) return;
         winning_.texts.push_back(winning_content.text);
         winning_.numbers.push_back(winning_content.number);
+        add(note);
+    }
+
+    [[nodiscard]] bool makes_notes() const { return notes_ != nullptr && knows_winning_; }
+    // Of the next document, after the changes.
+    [[nodiscard]] std::uint32_t number() const { return static_cast<std::uint32_t>(winning_.texts.size()); }
+    [[nodiscard]] Note note_of(const MultiVersionDocument& document, std::string_view winning_content) const {
+        if (!makes_notes()) return {};
+        return {winning_content.data() != nullptr && is_settled(document, hasher_->kind()),
+                !is_removable(document, winning_content, *data_)};
     }
 
     // Every content that is added is named by a revision, a new one or the winning one. What the storage knows of its
@@ -111,19 +143,30 @@ class DocumentWriter {
                 winning_.numbers[number] = content->number;
             }
             winning_.any_lack = winning_.any_lack || !content;
+            if (notes_ == nullptr) continue;
+            notes_->settled[number] = content && is_settled(*document, hasher_->kind());
+            notes_->stays[number] = !is_removable(*document, winning_.texts[number], changed.data());
         }
         return changed.with_winning_contents(std::make_shared<const WinningContents>(std::move(winning_)));
     }
 
    private:
     void set(DocumentRef document) {
+        if (notes_ != nullptr) notes_->any_changed = true;
         knows_winning_ = changed_.size() < most_looked_up_;
         if (knows_winning_) {
             changed_.emplace_back(winning_.texts.size(), document.get());
             winning_.texts.emplace_back();
             winning_.numbers.push_back(DataStorage::not_stored);
+            add(Note());  // until the end
         }
         documents_.set(std::move(document));
+    }
+
+    void add(Note note) {
+        if (notes_ == nullptr) return;
+        notes_->settled.push_back(note.settled);
+        notes_->stays.push_back(note.stays);
     }
 
     // A document after its change, if any, with all leaves closed but the winning one.
@@ -154,8 +197,10 @@ class DocumentWriter {
         return hash;
     }
 
+    const DataStorage* data_;  // before the changes
     DataHasher* hasher_;
     SharedMemory* memory_;
+    StoredNotes* notes_;
     OpenDocument document_;
     DocumentChanges documents_;
     ContentChanges contents_;
@@ -166,56 +211,73 @@ class DocumentWriter {
     std::unordered_map<const char*, std::string_view> long_contents_;
 };
 
-// Whether a document is live data.
-bool is_removable(const MultiVersionDocument& document, std::string_view content, const DataStorage& data) {
-    if (DataStorage::is_of_deleted(content)) return false;
-    if (content.data() != nullptr && is_ordering_document(document.id(), content)) return false;
-    return !is_ordering_document(document, data) && !document.winning().is_deleted();
-}
-
 }  // namespace
 
 DocumentStorage store_documents(const DocumentStorage& given, std::span<const FlattenedDocument> documents,
-                                const MayRemove& may_remove, DataHasher& hasher, SharedMemory& memory) {
+                                const MayRemove& may_remove, DataHasher& hasher, SharedMemory& memory,
+                                const KnownDocuments* known, StoredNotes* notes) {
     const DocumentStorage storage = given.with_winning_contents();
     const WinningContents& winning = *storage.winning_contents();
-    DocumentWriter writer(storage, hasher, memory);
+    DocumentWriter writer(storage, hasher, memory, notes);
     const LookAhead produced_ahead(steps_ahead::document, documents.size(), [&](std::size_t at) {
         prefetch(documents[at].id);
         prefetch(documents[at].content);
     });
+    const LookAhead winning_ahead(steps_ahead::document, winning.texts.size(),
+                                  [&](std::size_t at) { prefetch(winning.texts[at]); });
     const NumberedContent none{DataStorage::not_stored, {}};
+    std::uint32_t number = 0;
     auto next = documents.begin();
-    // Those that come next and have one id.
-    const auto take = [&] {
+    // Where the next document is, or comes to be, if the ids are known.
+    std::uint32_t next_number = 0;
+    const auto find_next = [&] {
+        if (known == nullptr) return;
+        const auto& ids = known->last.ids;
+        next_number = next == documents.end()
+                          ? static_cast<std::uint32_t>(ids.size())
+                          : static_cast<std::uint32_t>(std::ranges::lower_bound(ids, next->id) - ids.begin());
+    };
+    // Stores those that come next and have one id.
+    const auto store_next = [&](const MultiVersionDocument* stored, const NumberedContent& content) {
         const auto first = next;
         while (next != documents.end() && next->id == first->id) {
             produced_ahead.reach(static_cast<std::size_t>(next - documents.begin()));
             ++next;
         }
-        return std::span(first, next);
+        const std::span produced(first, next);
+        if (writer.makes_notes()) {
+            notes->numbers.insert(notes->numbers.end(), produced.size(), writer.number());
+            if (stored == nullptr) notes->inserted.push_back(number);
+        }
+        writer.store(stored, content, produced);
+        find_next();
     };
-    const LookAhead winning_ahead(steps_ahead::document, winning.texts.size(),
-                                  [&](std::size_t at) { prefetch(winning.texts[at]); });
-    std::uint32_t number = 0;
+    find_next();
     for (const auto& [id, document] : storage.documents()) {
-        winning_ahead.reach(number);
         const NumberedContent content{winning.numbers[number], winning.texts[number]};
+        if (known != nullptr && number < next_number && known->left_alone[number]) {
+            writer.keep(content, {known->last.settled[number], known->last.stays[number]});
+            ++number;
+            continue;
+        }
+        winning_ahead.reach(number);
         int order = 1;
         while (next != documents.end() && (order = next->id.compare(id)) < 0) {
-            writer.store(nullptr, none, take());
+            store_next(nullptr, none);
             order = 1;
         }
         if (order == 0) {
-            writer.store(document.get(), content, take());
+            store_next(document.get(), content);
+        } else if (known != nullptr && known->left_alone[number]) {
+            writer.keep(content, {known->last.settled[number], known->last.stays[number]});
         } else if (may_remove && is_removable(*document, content.text, storage.data()) && may_remove(number)) {
             writer.remove(*document);
         } else {
-            writer.keep(content);
+            writer.keep(content, writer.note_of(*document, content.text));
         }
         ++number;
     }
-    while (next != documents.end()) writer.store(nullptr, none, take());
+    while (next != documents.end()) store_next(nullptr, none);
     return std::move(writer).applied_to(storage);
 }
 

@@ -1,7 +1,7 @@
 #include "transformation/update.h"
 
 #include <algorithm>
-#include <bit>
+#include <optional>
 #include <string>
 #include <unordered_set>
 
@@ -11,7 +11,6 @@
 #include "json/writer.h"
 #include "memory/by_number.h"
 #include "memory/prefetch.h"
-#include "text/first_bytes.h"
 #include "transformation/flattener.h"
 #include "transformation/list_branches.h"
 #include "transformation/list_keeper.h"
@@ -79,54 +78,24 @@ void settle_repeated(Documents& documents, const DocumentStorage& storage, DataH
     documents = std::move(settled);
 }
 
-// The ids that the data has. Nearly all others are recognised by one bit.
-class ProducedIds {
-   public:
-    explicit ProducedIds(const Documents& documents)
-        : documents_(&documents), may_have_(std::bit_ceil(documents.size() * bits_each + 1)) {
-        for (const FlattenedDocument& document : documents) may_have_[place_of(document.id)] = true;
-    }
-
-    [[nodiscard]] bool contains(std::string_view id) const {
-        if (!may_have_[place_of(id)]) return false;
-        const auto at = std::ranges::lower_bound(*documents_, id, {}, &FlattenedDocument::id);
-        return at != documents_->end() && at->id == id;
-    }
-
-   private:
-    static constexpr std::size_t bits_each = 16;
-
-    [[nodiscard]] std::size_t place_of(std::string_view id) const {
-        const std::string_view tail = id.substr(id.size() - std::min<std::size_t>(id.size(), 8));
-        constexpr std::uint64_t odd = 0x9e3779b97f4a7c15;
-        const std::uint64_t code = (first_bytes(id) * odd ^ first_bytes(tail) ^ id.size()) * odd;
-        return (code >> 32) & (may_have_.size() - 1);
-    }
-
-    const Documents* documents_;
-    std::vector<bool> may_have_;
-};
-
 bool has_repeated(const Documents& documents) {
     return std::ranges::adjacent_find(documents, {}, &FlattenedDocument::id) != documents.end();
 }
 
-// Whether an ordering document of this instance that the data did not produce lists what the data has, or, where the
-// data has anything twice, whether there is such a document at all. Only then can anything but the produced documents
-// change.
-bool may_change_other_lists(const Documents& documents, bool any_repeated, const DocumentStorage& storage,
-                            std::string_view instance) {
+// The ordering documents of this instance that the data did not produce.
+std::shared_ptr<const OtherLists> other_lists(const Documents& documents, const DocumentStorage& storage,
+                                              std::string_view instance) {
+    auto others = std::make_shared<OtherLists>();
     Arena arena;
-    const ProducedIds produced_ids(documents);
     NumberSet seen;  // documents may share a long content
-    const auto lists_any = [&](std::uint32_t content_number, std::string_view content) {
-        if (!seen.insert(content_number)) return false;
+    const auto collect = [&](std::uint32_t content_number, std::string_view content) {
+        if (!seen.insert(content_number)) return;
         const auto list = read_ordering_content(content, arena);
-        if (!list || list->instance != instance) return false;
-        bool any = any_repeated;
-        visit_listed_ids(list->ids,
-                         [&](std::optional<std::string_view> id) { any = any || (id && produced_ids.contains(*id)); });
-        return any;
+        if (!list || list->instance != instance) return;
+        others->any = true;
+        visit_listed_ids(list->ids, [&](std::optional<std::string_view> id) {
+            if (id && !others->ids.find(*id)) others->ids.add(others->texts.copy(*id));
+        });
     };
     auto produced = std::ranges::lower_bound(documents, ordering_id_prefix, {}, &FlattenedDocument::id);
     const WinningContents& winning = *storage.winning_contents();
@@ -140,14 +109,14 @@ bool may_change_other_lists(const Documents& documents, bool any_repeated, const
         while (produced != documents.end() && produced->id < id) ++produced;
         if ((produced != documents.end() && produced->id == id) || !document->has_winning()) continue;
         const std::string_view content = winning.texts[number];
-        if (content.data() != nullptr && lists_any(winning.numbers[number], content)) return true;
+        if (content.data() != nullptr) collect(winning.numbers[number], content);
         if (!has_other_leaves(*document)) continue;
         for (const std::uint32_t leaf : other_leaves(*document)) {
             const auto other = storage.data().find_numbered(document->revisions()[leaf].datahash());
-            if (other && lists_any(other->number, other->text)) return true;
+            if (other) collect(other->number, other->text);
         }
     }
-    return false;
+    return others;
 }
 
 // Stores the lists that the data changes beside those of its own arrays.
@@ -179,22 +148,173 @@ DocumentStorage keep_lists(const DocumentStorage& stored, const Documents& docum
     return to_store.empty() ? stored : store_lists(index, instance, domains, to_store, hash_kind);
 }
 
+// One update. With a last one, only what differs from that is sorted and stored.
+class Update {
+   public:
+    Update(const DocumentStorage& given, const TransformationSettings& settings, Arena& arena, SharedMemory& memory,
+           std::shared_ptr<const LastUpdate> last, Remember remember)
+        : settings_(&settings),
+          memory_(&memory),
+          hasher_(settings.hash_kind()),
+          given_(&given),
+          last_(is_of_these_settings(last.get()) ? std::move(last) : nullptr),
+          remembers_(remember == Remember::yes),
+          paths_(last_ == nullptr ? nullptr : last_->paths) {
+        if (last_ != nullptr) expected_.emplace(*last_);
+        flattener_.emplace(settings, hasher_, arena, remembers_ ? &paths_ : nullptr, expected_ ? &*expected_ : nullptr);
+    }
+
+    [[nodiscard]] Updated run(const JsonValue& data) {
+        std::string root(flattener_->flatten(data));
+        const DocumentStorage storage = given_->with_winning_contents();
+        sort();
+        const bool any_repeated = has_repeated(flat_.documents);
+        if (any_repeated) settle_repeated(flat_.documents, storage, hasher_);
+
+        DocumentStorage stored = store(storage);
+        const std::shared_ptr<const OtherLists> others =
+            knows_other_lists() ? last_->other_lists : other_lists(all_documents(), storage, settings_->instance_id);
+        Updated updated;
+        // Where the data has anything twice, any other list may change.
+        if (any_repeated ? others->any : are_any_listed(*others)) {
+            stored = keep_lists(stored, all_documents(), settings_->instance_id, hasher_.kind());
+        } else if (remembers_ && !any_repeated && stored.winning_contents() != nullptr) {
+            updated.last = remembered(stored, others);
+        }
+        updated.as_it_was = updated.last != nullptr && !notes_.any_changed;
+        updated.storage = stored.with_root(std::move(root));
+        return updated;
+    }
+
+   private:
+    [[nodiscard]] bool is_of_these_settings(const LastUpdate* last) const {
+        return last != nullptr && last->instance_id == settings_->instance_id && last->hash_kind == hasher_.kind();
+    }
+
+    // Where the data has something twice, nothing counts as expected.
+    void sort() {
+        if (expected_) {
+            flat_ = flattener_->sorted(Flattener::Which::not_unchanged);
+            const auto was_found = [&](const FlattenedDocument& document) {
+                const auto at = std::ranges::lower_bound(last_->ids, document.id);
+                return at != last_->ids.end() && *at == document.id &&
+                       expected_->was_found(static_cast<std::uint32_t>(at - last_->ids.begin()));
+            };
+            if (!expected_->any_repeated() && !has_repeated(flat_.documents) &&
+                std::ranges::none_of(flat_.documents, was_found)) {
+                return;
+            }
+            expected_.reset();
+        }
+        flat_ = flattener_->sorted(Flattener::Which::all);
+        if (!remembers_) flattener_.reset();
+    }
+
+    // Whether the data has what other lists have. Only then can anything but the produced documents change.
+    [[nodiscard]] bool are_any_listed(const OtherLists& others) const {
+        if (others.ids.empty()) return false;
+        const auto is_listed = [&](const FlattenedDocument& document) {
+            return others.ids.find(document.id).has_value();
+        };
+        if (!expected_) return std::ranges::any_of(flat_.documents, is_listed);
+        return std::ranges::any_of(flattener_->produced(), is_listed, &Flattener::Produced::document);
+    }
+
+    [[nodiscard]] Documents all_documents() const {
+        return expected_ ? flattener_->sorted(Flattener::Which::all).documents : flat_.documents;
+    }
+
+    [[nodiscard]] DocumentStorage store(const DocumentStorage& storage) {
+        UnseenDocuments unseen(storage, settings_->instance_id);
+        const auto may_remove = [&](std::uint32_t number) { return !unseen.contains(number); };
+        StoredNotes* const notes = remembers_ ? &notes_ : nullptr;
+        if (!expected_) return store_documents(storage, flat_.documents, may_remove, hasher_, *memory_, nullptr, notes);
+        const std::vector<bool>& left_alone = expected_->left_alone();
+        if (flat_.documents.empty() && std::ranges::find(left_alone, false) == left_alone.end()) return storage;
+        const KnownDocuments known{*last_, left_alone};
+        return store_documents(storage, flat_.documents, may_remove, hasher_, *memory_, &known, notes);
+    }
+
+    // Whether the data has all lists that it had the last time, so that there are no further ones of arrays that are
+    // gone.
+    [[nodiscard]] bool knows_other_lists() const {
+        if (!expected_) return false;
+        return std::ranges::none_of(last_->produced, [&](const LastUpdate::Produced& document) {
+            return !expected_->was_found(document.number) && has_ordering_id(document.id) &&
+                   !std::ranges::binary_search(flat_.documents, document.id, {}, &FlattenedDocument::id);
+        });
+    }
+
+    [[nodiscard]] std::shared_ptr<const LastUpdate> remembered(const DocumentStorage& stored,
+                                                               const std::shared_ptr<const OtherLists>& others) {
+        auto paths = paths_.collected();
+        const bool nothing_stored = notes_.settled.empty() && last_ != nullptr;
+        if (nothing_stored && paths == last_->paths && others == last_->other_lists && expected_->all_in_order()) {
+            return last_;
+        }
+        auto next = std::make_shared<LastUpdate>();
+        next->instance_id = settings_->instance_id;
+        next->hash_kind = hasher_.kind();
+        next->ids.reserve(stored.documents().size());
+        for (const auto& entry : stored.documents()) next->ids.push_back(entry.key);
+        next->settled = nothing_stored ? last_->settled : std::move(notes_.settled);
+        next->stays = nothing_stored ? last_->stays : std::move(notes_.stays);
+        next->contents = stored.winning_contents();
+        add_produced(*next);
+        next->paths = std::move(paths);
+        next->other_lists = others;
+        return next;
+    }
+
+    // The documents as the data produced them, with the numbers that they have in the storage that results.
+    void add_produced(LastUpdate& next) const {
+        const auto& produced = flattener_->produced();
+        next.produced.reserve(produced.size());
+        const auto& inserted = notes_.inserted;
+        std::size_t bytes = 0;
+        for (const auto& [document, array, unchanged] : produced) {
+            const auto shifted = std::ranges::upper_bound(inserted, unchanged) - inserted.begin();
+            next.produced.push_back({{}, {}, unchanged + static_cast<std::uint32_t>(shifted)});
+            bytes += document.id.size();
+        }
+        for (std::size_t at = 0; at < flat_.produced.size(); ++at) {
+            next.produced[flat_.produced[at]].number = notes_.numbers[at];
+        }
+        next.produced_ids.reserve(bytes);
+        for (std::size_t at = 0; at < produced.size(); ++at) {
+            auto& [id, content, number] = next.produced[at];
+            const std::size_t begin = next.produced_ids.size();
+            next.produced_ids.append(produced[at].document.id);
+            id = std::string_view(next.produced_ids).substr(begin);
+            if (next.settled[number]) content = next.contents->texts[number];
+            next.ids[number] = id;
+        }
+    }
+
+    const TransformationSettings* settings_;
+    SharedMemory* memory_;
+    DataHasher hasher_;
+    const DocumentStorage* given_;
+    std::shared_ptr<const LastUpdate> last_;
+    bool remembers_;
+    PathMemory paths_;
+    std::optional<ExpectedDocuments> expected_;
+    std::optional<Flattener> flattener_;
+    Flattener::Sorted flat_;  // what differs from what was expected, or everything
+    StoredNotes notes_;
+};
+
 }  // namespace
 
-DocumentStorage update(const DocumentStorage& given, const JsonValue& data, const TransformationSettings& settings,
+DocumentStorage update(const DocumentStorage& storage, const JsonValue& data, const TransformationSettings& settings,
                        Arena& arena, SharedMemory& memory) {
-    DataHasher hasher(settings.hash_kind());
-    Flattener::Result flat = Flattener(settings, hasher, arena).flatten(data);
-    const DocumentStorage storage = given.with_winning_contents();
-    const bool any_repeated = has_repeated(flat.documents);
-    if (any_repeated) settle_repeated(flat.documents, storage, hasher);
-    UnseenDocuments unseen(storage, settings.instance_id);
-    const auto may_remove = [&](std::uint32_t number) { return !unseen.contains(number); };
-    DocumentStorage stored = store_documents(storage, flat.documents, may_remove, hasher, memory);
-    if (may_change_other_lists(flat.documents, any_repeated, storage, settings.instance_id)) {
-        stored = keep_lists(stored, flat.documents, settings.instance_id, settings.hash_kind());
-    }
-    return stored.with_root(std::string(flat.root_id));
+    return Update(storage, settings, arena, memory, nullptr, Remember::no).run(data).storage;
+}
+
+Updated update_again(const DocumentStorage& storage, const JsonValue& data, const TransformationSettings& settings,
+                     Arena& arena, SharedMemory& memory, const std::shared_ptr<const LastUpdate>& last,
+                     Remember remember) {
+    return Update(storage, settings, arena, memory, last, remember).run(data);
 }
 
 void flatten_object(const JsonValue& data, const TransformationSettings& settings, Arena& arena, TextBuffer& out) {

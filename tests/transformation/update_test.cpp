@@ -2,6 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
 #include "in_texts.h"
 #include "json/error.h"
 
@@ -124,6 +131,73 @@ TEST(Update, ContentsThatOneIdGetsTwiceAreRevisionsInTurn) {
     EXPECT_EQ(revisions(storage, "e"),
               Revisions({with_hashes("1-«{\"x\": 1}»_first"), with_hashes("2-«{\"x\": 2}»_") + suffix("{\"x\": 1}")}));
     EXPECT_EQ(read(storage), R"({"_id": "root", "a": [{"_id": "e", "x": 2}, {"_id": "e", "x": 2}]})");
+}
+
+// Forty notes with lists of their own.
+std::string notes(std::initializer_list<std::pair<int, const char*>> others = {}) {
+    std::map<int, std::string> all;  // by place
+    for (int i = 0; i < 40; ++i) {
+        const std::string number = std::to_string(i);
+        all[10 * i] = R"({"_id": "n)" + number + R"(", "title": "x", "tasks": [{"_id": "t)" + number + R"("}]})";
+    }
+    for (const auto& [place, note] : others) all[place] = note;
+    std::string text = R"({"notes": [)";
+    std::string_view separator;
+    for (const auto& [place, note] : all) {
+        if (note.empty()) continue;
+        text.append(separator).append(note);
+        separator = ", ";
+    }
+    return text + "]}";
+}
+
+TEST(Update, IsTheSameWithWhatTheLastOneLearned) {
+    const struct {
+        const char* what;
+        std::string data;
+        const char* config = "{}";
+    } steps[] = {
+        {"new", notes()},
+        {"nothing", notes()},
+        {"nothing again", notes()},
+        {"a changed one", notes({{70, R"({"_id": "n7", "title": "y", "tasks": [{"_id": "t7"}]})"}})},
+        {"new ones at the beginning, inside and at the end",
+         notes({{-1, R"({"_id": "a0"})"}, {75, R"({"_id": "n70", "l": [{"_id": "z1"}]})"}, {999, R"({"_id": "z0"})"}})},
+        {"one gone, its element moved", notes({{70, ""}, {80, R"({"_id": "n8", "tasks": [{"_id": "t7"}]})"}})},
+        {"all back", notes()},
+        {"one gone, whose list stays", notes({{70, ""}})},
+        {"an element of that list in another one",
+         notes({{70, ""}, {80, R"({"_id": "n8", "tasks": [{"_id": "t7"}]})"}})},
+        {"it is back with its list", notes()},
+        {"all in another order", notes({{0, ""}, {395, R"({"_id": "n0", "title": "x", "tasks": [{"_id": "t0"}]})"}})},
+        {"one twice", notes({{5, R"({"_id": "n9", "title": "y"})"}})},
+        {"one twice, unchanged", notes({{5, R"({"_id": "n1", "o": [{"_id": "t5"}]})"}})},
+        {"nothing", notes()},
+        {"another instance", notes(), R"({"instance_id": "b"})"},
+        {"another instance again", notes(), R"({"instance_id": "b"})"},
+        {"another hash", notes(), R"({"force_fast_hash_only": true, "instance_id": "b"})"},
+        {"an empty list", notes({{70, R"({"_id": "n7", "title": "x", "tasks": []})"}}), R"({"instance_id": "b"})"},
+        {"another path", R"({"other": [{"_id": "n0", "title": "x", "tasks": [{"_id": "t0"}]}]})"},
+        {"nothing", notes()},
+    };
+    DocumentStorage storage;
+    std::shared_ptr<const LastUpdate> last;
+    for (const auto& [what, data, config] : steps) {
+        for (int time = 0; time < 2; ++time) {
+            const std::string expected = serialized(updated(storage, data, config));
+            Arena arena;
+            SharedMemory memory;
+            const auto settings = TransformationSettings::for_flattening(parse_json(config, arena));
+            const Updated result =
+                update_again(storage, parse_json(data, arena), settings, arena, memory, last, Remember::yes);
+            EXPECT_TRUE(serialized(result.storage) == expected) << what;
+            if (what == std::string_view("nothing again")) {
+                EXPECT_TRUE(result.as_it_was && result.last != nullptr && result.last == last) << what;
+            }
+            storage = result.storage;
+            last = result.last;
+        }
+    }
 }
 
 }  // namespace
