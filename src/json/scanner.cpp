@@ -236,8 +236,8 @@ JsonValue JsonScanner::close_object() {
     return JsonValue::object(settled.first(settle(members, settled.data())));
 }
 
-// Sorts the members by key, keeps the last of equal keys, and returns how many remain. Objects of one size are alike as a
-// rule, so the order of the last one is tried first.
+// Sorts the members by key, keeps the last of equal keys, and returns how many remain. Objects of one size are alike as
+// a rule, so the order of the last one is tried first.
 std::size_t JsonScanner::settle(std::span<const WaitingMember> members, JsonMember* settled) {
     const auto before = [&members](std::uint32_t a, std::uint32_t b) {
         return members[a].begin != members[b].begin ? members[a].begin < members[b].begin
