@@ -26,7 +26,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         expect_sound(updated, true);
         if (!updated.value) continue;
         if (!ids_are_shared) {
-            EXPECT_EQ(taken(update_sync_json(input.c_str(), updated.value->c_str(), configuration.c_str())), updated);
+            // What only a conflicting revision led to may show now, if its array is there again. Then one more update
+            // deletes it.
+            const Answer again = taken(update_sync_json(input.c_str(), updated.value->c_str(), configuration.c_str()));
+            if (taken(sync_json_unresolved(before.c_str())).value == "") {
+                EXPECT_EQ(again, updated);
+            }
+            EXPECT_EQ(taken(update_sync_json(input.c_str(), again.value->c_str(), configuration.c_str())), again);
         }
         expect_sound(taken(read_sync_json(updated.value->c_str(), configuration.c_str())), false);
         expect_sound(taken(replicate_sync_json(before.c_str(), updated.value->c_str(), configuration.c_str())), true);
