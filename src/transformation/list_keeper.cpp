@@ -164,7 +164,8 @@ void ListKeeper::keep_carried_along(std::vector<ListToStore>& lists) {
         const auto before = places_.predecessors(domain);
         std::vector<std::uint32_t> others(before.begin(), before.end());
         std::ranges::sort(others, {}, text_of);
-        // Once one of them has this list, that one is beside all others.
+        // Once one of these documents stores this list, it lists the elements beside all the others. So those that come
+        // before it are looked at again.
         bool is_beside_all = false;
         const auto keep_in = [&](std::uint32_t other) {
             const std::uint32_t origin = own_->of(other).document;
