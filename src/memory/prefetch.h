@@ -18,7 +18,7 @@ inline void prefetch_at(const void* address) {
 // each would take longer than reading it.
 inline void prefetch(std::string_view text) {
     constexpr std::size_t cache_line = 64;
-    const std::size_t size = std::min(text.size(), 4 * cache_line);
+    const std::size_t size = std::min(text.size(), 8 * cache_line);
     for (std::size_t at = 0; at < size; at += cache_line) prefetch_at(text.data() + at);
     if (size != 0) prefetch_at(text.data() + size - 1);  // texts begin anywhere in a line
 }
