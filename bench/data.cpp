@@ -5,6 +5,12 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 #include <simdjson.h>
+#if __has_include(<valgrind/callgrind.h>)
+#include <valgrind/callgrind.h>
+#else
+#define CALLGRIND_START_INSTRUMENTATION
+#define CALLGRIND_STOP_INSTRUMENTATION
+#endif
 
 #include <map>
 #include <string_view>
@@ -25,6 +31,9 @@ std::string take(sync_json_result result) {
 void require(bool holds, const char* what) {
     if (!holds) throw std::runtime_error(what);
 }
+
+Counted::Counted() { CALLGRIND_START_INSTRUMENTATION; }
+Counted::~Counted() { CALLGRIND_STOP_INSTRUMENTATION; }
 
 namespace {
 

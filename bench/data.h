@@ -49,6 +49,15 @@ struct Data {
     void find_hashed(std::size_t notes);
 };
 
+// What valgrind counts while one of these lives, if the benchmark runs under it (scripts/bench --counts).
+class Counted {
+   public:
+    Counted();
+    ~Counted();
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+};
+
 // Of the size that the benchmark runs at.
 const Data& data(const benchmark::State& state);
 

@@ -20,6 +20,7 @@ namespace {
 
 void rapidjson_parse(benchmark::State& state, const std::string& text) {
     for (auto _ : state) {
+        const Counted counted;
         rapidjson::Document document;
         document.Parse(text.c_str());
         benchmark::DoNotOptimize(document);
@@ -31,6 +32,7 @@ void rapidjson_write(benchmark::State& state, const std::string& text, bool pars
     rapidjson::Document document;
     document.Parse(text.c_str());
     for (auto _ : state) {
+        const Counted counted;
         if (parse_too) {
             rapidjson::Document again;
             again.Parse(text.c_str());

@@ -36,7 +36,10 @@ template <class Call>
 void by_text(const char* name, Call call) {
     benchmark::RegisterBenchmark(name, [call](benchmark::State& state) {
         const Data& d = data(state);
-        for (auto _ : state) release(call(d));
+        for (auto _ : state) {
+            const Counted counted;
+            release(call(d));
+        }
         count(state, d.sync.size(), d.documents);
     })->Apply(sizes);
 }
@@ -50,7 +53,10 @@ void by_handle(const char* name, Call call) {
         Handle edited(new_sync_json_ptr(d.sync_edited.c_str()));
         // These make what a handle keeps for the next time, an update at its second one.
         for (int i = 0; i < 2; ++i) release(call(d, sync_json_ptr{handle}, sync_json_ptr{edited}));
-        for (auto _ : state) release(call(d, sync_json_ptr{handle}, sync_json_ptr{edited}));
+        for (auto _ : state) {
+            const Counted counted;
+            release(call(d, sync_json_ptr{handle}, sync_json_ptr{edited}));
+        }
         count(state, d.sync.size(), d.documents);
     })->Apply(sizes);
 }
@@ -68,7 +74,10 @@ void first_read(const char* name, Make make) {
             {
                 Handle fresh(make(d, sync_json_ptr{handle}, sync_json_ptr{edited}));
                 state.ResumeTiming();
-                sync_json_result read = read_sync_json_ptr(fresh, none);
+                sync_json_result read = [&] {
+                    const Counted counted;
+                    return read_sync_json_ptr(fresh, none);
+                }();
                 state.PauseTiming();
                 release(read);
             }
