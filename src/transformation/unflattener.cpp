@@ -29,8 +29,8 @@ using vocabulary::object_reference_marker;
 std::string_view slice(const char* begin, const char* end) { return {begin, static_cast<std::size_t>(end - begin)}; }
 
 // The objects of one content that have a member which the flattener looks for: such a member does not always come
-// first, and whether there is one decides how those before it are read. All of a content are found in one pass, as
-// looking for it in each object would skip the same members again at every level.
+// first, and whether there is one decides how the members before it are read. One pass finds all objects of a content;
+// looking in each object would skip the same members again at every level.
 class MarkedObjects {
    public:
     MarkedObjects() = default;
@@ -73,7 +73,7 @@ class MarkedObjects {
     std::vector<const char*> do_flatten_;
 };
 
-// How a written key stands to "_id".
+// Orders a written key against "_id".
 int order_to_id(std::string_view key) {
     if (key.empty() || (key[0] != vocabulary::id_key[0] && key[0] != '\\')) {
         return !key.empty() && static_cast<unsigned char>(key[0]) > '_' ? 1 : -1;
@@ -133,9 +133,9 @@ class ReadingOrder {
     std::size_t next_ = 0;
 };
 
-// Walks written contents once and writes what they stand for. Nearly all of a content stays as it is: it is copied in
-// runs, from `copied_` up to where something is left out or put in. Every step takes the place where its value begins
-// and answers where it ends. Recursion is bounded by the depth that a result may have.
+// Walks written contents once and writes the data that they describe. Nearly all of a content stays as it is: it is
+// copied in runs, from `copied_` up to where something is left out or put in. Every step takes the place where its
+// value begins and returns where it ends. Recursion is bounded by the depth that a result may have.
 class Rebuild {
    public:
     Rebuild(const ShownData& shown, Repeated repeated, bool discard_id, TextBuffer& out)
@@ -339,7 +339,7 @@ class Rebuild {
         return !places_.shows_member(*number);
     }
 
-    // What lies in an object that is not to be flattened stands as the host gave it.
+    // An object that is not to be flattened contains what the host gave, unchanged.
     const char* verbatim_end(const char* at, std::size_t depth) {
         const char* const end = written_value_end(at, end_);
         check_depth(depth);
