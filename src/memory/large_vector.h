@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "memory/large_pages.h"
@@ -19,7 +20,7 @@ struct LargePageAllocator {
 
     [[nodiscard]] T* allocate(std::size_t count) {
         T* const memory = std::allocator<T>().allocate(count);
-        prefer_large_pages(memory, count * sizeof(T));
+        prefer_large_pages(memory, std::span(memory, count).size_bytes());
         return memory;
     }
     void deallocate(T* memory, std::size_t count) noexcept { std::allocator<T>().deallocate(memory, count); }
