@@ -7,41 +7,41 @@ namespace zentadb {
 namespace {
 
 // "TEXT" is of no use to a reader; the description says what is expected.
-void describe(CLI::Option& option, const std::string& group) {
-    if (!option.get_positional()) option.type_name("VALUE");
-    if (option.get_positional()) option.type_name("");
+template <class Value>
+CLI::Option& add(CLI::App& command, const std::string& group, const std::string& name, Value& value,
+                 const std::string& help) {
+    CLI::Option& option = *command.add_option(name, value, help);
+    option.type_name(option.get_positional() ? "" : "VALUE");
     if (!group.empty()) option.group(group);
+    return option;
 }
 
 }  // namespace
 
 void Arguments::required(const std::string& name, std::string& value, const std::string& help) {
-    describe(*command_->add_option(name, value, help)->required(), group_);
+    add(*command_, group_, name, value, help).required();
 }
 
 void Arguments::required(const std::string& name, std::vector<std::string>& values, const std::string& help) {
-    describe(*command_->add_option(name, values, help)->required(), group_);
+    add(*command_, group_, name, values, help).required();
 }
 
 void Arguments::optional(const std::string& name, std::string& value, const std::string& help) {
-    describe(*command_->add_option(name, value, help), group_);
+    add(*command_, group_, name, value, help);
 }
 
 void Arguments::optional(const std::string& name, std::vector<std::string>& values, const std::string& help) {
-    CLI::Option* option = command_->add_option(name, values, help);
-    describe(*option, group_);
-    if (!option->get_positional()) option->allow_extra_args(false);  // one for each time it is given
+    CLI::Option& option = add(*command_, group_, name, values, help);
+    if (!option.get_positional()) option.allow_extra_args(false);  // one for each time it is given
 }
 
 void Arguments::optional(const std::string& name, std::uint32_t& value, const std::string& help) {
-    describe(*command_->add_option(name, value, help), group_);
+    add(*command_, group_, name, value, help);
 }
 
 void Arguments::choice(const std::string& name, std::string& value, const std::vector<std::string>& choices,
                        const std::string& help) {
-    CLI::Option* option = command_->add_option(name, value, help);
-    describe(*option, group_);
-    option->check(CLI::IsMember(choices).description(""));
+    add(*command_, group_, name, value, help).check(CLI::IsMember(choices).description(""));
 }
 
 void Arguments::flag(const std::string& name, bool& value, const std::string& help) {

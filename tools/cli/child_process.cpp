@@ -20,7 +20,7 @@ std::string output_of(const std::vector<std::string>& command, std::string_view 
     const auto printed = make_file();
     if (!given || !printed || std::fwrite(input.data(), 1, input.size(), given.get()) != input.size() ||
         std::fflush(given.get()) != 0) {
-        throw Failure(Outcome::system, "no space for temporary files");
+        throw Failure(ExitCode::system, "no space for temporary files");
     }
     std::rewind(given.get());
 
@@ -37,10 +37,10 @@ std::string output_of(const std::vector<std::string>& command, std::string_view 
     pid_t child = 0;
     const int failed = ::posix_spawnp(&child, words.front().c_str(), &actions, nullptr, arguments.data(), environ);
     ::posix_spawn_file_actions_destroy(&actions);
-    if (failed != 0) throw Failure(Outcome::system, "cannot run " + words.front(), advice);
+    if (failed != 0) throw Failure(ExitCode::system, "cannot run " + words.front(), advice);
     int status = 0;
     while (::waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) throw Failure(Outcome::system, words.front() + " failed");
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) throw Failure(ExitCode::system, words.front() + " failed");
 
     std::rewind(printed.get());
     std::string text;

@@ -20,13 +20,13 @@ namespace zentadb {
 
 namespace {
 
-// Both may contain parts of the data.
-int complain(Outcome outcome, const std::string& what, const std::string& advice = {}) {
+// Its texts may contain parts of the data.
+int report(const Failure& failure) {
     std::cout.flush();
     std::cerr << painted(Paint::red, "zentadb: ", std::cerr);
-    std::istringstream lines(what + '\n' + advice);
+    std::istringstream lines(std::string(failure.what()) + '\n' + failure.advice());
     for (std::string line; std::getline(lines, line);) std::cerr << printable(line) << '\n';
-    return static_cast<int>(outcome);
+    return static_cast<int>(failure.exit_code());
 }
 
 // Leaves out what is before the host in every URL of a text, such as an argument in the wrong place.
@@ -52,23 +52,17 @@ Program::Program()
 
 Program::~Program() = default;
 
-CLI::App& Program::command(const std::string& name, const std::string& group, const std::string& does,
-                           const std::string& examples) {
+Arguments Program::add(const std::string& name, std::function<ExitCode()> act, const std::string& group,
+                       const std::string& does, const std::string& examples) {
     CLI::App* command = app_->add_subcommand(name, does);
     command->group(group);
     command->fallthrough();
     std::string footer = "Examples:\n";
-    for (std::size_t begin = 0; begin < examples.size();) {
-        const std::size_t end = std::min(examples.find('\n', begin), examples.size());
-        footer.append("  ").append(examples, begin, end - begin).append("\n");
-        begin = end + 1;
-    }
+    std::istringstream lines(examples);
+    for (std::string line; std::getline(lines, line);) footer.append("  ").append(line).append("\n");
     command->footer(footer);
-    return *command;
-}
-
-void Program::on(CLI::App& command, std::function<Outcome()> run) {
-    command.callback([this, run = std::move(run)] { outcome_ = run(); });
+    command->callback([this, act = std::move(act)] { exit_code_ = act(); });
+    return Arguments(*command);
 }
 
 std::vector<CommandOutline> Program::outline() const {
@@ -90,7 +84,7 @@ void Program::refuse_unknown(int count, char** arguments) const {
     if (count < 2 || arguments[1][0] == '-') return;
     const std::string name = arguments[1];
     if (!app_->get_subcommands([&](CLI::App* command) { return command->check_name(name); }).empty()) return;
-    throw Failure(Outcome::usage, name + ": no such command", "zentadb --help lists the commands.");
+    throw Failure(ExitCode::usage, name + ": no such command", "zentadb --help lists the commands.");
 }
 
 int Program::run(int count, char** arguments) {
@@ -111,22 +105,21 @@ int Program::run_command(int count, char** arguments) {
     try {
         refuse_unknown(count, arguments);
         app_->parse(count, arguments);
-        if (!std::cout.flush()) return complain(Outcome::system, "cannot write standard output");
-        return static_cast<int>(outcome_);
+        if (!std::cout.flush()) return report({ExitCode::system, "cannot write standard output"});
+        return static_cast<int>(exit_code_);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app_->exit(error);  // help
         const std::vector<CLI::App*> commands = app_->get_subcommands();
-        return complain(Outcome::usage, without_passwords(error.what()),
-                        "See zentadb " + (commands.empty() ? "" : commands.front()->get_name() + " ") + "--help.");
+        return report({ExitCode::usage, without_passwords(error.what()),
+                       "See zentadb " + (commands.empty() ? "" : commands.front()->get_name() + " ") + "--help."});
     } catch (const Failure& failure) {
-        return complain(failure.outcome(), failure.what(), failure.advice());
+        return report(failure);
     } catch (const zentadbpp::Error& error) {
-        const Failure failure = explained(error);
-        return complain(failure.outcome(), failure.what(), failure.advice());
+        return report(explained(error));
     } catch (const std::bad_alloc&) {
-        return complain(Outcome::system, "out of memory");
+        return report({ExitCode::system, "out of memory"});
     } catch (const std::exception& error) {
-        return complain(Outcome::system, error.what());
+        return report({ExitCode::system, error.what()});
     }
 }
 

@@ -1,8 +1,5 @@
-#include <algorithm>
 #include <iostream>
-#include <memory>
 
-#include "cli/arguments.h"
 #include "cli/table.h"
 #include "commands.h"
 #include "inspect/data_shape.h"
@@ -63,12 +60,12 @@ std::string why_refused(const Options& options, const std::string& text, const n
     }
 }
 
-Outcome arrays(const Options& options) {
+ExitCode arrays(const Options& options) {
     const std::string text = read_file(options.data);
     const nlohmann::json config = nlohmann::json::parse(options.settings.config());
     const std::string refused = why_refused(options, text, config);
     const nlohmann::json data = nlohmann::json::parse(text, nullptr, false);
-    if (!data.is_object()) throw Failure(Outcome::input, input_name(options.data) + ": not a JSON object in UTF-8");
+    if (!data.is_object()) throw Failure(ExitCode::input, input_name(options.data) + ": not a JSON object in UTF-8");
     const DataShape shape(data, config);
     const bool all_well = refused.empty() && shape.is_sound();
     const auto helps = [&](const nlohmann::json& suggested) {
@@ -94,7 +91,7 @@ Outcome arrays(const Options& options) {
                             {"shared", array.shared}});
         }
         std::cout << pretty({{"arrays", list}, {"refused", refused}, {"configuration", suggested}}) << '\n';
-        return options.exit_code && !all_well ? Outcome::found : Outcome::done;
+        return options.exit_code && !all_well ? ExitCode::found : ExitCode::done;
     }
     Table table({"PATH", "ELEMENTS", "IDS", "DOMAIN"});
     for (const ArrayPlace& array : shape.arrays()) {
@@ -121,24 +118,21 @@ Outcome arrays(const Options& options) {
     } else if (!all_well) {
         std::cout << "No configuration gives stable ids; the elements need an \"_id\" of their own\n";
     }
-    return options.exit_code && !all_well ? Outcome::found : Outcome::done;
+    return options.exit_code && !all_well ? ExitCode::found : ExitCode::done;
 }
 
 }  // namespace
 
 void add_arrays(Program& program) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command =
-        program.command("arrays", looking, "Show the arrays in data and whether their elements have ids",
+    auto [arguments, options] =
+        program.command("arrays", arrays, looking, "Show the arrays in data and whether their elements have ids",
                         "zentadb arrays trip.json\n"
                         "zentadb arrays trip.json --ids 'code;name,year'\n"
                         "zentadb arrays trip.json --json | jq .configuration > config.json");
-    Arguments arguments(command);
-    arguments.required("DATA", options->data, "A JSON object, - for standard input");
-    arguments.flag("--json", options->json, "Print JSON");
-    arguments.flag("--exit-code", options->exit_code, "Exit with 1 if an element has no id of its own");
-    options->settings.declare_writing(arguments);
-    program.on(command, [options] { return arrays(*options); });
+    arguments.required("DATA", options.data, "A JSON object, - for standard input");
+    arguments.flag("--json", options.json, "Print JSON");
+    arguments.flag("--exit-code", options.exit_code, "Exit with 1 if an element has no id of its own");
+    options.settings.declare_writing(arguments);
 }
 
 }  // namespace zentadb

@@ -1,9 +1,7 @@
 #include <array>
 #include <iostream>
-#include <memory>
 #include <unordered_set>
 
-#include "cli/arguments.h"
 #include "cli/table.h"
 #include "commands.h"
 #include "inspect/names.h"
@@ -24,7 +22,7 @@ struct Options {
     bool exit_code = false;
 };
 
-Outcome changes(const Options& options) {
+ExitCode changes(const Options& options) {
     refuse_shared_input(std::array{options.older, options.newer});
     Store older = open_store(options.older);
     Store newer = open_store(options.newer);
@@ -53,23 +51,21 @@ Outcome changes(const Options& options) {
     } else {
         table.print(std::cout);
     }
-    return options.exit_code && count > 0 ? Outcome::found : Outcome::done;
+    return options.exit_code && count > 0 ? ExitCode::found : ExitCode::done;
 }
 
 }  // namespace
 
 void add_changes(Program& program) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("changes", looking, "List the documents that differ from an older state",
-                                        "zentadb changes yesterday.sync trip.sync\n"
-                                        "git show HEAD:trip.sync | zentadb changes - trip.sync");
-    Arguments arguments(command);
-    arguments.required("OLD", options->older, "The older store, - for standard input");
-    arguments.required("NEW", options->newer, "The newer store, - for standard input");
-    arguments.flag("-a,--all", options->all, "Include the documents that store the order of arrays");
-    arguments.flag("--json", options->json, "Print JSON");
-    arguments.flag("--exit-code", options->exit_code, "Exit with 1 if there are changes");
-    program.on(command, [options] { return changes(*options); });
+    auto [arguments, options] =
+        program.command("changes", changes, looking, "List the documents that differ from an older state",
+                        "zentadb changes yesterday.sync trip.sync\n"
+                        "git show HEAD:trip.sync | zentadb changes - trip.sync");
+    arguments.required("OLD", options.older, "The older store, - for standard input");
+    arguments.required("NEW", options.newer, "The newer store, - for standard input");
+    arguments.flag("-a,--all", options.all, "Include the documents that store the order of arrays");
+    arguments.flag("--json", options.json, "Print JSON");
+    arguments.flag("--exit-code", options.exit_code, "Exit with 1 if there are changes");
 }
 
 }  // namespace zentadb

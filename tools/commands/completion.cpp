@@ -1,12 +1,15 @@
 #include <iostream>
-#include <memory>
 
-#include "cli/arguments.h"
 #include "commands.h"
 
 namespace zentadb {
 
 namespace {
+
+struct Options {
+    const Program* program = nullptr;
+    std::string shell;
+};
 
 std::string joined(const std::vector<std::string>& words) {
     std::string text;
@@ -52,23 +55,24 @@ std::string fish_text(const std::vector<CommandOutline>& commands) {
     return text;
 }
 
+ExitCode complete(const Options& options) {
+    const std::vector<CommandOutline> commands = options.program->outline();
+    if (options.shell.empty()) throw Failure(ExitCode::usage, "SHELL is required", "Give bash, zsh or fish.");
+    if (options.shell == "zsh") std::cout << "autoload -U +X bashcompinit && bashcompinit\n";
+    std::cout << (options.shell == "fish" ? fish_text(commands) : bash_text(commands));
+    return ExitCode::done;
+}
+
 }  // namespace
 
 void add_completion(Program& program) {
-    const auto shell = std::make_shared<std::string>();
-    CLI::App& command =
-        program.command("completion", texts, "Print a script that completes commands and options in a shell",
+    auto [arguments, options] =
+        program.command("completion", complete, texts, "Print a script that completes commands and options in a shell",
                         "zentadb completion bash > ~/.local/share/bash-completion/completions/zentadb\n"
                         "source <(zentadb completion zsh)                     # in ~/.zshrc\n"
                         "zentadb completion fish > ~/.config/fish/completions/zentadb.fish");
-    Arguments(command).choice("SHELL", *shell, {"bash", "zsh", "fish"}, "bash, zsh or fish");
-    program.on(command, [shell, &program] {
-        const std::vector<CommandOutline> commands = program.outline();
-        if (shell->empty()) throw Failure(Outcome::usage, "SHELL is required", "Give bash, zsh or fish.");
-        if (*shell == "zsh") std::cout << "autoload -U +X bashcompinit && bashcompinit\n";
-        std::cout << (*shell == "fish" ? fish_text(commands) : bash_text(commands));
-        return Outcome::done;
-    });
+    options.program = &program;
+    arguments.choice("SHELL", options.shell, {"bash", "zsh", "fish"}, "bash, zsh or fish");
 }
 
 }  // namespace zentadb

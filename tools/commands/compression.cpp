@@ -1,7 +1,5 @@
-#include <memory>
 #include <optional>
 
-#include "cli/arguments.h"
 #include "cli/explain.h"
 #include "commands.h"
 #include "store/files.h"
@@ -14,9 +12,10 @@ namespace {
 struct Options {
     std::string file;
     std::string output;
+    zentadbpp::Value (*conversion)(const zentadbpp::Text&) = nullptr;
 };
 
-Outcome convert(const Options& options, zentadbpp::Value (*conversion)(const zentadbpp::Text&)) {
+ExitCode convert(const Options& options) {
     const bool in_place = options.output.empty() && options.file != "-";
     std::optional<FileLock> lock;
     if (in_place) lock.emplace(options.file);
@@ -24,14 +23,14 @@ Outcome convert(const Options& options, zentadbpp::Value (*conversion)(const zen
     // The library takes anything but an object for an empty one.
     const std::size_t begin = text.find_first_not_of(" \t\r\n");
     if (begin == std::string::npos || text[begin] != '@') {
-        if (const auto problem = json_problem(options.file, text)) throw Failure(Outcome::damaged, *problem);
-        if (text[begin] != '{') throw Failure(Outcome::input, input_name(options.file) + ": not a JSON object");
+        if (const auto problem = json_problem(options.file, text)) throw Failure(ExitCode::damaged, *problem);
+        if (text[begin] != '{') throw Failure(ExitCode::input, input_name(options.file) + ": not a JSON object");
     }
     const zentadbpp::Value converted = [&] {
         try {
-            return conversion(text);
+            return options.conversion(text);
         } catch (const zentadbpp::Error& error) {
-            throw Failure(Outcome::damaged, input_name(options.file) + ": " + explained(error).what(),
+            throw Failure(ExitCode::damaged, input_name(options.file) + ": " + explained(error).what(),
                           explained(error).advice());
         }
     }();
@@ -40,17 +39,15 @@ Outcome convert(const Options& options, zentadbpp::Value (*conversion)(const zen
     } else if (!(converted == text)) {
         replace_file(options.file, converted.view());
     }
-    return Outcome::done;
+    return ExitCode::done;
 }
 
 void add(Program& program, const char* name, const char* does, const char* examples,
          zentadbpp::Value (*conversion)(const zentadbpp::Text&)) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command(name, texts, does, examples);
-    Arguments arguments(command);
-    arguments.required("FILE", options->file, "A store, or any other JSON object; - for standard input and output");
-    arguments.optional("-o,--output", options->output, "Write the result to this file and leave FILE unchanged");
-    program.on(command, [options, conversion] { return convert(*options, conversion); });
+    auto [arguments, options] = program.command(name, convert, texts, does, examples);
+    options.conversion = conversion;
+    arguments.required("FILE", options.file, "A store, or any other JSON object; - for standard input and output");
+    arguments.optional("-o,--output", options.output, "Write the result to this file and leave FILE unchanged");
 }
 
 }  // namespace

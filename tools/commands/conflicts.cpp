@@ -1,11 +1,9 @@
 #include <algorithm>
 #include <iostream>
-#include <memory>
 
-#include "cli/arguments.h"
 #include "cli/table.h"
 #include "commands.h"
-#include "inspect/below.h"
+#include "inspect/hidden_documents.h"
 #include "inspect/places.h"
 #include "inspect/revision_marks.h"
 #include "inspect/shown_content.h"
@@ -173,7 +171,7 @@ ordered_json as_json(const Conflict& conflict) {
             {"can_merge", conflict.can_merge}};
 }
 
-Outcome show_conflicts(const Options& options) {
+ExitCode show_conflicts(const Options& options) {
     Store store = open_store(options.store);
     const std::vector<Conflict> conflicts = conflicts_of(store, options.id);
     if (options.json) {
@@ -190,22 +188,20 @@ Outcome show_conflicts(const Options& options) {
                       << " of them\n";
         }
     }
-    return options.exit_code && !conflicts.empty() ? Outcome::found : Outcome::done;
+    return options.exit_code && !conflicts.empty() ? ExitCode::found : ExitCode::done;
 }
 
 }  // namespace
 
 void add_conflicts(Program& program) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("conflicts", maintenance, "Show the documents with conflicting edits",
-                                        "zentadb conflicts trip.sync\n"
-                                        "zentadb conflicts trip.sync --exit-code > /dev/null || echo conflicts");
-    Arguments arguments(command);
-    arguments.required("STORE", options->store, "The store");
-    arguments.optional("ID", options->id, "Only this document");
-    arguments.flag("--json", options->json, "Print JSON, the winning version first");
-    arguments.flag("--exit-code", options->exit_code, "Exit with 1 if there are conflicts");
-    program.on(command, [options] { return show_conflicts(*options); });
+    auto [arguments, options] =
+        program.command("conflicts", show_conflicts, maintenance, "Show the documents with conflicting edits",
+                        "zentadb conflicts trip.sync\n"
+                        "zentadb conflicts trip.sync --exit-code > /dev/null || echo conflicts");
+    arguments.required("STORE", options.store, "The store");
+    arguments.optional("ID", options.id, "Only this document");
+    arguments.flag("--json", options.json, "Print JSON, the winning version first");
+    arguments.flag("--exit-code", options.exit_code, "Exit with 1 if there are conflicts");
 }
 
 }  // namespace zentadb

@@ -1,9 +1,7 @@
 #include <array>
-#include <memory>
 #include <unordered_map>
 #include <zentadbpp_verify.hpp>
 
-#include "cli/arguments.h"
 #include "cli/explain.h"
 #include "commands.h"
 #include "inspect/sync_json.h"
@@ -39,12 +37,7 @@ Json root_of(const zentadbpp::Handle& handle) {
     return handle.all_docs() == "[]" ? Json::object() : Json{{root_member, handle.root().str()}};
 }
 
-std::string member_text(const Json& object, const char* key) {
-    const auto member = object.find(key);
-    return member != object.end() && member->is_string() ? member->get<std::string>() : "";
-}
-
-Outcome diff(const Options& options) {
+ExitCode diff(const Options& options) {
     refuse_shared_input(std::array{options.store, options.other});
     const Store older = open_store(options.store);
     const Store newer = open_store(options.other);
@@ -55,7 +48,7 @@ Outcome diff(const Options& options) {
     members[to_member] = zentadbpp::sha256(after);
     write_output(options.output.empty() ? "-" : options.output,
                  with_members(zentadbpp::diff(before, after).str(), members) + "\n");
-    return Outcome::done;
+    return ExitCode::done;
 }
 
 // Whether a store has all that the operations take away or replace, and nothing that they add otherwise: for patches of
@@ -79,17 +72,17 @@ bool has_what_changes(const SyncJson& store, const Json& patch) {
 }
 
 [[noreturn]] void refuse(const Options& options, const std::string& why) {
-    throw Failure(Outcome::input, input_name(options.other) + ": the patch does not fit " + options.store + ": " + why,
+    throw Failure(ExitCode::input, input_name(options.other) + ": the patch does not fit " + options.store + ": " + why,
                   "Nothing was changed. Apply it to the store that it was made from; merge any other store.");
 }
 
-Outcome patch(const Options& options) {
+ExitCode patch(const Options& options) {
     refuse_shared_input(std::array{options.store, options.other});
     const std::string operations = read_file(options.other);
     const Json parsed = Json::parse(operations, nullptr, false);
-    if (const auto problem = json_problem(options.other, operations)) throw Failure(Outcome::input, *problem);
+    if (const auto problem = json_problem(options.other, operations)) throw Failure(ExitCode::input, *problem);
     if (!parsed.is_object() || (!parsed.contains("d") && !parsed.contains("o"))) {
-        throw Failure(Outcome::input, input_name(options.other) + ": not a patch", "zentadb diff OLD NEW makes one.");
+        throw Failure(ExitCode::input, input_name(options.other) + ": not a patch", "zentadb diff OLD NEW makes one.");
     }
     StoreChange change(options.store, options.output, StoreChange::Missing::is_empty);
     const zentadbpp::Handle& before = change.store().handle;
@@ -100,7 +93,7 @@ Outcome patch(const Options& options) {
         const std::string found = zentadbpp::sha256(text);
         if (found == to) {  // it was applied already
             change.commit(before);
-            return Outcome::done;
+            return ExitCode::done;
         }
         if (from.empty() ? !has_what_changes(SyncJson(before), parsed) : found != from) {
             refuse(options, "it was made from another store");
@@ -115,32 +108,28 @@ Outcome patch(const Options& options) {
     } catch (const Json::exception&) {
         refuse(options, "its operations are not what zentadb diff makes");
     }
-    return Outcome::done;
+    return ExitCode::done;
 }
 
 }  // namespace
 
 void add_diff(Program& program) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("diff", texts, "Show the changes from one store to another, entry by entry",
-                                        "zentadb diff sent.sync trip.sync > trip.patch");
-    Arguments arguments(command);
-    arguments.required("OLD", options->store, "The store before");
-    arguments.required("NEW", options->other, "The store after");
-    arguments.optional("-o,--output", options->output, "Write the patch to this file");
-    program.on(command, [options] { return diff(*options); });
+    auto [arguments, options] =
+        program.command("diff", diff, texts, "Show the changes from one store to another, entry by entry",
+                        "zentadb diff sent.sync trip.sync > trip.patch");
+    arguments.required("OLD", options.store, "The store before");
+    arguments.required("NEW", options.other, "The store after");
+    arguments.optional("-o,--output", options.output, "Write the patch to this file");
 }
 
 void add_patch(Program& program) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("patch", texts, "Apply a patch made by diff",
-                                        "zentadb patch sent.sync trip.patch\n"
-                                        "zentadb diff sent.sync trip.sync | ssh server zentadb patch trip.sync -");
-    Arguments arguments(command);
-    arguments.required("STORE", options->store, "The store before; created if it is missing");
-    arguments.required("PATCH", options->other, "The patch, - for standard input");
-    arguments.optional("-o,--output", options->output, "Write the store to this file and leave STORE unchanged");
-    program.on(command, [options] { return patch(*options); });
+    auto [arguments, options] =
+        program.command("patch", patch, texts, "Apply a patch made by diff",
+                        "zentadb patch sent.sync trip.patch\n"
+                        "zentadb diff sent.sync trip.sync | ssh server zentadb patch trip.sync -");
+    arguments.required("STORE", options.store, "The store before; created if it is missing");
+    arguments.required("PATCH", options.other, "The patch, - for standard input");
+    arguments.optional("-o,--output", options.output, "Write the store to this file and leave STORE unchanged");
 }
 
 }  // namespace zentadb

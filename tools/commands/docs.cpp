@@ -1,8 +1,5 @@
-#include <algorithm>
 #include <iostream>
-#include <memory>
 
-#include "cli/arguments.h"
 #include "cli/table.h"
 #include "commands.h"
 #include "inspect/places.h"
@@ -20,7 +17,7 @@ struct Options {
     bool json = false;
 };
 
-Outcome docs(const Options& options) {
+ExitCode docs(const Options& options) {
     Store store = open_store(options.store);
     const SyncJson sync_json(store.handle);
     const Places places(store);
@@ -55,21 +52,18 @@ Outcome docs(const Options& options) {
     } else if (!table.empty()) {
         table.print(std::cout);
     }
-    return Outcome::done;
+    return ExitCode::done;
 }
 
 }  // namespace
 
 void add_docs(Program& program) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("docs", looking, "List the documents of a store",
-                                        "zentadb docs trip.sync\n"
-                                        "zentadb docs trip.sync --json | jq '.[] | select(.deleted) | .id'");
-    Arguments arguments(command);
-    arguments.required("STORE", options->store, "The store");
-    arguments.flag("-a,--all", options->all, "Include the documents that store the order of arrays");
-    arguments.flag("--json", options->json, "Print JSON");
-    program.on(command, [options] { return docs(*options); });
+    auto [arguments, options] = program.command("docs", docs, looking, "List the documents of a store",
+                                                "zentadb docs trip.sync\n"
+                                                "zentadb docs trip.sync --json | jq '.[] | select(.deleted) | .id'");
+    arguments.required("STORE", options.store, "The store");
+    arguments.flag("-a,--all", options.all, "Include the documents that store the order of arrays");
+    arguments.flag("--json", options.json, "Print JSON");
 }
 
 }  // namespace zentadb

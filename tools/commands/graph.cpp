@@ -1,7 +1,5 @@
-#include <iostream>
-#include <memory>
+#include <array>
 
-#include "cli/arguments.h"
 #include "cli/child_process.h"
 #include "cli/table.h"
 #include "commands.h"
@@ -70,22 +68,13 @@ std::string label_of(const Node& node, const std::string& line_break,
     return label;
 }
 
-std::string dot_style(Mark mark) {
-    switch (mark) {
-        case Mark::wins:
-            return ", penwidth=2, fillcolor=palegreen";
-        case Mark::conflict:
-            return ", fillcolor=khaki";
-        case Mark::deleted:
-            return ", fillcolor=lightpink";
-        case Mark::closed:
-        case Mark::merged:
-            return ", style=\"rounded,filled,dashed\", fillcolor=whitesmoke";
-        case Mark::none:
-            break;
-    }
-    return {};
-}
+// In the order of the marks.
+constexpr std::array dot_styles = {"",
+                                   ", penwidth=2, fillcolor=palegreen",
+                                   ", fillcolor=khaki",
+                                   ", fillcolor=lightpink",
+                                   ", style=\"rounded,filled,dashed\", fillcolor=whitesmoke",
+                                   ", style=\"rounded,filled,dashed\", fillcolor=whitesmoke"};
 
 std::string dot_text(const std::string& id, const std::vector<Node>& nodes) {
     std::string text = "digraph \"" + replaced(printable(id), {{'"', "\\\""}, {'\\', "\\\\"}}) + "\" {\n";
@@ -94,7 +83,8 @@ std::string dot_text(const std::string& id, const std::vector<Node>& nodes) {
     for (std::size_t index = 0; index < nodes.size(); ++index) {
         if (nodes[index].is_quiet) continue;
         const std::string label = label_of(nodes[index], "\\n", {{'"', "\\\""}, {'\\', "\\\\"}});
-        text += "    r" + std::to_string(index) + " [label=\"" + label + "\"" + dot_style(nodes[index].mark) + "];\n";
+        text += "    r" + std::to_string(index) + " [label=\"" + label + "\"" +
+                dot_styles[static_cast<std::size_t>(nodes[index].mark)] + "];\n";
         if (nodes[index].parent != Revision::none) {
             text += "    r" + std::to_string(nodes[index].parent) + " -> r" + std::to_string(index) + ";\n";
         }
@@ -120,7 +110,7 @@ std::string mermaid_text(const std::vector<Node>& nodes) {
     return text + "    classDef wins stroke-width:3px\n    classDef conflict stroke-dasharray:4\n";
 }
 
-Outcome graph(const Options& options) {
+ExitCode graph(const Options& options) {
     const std::vector<Node> nodes = nodes_of(options);
     if (options.format == "mermaid") {
         write_output(options.output, mermaid_text(nodes));
@@ -131,24 +121,21 @@ Outcome graph(const Options& options) {
                      output_of({"dot", "-Tsvg"}, dot_text(options.id, nodes),
                                "Install Graphviz (apt-get install graphviz), or use --format mermaid."));
     }
-    return Outcome::done;
+    return ExitCode::done;
 }
 
 }  // namespace
 
 void add_graph(Program& program) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("graph", looking, "Draw the history of a document as a graph",
-                                        "zentadb graph trip.sync t1 --format svg -o t1.svg\n"
-                                        "zentadb graph trip.sync t1 | dot -Tpng > t1.png\n"
-                                        "zentadb graph trip.sync t1 --format mermaid");
-    Arguments arguments(command);
-    arguments.required("STORE", options->store, "The store");
-    arguments.required("ID", options->id, "Id of the document");
-    arguments.choice("--format", options->format, {"dot", "svg", "mermaid"},
+    auto [arguments, options] = program.command("graph", graph, looking, "Draw the history of a document as a graph",
+                                                "zentadb graph trip.sync t1 --format svg -o t1.svg\n"
+                                                "zentadb graph trip.sync t1 | dot -Tpng > t1.png\n"
+                                                "zentadb graph trip.sync t1 --format mermaid");
+    arguments.required("STORE", options.store, "The store");
+    arguments.required("ID", options.id, "Id of the document");
+    arguments.choice("--format", options.format, {"dot", "svg", "mermaid"},
                      "dot (the default), svg (through Graphviz's dot) or mermaid");
-    arguments.optional("-o,--output", options->output, "Write the drawing to this file");
-    program.on(command, [options] { return graph(*options); });
+    arguments.optional("-o,--output", options.output, "Write the drawing to this file");
 }
 
 }  // namespace zentadb

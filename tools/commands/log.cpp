@@ -1,8 +1,6 @@
 #include <algorithm>
 #include <iostream>
-#include <memory>
 
-#include "cli/arguments.h"
 #include "cli/table.h"
 #include "commands.h"
 #include "inspect/revision_marks.h"
@@ -89,14 +87,14 @@ void draw(const Options& options, const SyncJson& sync_json, const RevisionTree&
     }
 }
 
-Outcome log(const Options& options) {
+ExitCode log(const Options& options) {
     const Store store = open_store(options.store);
     const SyncJson sync_json(store.handle, input_name(store.path));
     const RevisionTree tree = sync_json.tree(options.id);
     const RevisionMarks marks(store, options.id, tree);
     if (!options.json) {
         draw(options, sync_json, tree, marks);
-        return Outcome::done;
+        return ExitCode::done;
     }
     auto list = nlohmann::ordered_json::array();
     for (std::size_t index = 0; index < tree.revisions().size(); ++index) {
@@ -109,23 +107,20 @@ Outcome log(const Options& options) {
                         {"available", sync_json.has_content(revision)}});
     }
     std::cout << pretty(list) << '\n';
-    return Outcome::done;
+    return ExitCode::done;
 }
 
 }  // namespace
 
 void add_log(Program& program) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("log", looking, "Draw the history of a document",
-                                        "zentadb log trip.sync t1\n"
-                                        "zentadb log trip.sync t1 --full | less -R");
-    Arguments arguments(command);
-    arguments.required("STORE", options->store, "The store");
-    arguments.required("ID", options->id, "Id of the document");
-    arguments.flag("--full", options->full, "Print full names and changes");
-    arguments.flag("--ascii", options->ascii, "Draw with ASCII characters");
-    arguments.flag("--json", options->json, "Print JSON, parents before their children");
-    program.on(command, [options] { return log(*options); });
+    auto [arguments, options] = program.command("log", log, looking, "Draw the history of a document",
+                                                "zentadb log trip.sync t1\n"
+                                                "zentadb log trip.sync t1 --full | less -R");
+    arguments.required("STORE", options.store, "The store");
+    arguments.required("ID", options.id, "Id of the document");
+    arguments.flag("--full", options.full, "Print full names and changes");
+    arguments.flag("--ascii", options.ascii, "Draw with ASCII characters");
+    arguments.flag("--json", options.json, "Print JSON, parents before their children");
 }
 
 }  // namespace zentadb

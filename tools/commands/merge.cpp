@@ -1,16 +1,14 @@
 #include <iostream>
 #include <map>
-#include <memory>
 #include <vector>
 
 #include "cli/activity.h"
-#include "cli/arguments.h"
 #include "cli/explain.h"
 #include "cli/library_silence.h"
 #include "cli/terminal.h"
 #include "commands.h"
-#include "inspect/below.h"
 #include "inspect/forgery.h"
+#include "inspect/hidden_documents.h"
 #include "inspect/summary.h"
 #include "resolve/join.h"
 #include "store/store.h"
@@ -33,7 +31,7 @@ struct Options {
 // The store as messages call it: git merges in a temporary file.
 std::string name_of(const Options& options) { return options.name.empty() ? options.store : options.name; }
 
-Outcome merge(const Options& options) {
+ExitCode merge(const Options& options) {
     std::vector<std::string> inputs = options.sources;
     inputs.push_back(options.store);
     refuse_shared_input(inputs);
@@ -74,40 +72,40 @@ Outcome merge(const Options& options) {
         }
         if (!notice.empty()) std::cerr << painted(Paint::yellow, notice, std::cerr) << '\n';
     }
-    return options.exit_code && !notice.empty() ? Outcome::found : Outcome::done;
+    return options.exit_code && !notice.empty() ? ExitCode::found : ExitCode::done;
+}
+
+// The same with the name of the store in messages of failures.
+ExitCode merge_named(const Options& options) {
+    const auto named = [&](const Failure& failure) {
+        const std::string prefix = options.name.empty() ? "" : options.name + ": ";
+        return Failure(failure.exit_code(), prefix + failure.what(), failure.advice());
+    };
+    try {
+        return merge(options);
+    } catch (const Failure& failure) {
+        throw named(failure);
+    } catch (const zentadbpp::Error& error) {
+        throw named(explained(error));
+    }
 }
 
 }  // namespace
 
 void add_merge(Program& program) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command =
-        program.command("merge", daily_use, "Merge other copies into a store",
+    auto [arguments, options] =
+        program.command("merge", merge_named, daily_use, "Merge other copies into a store",
                         "zentadb merge laptop.sync phone.sync\n"
                         "ssh phone cat trip.sync | zentadb merge trip.sync -\n"
                         "git config merge.zentadb.driver 'zentadb merge --name %P %A %B'   # *.sync merge=zentadb");
-    Arguments arguments(command);
-    arguments.required("STORE", options->store, "The store; created if it is missing");
-    arguments.required("FROM", options->sources, "The stores to merge, - for standard input");
-    arguments.optional("-o,--output", options->output, "Write the result to this file and leave STORE unchanged");
-    arguments.optional("--name", options->name, "Name of the store in messages, if STORE is a temporary file");
-    arguments.flag("--force", options->force, "Merge contents even if they do not hash to their names");
-    arguments.flag("--join", options->join, "Keep both objects if copies created them independently under one id");
-    arguments.flag("-q,--quiet", options->quiet, "Do not print what changed");
-    arguments.flag("--exit-code", options->exit_code, "Exit with 1 if there are conflicts after the merge");
-    program.on(command, [options] {
-        const auto named = [&](const Failure& failure) {
-            const std::string prefix = options->name.empty() ? "" : options->name + ": ";
-            return Failure(failure.outcome(), prefix + failure.what(), failure.advice());
-        };
-        try {
-            return merge(*options);
-        } catch (const Failure& failure) {
-            throw named(failure);
-        } catch (const zentadbpp::Error& error) {
-            throw named(explained(error));
-        }
-    });
+    arguments.required("STORE", options.store, "The store; created if it is missing");
+    arguments.required("FROM", options.sources, "The stores to merge, - for standard input");
+    arguments.optional("-o,--output", options.output, "Write the result to this file and leave STORE unchanged");
+    arguments.optional("--name", options.name, "Name of the store in messages, if STORE is a temporary file");
+    arguments.flag("--force", options.force, "Merge contents even if they do not hash to their names");
+    arguments.flag("--join", options.join, "Keep both objects if copies created them independently under one id");
+    arguments.flag("-q,--quiet", options.quiet, "Do not print what changed");
+    arguments.flag("--exit-code", options.exit_code, "Exit with 1 if there are conflicts after the merge");
 }
 
 }  // namespace zentadb

@@ -1,9 +1,6 @@
 #include <iostream>
-#include <limits>
-#include <memory>
 #include <nlohmann/json.hpp>
 
-#include "cli/arguments.h"
 #include "cli/table.h"
 #include "commands.h"
 #include "inspect/sync_json.h"
@@ -25,9 +22,9 @@ struct Options {
     Settings settings;
 };
 
-Outcome prune(const Options& options) {
+ExitCode prune(const Options& options) {
     if (options.keep == 0 && !options.force) {
-        throw Failure(Outcome::usage, "--keep 0 would drop the data itself", "Use --force if you want that.");
+        throw Failure(ExitCode::usage, "--keep 0 would drop the data itself", "Use --force if you want that.");
     }
     StoreChange change(options.store, options.output);
     Store& store = change.store();
@@ -36,7 +33,7 @@ Outcome prune(const Options& options) {
     for (const std::string& id : options.ids) static_cast<void>(sync_json.tree(id));
     const std::size_t unresolved = store.handle.unresolved().size();
     if (unresolved > 0 && !options.force) {
-        throw Failure(Outcome::input,
+        throw Failure(ExitCode::input,
                       counted(unresolved, "document") + " in conflict: pruning would drop the losing versions",
                       "Resolve them first (zentadb conflicts, zentadb resolve), or use --force.");
     }
@@ -52,26 +49,22 @@ Outcome prune(const Options& options) {
     if (!options.dry_run) change.commit(pruned);
     std::cerr << readable_size(before) << (options.dry_run ? " would become " : " became ") << readable_size(after)
               << '\n';
-    return Outcome::done;
+    return ExitCode::done;
 }
 
 }  // namespace
 
 void add_prune(Program& program) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("prune", maintenance, "Drop the contents of old revisions",
-                                        "zentadb prune trip.sync\n"
-                                        "zentadb prune trip.sync --keep 3 --dry-run");
-    Arguments arguments(command);
-    arguments.required("STORE", options->store, "The store");
-    arguments.optional("ID", options->ids, "Only these documents");
-    arguments.optional("--keep", options->keep, "Revisions of each document that keep their content (default: 1)");
-    arguments.flag("--dry-run", options->dry_run, "Only print what it would save");
-    arguments.flag("--force", options->force,
-                   "Prune even if conflicts, or with --keep 0 the data, lose their contents");
-    arguments.optional("-o,--output", options->output, "Write the store to this file and leave STORE unchanged");
-    options->settings.declare_reading(arguments);
-    program.on(command, [options] { return prune(*options); });
+    auto [arguments, options] = program.command("prune", prune, maintenance, "Drop the contents of old revisions",
+                                                "zentadb prune trip.sync\n"
+                                                "zentadb prune trip.sync --keep 3 --dry-run");
+    arguments.required("STORE", options.store, "The store");
+    arguments.optional("ID", options.ids, "Only these documents");
+    arguments.optional("--keep", options.keep, "Revisions of each document that keep their content (default: 1)");
+    arguments.flag("--dry-run", options.dry_run, "Only print what it would save");
+    arguments.flag("--force", options.force, "Prune even if conflicts, or with --keep 0 the data, lose their contents");
+    arguments.optional("-o,--output", options.output, "Write the store to this file and leave STORE unchanged");
+    options.settings.declare_reading(arguments);
 }
 
 }  // namespace zentadb

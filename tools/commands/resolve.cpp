@@ -1,12 +1,10 @@
 #include <algorithm>
 #include <iostream>
-#include <memory>
 #include <vector>
 
-#include "cli/arguments.h"
 #include "cli/table.h"
 #include "commands.h"
-#include "inspect/below.h"
+#include "inspect/hidden_documents.h"
 #include "inspect/sync_json.h"
 #include "resolve/stored_content.h"
 #include "resolve/version_merge.h"
@@ -43,7 +41,7 @@ zentadbpp::Handle resolved(const zentadbpp::Handle& handle, const std::string& i
         result = latest().resolve(id, winner);
         std::string next = result.winning(id).str();
         if (next == winner) {
-            throw Failure(Outcome::input, std::string(id).append(": ").append(kept).append(" cannot be made to win"),
+            throw Failure(ExitCode::input, std::string(id).append(": ").append(kept).append(" cannot be made to win"),
                           "The library does not close the deletion in which another branch ends.");
         }
         winner = std::move(next);
@@ -85,27 +83,22 @@ void put(Json& content, const Place& place, const Json* value) {
     }
 }
 
-std::optional<Json> content_at(const SyncJson& sync_json, const Revision& revision) {
-    const auto stored = sync_json.stored(revision);
-    return stored ? std::optional(content_from(*stored)) : std::nullopt;
-}
-
 // Takes what the user chose: ".text=2-9e01b7d".
 void choose(Conflict& conflict, const SyncJson& sync_json, const std::vector<std::string>& choices) {
     for (const std::string& choice : choices) {
         const std::size_t equals = choice.rfind('=');
         const std::string place = choice.substr(0, equals);
         const auto clash = std::ranges::find(conflict.merged.clashes, place, place_of);
-        if (equals == std::string::npos) throw Failure(Outcome::usage, choice + ": not PLACE=REVISION");
+        if (equals == std::string::npos) throw Failure(ExitCode::usage, choice + ": not PLACE=REVISION");
         if (clash == conflict.merged.clashes.end() || clash->empty()) {
-            throw Failure(Outcome::input, place + ": nothing to choose here",
+            throw Failure(ExitCode::input, place + ": nothing to choose here",
                           "Without --take, zentadb resolve --merge shows the places that need a choice.");
         }
         const std::string name = choice.substr(equals + 1);
         const std::size_t chosen = name == "winner" ? conflict.versions.front() : conflict.tree.find(name);
-        const std::optional<Json> content = content_at(sync_json, conflict.tree[chosen]);
+        const std::optional<Json> content = content_of(sync_json, conflict.tree[chosen]);
         if (!content)
-            throw Failure(Outcome::input, conflict.tree.place_of(name) + ": its content was deleted or pruned");
+            throw Failure(ExitCode::input, conflict.tree.place_of(name) + ": its content was deleted or pruned");
         put(*conflict.merged.merged, *clash, find(&*content, *clash));
         conflict.merged.clashes.erase(clash);
     }
@@ -120,7 +113,7 @@ void print(const Conflict& conflict, const SyncJson& sync_json, const Options& o
     std::vector<std::optional<Json>> contents;
     const auto add = [&](const char* what, Paint paint, std::size_t revision) {
         heads.push_back({what + names[revision], paint});
-        contents.push_back(content_at(sync_json, conflict.tree[revision]));
+        contents.push_back(content_of(sync_json, conflict.tree[revision]));
     };
     if (!conflict.merged.common.empty()) add("was   ", Paint::dim, conflict.tree.find(conflict.merged.common));
     for (const std::size_t version : conflict.versions) {
@@ -158,7 +151,7 @@ void report(std::size_t count, const std::string& more, const zentadbpp::Handle&
     if (back > 0) std::cerr << counted(back, "document") << (back == 1 ? " is" : " are") << " back in the data\n";
 }
 
-Outcome resolve_by_merging(const Options& options) {
+ExitCode resolve_by_merging(const Options& options) {
     StoreChange change(options.store, options.output);
     const zentadbpp::Handle& handle = change.store().handle;
     const SyncJson sync_json(handle, input_name(options.store));
@@ -187,14 +180,15 @@ Outcome resolve_by_merging(const Options& options) {
     std::string more;
     if (left > 0) more = ", " + std::to_string(left) + (left == 1 ? " needs" : " need") + " a choice";
     report(resolution.size(), more, handle, result);
-    return options.exit_code && left > 0 ? Outcome::found : Outcome::done;
+    return options.exit_code && left > 0 ? ExitCode::found : ExitCode::done;
 }
 
-Outcome resolve(const Options& options) {
-    if (options.all != options.id.empty()) throw Failure(Outcome::usage, "give an ID or --all");
-    if (options.merge && options.keep != "winner") throw Failure(Outcome::usage, "KEEP and --merge exclude each other");
+ExitCode resolve(const Options& options) {
+    if (options.all != options.id.empty()) throw Failure(ExitCode::usage, "give an ID or --all");
+    if (options.merge && options.keep != "winner")
+        throw Failure(ExitCode::usage, "KEEP and --merge exclude each other");
     if (!options.take.empty() && (!options.merge || options.all)) {
-        throw Failure(Outcome::usage, "--take needs --merge and one document");
+        throw Failure(ExitCode::usage, "--take needs --merge and one document");
     }
     if (options.merge) return resolve_by_merging(options);
     StoreChange change(options.store, options.output);
@@ -211,7 +205,7 @@ Outcome resolve(const Options& options) {
             const RevisionTree tree = sync_json.tree(document.key);
             const Revision& revision = tree[tree.find(options.keep)];
             if (!revision.is_leaf()) {
-                throw Failure(Outcome::input, tree.place_of(options.keep) + ": not the end of a branch",
+                throw Failure(ExitCode::input, tree.place_of(options.keep) + ": not the end of a branch",
                               "zentadb conflicts " + options.store + " " + document.key + " shows what can be kept.");
             }
             kept = revision.name;
@@ -221,30 +215,27 @@ Outcome resolve(const Options& options) {
     if (!options.all && count == 0) static_cast<void>(sync_json.tree(options.id));
     change.commit(result ? result : handle);
     report(count, {}, handle, result);
-    return Outcome::done;
+    return ExitCode::done;
 }
 
 }  // namespace
 
 void add_resolve(Program& program) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command =
-        program.command("resolve", maintenance, "Resolve conflicts: keep one version or merge them",
+    auto [arguments, options] =
+        program.command("resolve", resolve, maintenance, "Resolve conflicts: keep one version or merge them",
                         "zentadb resolve trip.sync t1                      # keep the winner\n"
                         "zentadb resolve trip.sync t1 2-9e01b7d            # keep another version\n"
                         "zentadb resolve trip.sync --all --merge           # what only one version changed\n"
                         "zentadb resolve trip.sync t1 --merge --take .text=2-9e01b7d\n"
                         "zentadb resolve trip.sync --all");
-    Arguments arguments(command);
-    arguments.required("STORE", options->store, "The store");
-    arguments.optional("ID", options->id, "Id of the document");
-    arguments.optional("KEEP", options->keep, "The revision to keep, or its beginning (default: the winner)");
-    arguments.flag("--all", options->all, "All documents: keep each winner, or merge what can be merged");
-    arguments.flag("--merge", options->merge, "Merge the versions member by member, texts line by line");
-    arguments.optional("--take", options->take, "PLACE=REVISION: the version to take if --merge needs a choice");
-    arguments.optional("-o,--output", options->output, "Write the store to this file and leave STORE unchanged");
-    arguments.flag("--exit-code", options->exit_code, "Exit with 1 if --merge needs a choice");
-    program.on(command, [options] { return resolve(*options); });
+    arguments.required("STORE", options.store, "The store");
+    arguments.optional("ID", options.id, "Id of the document");
+    arguments.optional("KEEP", options.keep, "The revision to keep, or its beginning (default: the winner)");
+    arguments.flag("--all", options.all, "All documents: keep each winner, or merge what can be merged");
+    arguments.flag("--merge", options.merge, "Merge the versions member by member, texts line by line");
+    arguments.optional("--take", options.take, "PLACE=REVISION: the version to take if --merge needs a choice");
+    arguments.optional("-o,--output", options.output, "Write the store to this file and leave STORE unchanged");
+    arguments.flag("--exit-code", options.exit_code, "Exit with 1 if --merge needs a choice");
 }
 
 }  // namespace zentadb

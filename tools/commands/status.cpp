@@ -1,8 +1,6 @@
 #include <algorithm>
 #include <iostream>
-#include <memory>
 
-#include "cli/arguments.h"
 #include "cli/table.h"
 #include "commands.h"
 #include "inspect/sync_json.h"
@@ -79,7 +77,7 @@ std::string compared(std::size_t size, std::size_t with) {
     return readable_size(size) + (percent > 0 ? ", " + std::to_string(percent) + " % less" : ", no smaller");
 }
 
-Outcome status(const Options& options) {
+ExitCode status(const Options& options) {
     const Store store = open_store(options.store);
     const SyncJson sync_json(store.handle);
     const Counts counts = count(store, sync_json);
@@ -122,21 +120,19 @@ Outcome status(const Options& options) {
             table.add({{"fast hash"}, {"about " + compared(fast, sync_json.text().size())}});
         table.print(std::cout);
     }
-    return options.exit_code && counts.conflicts > 0 ? Outcome::found : Outcome::done;
+    return options.exit_code && counts.conflicts > 0 ? ExitCode::found : ExitCode::done;
 }
 
 }  // namespace
 
 void add_status(Program& program) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("status", looking, "Show the documents, conflicts and sizes of a store",
-                                        "zentadb status trip.sync\n"
-                                        "zentadb status trip.sync --json | jq .conflicts");
-    Arguments arguments(command);
-    arguments.required("STORE", options->store, "The store");
-    arguments.flag("--json", options->json, "Print JSON; sizes in bytes");
-    arguments.flag("--exit-code", options->exit_code, "Exit with 1 if there are conflicts");
-    program.on(command, [options] { return status(*options); });
+    auto [arguments, options] =
+        program.command("status", status, looking, "Show the documents, conflicts and sizes of a store",
+                        "zentadb status trip.sync\n"
+                        "zentadb status trip.sync --json | jq .conflicts");
+    arguments.required("STORE", options.store, "The store");
+    arguments.flag("--json", options.json, "Print JSON; sizes in bytes");
+    arguments.flag("--exit-code", options.exit_code, "Exit with 1 if there are conflicts");
 }
 
 }  // namespace zentadb

@@ -1,10 +1,8 @@
 #include <algorithm>
 #include <array>
 #include <iostream>
-#include <memory>
 
 #include "cli/activity.h"
-#include "cli/arguments.h"
 #include "cli/table.h"
 #include "cli/terminal.h"
 #include "cli/warning.h"
@@ -69,11 +67,11 @@ void refuse_losses(const Options& options, const std::string& data, const std::s
     if (found.empty()) return;
     const std::string path = input_name(options.data);
     if (!options.force)
-        throw Failure(Outcome::input, described(path, found), what_helps(options.data == "-" ? "DATA" : path, found));
+        throw Failure(ExitCode::input, described(path, found), what_helps(options.data == "-" ? "DATA" : path, found));
     warn(described(path, found));
 }
 
-Outcome update(const Options& options) {
+ExitCode update(const Options& options) {
     refuse_shared_input(std::array{options.store, options.data});
     const std::string data = read_file(options.data);
     StoreChange change(options.store, options.output, StoreChange::Missing::is_empty);
@@ -91,25 +89,22 @@ Outcome update(const Options& options) {
     refuse_losses(options, data, config, updated);
     change.commit(updated);
     if (!options.quiet) std::cerr << summary(before, updated) << '\n';
-    return Outcome::done;
+    return ExitCode::done;
 }
 
 }  // namespace
 
 void add_update(Program& program) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command = program.command("update", daily_use, "Update a store with data",
-                                        "zentadb update trip.sync trip.json\n"
-                                        "curl -s https://example.org/trip.json | zentadb update trip.sync -");
-    Arguments arguments(command);
-    arguments.required("STORE", options->store, "The store; created if it is missing");
-    arguments.required("DATA", options->data, "A JSON object, - for standard input");
-    arguments.optional("-o,--output", options->output, "Write the store to this file and leave STORE unchanged");
-    arguments.flag("--compress", options->compress, "Keep the store compressed from now on");
-    arguments.flag("--force", options->force, "Store the data even if some of it would not read back as given");
-    arguments.flag("-q,--quiet", options->quiet, "Do not print what changed");
-    options->settings.declare_writing(arguments);
-    program.on(command, [options] { return update(*options); });
+    auto [arguments, options] = program.command("update", update, daily_use, "Update a store with data",
+                                                "zentadb update trip.sync trip.json\n"
+                                                "curl -s https://example.org/trip.json | zentadb update trip.sync -");
+    arguments.required("STORE", options.store, "The store; created if it is missing");
+    arguments.required("DATA", options.data, "A JSON object, - for standard input");
+    arguments.optional("-o,--output", options.output, "Write the store to this file and leave STORE unchanged");
+    arguments.flag("--compress", options.compress, "Keep the store compressed from now on");
+    arguments.flag("--force", options.force, "Store the data even if some of it would not read back as given");
+    arguments.flag("-q,--quiet", options.quiet, "Do not print what changed");
+    options.settings.declare_writing(arguments);
 }
 
 }  // namespace zentadb

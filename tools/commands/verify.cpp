@@ -1,9 +1,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
-#include <memory>
 
-#include "cli/arguments.h"
 #include "cli/explain.h"
 #include "cli/table.h"
 #include "commands.h"
@@ -42,12 +40,12 @@ std::string inner_text(const std::string& text) {
     }
 }
 
-Outcome verify(const Options& options) {
+ExitCode verify(const Options& options) {
     const std::string text = read_file(options.store);
     const std::string name = input_name(options.store);
-    if (text.empty()) throw Failure(Outcome::damaged, name + ": the file is empty");
+    if (text.empty()) throw Failure(ExitCode::damaged, name + ": the file is empty");
     if (is_nested_deeper(inner_text(text), deepest_text))
-        throw Failure(Outcome::damaged, name + ": the uncompressed text is nested too deeply");
+        throw Failure(ExitCode::damaged, name + ": the uncompressed text is nested too deeply");
     const IntegrityReport report = check_integrity(text);
     const bool damaged = report.is_damaged();
     Salvage saved;
@@ -82,39 +80,36 @@ Outcome verify(const Options& options) {
         if (!damaged) std::cout << ", " << report.checked_contents << " of them checked by their hash";
         std::cout << '\n';
     }
-    if (!damaged) return Outcome::done;
+    if (!damaged) return ExitCode::done;
     if (options.salvage.empty()) {
         if (!options.json && !options.quiet) {
             std::cerr
                 << "Restore a copy of the file, or save the undamaged parts with --salvage FILE and merge another "
                    "copy into them.\n";
         }
-        return Outcome::damaged;
+        return ExitCode::damaged;
     }
     std::error_code ignored;
     if (std::filesystem::equivalent(options.salvage, options.store, ignored))
-        throw Failure(Outcome::usage, options.salvage + ": this is the damaged store",
+        throw Failure(ExitCode::usage, options.salvage + ": this is the damaged store",
                       "Nothing was changed. Save to another file: more may be recovered from this one.");
     if (saved.sync_json.empty())
-        throw Failure(Outcome::damaged, name + ": nothing can be recovered", "Restore a copy of the file.");
+        throw Failure(ExitCode::damaged, name + ": nothing can be recovered", "Restore a copy of the file.");
     write_output(options.salvage, zentadbpp::Handle(saved.sync_json).dump().view());
-    return Outcome::damaged;
+    return ExitCode::damaged;
 }
 
 }  // namespace
 
 void add_verify(Program& program) {
-    const auto options = std::make_shared<Options>();
-    CLI::App& command =
-        program.command("verify", maintenance, "Check the structure and the hashes of a store for damage",
+    auto [arguments, options] =
+        program.command("verify", verify, maintenance, "Check the structure and the hashes of a store for damage",
                         "zentadb verify trip.sync\n"
                         "zentadb verify trip.sync --salvage saved.sync; zentadb merge saved.sync phone.sync");
-    Arguments arguments(command);
-    arguments.required("STORE", options->store, "The store");
-    arguments.optional("--salvage", options->salvage, "Write a store of the undamaged parts to this file");
-    arguments.flag("-q,--quiet", options->quiet, "Print nothing; exit with 4 if there is damage");
-    arguments.flag("--json", options->json, "Print JSON");
-    program.on(command, [options] { return verify(*options); });
+    arguments.required("STORE", options.store, "The store");
+    arguments.optional("--salvage", options.salvage, "Write a store of the undamaged parts to this file");
+    arguments.flag("-q,--quiet", options.quiet, "Print nothing; exit with 4 if there is damage");
+    arguments.flag("--json", options.json, "Print JSON");
 }
 
 }  // namespace zentadb

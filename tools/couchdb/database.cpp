@@ -8,6 +8,7 @@
 #include "cli/failure.h"
 #include "cli/terminal.h"
 #include "store/files.h"
+#include "store/json_text.h"
 
 namespace zentadb {
 
@@ -39,13 +40,13 @@ Database::Json list_in(const Database::Json& answer, const char* member) {
 }  // namespace
 
 void expect_shape(bool is_right, const std::string& what) {
-    if (!is_right) throw Failure(Outcome::network, "not a response of a CouchDB server: " + what);
+    if (!is_right) throw Failure(ExitCode::network, "not a response of a CouchDB server: " + what);
 }
 
 Database::Json Database::parsed(const Answer& answer) const {
     Json json = is_too_deep(answer.body) ? Json(Json::value_t::discarded) : Json::parse(answer.body, nullptr, false);
     if (!json.is_discarded()) return json;
-    throw Failure(Outcome::network, url() + ": the response is not JSON, or is nested too deeply",
+    throw Failure(ExitCode::network, url() + ": the response is not JSON, or is nested too deeply",
                   "Is this the URL of a database on a CouchDB server?");
 }
 
@@ -54,8 +55,7 @@ void Database::refuse(const Answer& answer) const {
     std::string what = url() + ": the server refuses with status " + std::to_string(answer.status);
     if (json.is_object()) {
         for (const char* member : {"error", "reason"}) {
-            const auto text = json.find(member);
-            if (text != json.end() && text->is_string()) what += ": " + printable(text->get<std::string>());
+            if (const std::string* text = string_member(json, member)) what += ": " + printable(*text);
         }
     }
     std::string advice;
@@ -66,7 +66,7 @@ void Database::refuse(const Answer& answer) const {
     } else if (answer.status >= 300 && answer.status < 400) {
         advice = "The server redirects to another URL.";
     }
-    throw Failure(Outcome::refused, what, advice);
+    throw Failure(ExitCode::refused, what, advice);
 }
 
 Database::Json Database::expect(const Answer& answer) const {
@@ -82,7 +82,7 @@ void Database::open(bool create) {
             update_seq_ = json.value("update_seq", Json());
             return;
         }
-        throw Failure(Outcome::refused, url() + " is not a database of a CouchDB server",
+        throw Failure(ExitCode::refused, url() + " is not a database of a CouchDB server",
                       "Give a URL that ends with the name of the database.");
     }
     if (answer.status != 404 || !create) refuse(answer);

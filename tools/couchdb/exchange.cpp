@@ -1,7 +1,5 @@
 #include "couchdb/exchange.h"
 
-#include <iostream>
-
 #include "cli/failure.h"
 #include "cli/terminal.h"
 #include "cli/warning.h"
@@ -60,7 +58,7 @@ void Exchange::check_same_data() {
     const Json noted =
         note ? Json{{"root", note->value("root", data["root"])}, {"first", note->value("first", data["first"])}} : data;
     if (noted == data) return;
-    throw Failure(Outcome::unmergeable, database.url() + ": the database contains other data than the store",
+    throw Failure(ExitCode::unmergeable, database.url() + ": the database contains other data than the store",
                   "Its root document is \"" + printable(noted["root"].get<std::string>()) +
                       "\", with the first revision " + printable(noted["first"].get<std::string>()) +
                       ". Use another database for this store.");
@@ -76,22 +74,23 @@ std::string Exchange::noted_root() {
     return note ? note->value("root", std::string()) : std::string();
 }
 
-Outcome run_exchange(const ExchangeOptions& options, Outcome (*run)(const ExchangeOptions&)) {
+ExitCode run_exchange(const ExchangeOptions& options, const std::function<void()>& run) {
     if (options.store == "-") {
-        throw Failure(Outcome::usage, "the store must be a file", "The state of the exchange is kept beside it.");
+        throw Failure(ExitCode::usage, "the store must be a file", "The state of the exchange is kept beside it.");
     }
     // No message that names a file may name a password.
     if (options.store.find("://") != std::string::npos) {
-        throw Failure(Outcome::usage, "the store comes first, then the URL");
+        throw Failure(ExitCode::usage, "the store comes first, then the URL");
     }
-    if (options.batch == 0 || options.batch > 10000) throw Failure(Outcome::usage, "--batch must be from 1 to 10000");
+    if (options.batch == 0 || options.batch > 10000) throw Failure(ExitCode::usage, "--batch must be from 1 to 10000");
     constexpr std::uint32_t day = 86400;
     if (options.timeout == 0 || options.timeout > day)
-        throw Failure(Outcome::usage, "--timeout must be from 1 to 86400");
+        throw Failure(ExitCode::usage, "--timeout must be from 1 to 86400");
     try {
-        return run(options);
+        run();
+        return ExitCode::done;
     } catch (const Json::exception& error) {
-        throw Failure(Outcome::network, std::string("not a response of a CouchDB server: ") + error.what());
+        throw Failure(ExitCode::network, std::string("not a response of a CouchDB server: ") + error.what());
     }
 }
 

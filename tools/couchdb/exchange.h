@@ -1,13 +1,11 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
-#include <vector>
 
 #include "cli/arguments.h"
 #include "cli/program.h"
-#include "cli/warning.h"
 #include "couchdb/checkpoint.h"
 #include "couchdb/database.h"
 #include "couchdb/progress.h"
@@ -54,6 +52,6 @@ class Exchange {
 };
 
 // Runs an exchange. A malformed response ends it with Failure (network).
-[[nodiscard]] Outcome run_exchange(const ExchangeOptions& options, Outcome (*run)(const ExchangeOptions&));
+[[nodiscard]] ExitCode run_exchange(const ExchangeOptions& options, const std::function<void()>& run);
 
 }  // namespace zentadb

@@ -64,7 +64,7 @@ class Url {
 
    private:
     [[noreturn]] static void fail() {
-        throw Failure(Outcome::usage, "not the URL of a database", "It looks like https://couch.example.org/my-data");
+        throw Failure(ExitCode::usage, "not the URL of a database", "It looks like https://couch.example.org/my-data");
     }
 
     std::unique_ptr<CURLU, void (*)(CURLU*)> url_;
@@ -192,13 +192,13 @@ Answer HttpClient::send(const std::string& method, const std::string& path, cons
         Try result = attempt(method, path, body, std::max(left(), std::chrono::milliseconds(1)));
         if (result.problem.empty()) return std::move(result.answer);
         if (!result.is_temporary) {
-            throw Failure(Outcome::network, url_ + ": " + result.problem,
+            throw Failure(ExitCode::network, url_ + ": " + result.problem,
                           "For certificates of your own, name their file in CURL_CA_BUNDLE.");
         }
         const auto pause = pause_before(retry, result.retry_after);
         if (retry == options_.retries || pause >= left()) {
             throw Failure(
-                Outcome::network, url_ + ": the server is not available: " + result.problem,
+                ExitCode::network, url_ + ": the server is not available: " + result.problem,
                 "Tried " + counted(retry + 1, "time") + ". Run the same again later; it goes on where it was.");
         }
         options_.waiting("waiting for the server: " + result.problem);

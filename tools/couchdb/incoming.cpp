@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <deque>
 
-#include "cli/explain.h"
 #include "cli/failure.h"
 #include "cli/library_silence.h"
 #include "cli/terminal.h"
@@ -83,7 +82,7 @@ void Incoming::check_content(const Json& accepted) {
     const bool is_other = stored != nullptr && Json::parse(stored->value, nullptr, false) != content;
     const auto [same, is_new] = named_by_server_.try_emplace(hash, content);
     if (!is_other && (is_new || same->second == content)) return;
-    throw Failure(Outcome::unmergeable,
+    throw Failure(ExitCode::unmergeable,
                   "document \"" + printable(accepted["_id"].get<std::string>()) + "\": another revision with other " +
                       "content is called " + printable(hash) + " as well",
                   "Name revisions that you write to the database by their content. Nothing was changed.");
@@ -118,7 +117,7 @@ zentadbpp::Handle Incoming::merged_into(const zentadbpp::Handle& target, const s
             own = earlier->document(root_id);
         }
         if (own == nullptr) {
-            throw Failure(Outcome::input, "the database does not contain the root document yet",
+            throw Failure(ExitCode::input, "the database does not contain the root document yet",
                           "The first push to it may still be running. Nothing was changed.");
         }
         const zentadbpp::Handle rooted(rooted_at(set, *own));

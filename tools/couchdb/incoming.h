@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "cli/warning.h"
 #include "couchdb/exchange.h"
 #include "inspect/sync_json.h"
 

@@ -35,7 +35,7 @@ void Journal::begin(const std::string& session) {
     std::error_code ignored;
     std::filesystem::remove(path_, ignored);
     const int made = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (made < 0) throw Failure(Outcome::system, path_ + ": cannot be written", "Nothing was changed.");
+    if (made < 0) throw Failure(ExitCode::system, path_ + ": cannot be written", "Nothing was changed.");
     ::close(made);
     out_.open(path_, std::ios::app);
     add({{"session", session}});
@@ -43,7 +43,7 @@ void Journal::begin(const std::string& session) {
 
 void Journal::add(const Json& line) {
     if (out_ << line.dump() << '\n' << std::flush) return;
-    throw Failure(Outcome::system, path_ + ": cannot be written", "Nothing was changed.");
+    throw Failure(ExitCode::system, path_ + ": cannot be written", "Nothing was changed.");
 }
 
 void Journal::remove() {

@@ -23,7 +23,7 @@ std::string_view content_of(const SyncJson& store, const Revision& revision) {
 }
 
 [[noreturn]] void fail(const std::string& id, const std::string& why, const std::string& advice) {
-    throw Failure(Outcome::input, "document \"" + printable(id) + "\": " + why, advice + " Nothing was sent.");
+    throw Failure(ExitCode::input, "document \"" + printable(id) + "\": " + why, advice + " Nothing was sent.");
 }
 
 std::string json_string(std::string_view text) { return nlohmann::json(text).dump(); }

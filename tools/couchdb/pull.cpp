@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <iostream>
-#include <memory>
 #include <optional>
 #include <unordered_set>
 #include <utility>
@@ -13,8 +12,9 @@
 #include "couchdb/incoming.h"
 #include "couchdb/journal.h"
 #include "couchdb/names.h"
-#include "inspect/homeless.h"
+#include "inspect/hidden_documents.h"
 #include "inspect/summary.h"
+#include "store/json_text.h"
 #include "store/store.h"
 
 namespace zentadb {
@@ -41,7 +41,7 @@ class Pull {
         if (count_ > 0) {
             merge(since);
         } else if (!file_exists(exchange_.options.store)) {
-            throw Failure(Outcome::input, exchange_.database.url() + ": the database does not contain a store yet",
+            throw Failure(ExitCode::input, exchange_.database.url() + ": the database does not contain a store yet",
                           "Push a store to it first.");
         } else {
             exchange_.checkpoint.save(exchange_.store, since);
@@ -51,7 +51,7 @@ class Pull {
 
     void print() const {
         incoming_.print_warnings();
-        homeless_.print();
+        hidden_.print();
         if (exchange_.options.json) {
             std::cout << Json{{"documents", documents_.size()}, {"revisions", count_}} << '\n';
         } else if (exchange_.options.quiet) {
@@ -145,9 +145,9 @@ class Pull {
     // back must not be passed over, as nobody would ask for it again.
     static void refuse_but_gone(const Json& entry) {
         const Json& error = entry.contains("error") && entry["error"].is_object() ? entry["error"] : entry;
-        const auto what = error.find("error");
-        if (what == error.end() || !what->is_string() || *what == "not_found") return;
-        throw Failure(Outcome::network, "the server withholds a revision: " + printable(what->get<std::string>()),
+        const std::string* what = string_member(error, "error");
+        if (what == nullptr || *what == "not_found") return;
+        throw Failure(ExitCode::network, "the server withholds a revision: " + printable(*what),
                       "Nothing was changed. Run the same command again later.");
     }
 
@@ -183,11 +183,11 @@ class Pull {
         const zentadbpp::Handle& before = change.store().handle;
         const std::string root = exchange_.noted_root();
         zentadbpp::Handle merged = with_older_lists(incoming_.merged_into(before, root), before, root, is_branching);
-        if (auto data = data_of(before, merged); data && !homeless(merged, *data).empty()) {
+        if (auto data = data_of(before, merged); data && !hidden_in(merged, *data).empty()) {
             // Older lists say where it was; a server has them until it is compacted.
             merged = with_older_lists(std::move(merged), before, root, [](const auto&, const auto&) { return true; });
             data = data_of(before, merged);
-            for (const std::string& id : homeless(merged, *data)) homeless_.add(id);
+            for (const std::string& id : hidden_in(merged, *data)) hidden_.add(id);
         }
         change.commit(merged);
         notice_ = conflict_notice(merged, exchange_.options.store);
@@ -206,7 +206,7 @@ class Pull {
                 return std::nullopt;
             }
             throw Failure(
-                Outcome::unmergeable,
+                ExitCode::unmergeable,
                 std::string("the data could not be read with the contents of the database: ") + explained(error).what(),
                 "A push to it may still be running, or was interrupted. Nothing was changed.");
         }
@@ -214,11 +214,8 @@ class Pull {
 
     // The lists that the branches of an ordering document began with: with them, branches are merged three ways,
     // without them only by adding.
-    static bool has_open_branches(const RevisionTree& tree) {
-        return std::ranges::count_if(tree.revisions(), &Revision::is_leaf) > 1;
-    }
     static bool is_branching(const RevisionTree& tree, const Revision& revision) {
-        return has_open_branches(tree) && revision.children.size() > 1;
+        return revision.children.size() > 1 && std::ranges::count_if(tree.revisions(), &Revision::is_leaf) > 1;
     }
 
     // Adds the lists that `is_wanted` and the store lacks, as far as the server still has them, and merges again.
@@ -247,7 +244,7 @@ class Pull {
     std::unordered_set<std::string> documents_;
     std::size_t count_ = 0;
     std::string notice_;
-    Warning homeless_{
+    Warning hidden_{
         "document is not in the data because its list is unknown here; the next push of a copy that has the list "
         "restores it, but an update here before that deletes it",
         "documents are not in the data because their lists are unknown here; the next push of a copy that has the "
@@ -255,23 +252,21 @@ class Pull {
         "restores them, but an update here before that deletes them"};
 };
 
-Outcome pull(const ExchangeOptions& options) {
-    Pull pull(options, file_exists(options.store) ? open_store(options.store).handle : zentadbpp::Handle("{}"));
-    pull.run();
-    pull.print();
-    return Outcome::done;
+ExitCode pull(const ExchangeOptions& options) {
+    return run_exchange(options, [&] {
+        Pull pull(options, file_exists(options.store) ? open_store(options.store).handle : zentadbpp::Handle("{}"));
+        pull.run();
+        pull.print();
+    });
 }
 
 }  // namespace
 
 void add_pull(Program& program) {
-    const auto options = std::make_shared<ExchangeOptions>();
-    CLI::App& command = program.command("pull", exchange, "Merge a CouchDB database into a store",
-                                        "zentadb pull trip.sync https://couch.example.org/trip");
-    Arguments arguments(command);
-    options->declare(arguments);
-    arguments.flag("--force", options->force, "Merge contents even if they do not hash to their names");
-    program.on(command, [options] { return run_exchange(*options, pull); });
+    auto [arguments, options] = program.command("pull", pull, exchange, "Merge a CouchDB database into a store",
+                                                "zentadb pull trip.sync https://couch.example.org/trip");
+    options.declare(arguments);
+    arguments.flag("--force", options.force, "Merge contents even if they do not hash to their names");
 }
 
 }  // namespace zentadb

@@ -1,5 +1,4 @@
 #include <iostream>
-#include <memory>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -10,6 +9,7 @@
 #include "couchdb/exchange.h"
 #include "couchdb/names.h"
 #include "couchdb/push_plan.h"
+#include "store/json_text.h"
 #include "store/store.h"
 
 namespace zentadb {
@@ -46,7 +46,7 @@ class Push {
                       << ".\n";
         }
         if (!not_taken_.empty()) {
-            throw Failure(Outcome::refused,
+            throw Failure(ExitCode::refused,
                           "the server rejected " + counted(not_taken_.size(), "document") + ", such as " + problem_,
                           "The others were sent.");
         }
@@ -101,8 +101,9 @@ class Push {
             if (!each.contains("error")) continue;
             std::string why;
             for (const char* member : {"error", "reason"}) {
-                const auto text = each.find(member);
-                if (text != each.end() && text->is_string()) why.append(why.empty() ? "" : ", ").append(*text);
+                if (const std::string* text = string_member(each, member)) {
+                    why.append(why.empty() ? "" : ", ").append(*text);
+                }
             }
             problems[each.at("id").get<std::string>()] = why;
         }
@@ -147,25 +148,23 @@ zentadbpp::Handle with_lists_up_to_date(const ExchangeOptions& options) {
     return store;
 }
 
-Outcome push(const ExchangeOptions& options) {
-    Push push(options, with_lists_up_to_date(options));
-    push.run();
-    push.print();
-    return Outcome::done;
+ExitCode push(const ExchangeOptions& options) {
+    return run_exchange(options, [&] {
+        Push push(options, with_lists_up_to_date(options));
+        push.run();
+        push.print();
+    });
 }
 
 }  // namespace
 
 void add_push(Program& program) {
-    const auto options = std::make_shared<ExchangeOptions>();
-    CLI::App& command = program.command("push", exchange, "Send what a CouchDB database lacks",
-                                        "zentadb push trip.sync https://couch.example.org/trip\n"
-                                        "zentadb push trip.sync http://localhost:5984/trip --create");
-    Arguments arguments(command);
-    options->declare(arguments);
-    arguments.flag("--create", options->create, "Create the database if it is missing");
-    options->settings.declare_reading(arguments);
-    program.on(command, [options] { return run_exchange(*options, push); });
+    auto [arguments, options] = program.command("push", push, exchange, "Send what a CouchDB database lacks",
+                                                "zentadb push trip.sync https://couch.example.org/trip\n"
+                                                "zentadb push trip.sync http://localhost:5984/trip --create");
+    options.declare(arguments);
+    arguments.flag("--create", options.create, "Create the database if it is missing");
+    options.settings.declare_reading(arguments);
 }
 
 }  // namespace zentadb

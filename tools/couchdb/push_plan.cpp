@@ -111,7 +111,7 @@ class Planner {
         constexpr std::size_t any_server_keeps = 100;
         const std::size_t limit = longest <= any_server_keeps ? 0 : exchange_.database.revs_limit();
         if (limit == 0 || longest <= limit) return;
-        throw Failure(Outcome::refused,
+        throw Failure(ExitCode::refused,
                       "document \"" + printable(longest_id) + "\" has a history of " + std::to_string(longest) +
                           " revisions, of which the database would keep " + std::to_string(limit),
                       "Other copies could not pull it. Raise the limit: curl -X PUT " + exchange_.database.url() +
@@ -153,7 +153,7 @@ class Planner {
         expect_shape(own != nullptr, "it returns a document that was not requested");
         const auto firsts = first_revs(RevisionTree(own->value));
         if (std::ranges::count(firsts, "1-" + path["ids"].back().get<std::string>()) != 0) return;
-        throw Failure(Outcome::unmergeable,
+        throw Failure(ExitCode::unmergeable,
                       "document \"" + printable(id) + "\": the database has another document under this id",
                       "It was created there or in another store. Give the object here another id. Nothing was sent.");
     }

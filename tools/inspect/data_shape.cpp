@@ -9,6 +9,8 @@
 #include <utility>
 #include <zentadbpp_verify.hpp>
 
+#include "store/json_text.h"
+
 namespace zentadb {
 
 using nlohmann::json;
@@ -53,11 +55,6 @@ std::optional<std::string> apply(const std::vector<std::string>& rule, const jso
     return id;
 }
 
-std::string member_text(const json& config, const char* key) {
-    const auto found = config.find(key);
-    return found != config.end() && found->is_string() ? found->get<std::string>() : "";
-}
-
 bool flag(const json& config, const char* key) {
     const auto found = config.find(key);
     return found != config.end() && *found == true;
@@ -69,10 +66,6 @@ bool is_array_of_objects(const json& value) {
 
 bool contains(const std::vector<std::string>& list, const std::string& text) {
     return std::ranges::find(list, text) != list.end();
-}
-
-std::string joined(const std::string& before, char separator, const std::string& more) {
-    return before.empty() ? more : before + separator + more;
 }
 
 // Finds the objects that are used as maps: most members are objects, or arrays, that look alike. To the eye, their keys
@@ -151,9 +144,7 @@ std::string DataShape::hash(const std::string& text) const {
 }
 
 DataShape::Identity DataShape::identity(const json& object, const std::string& path) const {
-    if (const auto own = object.find("_id"); own != object.end() && own->is_string()) {
-        return {own->get<std::string>(), Source::own};
-    }
+    if (const std::string* own = string_member(object, "_id")) return {*own, Source::own};
     for (const Rule& rule : rules_) {
         if (auto id = apply(rule, object)) return {std::move(*id), Source::rule};
     }
@@ -226,12 +217,6 @@ void DataShape::visit_elements(const json& array, const Position& at) {
     }
 }
 
-std::size_t DataShape::lost() const {
-    std::size_t count = 0;
-    for (const ArrayPlace& array : arrays_) count += array.lost;
-    return count;
-}
-
 bool DataShape::is_sound() const {
     return std::ranges::all_of(arrays_,
                                [](const ArrayPlace& array) { return array.all_have_ids() && array.lost == 0; });
@@ -258,7 +243,7 @@ std::string DataShape::rule_for(const ArrayPlace& place) const {
         });
     });
     if (keys.size() > most_keys) keys.resize(most_keys);
-    const auto tells_apart = [&](const Rule& rule) {
+    const auto distinguishes = [&](const Rule& rule) {
         std::set<std::string> ids;
         return std::ranges::all_of(place.elements, [&](const json* element) {
             const auto id = apply(rule, *element);
@@ -266,11 +251,11 @@ std::string DataShape::rule_for(const ArrayPlace& place) const {
         });
     };
     for (const std::string& key : keys) {
-        if (tells_apart({key})) return key;
+        if (distinguishes({key})) return key;
     }
     for (std::size_t first = 0; first < keys.size(); ++first) {
         for (std::size_t second = first + 1; second < keys.size(); ++second) {
-            if (tells_apart({keys[first], keys[second]})) return keys[first] + "," + keys[second];
+            if (distinguishes({keys[first], keys[second]})) return keys[first] + "," + keys[second];
         }
     }
     return {};
@@ -300,7 +285,7 @@ json DataShape::with_rules() const {
         const std::string before = member_text(config, "id_generation_rules");
         if (contains(split(before, ';'), rule)) continue;
         json with_rule = config;
-        with_rule["id_generation_rules"] = joined(before, ';', rule);
+        with_rule["id_generation_rules"] = before.empty() ? rule : before + ';' + rule;
         const DataShape after = under(with_rule);
         if (after.root_id_ == root_id_ && repeated(after) <= repeated_before) config = std::move(with_rule);
     }

@@ -34,7 +34,6 @@ class DataShape {
     DataShape(const nlohmann::json& data, const nlohmann::json& config);
 
     [[nodiscard]] const std::vector<ArrayPlace>& arrays() const { return arrays_; }
-    [[nodiscard]] std::size_t lost() const;
     // Whether every element has an id of its own that stays, and nothing is lost.
     [[nodiscard]] bool is_sound() const;
 

@@ -19,7 +19,7 @@ std::string replaced(std::string text, std::string_view old, const std::string& 
 }  // namespace
 
 Failure explained(const zentadbpp::Error& error, const std::string& path, const std::string& data, const json& config) {
-    if (const auto problem = json_problem(path, data)) return {Outcome::input, *problem};
+    if (const auto problem = json_problem(path, data)) return {ExitCode::input, *problem};
     const Failure failure = explained(error);
     std::string what = failure.what();
     const json parsed = json::parse(data, nullptr, false);
@@ -27,7 +27,7 @@ Failure explained(const zentadbpp::Error& error, const std::string& path, const 
         const std::string places = comma_list(DataShape(parsed, config).places_of(std::string(error.args())));
         if (!places.empty()) what = replaced(what, error.args(), places);
     }
-    return {failure.outcome(), input_name(path) + ": " + what, failure.advice()};
+    return {failure.exit_code(), input_name(path) + ": " + what, failure.advice()};
 }
 
 }  // namespace zentadb

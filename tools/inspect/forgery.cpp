@@ -1,6 +1,5 @@
 #include "inspect/forgery.h"
 
-#include <algorithm>
 #include <unordered_set>
 #include <zentadbpp_verify.hpp>
 
@@ -36,7 +35,7 @@ void refuse_forged(const zentadbpp::Handle& source, const zentadbpp::Handle& sto
                    const std::string& name) {
     const std::vector<std::string> wrong = zentadbpp::verify(source, store, given);
     if (wrong.empty()) return;
-    throw Failure(Outcome::damaged,
+    throw Failure(ExitCode::damaged,
                   name + ": " + counted(wrong.size(), "content") + (wrong.size() == 1 ? " does" : " do") +
                       (wrong.size() == 1 ? " not hash to its name: " : " not hash to their names: ") +
                       documents_with(source, wrong),

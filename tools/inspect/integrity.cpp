@@ -190,33 +190,24 @@ class Check {
     IntegrityReport report_;
 };
 
-struct Words {
-    std::string_view name;
-    std::string_view sentence;  // %d is the detail
+// What a trouble is, in the order of the enumeration; %d is the detail.
+constexpr std::array<std::string_view, 13> sentences = {
+    "the text of content %d does not hash to its name",
+    "the revision does not name its parent",
+    "the id does not match the list in content %d",
+    "refers to document %d, which is missing",
+    "no revision can win",
+    "key %d occurs twice; only the last is read",
+    "no revision names content %d",
+    "member %d is unknown and will be dropped",
+    "content %d is missing: pruned or lost",
+    "nothing refers to the document",
+    "hash %d is of an unknown kind and cannot be checked",
+    "content %d is not UTF-8; what it refers to was not checked",
+    "the library would write the text differently",
 };
 
-const Words& words(Trouble trouble) {
-    static constexpr std::array<Words, 13> all{{
-        {"wrong_content", "the text of content %d does not hash to its name"},
-        {"wrong_suffix", "the revision does not name its parent"},
-        {"wrong_ordering_id", "the id does not match the list in content %d"},
-        {"missing_document", "refers to document %d, which is missing"},
-        {"no_leaf", "no revision can win"},
-        {"duplicate_key", "key %d occurs twice; only the last is read"},
-        {"not_read", "no revision names content %d"},
-        {"unknown_member", "member %d is unknown and will be dropped"},
-        {"missing_content", "content %d is missing: pruned or lost"},
-        {"unreferenced_document", "nothing refers to the document"},
-        {"unknown_hash", "hash %d is of an unknown kind and cannot be checked"},
-        {"unreadable_content", "content %d is not UTF-8; what it refers to was not checked"},
-        {"written_differently", "the library would write the text differently"},
-    }};
-    return all[static_cast<std::size_t>(trouble)];
-}
-
 }  // namespace
-
-std::string_view name(Trouble trouble) { return words(trouble).name; }
 
 std::string describe(const Finding& finding) {
     std::string line;
@@ -226,7 +217,7 @@ std::string describe(const Finding& finding) {
     // Of a document it is the history that is read, or not.
     if (finding.trouble == Trouble::not_read && finding.detail.empty())
         return line + "its history is read only in part";
-    const std::string_view sentence = words(finding.trouble).sentence;
+    const std::string_view sentence = sentences[static_cast<std::size_t>(finding.trouble)];
     const std::size_t mark = sentence.find("%d");
     if (mark == std::string_view::npos) return line.append(sentence);
     line.append(sentence.substr(0, mark)).append(finding.detail);

@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace zentadb {
@@ -34,7 +33,6 @@ enum class Trouble : std::uint8_t {
 };
 
 [[nodiscard]] constexpr bool is_damage(Trouble trouble) { return trouble < Trouble::missing_content; }
-[[nodiscard]] std::string_view name(Trouble trouble);
 
 struct Finding {
     Trouble trouble{};

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "store/json_text.h"
 #include "store/settings.h"
 
 namespace zentadb {
@@ -12,21 +13,15 @@ namespace {
 
 void collect_places(const ordered_json& value, std::string& path,
                     std::unordered_map<std::string, std::string>& places) {
-    if (value.is_object()) {
-        if (const auto id = value.find("_id"); id != value.end() && id->is_string()) {
-            places.try_emplace(id->get<std::string>(), path.empty() ? "." : path);
-        }
-    }
+    if (const std::string* id = string_member(value, "_id")) places.try_emplace(*id, path.empty() ? "." : path);
     std::size_t position = 0;
     const std::size_t length = path.size();
     for (const auto& [key, inner] : value.items()) {
-        if (!inner.is_structured()) {
-            ++position;
-            continue;
+        if (inner.is_structured()) {
+            path += value.is_array() ? zentadbpp::element_step(position) : zentadbpp::member_step(key);
+            collect_places(inner, path, places);
+            path.resize(length);
         }
-        path += value.is_array() ? zentadbpp::element_step(position) : zentadbpp::member_step(key);
-        collect_places(inner, path, places);
-        path.resize(length);
         ++position;
     }
 }

@@ -1,26 +1,21 @@
 #include "inspect/revision_marks.h"
 
 #include <algorithm>
+#include <array>
 
 #include "inspect/names.h"
 
 namespace zentadb {
 
-Paint paint_of(Mark mark) {
-    switch (mark) {
-        case Mark::wins:
-            return Paint::green;
-        case Mark::conflict:
-            return Paint::yellow;
-        case Mark::deleted:
-            return Paint::red;
-        case Mark::none:
-        case Mark::closed:
-        case Mark::merged:
-            break;
-    }
-    return Paint::dim;
-}
+namespace {
+
+// In the order of the marks.
+constexpr std::array paints = {Paint::dim, Paint::green, Paint::yellow, Paint::red, Paint::dim, Paint::dim};
+constexpr std::array mark_words = {"", "wins", "conflict", "deleted", "closed", "merged"};
+
+}  // namespace
+
+Paint paint_of(Mark mark) { return paints[static_cast<std::size_t>(mark)]; }
 
 RevisionMarks::RevisionMarks(const Store& store, const std::string& id, const RevisionTree& tree)
     : tree_(&tree), is_list_(is_ordering(id)), winner_(tree.find(store.handle.winning(id))) {
@@ -45,21 +40,8 @@ bool RevisionMarks::is_closing_end(std::size_t index) const {
 bool RevisionMarks::is_quiet(std::size_t index) const { return is_list_ && is_closing_end(index); }
 
 std::string RevisionMarks::words(std::size_t index) const {
-    switch (of(index)) {
-        case Mark::wins:
-            return (*tree_)[index].hash() == "deleted" ? "wins, deleted" : "wins";
-        case Mark::conflict:
-            return "conflict";
-        case Mark::deleted:
-            return "deleted";
-        case Mark::closed:
-            return "closed";
-        case Mark::merged:
-            return "merged";
-        case Mark::none:
-            break;
-    }
-    return {};
+    const bool is_deleted_winner = index == winner_ && (*tree_)[index].hash() == "deleted";
+    return is_deleted_winner ? "wins, deleted" : mark_words[static_cast<std::size_t>(of(index))];
 }
 
 }  // namespace zentadb

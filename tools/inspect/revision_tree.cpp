@@ -52,12 +52,12 @@ std::size_t RevisionTree::find(std::string_view beginning) const {
     }
     if (found.size() == 1) return found.front();
     if (found.empty()) {
-        throw Failure(Outcome::input, place_of(beginning) + ": no such revision",
+        throw Failure(ExitCode::input, place_of(beginning) + ": no such revision",
                       "zentadb log STORE ID shows the revisions of a document.");
     }
     std::string candidates;
     for (const std::size_t index : found) candidates.append("\n  ").append(revisions_[index].name);
-    throw Failure(Outcome::input, place_of(beginning) + ": ambiguous; candidates:" + candidates);
+    throw Failure(ExitCode::input, place_of(beginning) + ": ambiguous; candidates:" + candidates);
 }
 
 std::string RevisionTree::place_of(std::string_view revision) const {

@@ -55,7 +55,7 @@ const Entry* SyncJson::content(std::string_view hash) const { return find(conten
 RevisionTree SyncJson::tree(std::string_view id) const {
     const std::string place = (store_.empty() ? "" : store_ + ": ").append(id);
     if (const Entry* history = document(id)) return RevisionTree(history->value, place);
-    throw Failure(Outcome::input, place + ": no such document", "zentadb docs STORE lists the documents.");
+    throw Failure(ExitCode::input, place + ": no such document", "zentadb docs STORE lists the documents.");
 }
 
 bool SyncJson::has_content(const Revision& revision) const {

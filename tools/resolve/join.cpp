@@ -1,7 +1,6 @@
 #include "resolve/join.h"
 
 #include <algorithm>
-#include <optional>
 #include <set>
 
 #include "cli/failure.h"
@@ -98,7 +97,7 @@ class Side {
         zentadbpp::Handle updated = store.update(given, config_);
         const auto lost = zentadbpp::check_stored(given, config_, updated);
         if (lost.empty()) return updated;
-        throw Failure(Outcome::unmergeable, store_->path + ": " + lost.front().place + " would be lost by joining",
+        throw Failure(ExitCode::unmergeable, store_->path + ": " + lost.front().place + " would be lost by joining",
                       "Give one of the objects another id by hand: read, change its \"_id\", and update.");
     }
 
@@ -110,8 +109,8 @@ class Side {
         for (const Entry& document : sync_json_.documents()) {
             if (is_ordering(document.key)) continue;
             const RevisionTree tree(document.value);
-            const auto stored = sync_json_.stored(tree[tree.find(store.handle.winning(document.key))]);
-            if (stored) look_for_members(content_from(*stored), document.key, {});
+            const auto content = content_of(sync_json_, tree[tree.find(store.handle.winning(document.key))]);
+            if (content) look_for_members(*content, document.key, {});
         }
         Json config = Json::parse(config_);
         if (splits_all_ && config.find("flatten_objects") == nullptr)
@@ -239,7 +238,7 @@ void refuse_shared_ids(Store& target, Store& source, const zentadbpp::Error& err
         text.append("\n  ").append(id).append("  ").append(place(here, id));
         if (place(here, id) != place(there, id)) text.append(" and ").append(place(there, id));
     }
-    throw Failure(Outcome::unmergeable, text,
+    throw Failure(ExitCode::unmergeable, text,
                   "zentadb merge --join keeps both: it gives one side new ids and merges the roots.\n"
                   "Copies that descend from one first version and never reuse an id need no joining.");
 }

@@ -20,8 +20,10 @@ void for_each_text(Json& value, const Change& change) {
 
 }  // namespace
 
-Json content_from(std::string_view stored) {
-    Json content = Json::parse(stored);
+std::optional<Json> content_of(const SyncJson& sync_json, const Revision& revision) {
+    const auto stored = sync_json.stored(revision);
+    if (!stored) return std::nullopt;
+    Json content = Json::parse(*stored);
     for_each_text(content, [](Json& text) {
         if (text.text.starts_with('!')) {
             text.text.erase(0, 1);

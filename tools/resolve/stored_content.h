@@ -1,12 +1,16 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <zentadbpp.hpp>
 
+#include "inspect/sync_json.h"
+
 namespace zentadb {
 
-// A content in the form in which versions are merged: strings as in host data, links to other documents as references.
-[[nodiscard]] zentadbpp::Json content_from(std::string_view stored);
+// The content of a revision in the form in which versions are merged: strings as in host data, links to other documents
+// as references. Nothing if the revision is deleted or its content was pruned.
+[[nodiscard]] std::optional<zentadbpp::Json> content_of(const SyncJson& sync_json, const Revision& revision);
 // The same as it is stored.
 [[nodiscard]] std::string stored_from(const zentadbpp::Json& content);
 

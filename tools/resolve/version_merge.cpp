@@ -32,7 +32,7 @@ std::string hash_like(std::string_view parent, const std::string& content) {
 std::vector<std::size_t> open_versions(const zentadbpp::Handle& handle, const std::string& id,
                                        const RevisionTree& tree) {
     const zentadbpp::List losers = handle.conflicting(id);
-    if (losers.size() == 0) return {tree.find(handle.winning(id))};
+    if (losers.empty()) return {tree.find(handle.winning(id))};
     std::unordered_map<std::string_view, std::size_t> by_name;
     for (std::size_t index = 0; index < tree.revisions().size(); ++index) by_name.try_emplace(tree[index].name, index);
     std::vector<std::size_t> versions{by_name.at(handle.winning(id).view())};
@@ -53,8 +53,7 @@ zentadbpp::MergedVersions merge_of(const SyncJson& sync_json, const RevisionTree
     }
     return zentadbpp::merge_versions(histories, [&](const std::string& name) -> std::optional<Json> {
         const auto found = by_name.find(name);
-        const auto stored = found == by_name.end() ? std::nullopt : sync_json.stored(tree[found->second]);
-        return stored ? std::optional(content_from(*stored)) : std::nullopt;
+        return found == by_name.end() ? std::nullopt : content_of(sync_json, tree[found->second]);
     });
 }
 
@@ -99,7 +98,7 @@ zentadbpp::Handle Resolution::apply(const zentadbpp::Handle& handle) const {
             if (loser != winner) result = latest().resolve(id, loser);
         }
         if (latest().winning(id) == winner && latest().conflicting(id).empty()) continue;
-        throw Failure(Outcome::input, id + ": the merged version cannot be made to win",
+        throw Failure(ExitCode::input, id + ": the merged version cannot be made to win",
                       "Keep one of the versions: zentadb resolve STORE " + id);
     }
     return result;

@@ -15,7 +15,7 @@ namespace zentadb {
 [[nodiscard]] std::vector<std::size_t> open_versions(const zentadbpp::Handle& handle, const std::string& id,
                                                      const RevisionTree& tree);
 
-// Merges versions of a document, with their contents as content_from returns them.
+// Merges versions of a document, with their contents as content_of returns them.
 [[nodiscard]] zentadbpp::MergedVersions merge_of(const SyncJson& sync_json, const RevisionTree& tree,
                                                  const std::vector<std::size_t>& versions);
 

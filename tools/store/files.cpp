@@ -37,8 +37,9 @@ class Descriptor {
     Descriptor(Descriptor&&) = delete;
     Descriptor& operator=(Descriptor&&) = delete;
     [[nodiscard]] int get() const { return value_; }
+    [[nodiscard]] int release() { return std::exchange(value_, -1); }
     // Closes now, and returns whether all went well: some file systems report a failed write only here.
-    [[nodiscard]] bool close() { return ::close(std::exchange(value_, -1)) == 0; }
+    [[nodiscard]] bool close() { return ::close(release()) == 0; }
 
    private:
     int value_;
@@ -53,7 +54,7 @@ class Descriptor {
     if (reason == EACCES || reason == EPERM || reason == EROFS) {
         advice = "Nothing was changed. The directory must be writable as well, because files are replaced in one step.";
     }
-    throw Failure(Outcome::system, path + ": " + what + ": " + std::strerror(reason), advice);
+    throw Failure(ExitCode::system, path + ": " + what + ": " + std::strerror(reason), advice);
 }
 
 // Where links lead: replacing a link would leave what it points to as it was.
@@ -104,7 +105,7 @@ bool file_exists(const std::string& path) {
     const bool exists = fs::exists(path, error);
     // Links that lead nowhere for good, unlike one whose file is yet to be made.
     if (error == std::errc::too_many_symbolic_link_levels) {
-        throw Failure(Outcome::system, path + ": " + error.message());
+        throw Failure(ExitCode::system, path + ": " + error.message());
     }
     return exists;
 }
@@ -113,7 +114,7 @@ bool is_same_file(const std::string& a, const std::string& b) { return real_path
 
 void refuse_shared_input(std::span<const std::string> paths) {
     if (std::ranges::count(paths, "-") < 2) return;
-    throw Failure(Outcome::usage, "only one file can come from standard input");
+    throw Failure(ExitCode::usage, "only one file can come from standard input");
 }
 
 bool is_nested_deeper(std::string_view text, std::size_t levels) {
@@ -136,13 +137,13 @@ bool is_nested_deeper(std::string_view text, std::size_t levels) {
 }
 
 std::string read_file(const std::string& path) {
-    if (path != "-" && !file_exists(path)) throw Failure(Outcome::input, path + ": no such file");
+    if (path != "-" && !file_exists(path)) throw Failure(ExitCode::input, path + ": no such file");
     const Descriptor opened(path == "-" ? ::dup(STDIN_FILENO) : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     const std::string name = input_name(path);
     Activity::current().doing("reading " + name);
     if (::isatty(opened.get()) == 1) Activity::current().yield();  // somebody is typing
     const auto fail_reading = [&name](const char* what) {
-        throw Failure(Outcome::system, name + ": " + what + ": " + std::strerror(errno));
+        throw Failure(ExitCode::system, name + ": " + what + ": " + std::strerror(errno));
     };
     if (opened.get() < 0) fail_reading("cannot be opened");
     std::string text;
@@ -160,8 +161,9 @@ std::string read_file(const std::string& path) {
         if (count < 0) fail_reading("cannot be read");
         if (count == 0) break;
     }
-    if (text.find('\0') != std::string::npos) throw Failure(Outcome::input, name + ": not a text: contains a NUL byte");
-    if (is_nested_deeper(text, deepest_text)) throw Failure(Outcome::input, name + ": nested too deeply");
+    if (text.find('\0') != std::string::npos)
+        throw Failure(ExitCode::input, name + ": not a text: contains a NUL byte");
+    if (is_nested_deeper(text, deepest_text)) throw Failure(ExitCode::input, name + ": nested too deeply");
     return text;
 }
 
@@ -200,39 +202,31 @@ void replace_file(const std::string& given, std::string_view text) {
 FileLock::FileLock(const std::string& path) : path_(real_path(path) + ".zentadb-lock") {
     const auto until = std::chrono::steady_clock::now() + patience();
     for (;;) {
-        descriptor_ = ::open(path_.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
-        if (descriptor_ < 0) fail(path_, "cannot be created");
-        if (::flock(descriptor_, LOCK_EX | LOCK_NB) == 0) {
+        Descriptor opened(::open(path_.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666));
+        if (opened.get() < 0) fail(path_, "cannot be created");
+        if (::flock(opened.get(), LOCK_EX | LOCK_NB) == 0) {
             // The previous holder may have removed the file meanwhile. Then nobody else sees this lock.
             struct stat held {};
             struct stat there {};
-            if (::fstat(descriptor_, &held) == 0 && ::stat(path_.c_str(), &there) == 0 && held.st_ino == there.st_ino &&
-                held.st_dev == there.st_dev) {
+            if (::fstat(opened.get(), &held) == 0 && ::stat(path_.c_str(), &there) == 0 &&
+                held.st_ino == there.st_ino && held.st_dev == there.st_dev) {
+                descriptor_ = opened.release();
                 return;
             }
         } else if (errno != EWOULDBLOCK && errno != EINTR) {
-            const int reason = errno;
-            ::close(descriptor_);
-            errno = reason;
             fail(path_, "cannot be locked");
         } else if (std::chrono::steady_clock::now() >= until) {
-            ::close(descriptor_);
             throw Failure(
-                Outcome::busy, path + ": another process is changing it",
+                ExitCode::busy, path + ": another process is changing it",
                 "Nothing was changed. Try again when it is done, or set ZENTADB_LOCK_WAIT to the seconds to wait.");
         } else {
             Activity::current().doing("waiting for another process to finish with " + path);
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
-        ::close(descriptor_);
     }
 }
 
-FileLock::FileLock(FileLock&& other) noexcept
-    : path_(std::move(other.path_)), descriptor_(std::exchange(other.descriptor_, -1)) {}
-
 FileLock::~FileLock() {
-    if (descriptor_ < 0) return;
     // Removed while it is held, so that nobody locks a file that is about to disappear.
     ::unlink(path_.c_str());
     ::close(descriptor_);

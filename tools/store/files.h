@@ -34,8 +34,6 @@ class FileLock {
    public:
     explicit FileLock(const std::string& path);
     ~FileLock();
-    FileLock(FileLock&& other) noexcept;
-    FileLock& operator=(FileLock&&) = delete;
     FileLock(const FileLock&) = delete;
     FileLock& operator=(const FileLock&) = delete;
 

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <zentadbpp.hpp>
 
+#include "cli/table.h"
 #include "store/raw_json.h"
 
 namespace zentadb {
@@ -47,9 +48,8 @@ std::optional<std::string> json_problem(const std::string& path, const std::stri
     if (!size) return std::nullopt;
     const std::string_view before = std::string_view(text).substr(0, *size);
     const std::size_t line_begin = before.substr(0, before.size() - 1).rfind('\n') + 1;
-    const auto is_first_byte = [](char byte) { return (static_cast<unsigned char>(byte) & 0xc0U) != 0x80U; };
     const auto line = 1 + std::ranges::count(before.substr(0, line_begin), '\n');
-    const auto column = std::ranges::count_if(before.substr(line_begin), is_first_byte);
+    const std::size_t column = width_of(before.substr(line_begin));
     return name + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + complaint_about(text);
 }
 
@@ -87,6 +87,11 @@ std::string indented(std::string_view given) {
         }
     }
     return text;
+}
+
+std::string member_text(const json& object, const char* key) {
+    const std::string* text = string_member(object, key);
+    return text == nullptr ? "" : *text;
 }
 
 std::string one_line(const ordered_json& value) {

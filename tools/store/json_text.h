@@ -22,6 +22,16 @@ namespace zentadb {
 // The JSON text with its members and elements on lines of their own. All else, such as how numbers are written, stays.
 [[nodiscard]] std::string indented(std::string_view given);
 
+// A member of an object that is a string; null if there is none.
+template <class Json>
+[[nodiscard]] const std::string* string_member(const Json& object, const char* key) {
+    const auto member = object.find(key);
+    return member == object.end() ? nullptr : member->template get_ptr<const std::string*>();
+}
+
+// The same as a text, empty if there is none.
+[[nodiscard]] std::string member_text(const nlohmann::json& object, const char* key);
+
 // A value on one line, for people.
 [[nodiscard]] std::string one_line(const nlohmann::ordered_json& value);
 

@@ -25,7 +25,7 @@ json given_config(const std::string& option) {
     json config = too_deep ? json() : json::parse(text, nullptr, false);
     if (!config.is_object()) {
         const auto problem = too_deep ? std::nullopt : json_problem(name, text);
-        throw Failure(Outcome::usage, problem ? *problem : name + ": not a JSON object",
+        throw Failure(ExitCode::usage, problem ? *problem : name + ": not a JSON object",
                       R"(A configuration looks like {"instance_id": "anna", "id_generation_rules": "code"}.)");
     }
     return config;

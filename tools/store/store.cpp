@@ -33,14 +33,14 @@ void refuse_other_data(const std::string& path, const Store& store, const std::s
         for (const auto& member : json.items()) known = known && (member.key() == "d" || member.key() == "o");
     }
     if (known) return;
-    throw Failure(Outcome::input, path + ": JSON, but not a sync JSON",
+    throw Failure(ExitCode::input, path + ": JSON, but not a sync JSON",
                   "To store it as data: zentadb update STORE " + path);
 }
 
 Store store_of(const std::string& path, const std::string& text) {
     const std::string name = input_name(path);
     if (text.empty()) {
-        throw Failure(Outcome::damaged, name + ": the file is empty",
+        throw Failure(ExitCode::damaged, name + ": the file is empty",
                       "A store is never empty. Remove the file to start a new one, or restore a copy.");
     }
     Activity::current().doing("opening " + name);
@@ -51,7 +51,7 @@ Store store_of(const std::string& path, const std::string& text) {
     } catch (const zentadbpp::Error& error) {
         const std::optional<std::string> problem =
             error.is_record() || text.starts_with('@') ? std::nullopt : json_problem(path, text);
-        throw Failure(Outcome::damaged, problem ? *problem : name + ": " + explained(error).what(),
+        throw Failure(ExitCode::damaged, problem ? *problem : name + ": " + explained(error).what(),
                       "zentadb verify " + path + " shows what is damaged.");
     }
 }

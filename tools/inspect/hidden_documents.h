@@ -10,6 +10,9 @@
 
 namespace zentadb {
 
+// The documents that are not deleted and that the data, as it was read from the handle, does not show anywhere.
+[[nodiscard]] std::set<std::string> hidden_in(const zentadbpp::Handle& handle, const zentadbpp::Value& data);
+
 // What lies below a version of a document: the documents that its content refers to, those in the lists of its arrays,
 // and so on through winning contents. Data does not show what only a losing version leads to.
 class Below {

@@ -1,12 +1,12 @@
-#include "inspect/below.h"
+#include "inspect/hidden_documents.h"
 
 #include <algorithm>
 #include <optional>
 
 #include "cli/table.h"
 #include "cli/terminal.h"
-#include "inspect/homeless.h"
 #include "inspect/references.h"
+#include "store/json_text.h"
 
 namespace zentadb {
 
@@ -14,19 +14,41 @@ namespace {
 
 using nlohmann::json;
 
-// The ids that the data does not show. Nothing if it cannot be read.
-std::optional<std::set<std::string>> hidden_in(zentadbpp::Handle& handle) {
+void remove_shown(const json& data, std::set<std::string>& ids) {
+    std::vector<const json*> left{&data};
+    while (!left.empty() && !ids.empty()) {
+        const json& value = *left.back();
+        left.pop_back();
+        if (!value.is_structured()) continue;
+        if (const std::string* id = string_member(value, "_id")) ids.erase(*id);
+        for (const json& each : value) left.push_back(&each);
+    }
+}
+
+// The same for the data as it is now. Nothing if it cannot be read.
+std::optional<std::set<std::string>> hidden_now(zentadbpp::Handle& handle) {
     json config{{"preserve_old_ordering", true}};
     const zentadbpp::List instances = handle.instances();
     if (instances.size() == 1) config["instance_id"] = instances[0];
     try {
-        return homeless(handle, handle.read(config.dump()));
+        return hidden_in(handle, handle.read(config.dump()));
     } catch (const zentadbpp::Error&) {
         return std::nullopt;
     }
 }
 
 }  // namespace
+
+std::set<std::string> hidden_in(const zentadbpp::Handle& handle, const zentadbpp::Value& data) {
+    std::set<std::string> ids;
+    const SyncJson sync_json(handle);
+    for (const Entry& document : sync_json.documents()) {
+        if (is_ordering(document.key)) continue;
+        if (!is_deletion(handle.winning(document.key))) ids.insert(document.key);
+    }
+    remove_shown(json::parse(data.view(), nullptr, false), ids);
+    return ids;
+}
 
 Below::Below(const zentadbpp::Handle& handle, const SyncJson& sync_json) : handle_(handle), sync_json_(sync_json) {
     for (const Entry& document : sync_json.documents()) {
@@ -75,7 +97,7 @@ std::vector<std::string> hidden_notices(const zentadbpp::Handle& before, zentadb
     const SyncJson sync_json(after);
     // Without either, all that is live is shown.
     if (unresolved.empty() && sync_json.text().find("\"deleted_") == std::string_view::npos) return {};
-    std::optional<std::set<std::string>> hidden = hidden_in(after);
+    std::optional<std::set<std::string>> hidden = hidden_now(after);
     if (!hidden || hidden->empty()) return {};
 
     std::vector<std::string> notices;
@@ -104,7 +126,7 @@ std::vector<std::string> hidden_notices(const zentadbpp::Handle& before, zentadb
         for (const std::string_view id : ids) changed.emplace(id);
     }
     zentadbpp::Handle older(before.dump());
-    const std::set<std::string> hidden_before = hidden_in(older).value_or(std::set<std::string>{});
+    const std::set<std::string> hidden_before = hidden_now(older).value_or(std::set<std::string>{});
     std::vector<std::string> news;
     for (const std::string& id : *hidden) {
         if (changed.contains(id) || !hidden_before.contains(id)) news.push_back(id);
@@ -121,9 +143,9 @@ std::vector<std::string> hidden_notices(const zentadbpp::Handle& before, zentadb
 std::size_t documents_back(const zentadbpp::Handle& before, const zentadbpp::Handle& after) {
     zentadbpp::Handle older(before.dump());
     zentadbpp::Handle newer(after.dump());
-    const auto hidden_before = hidden_in(older);
+    const auto hidden_before = hidden_now(older);
     if (!hidden_before || hidden_before->empty()) return 0;
-    const auto hidden_after = hidden_in(newer);
+    const auto hidden_after = hidden_now(newer);
     if (!hidden_after) return 0;
     return static_cast<std::size_t>(std::ranges::count_if(*hidden_before, [&](const std::string& id) {
         return !hidden_after->contains(id) && !is_deletion(newer.winning(id));
