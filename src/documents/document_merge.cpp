@@ -15,7 +15,7 @@ namespace libzentadbpp {
 
 namespace {
 
-// One of the two trees on its way into the merged one, and where each of its revisions came to stand.
+// One of the two trees on its way into the merged one, and the position of each of its revisions there.
 struct TreeToMerge {
     std::span<const TreeRevision> revisions;
     std::vector<std::uint32_t> merged;  // by position
@@ -49,8 +49,8 @@ std::vector<TreeRevision> grafted(std::span<const TreeRevision> tree, const Tree
     return in_order(moved, ParentOfEqual::lowest);
 }
 
-// For each revision the position of the content that a branch closed by it had last. An empty revision stands in for a
-// taken name, not for a content, unless there is no other.
+// For each revision the position of the content that a branch closed by it had last. An empty revision only avoids a
+// name clash; it counts as a content if there is no other.
 std::vector<std::uint32_t> last_contents(std::span<const TreeRevision> tree) {
     std::vector<std::uint32_t> contents(tree.size());
     for (std::uint32_t at = 0; at < tree.size(); ++at) {
@@ -101,15 +101,6 @@ bool drop_reopened(std::vector<TreeRevision>& tree) {
     return true;
 }
 
-// How many of the revisions only the second tree has.
-std::size_t count_added(std::span<const TreeRevision> revisions, std::span<const TreeRevision> ours,
-                        std::span<const TreeRevision> theirs) {
-    return static_cast<std::size_t>(std::ranges::count_if(revisions, [&](const TreeRevision& revision) {
-        return std::ranges::binary_search(theirs, revision, precedes) &&
-               !std::ranges::binary_search(ours, revision, precedes);
-    }));
-}
-
 void report_second_first_revision(const MultiVersionDocument& target, const TreeRevision& wannabe) {
     std::string lines = "Document ";
     lines.append(target.id()).append("\nActual root ").append(target.revision_string(0));
@@ -136,7 +127,7 @@ DocumentRef reopened(const MultiVersionDocument& document) {
     return closing == no_entry ? nullptr : document.with_child(closing, revisions[contents[closing]].datahash());
 }
 
-MergedDocument merge_documents(const MultiVersionDocument& target, const MultiVersionDocument& source, Grafts grafts) {
+DocumentRef merge_documents(const MultiVersionDocument& target, const MultiVersionDocument& source, Grafts grafts) {
     std::span<const TreeRevision> ours = target.revisions();
     std::span<const TreeRevision> theirs = source.revisions();
     std::vector<TreeRevision> moved;
@@ -155,15 +146,13 @@ MergedDocument merge_documents(const MultiVersionDocument& target, const MultiVe
     TreeToMerge from_theirs(theirs);
     std::vector<TreeRevision> merged;
     merged.reserve(ours.size() + theirs.size());
-    const std::size_t new_roots = changed ? 1 : 0;
-    MergedDocument result{nullptr, new_roots};
     bool follows_resolved = false;
     while (!from_ours.done() || !from_theirs.done()) {
         if (from_theirs.done() || (!from_ours.done() && precedes(from_ours.head(), from_theirs.head()))) {
             merged.push_back(from_ours.take(merged.size()));
         } else if (from_ours.done() || precedes(from_theirs.head(), from_ours.head())) {
             merged.push_back(from_theirs.take(merged.size()));
-            ++result.added;
+            changed = true;
         } else {
             // The merged tree is in revision order, so the smaller parent comes first.
             TreeRevision revision = from_ours.take(merged.size());
@@ -179,17 +168,10 @@ MergedDocument merge_documents(const MultiVersionDocument& target, const MultiVe
     }
 
     const bool dropped = follows_resolved && drop_reopened(merged);
-    if (!changed && !dropped && result.added == 0) {
-        result.document = reopened(target);
-        return result;
-    }
-    result.document = MultiVersionDocument::make(target.id(), merged);
-    if (DocumentRef opened = reopened(*result.document)) result.document = std::move(opened);
-    if (dropped) {
-        result.added = new_roots + count_added(result.document->revisions(), ours, theirs);
-        if (result.document->history() == target.history()) result.document = nullptr;
-    }
-    return result;
+    if (!changed && !dropped) return reopened(target);
+    DocumentRef result = MultiVersionDocument::make(target.id(), merged);
+    if (DocumentRef opened = reopened(*result)) result = std::move(opened);
+    return dropped && result->history() == target.history() ? nullptr : result;
 }
 
 }  // namespace libzentadbpp

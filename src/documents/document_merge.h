@@ -1,24 +1,16 @@
 #pragma once
 
-#include <cstddef>
-
 #include "documents/multiversion_document.h"
 
 namespace libzentadbpp {
-
-// What merging did to the target document.
-struct MergedDocument {
-    DocumentRef document;   // null: the target is as it was
-    std::size_t added = 0;  // revisions of the source that the target did not know
-};
 
 // Which documents may have several first revisions: those with ordering ids, unless their contents say that a host made
 // them.
 enum class Grafts : bool { never, with_ordering_id };
 
-// Brings every revision of `source` into `target`, two copies of one document. Pure, commutative, associative and
-// idempotent: the outcome depends only on the revisions that were made. Linear, but for n log n where trees are
-// grafted or leaves opened again.
+// Brings every revision of `source` into `target`, two copies of one document; null if the target stays as it is. Pure,
+// commutative, associative and idempotent: the outcome depends only on the revisions that were made. Linear, but for
+// n log n if trees are grafted or leaves opened again.
 // - A revision that both know under different parents keeps the smaller of the two.
 // - Ordering documents with different first revisions are grafted: the smallest is the root, and what each other one
 //   began hangs directly under it, one generation later. Any other document with two first revisions throws
@@ -29,8 +21,8 @@ enum class Grafts : bool { never, with_ordering_id };
 //   if an earlier revision has its content.
 // If grafting gives one name to steps of two histories, the smaller parent decides which of them it is. Merges in
 // another order can then differ until copies with both outcomes meet.
-[[nodiscard]] MergedDocument merge_documents(const MultiVersionDocument& target, const MultiVersionDocument& source,
-                                             Grafts grafts = Grafts::with_ordering_id);
+[[nodiscard]] DocumentRef merge_documents(const MultiVersionDocument& target, const MultiVersionDocument& source,
+                                          Grafts grafts = Grafts::with_ordering_id);
 
 // The document with its longest closed branch reopened, if it has revisions but no leaf; otherwise null.
 [[nodiscard]] DocumentRef reopened(const MultiVersionDocument& document);

@@ -2,7 +2,6 @@
 
 #include "documents/document_queries.h"
 #include "libzentadbpp/frame.h"
-#include "libzentadbpp/text_sets.h"
 #include "transformation/unflattener.h"
 
 using namespace libzentadbpp;
@@ -10,59 +9,47 @@ using namespace libzentadbpp;
 namespace {
 
 CText winning(const MultiVersionDocument& document) { return Call::plain(document.winning().revision_string()); }
-CText leafs(const MultiVersionDocument& document) { return joined(leaf_revisions(document)); }
-CText conflicting(const MultiVersionDocument& document) { return joined(conflicting_revisions(document)); }
+CText leafs(const MultiVersionDocument& document) { return Call::plain(leaf_revisions(document)); }
+CText conflicting(const MultiVersionDocument& document) { return Call::plain(conflicting_revisions(document)); }
 
 CText parent(const MultiVersionDocument& document, const Revision& revision) {
     return Call::plain(ancestor(document, revision));
 }
 CText siblings(const MultiVersionDocument& document, const Revision& revision) {
-    return joined(sibling_revisions(document, revision));
+    return Call::plain(sibling_revisions(document, revision));
 }
 CText path(const MultiVersionDocument& document, const Revision& revision) {
-    return json_list(history(document, revision));
+    return Call::rendered(history(document, revision));
 }
 
 using DocumentQuery = CText (*)(const MultiVersionDocument&);
 using RevisionQuery = CText (*)(const MultiVersionDocument&, const Revision&);
 
-sync_json_result ask(const char* name, const char* sync_json, const char* id, Inflation inflation,
-                     DocumentQuery query) {
-    return answer(name, [&](Call& call) {
-        SyncJsonText text = call.sync_json(sync_json);
+// By the text of a sync JSON or by a handle, which has nothing to inflate.
+template <class SyncJson>
+sync_json_result ask(SyncJson sync_json, const char* id, DocumentQuery query,
+                     Inflation inflation = Inflation::passed_over, const char* name = __builtin_FUNCTION()) {
+    const auto body = [&](Call& call) {
+        auto&& given = call.given(sync_json);
         const std::string_view document_id = Call::text(id);
-        const DocumentStorage storage = call.open(std::move(text), inflation);
+        const DocumentStorage& storage = call.open(std::forward<decltype(given)>(given), inflation);
         return query(*call.document(storage, document_id));
-    });
+    };
+    return answer(body, name);
 }
 
-sync_json_result ask(const char* name, sync_json_ptr ptr, const char* id, DocumentQuery query) {
-    return answer(name, [&](Call& call) {
-        const DocumentStorage& storage = call.storage(ptr);
-        return query(*call.document(storage, Call::text(id)));
-    });
-}
-
-sync_json_result ask(const char* name, const char* sync_json, const char* id, const char* rev, Inflation inflation,
-                     RevisionQuery query) {
-    return answer(name, [&](Call& call) {
-        SyncJsonText text = call.sync_json(sync_json);
+template <class SyncJson>
+sync_json_result ask(SyncJson sync_json, const char* id, const char* rev, RevisionQuery query,
+                     Inflation inflation = Inflation::passed_over, const char* name = __builtin_FUNCTION()) {
+    const auto body = [&](Call& call) {
+        auto&& given = call.given(sync_json);
         const std::string_view document_id = Call::text(id);
         const std::string_view revision = Call::text(rev);
-        const DocumentStorage storage = call.open(std::move(text), inflation);
+        const DocumentStorage& storage = call.open(std::forward<decltype(given)>(given), inflation);
         const DocumentRef& document = call.document(storage, document_id);
         return query(*document, Revision(revision));
-    });
-}
-
-sync_json_result ask(const char* name, sync_json_ptr ptr, const char* id, const char* rev, RevisionQuery query) {
-    return answer(name, [&](Call& call) {
-        const DocumentStorage& storage = call.storage(ptr);
-        const std::string_view document_id = Call::text(id);
-        const std::string_view revision = Call::text(rev);
-        const DocumentRef& document = call.document(storage, document_id);
-        return query(*document, Revision(revision));
-    });
+    };
+    return answer(body, name);
 }
 
 CText data_of(const ReadIndex& index, std::string_view id, const Revision& revision, bool discard_id) {
@@ -79,53 +66,47 @@ DocumentStorage resolved(Call& call, const DocumentStorage& storage, std::string
 }  // namespace
 
 sync_json_result sync_json_winning(const char* sync_json, const char* id) {
-    return ask("sync_json_winning", sync_json, id, Inflation::reported, winning);
+    return ask(sync_json, id, winning, Inflation::reported);
 }
-sync_json_result sync_json_ptr_winning(sync_json_ptr ptr, const char* id) {
-    return ask("sync_json_ptr_winning", ptr, id, winning);
-}
+sync_json_result sync_json_ptr_winning(sync_json_ptr ptr, const char* id) { return ask(ptr, id, winning); }
 
 sync_json_result sync_json_leafs(const char* sync_json, const char* id) {
-    return ask("sync_json_leafs", sync_json, id, Inflation::reported, leafs);
+    return ask(sync_json, id, leafs, Inflation::reported);
 }
-sync_json_result sync_json_ptr_leafs(sync_json_ptr ptr, const char* id) {
-    return ask("sync_json_ptr_leafs", ptr, id, leafs);
-}
+sync_json_result sync_json_ptr_leafs(sync_json_ptr ptr, const char* id) { return ask(ptr, id, leafs); }
 
 sync_json_result sync_json_conflicting(const char* sync_json, const char* id) {
-    return ask("sync_json_conflicting", sync_json, id, Inflation::passed_over, conflicting);
+    return ask(sync_json, id, conflicting, Inflation::passed_over);
 }
-sync_json_result sync_json_ptr_conflicting(sync_json_ptr ptr, const char* id) {
-    return ask("sync_json_ptr_conflicting", ptr, id, conflicting);
-}
+sync_json_result sync_json_ptr_conflicting(sync_json_ptr ptr, const char* id) { return ask(ptr, id, conflicting); }
 
 sync_json_result sync_json_ancestor(const char* sync_json, const char* id, const char* rev) {
-    return ask("sync_json_ancestor", sync_json, id, rev, Inflation::reported, parent);
+    return ask(sync_json, id, rev, parent, Inflation::reported);
 }
 sync_json_result sync_json_ptr_ancestor(sync_json_ptr ptr, const char* id, const char* rev) {
-    return ask("sync_json_ptr_ancestor", ptr, id, rev, parent);
+    return ask(ptr, id, rev, parent);
 }
 
 sync_json_result sync_json_siblings(const char* sync_json, const char* id, const char* rev) {
-    return ask("sync_json_siblings", sync_json, id, rev, Inflation::reported, siblings);
+    return ask(sync_json, id, rev, siblings, Inflation::reported);
 }
 sync_json_result sync_json_ptr_siblings(sync_json_ptr ptr, const char* id, const char* rev) {
-    return ask("sync_json_ptr_siblings", ptr, id, rev, siblings);
+    return ask(ptr, id, rev, siblings);
 }
 
 sync_json_result sync_json_history(const char* sync_json, const char* id, const char* rev) {
-    return ask("sync_json_history", sync_json, id, rev, Inflation::passed_over, path);
+    return ask(sync_json, id, rev, path, Inflation::passed_over);
 }
 sync_json_result sync_json_ptr_history(sync_json_ptr ptr, const char* id, const char* rev) {
-    return ask("sync_json_ptr_history", ptr, id, rev, path);
+    return ask(ptr, id, rev, path);
 }
 
 sync_json_result sync_json_data(const char* sync_json, const char* id, const char* rev, const char* config) {
-    return answer("sync_json_data", [&](Call& call) {
+    return answer([&](Call& call) {
         SyncJsonText text = call.sync_json(sync_json);
         const std::string_view document_id = Call::text(id);
         const std::string_view revision = Call::text(rev);
-        const auto settings = TransformationSettings::for_reading(call.configuration(config));
+        const TransformationSettings settings(call.configuration(config));
         const DocumentStorage storage = call.open(std::move(text), Inflation::reported);
         (void)call.document(storage, document_id);
         const Revision wanted(revision);
@@ -133,11 +114,11 @@ sync_json_result sync_json_data(const char* sync_json, const char* id, const cha
     });
 }
 sync_json_result sync_json_ptr_data(sync_json_ptr ptr, const char* id, const char* rev, const char* config) {
-    return answer("sync_json_ptr_data", [&](Call& call) {
+    return answer([&](Call& call) {
         const zentadbpp_document_storage& handle = call.handle(ptr);
         const std::string_view document_id = Call::text(id);
         const std::string_view revision = Call::text(rev);
-        const auto settings = TransformationSettings::for_reading(call.configuration(config));
+        const TransformationSettings settings(call.configuration(config));
         (void)call.document(handle.storage(), document_id);
         const Revision wanted(revision);
         return data_of(*handle.read_index(settings.instance_id), document_id, wanted, settings.discard_id);
@@ -145,7 +126,7 @@ sync_json_result sync_json_ptr_data(sync_json_ptr ptr, const char* id, const cha
 }
 
 sync_json_result sync_json_resolve(const char* sync_json, const char* id, const char* rev) {
-    return answer("sync_json_resolve", [&](Call& call) {
+    return answer([&](Call& call) {
         SyncJsonText text = call.sync_json(sync_json);
         const std::string_view document_id = Call::text(id);
         const std::string_view revision = Call::text(rev);
@@ -154,7 +135,7 @@ sync_json_result sync_json_resolve(const char* sync_json, const char* id, const 
     });
 }
 sync_json_ptr_result sync_json_ptr_resolve(sync_json_ptr ptr, const char* id, const char* rev) {
-    return answer_handle("sync_json_ptr_resolve", [&](Call& call) {
+    return answer_handle([&](Call& call) {
         const zentadbpp_document_storage& handle = call.handle(ptr);
         const std::string_view document_id = Call::text(id);
         return Successor{resolved(call, handle.storage(), document_id, Call::text(rev)),

@@ -23,27 +23,25 @@ DocumentStorage imported(Call& call, const JsonValue& body) {
 }  // namespace
 
 sync_json_result sync_json_to_bulk_docs(const char* sync_json) {
-    return answer("sync_json_to_bulk_docs", [&](Call& call) {
+    return answer([&](Call& call) {
         SyncJsonText text = call.sync_json(sync_json);
         const bool compress = text.is_compressed();
-        TextBuffer body = bulk_docs(call.open(std::move(text), Inflation::passed_over));
-        return compress ? Call::compressed(std::move(body)) : Call::rendered(std::move(body));
+        return Call::rendered(bulk_docs(call.open(std::move(text), Inflation::passed_over)), compress);
     });
 }
 sync_json_result sync_json_ptr_to_bulk_docs(sync_json_ptr ptr) {
-    return answer("sync_json_ptr_to_bulk_docs",
-                  [&](Call& call) { return Call::rendered(bulk_docs(call.storage(ptr))); });
+    return answer([&](Call& call) { return Call::rendered(bulk_docs(call.storage(ptr))); });
 }
 
 sync_json_result sync_json_from_bulk_get(const char* bulk_get, const char* config) {
-    return answer("sync_json_from_bulk_get", [&](Call& call) {
+    return answer([&](Call& call) {
         const JsonValue body = call.json(bulk_get);
         const JsonValue configuration = call.configuration(config);
         return Call::rendered(imported(call, body), asks_for_compression(configuration));
     });
 }
 sync_json_ptr_result sync_json_ptr_from_bulk_get(const char* bulk_get, const char* config) {
-    return answer_handle("sync_json_ptr_from_bulk_get", [&](Call& call) {
+    return answer_handle([&](Call& call) {
         const JsonValue body = call.json(bulk_get);
         (void)call.configuration(config);
         return imported(call, body);

@@ -5,15 +5,13 @@
 using namespace libzentadbpp;
 
 sync_json_ptr_result new_sync_json_ptr(const char* sync_json) {
-    return answer_handle<Texts::of_the_handle>("new_sync_json_ptr", [&](Call& call) {
-        return call.open(call.sync_json(sync_json), Inflation::reported_briefly);
-    });
+    return answer_handle<Texts::of_the_handle>(
+        [&](Call& call) { return call.open(call.sync_json(sync_json), Inflation::reported_briefly); });
 }
 
 char* dump_sync_json_ptr(sync_json_ptr ptr) {
     if (ptr == nullptr) return nullptr;
-    sync_json_result record =
-        answer("dump_sync_json_ptr", [&](Call& call) { return Call::rendered(call.storage(ptr)); });
+    sync_json_result record = answer([&](Call& call) { return Call::rendered(call.storage(ptr)); });
     std::free(record.error);  // there is no way to report it
     return record.value;
 }

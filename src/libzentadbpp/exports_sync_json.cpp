@@ -6,8 +6,8 @@
 using namespace libzentadbpp;
 
 sync_json_result read_sync_json(const char* sync_json, const char* config) {
-    return answer("read_sync_json", [&](Call& call) {
-        const auto settings = TransformationSettings::for_reading(call.configuration(config));
+    return answer([&](Call& call) {
+        const TransformationSettings settings(call.configuration(config));
         SyncJsonText text = call.sync_json_object(sync_json, "synchronizable_json_is_not_an_object");
         TextBuffer data;
         // The storage ends with the call, so there is nothing for a reordering to stay in.
@@ -18,12 +18,12 @@ sync_json_result read_sync_json(const char* sync_json, const char* config) {
 }
 
 sync_json_result update_sync_json(const char* input, const char* sync_json, const char* config) {
-    return answer("update_sync_json", [&](Call& call) {
+    return answer([&](Call& call) {
         const JsonValue data = call.object(input, "input_is_not_an_object");
         const JsonValue configuration = call.configuration(config);
         SyncJsonText text = call.sync_json_object(sync_json, "synchronizable_json_is_not_an_object");
         const DocumentStorage storage = call.open(std::move(text), Inflation::reported);
-        const auto settings = TransformationSettings::for_flattening(configuration);
+        const TransformationSettings settings(configuration);
         SharedMemory memory(call.arena());
         return Call::rendered(update(storage, data, settings, call.arena(), memory),
                               asks_for_compression(configuration));
@@ -31,7 +31,7 @@ sync_json_result update_sync_json(const char* input, const char* sync_json, cons
 }
 
 sync_json_result replicate_sync_json(const char* source, const char* target, const char* config) {
-    return answer("replicate_sync_json", [&](Call& call) {
+    return answer([&](Call& call) {
         const JsonValue configuration = call.configuration(config);
         SyncJsonText source_text =
             call.sync_json_object(source, "source_synchronizable_json_is_not_an_object", "null_source_syncjson");
@@ -40,13 +40,13 @@ sync_json_result replicate_sync_json(const char* source, const char* target, con
         const DocumentStorage from = call.open(std::move(source_text), Inflation::reported);
         const DocumentStorage to = call.open(std::move(target_text), Inflation::reported);
         SharedMemory memory(call.arena());
-        return Call::rendered(replicate(from, to, memory).target, asks_for_compression(configuration));
+        return Call::rendered(replicate(from, to, memory), asks_for_compression(configuration));
     });
 }
 
 sync_json_result read_sync_json_ptr(sync_json_ptr ptr, const char* config) {
-    return answer("read_sync_json_ptr", [&](Call& call) {
-        const auto settings = TransformationSettings::for_reading(call.configuration(config));
+    return answer([&](Call& call) {
+        const TransformationSettings settings(call.configuration(config));
         zentadbpp_document_storage& handle = call.handle(ptr);
         const auto index = handle.read_index(settings.instance_id);
         TextBuffer data;
@@ -60,9 +60,9 @@ sync_json_result read_sync_json_ptr(sync_json_ptr ptr, const char* config) {
 }
 
 sync_json_ptr_result update_sync_json_ptr(const char* input, sync_json_ptr ptr, const char* config) {
-    return answer_handle("update_sync_json_ptr", [&](Call& call) {
+    return answer_handle([&](Call& call) {
         const JsonValue data = call.object(input, "input_is_not_an_object");
-        const auto settings = TransformationSettings::for_flattening(call.configuration(config));
+        const TransformationSettings settings(call.configuration(config));
         SharedMemory memory;
         const zentadbpp_document_storage& handle = call.handle(ptr);
         const auto [last, remember] = handle.for_update();
@@ -74,11 +74,11 @@ sync_json_ptr_result update_sync_json_ptr(const char* input, sync_json_ptr ptr, 
 }
 
 sync_json_ptr_result replicate_sync_json_ptr(sync_json_ptr source, sync_json_ptr target, const char* config) {
-    return answer_handle("replicate_sync_json_ptr", [&](Call& call) {
+    return answer_handle([&](Call& call) {
         (void)call.configuration(config);
         const DocumentStorage& from = call.storage(source, "invalid_source_sync_json_ptr");
         const zentadbpp_document_storage& to = call.handle(target, "invalid_target_sync_json_ptr");
         SharedMemory memory;
-        return Successor{replicate(from, to.storage(), memory).target, to.known_winning_contents()};
+        return Successor{replicate(from, to.storage(), memory), to.known_winning_contents()};
     });
 }

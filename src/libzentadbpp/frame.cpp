@@ -161,17 +161,21 @@ CText Call::plain(TextBuffer text) {
     return text.release();
 }
 
-CText Call::rendered(TextBuffer standard) { return switched(std::move(standard)).release(); }
-
-CText Call::rendered(const DocumentStorage& storage) {
+CText Call::plain(const std::vector<std::string>& set) {
     TextBuffer text;
-    storage.serialize(text);
-    return rendered(std::move(text));
+    ListSeparator separator({}, ",");
+    for (const std::string& element : set) {
+        separator.append_to(text);
+        text.append(element);
+    }
+    return plain(std::move(text));
 }
 
-CText Call::compressed(TextBuffer standard) {
+CText Call::rendered(TextBuffer standard, bool compress) {
+    TextBuffer text = switched(std::move(standard));
+    if (!compress) return text.release();
     TextBuffer object;
-    std::string error = compress_text(switched(std::move(standard)).view(), object);
+    std::string error = compress_text(text.view(), object);
     if (!error.empty()) throw CallFailure{std::move(error)};
     return rendered(std::move(object));
 }
@@ -179,7 +183,19 @@ CText Call::compressed(TextBuffer standard) {
 CText Call::rendered(const DocumentStorage& storage, bool compress) {
     TextBuffer text;
     storage.serialize(text);
-    return compress ? compressed(std::move(text)) : rendered(std::move(text));
+    return rendered(std::move(text), compress);
+}
+
+CText Call::rendered(const std::vector<std::string>& list) {
+    TextBuffer text;
+    ListSeparator separator;
+    text.push_back('[');
+    for (const std::string& element : list) {
+        separator.append_to(text);
+        write_json_string(element, text);
+    }
+    text.push_back(']');
+    return rendered(std::move(text));
 }
 
 bool asks_for_compression(const JsonValue& configuration) {

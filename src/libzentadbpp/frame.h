@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "documents/document_storage.h"
 #include "documents/sync_json_text.h"
@@ -81,9 +82,19 @@ class Call {
         return handle(argument, key, line).storage();
     }
 
+    // What an export is given, a sync JSON or a handle, for `open`.
+    [[nodiscard]] SyncJsonText given(const char* argument, std::string_view /*null_handle_key*/ = {}) {
+        return sync_json(argument);
+    }
+    [[nodiscard]] const DocumentStorage& given(sync_json_ptr argument, std::string_view key = "invalid_sync_json_ptr",
+                                               int line = __builtin_LINE()) const {
+        return storage(argument, key, line);
+    }
+
     // --- Opening
 
     [[nodiscard]] DocumentStorage open(SyncJsonText&& text, Inflation inflation);
+    [[nodiscard]] static const DocumentStorage& open(const DocumentStorage& of_handle, Inflation) { return of_handle; }
     // The object itself if it is not compressed; the empty one if a failure is ignored.
     [[nodiscard]] WholeObject inflated(const WholeObject& object, Inflation inflation);
     // A document of a storage; "document_not_found" if there is none.
@@ -101,11 +112,13 @@ class Call {
     // A text that is not JSON, in which a NUL byte cannot be written: TextContainsNul.
     [[nodiscard]] static CText plain(std::string_view text);
     [[nodiscard]] static CText plain(TextBuffer text);
+    // A set of ids or revision strings, separated by commas.
+    [[nodiscard]] static CText plain(const std::vector<std::string>& set);
     // A JSON result, from its standard text.
-    [[nodiscard]] static CText rendered(TextBuffer standard);
-    [[nodiscard]] static CText rendered(const DocumentStorage& storage);
-    [[nodiscard]] static CText compressed(TextBuffer standard);
-    [[nodiscard]] static CText rendered(const DocumentStorage& storage, bool compress);
+    [[nodiscard]] static CText rendered(TextBuffer standard, bool compress = false);
+    [[nodiscard]] static CText rendered(const DocumentStorage& storage, bool compress = false);
+    // A list of ids or revision strings as a JSON array, whose elements may contain NUL bytes.
+    [[nodiscard]] static CText rendered(const std::vector<std::string>& list);
     template <class Contents>
     [[nodiscard]] static sync_json_ptr new_handle(Contents contents) {
         return new zentadbpp_document_storage(std::move(contents));
@@ -132,9 +145,9 @@ class Call {
 // The error text that a call reported, or null; std::bad_alloc if there is no memory for it.
 [[nodiscard]] CText describe_reported(const Call& call, std::string_view export_name);
 
-// Runs the body of an export that returns a text.
+// Runs the body of an export that returns a text. The export that calls this gives its name to messages.
 template <class Record = sync_json_result, class Body>
-Record answer(std::string_view export_name, const Body& body) noexcept {
+Record answer(const Body& body, std::string_view export_name = __builtin_FUNCTION()) noexcept {
     Record record{};
     const DefaultFloatingPoint floating_point;
     try {
@@ -152,7 +165,7 @@ Record answer(std::string_view export_name, const Body& body) noexcept {
 enum class Texts : bool { of_the_call, of_the_handle };
 
 template <Texts texts = Texts::of_the_call, class Body>
-sync_json_ptr_result answer_handle(std::string_view export_name, const Body& body) noexcept {
+sync_json_ptr_result answer_handle(const Body& body, std::string_view export_name = __builtin_FUNCTION()) noexcept {
     sync_json_ptr_result record{};
     const DefaultFloatingPoint floating_point;
     try {

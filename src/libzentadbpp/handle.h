@@ -32,7 +32,7 @@ struct zentadbpp_document_storage {
     [[nodiscard]] const libzentadbpp::DocumentStorage& storage() const { return storage_; }
     // The same with the winning contents, made when an update first needs them, and kept.
     [[nodiscard]] libzentadbpp::DocumentStorage with_winning_contents() const;
-    // What a successor of this storage needs to get its own from; null where there is none.
+    // What a successor of this storage gets its own winning contents from; null if there is none.
     [[nodiscard]] std::shared_ptr<const libzentadbpp::DocumentStorage> known_winning_contents() const;
     // Made when data is first read, and kept until another instance asks. Any number of threads may call this at once;
     // none waits while another makes it.

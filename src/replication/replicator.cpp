@@ -91,13 +91,12 @@ class MissingContents {
 
 }  // namespace
 
-ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage& target, SharedMemory& memory) {
+DocumentStorage replicate(const DocumentStorage& source, const DocumentStorage& target, SharedMemory& memory) {
     const std::string& root = target.root_or_empty();
     if (!root.empty() && root != source.root_or_empty()) {
         raise<ReplicationException>(source::replicator, "operator ()", "mismatching_root_document_identifiers");
     }
 
-    ReplicationResult result;
     const DocumentStorage::Documents target_documents = opened(target);
     DocumentChanges changes;
     MissingContents contents(source.data().contents(), target.data().contents());
@@ -105,15 +104,13 @@ ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage
         if (ours == nullptr) {
             contents.name(*entry.value);
             changes.set(taken_over(entry.value, memory));
-            result.missing_found += entry.value->revisions().size();
         } else if (ours->value != entry.value && ours->value->history() != entry.value->history()) {
             contents.name(*entry.value);
             const bool is_ordering =
                 is_ordering_document(*ours->value, target.data()) && is_ordering_document(*entry.value, source.data());
-            MergedDocument merged =
+            DocumentRef merged =
                 merge_documents(*ours->value, *entry.value, is_ordering ? Grafts::with_ordering_id : Grafts::never);
-            result.missing_found += merged.added;
-            if (merged.document != nullptr) changes.set(std::move(merged.document));
+            if (merged != nullptr) changes.set(std::move(merged));
         }
     };
     visit_beside(source.documents(), target_documents, merge);
@@ -122,10 +119,8 @@ ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage
         for (const auto& entry : source.documents()) contents.name(*entry.value);
     }
 
-    result.target =
-        DocumentStorage(std::move(changes).applied_to(target_documents), contents.added_to(target.data(), memory),
-                        root.empty() ? source.root_or_empty() : root, Unnamed::possible, Closed::none);
-    return result;
+    return DocumentStorage(std::move(changes).applied_to(target_documents), contents.added_to(target.data(), memory),
+                           root.empty() ? source.root_or_empty() : root, Unnamed::possible, Closed::none);
 }
 
 }  // namespace libzentadbpp

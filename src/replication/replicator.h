@@ -1,17 +1,10 @@
 #pragma once
 
-#include <cstddef>
-
 #include "documents/document_storage.h"
 
 namespace libzentadbpp {
 
-struct ReplicationResult {
-    DocumentStorage target;
-    std::size_t missing_found = 0;  // revisions that the target did not know
-};
-
-// Merges every document and content of the source into the target; the source's knowledge is then part of the target's.
+// The target with every document and content of the source merged into it; it then knows all that the source knows.
 // Replicating again adds nothing, and copies replicated into each other in any order end up alike. Different root ids:
 // ReplicationException "mismatching_root_document_identifiers". O(documents of both + revisions of those that differ);
 // what lies in nodes that both share is not looked at. Where the target lacks contents that only equal documents name,
@@ -20,7 +13,7 @@ struct ReplicationResult {
 // What comes over from the source is copied into the memory: a target that lives on would otherwise keep the whole text
 // that its source was opened from. If the memory is that of a call (`SharedMemory::is_arena`), both end with it, and
 // the target shares what the source has.
-[[nodiscard]] ReplicationResult replicate(const DocumentStorage& source, const DocumentStorage& target,
-                                          SharedMemory& memory);
+[[nodiscard]] DocumentStorage replicate(const DocumentStorage& source, const DocumentStorage& target,
+                                        SharedMemory& memory);
 
 }  // namespace libzentadbpp

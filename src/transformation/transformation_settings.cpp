@@ -17,11 +17,6 @@ std::string_view text_of(const JsonValue& configuration, std::string_view key) {
     return value == nullptr ? std::string_view{} : value->as_string();
 }
 
-void apply_instance_id(const JsonValue& configuration, std::string& instance_id) {
-    const JsonValue* value = configuration.find("instance_id");
-    if (value != nullptr && value->is_string()) instance_id = value->as_string();
-}
-
 }  // namespace
 
 std::vector<IdGenerationRule> parse_id_generation_rules(std::string_view text) {
@@ -38,30 +33,18 @@ std::vector<IdGenerationRule> parse_id_generation_rules(std::string_view text) {
     return rules;
 }
 
-std::set<std::string, std::less<>> parse_indexed_array_paths(std::string_view text) {
-    std::set<std::string, std::less<>> paths;
-    if (text.empty()) return paths;
-    for (const auto path : split(text, ',')) paths.emplace(path);
-    return paths;
-}
-
-TransformationSettings TransformationSettings::for_flattening(const JsonValue& configuration) {
-    TransformationSettings settings;
-    apply_instance_id(configuration, settings.instance_id);
-    apply(configuration, "flatten_objects", settings.flatten_objects);
-    settings.id_generation_rules = parse_id_generation_rules(text_of(configuration, "id_generation_rules"));
-    settings.indexed_array_paths = parse_indexed_array_paths(text_of(configuration, "indexed_array_paths"));
-    apply(configuration, "discard_id", settings.discard_id);
-    apply(configuration, "force_fast_hash_only", settings.force_fast_hash_only);
-    return settings;
-}
-
-TransformationSettings TransformationSettings::for_reading(const JsonValue& configuration) {
-    TransformationSettings settings;
-    apply_instance_id(configuration, settings.instance_id);
-    apply(configuration, "discard_id", settings.discard_id);
-    apply(configuration, "preserve_old_ordering", settings.preserve_old_ordering);
-    return settings;
+TransformationSettings::TransformationSettings(const JsonValue& configuration) {
+    const JsonValue* instance = configuration.find("instance_id");
+    if (instance != nullptr && instance->is_string()) instance_id = instance->as_string();
+    apply(configuration, "flatten_objects", flatten_objects);
+    id_generation_rules = parse_id_generation_rules(text_of(configuration, "id_generation_rules"));
+    const std::string_view paths = text_of(configuration, "indexed_array_paths");
+    if (!paths.empty()) {
+        for (const auto path : split(paths, ',')) indexed_array_paths.emplace(path);
+    }
+    apply(configuration, "discard_id", discard_id);
+    apply(configuration, "force_fast_hash_only", force_fast_hash_only);
+    apply(configuration, "preserve_old_ordering", preserve_old_ordering);
 }
 
 }  // namespace libzentadbpp

@@ -1,6 +1,5 @@
 // vectors <file>...: makes the calls of the vectors through zentadbpp.hpp and checks what they give.
 
-#include <cstdlib>
 #include <deque>
 #include <fstream>
 #include <functional>

@@ -5,7 +5,6 @@
 
 #include <cstdlib>
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>

@@ -2,7 +2,6 @@
 
 #include <clocale>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 

@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
-#include <random>
 #include <string>
 #include <utility>
 #include <vector>

@@ -107,7 +107,6 @@ inline void close_all_but_winner(Tree& tree) {
 
 struct Merge {
     Tree tree;
-    std::size_t added = 0;
     bool names_met = false;  // one name, reached on two ways
 };
 
@@ -129,11 +128,9 @@ inline void put(const Tree& tree, const Revision& root, Merge& merge, std::map<R
 
 inline Merge merged(const Tree& target, const Tree& source) {
     const Revision root = std::min(target.begin()->first, source.begin()->first);
-    Merge ours;
     Merge merge;
     std::map<Revision, Revision> firsts;
-    put(target, root, ours, firsts);
-    merge = ours;
+    put(target, root, merge, firsts);
     put(source, root, merge, firsts);
     merge.tree.try_emplace(root);
     // The leaves that were opened again count as if they were not there.
@@ -149,12 +146,6 @@ inline Merge merged(const Tree& target, const Tree& source) {
         const Revision closing = longest(ends(merge.tree));
         opened = {closing.first + 1, closed_by(merge.tree, closing) + "_resolve"};
         merge.tree[opened] = closing;
-    }
-    Merge theirs;
-    put(source, root, theirs, firsts);
-    theirs.tree.try_emplace(root);
-    for (const auto& [revision, parent] : theirs.tree) {
-        merge.added += merge.tree.contains(revision) && !ours.tree.contains(revision) ? 1 : 0;
     }
     return merge;
 }

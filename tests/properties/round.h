@@ -7,7 +7,6 @@
 #include <set>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "properties/items.h"
 

@@ -44,7 +44,7 @@ inline std::string with_hashes(std::string text, HashKind kind = HashKind::sha25
 
 inline DocumentStorage updated(const DocumentStorage& storage, std::string_view data, std::string_view config = "{}") {
     Arena arena;
-    const auto settings = TransformationSettings::for_flattening(parse_json(config, arena));
+    const TransformationSettings settings(parse_json(config, arena));
     SharedMemory memory;
     return update(storage, parse_json(data, arena), settings, arena, memory);
 }
@@ -52,7 +52,7 @@ inline DocumentStorage updated(const DocumentStorage& storage, std::string_view 
 inline std::string flattened(std::string_view data, std::string_view config = "{}") {
     Arena arena;
     TextBuffer out;
-    const auto settings = TransformationSettings::for_flattening(parse_json(config, arena));
+    const TransformationSettings settings(parse_json(config, arena));
     flatten_object(parse_json(data, arena), settings, arena, out);
     return std::string(out.view());
 }
@@ -61,7 +61,7 @@ inline std::string unflattened(std::string_view documents, std::string_view conf
                                std::string_view root_id = {}) {
     Arena arena;
     TextBuffer out;
-    const auto settings = TransformationSettings::for_flattening(parse_json(config, arena));
+    const TransformationSettings settings(parse_json(config, arena));
     unflatten_array(parse_json(documents, arena), root_id, settings, out);
     return std::string(out.view());
 }
@@ -70,7 +70,7 @@ inline std::string read(const DocumentStorage& storage, std::string_view config 
                         const std::optional<Revision>& revision = std::nullopt) {
     Arena arena;
     TextBuffer out;
-    const auto settings = TransformationSettings::for_reading(parse_json(config, arena));
+    const TransformationSettings settings(parse_json(config, arena));
     unflatten(ReadIndex(storage, settings.instance_id), root_id, revision, settings.discard_id, out);
     return std::string(out.view());
 }

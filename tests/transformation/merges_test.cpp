@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <iterator>
 
 #include "documents/document_queries.h"
 #include "replication/replicator.h"
@@ -26,7 +25,7 @@ std::string written(const JsonValue& value) {
 
 DocumentStorage merged(const DocumentStorage& source, const DocumentStorage& target) {
     SharedMemory memory;
-    return replicate(source, target, memory).target;
+    return replicate(source, target, memory);
 }
 
 DocumentStorage settled(const DocumentStorage& storage, std::string_view id, const std::string& revision) {

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <iterator>
 #include <sstream>
 
 #include "transformation/in_texts.h"

@@ -187,7 +187,7 @@ TEST(Update, IsTheSameWithWhatTheLastOneLearned) {
             const std::string expected = serialized(updated(storage, data, config));
             Arena arena;
             SharedMemory memory;
-            const auto settings = TransformationSettings::for_flattening(parse_json(config, arena));
+            const TransformationSettings settings(parse_json(config, arena));
             const Updated result =
                 update_again(storage, parse_json(data, arena), settings, arena, memory, last, Remember::yes);
             EXPECT_TRUE(serialized(result.storage) == expected) << what;
