@@ -8,7 +8,7 @@ namespace libzentadbpp {
 
 namespace {
 
-// What nearly all of them look like: the three members that this library writes, without escapes. Null data where a
+// What nearly all of them look like: the three members that this library writes, without escapes. Null data if a
 // content does not.
 OrderingContent read_plain(std::string_view content) {
     const char* at = content.data();

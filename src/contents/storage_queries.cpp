@@ -13,7 +13,7 @@ namespace libzentadbpp {
 namespace {
 
 // The ids for which `chosen(new document, old document or null)` holds. It does not hold for a document that both
-// share, but may fail for it: where every branch of one is closed.
+// share, but may fail for it: if every branch of one is closed.
 template <class Chosen>
 std::vector<std::string> compare(const DocumentStorage& storage, const DocumentStorage& old, const Chosen& chosen) {
     std::vector<std::string> ids;
@@ -79,7 +79,7 @@ bool available(const DocumentStorage& storage, std::string_view revision_or_id) 
         return storage.data().find(Revision(revision_or_id).datahash()).has_value();
     } catch (const InvalidRevisionException&) {
         if (document == nullptr) throw;
-    } catch (const std::logic_error&) {  // the index is no number
+    } catch (const std::logic_error&) {  // the generation is not a number
         if (document == nullptr) throw;
     }
     return storage.data().find(document->winning().datahash()).has_value();

@@ -29,14 +29,14 @@ namespace libzentadbpp {
 [[nodiscard]] std::vector<std::string> updated(const DocumentStorage& storage, const DocumentStorage& old);
 
 // Every document cut down to the path from its first revision to its winning one, with the contents of those paths.
-// Where the winning list of an ordering document was grafted under the first one, that one is closed if another branch
+// If the winning list of an ordering document was grafted under the first one, that one is closed if another branch
 // followed it.
 [[nodiscard]] DocumentStorage all_winning(const DocumentStorage& storage);
 
 inline constexpr std::uint32_t no_prune_limit = 0xffffffff;
 
 // Drops every content but those of the newest `limit` revisions of each winning history, winning revisions left out
-// where `skip_winning` is set; the winning contents of ordering documents always stay. The trees stay as they are.
+// if `skip_winning` is set; the winning contents of ordering documents always stay. The trees stay as they are.
 [[nodiscard]] DocumentStorage prune(const DocumentStorage& storage, std::uint32_t limit, bool skip_winning);
 // The same for the listed documents (ascending, each once); ids of no documents are passed over, and content that any
 // document outside the list names stays.

@@ -30,6 +30,14 @@ std::uint32_t position_in_tree(const MultiVersionDocument& document, const Revis
     return *position;
 }
 
+std::vector<std::string> sorted_strings(const MultiVersionDocument& document,
+                                        std::span<const std::uint32_t> positions) {
+    std::vector<std::string> revisions;
+    for (const std::uint32_t position : positions) revisions.push_back(document.revision_string(position));
+    std::ranges::sort(revisions);
+    return revisions;
+}
+
 }  // namespace
 
 std::string ancestor(const MultiVersionDocument& document, const Revision& revision) {
@@ -64,22 +72,15 @@ std::vector<std::string> sibling_revisions(const MultiVersionDocument& document,
 }
 
 std::vector<std::string> leaf_revisions(const MultiVersionDocument& document) {
-    std::vector<std::string> revisions;
-    for (const std::uint32_t leaf : document.leaves()) revisions.push_back(document.revision_string(leaf));
-    std::ranges::sort(revisions);
-    return revisions;
+    return sorted_strings(document, document.leaves());
 }
 
 std::vector<std::string> conflicting_revisions(const MultiVersionDocument& document) {
     const std::uint32_t winning = document.winning_position();
-    std::vector<std::string> revisions;
-    for (const std::uint32_t leaf : document.leaves()) {
-        if (leaf != winning && !document.revisions()[leaf].is_deleted()) {
-            revisions.push_back(document.revision_string(leaf));
-        }
-    }
-    std::ranges::sort(revisions);
-    return revisions;
+    std::vector<std::uint32_t> leaves = document.leaves();
+    std::erase_if(leaves,
+                  [&](std::uint32_t leaf) { return leaf == winning || document.revisions()[leaf].is_deleted(); });
+    return sorted_strings(document, leaves);
 }
 
 DocumentStorage resolve(const DocumentStorage& storage, const DocumentRef& document, const Revision& revision) {

@@ -1,8 +1,9 @@
 #include "documents/revision.h"
 
-#include <limits>
+#include <algorithm>
+#include <charconv>
 #include <stdexcept>
-#include <vector>
+#include <system_error>
 
 #include "json/error.h"
 #include "text/text_split.h"
@@ -11,24 +12,15 @@ namespace libzentadbpp {
 
 namespace {
 
-constexpr bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-
 // Reads a number as std::stoi does in the C locale, whichever locale the host has set; what follows it is ignored.
 std::int32_t read_int(std::string_view text) {
-    std::size_t at = 0;
-    while (at < text.size() && is_space(text[at])) ++at;
-    const bool negative = at < text.size() && text[at] == '-';
-    if (at < text.size() && (text[at] == '-' || text[at] == '+')) ++at;
-
-    const std::size_t digits = at;
-    const std::int64_t limit = std::int64_t{std::numeric_limits<std::int32_t>::max()} + (negative ? 1 : 0);
-    std::int64_t value = 0;
-    for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
-        value = value * 10 + (text[at] - '0');
-        if (value > limit) throw std::out_of_range("stoi argument out of range");
-    }
-    if (at == digits) throw std::invalid_argument("invalid stoi argument");
-    return static_cast<std::int32_t>(negative ? -value : value);
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+    if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
+    std::int32_t value = 0;
+    const std::errc error = std::from_chars(text.data(), text.data() + text.size(), value).ec;
+    if (error == std::errc::result_out_of_range) throw std::out_of_range("stoi argument out of range");
+    if (error != std::errc()) throw std::invalid_argument("invalid stoi argument");
+    return value;
 }
 
 }  // namespace

@@ -52,7 +52,7 @@ struct GivenPath {
     std::span<const JsonValue> ids;
     double start = 0;
 
-    // The data hash that the newest one begins with; empty where there is none.
+    // The data hash that the newest one begins with; empty if there is none.
     [[nodiscard]] std::string_view newest_hash() const {
         return ids.empty() ? std::string_view{} : hash_of(ids[0].as_string());
     }
@@ -191,7 +191,7 @@ class BulkGet {
     }
 
     // What the content is stored under: the hash in "_rev", which is a revision string, or the generation and the first
-    // of the ids; without "_rev" the hash of that one. Empty where nothing says it.
+    // of the ids; without "_rev" the hash of that one. Empty if neither is there.
     std::string_view content_hash(const JsonValue& returned, const GivenPath& given) {
         const std::string_view newest = given.newest_hash();
         const JsonValue* rev = returned.find("_rev");
@@ -236,14 +236,13 @@ class BulkGet {
         return std::string(index.id(chosen));
     }
 
-    // Marks what the list of any leaf that is not deleted has.
+    // Marks what the list of any leaf has.
     static void mark_openly_listed(const DocumentIndex& index, std::vector<bool>& listed) {
         OrderingLists lists(index);
         NumberSet marked;
         const auto [first, end] = index.ordering_ids();
         for (std::uint32_t number = first; number < end; ++number) {
             for (const std::uint32_t leaf : index.document(number).leaves_or_none()) {
-                if (index.document(number).revisions()[leaf].is_deleted()) continue;
                 const auto list = lists.read(number, leaf);
                 if (!list || !marked.insert(list->content->number)) continue;
                 for (const std::uint32_t element : list->content->elements) listed[element] = true;

@@ -11,7 +11,7 @@ namespace libzentadbpp {
 // Exchange with servers that speak the CouchDB replication protocol.
 
 // Appends the body of a _bulk_docs request: of every document the winning content, with its "_id" and the path of data
-// hashes that leads to it in "_revisions". std::length_error where documents that share contents make it grow out of
+// hashes that leads to it in "_revisions". std::length_error if documents that share contents make it grow out of
 // proportion. O(result).
 void write_bulk_docs(const DocumentStorage& storage, TextBuffer& out);
 

@@ -1,6 +1,5 @@
 #include "replication/sync_json_diff.h"
 
-#include <algorithm>
 #include <array>
 #include <map>
 #include <span>
@@ -32,53 +31,49 @@ std::string_view comparable(const JsonValue& entry, std::string_view part, TextB
     return text.view();
 }
 
-class OperationList {
-   public:
-    explicit OperationList(TextBuffer& out) : out_(out) { out_.push_back('['); }
-
-    void add(std::string_view op, std::string_view key, const JsonValue& value, const JsonValue* before = nullptr) {
-        separator_.append_to(out_);
-        out_.push_back('{');
-        if (before != nullptr) {
-            out_.append(R"("before": )");
-            write_json(*before, out_);
-            out_.append(", ");
-        }
-        out_.append(R"("key": )");
-        write_json_string(key, out_);
-        out_.append(R"(, "op": ")");
-        out_.append(op);
-        out_.append(R"(", "value": )");
-        write_json(value, out_);
-        out_.push_back('}');
+void write_operation(std::string_view op, std::string_view key, const JsonValue& value, const JsonValue* before,
+                     TextBuffer& out) {
+    out.push_back('{');
+    if (before != nullptr) {
+        out.append(R"("before": )");
+        write_json(*before, out);
+        out.append(", ");
     }
-    void end() { out_.push_back(']'); }
-
-   private:
-    TextBuffer& out_;
-    ListSeparator separator_;
-};
+    out.append(R"("key": )");
+    write_json_string(key, out);
+    out.append(R"(, "op": ")");
+    out.append(op);
+    out.append(R"(", "value": )");
+    write_json(value, out);
+    out.push_back('}');
+}
 
 void write_part_diff(std::string_view part, std::span<const JsonMember> before, std::span<const JsonMember> after,
                      TextBuffer& out) {
     TextBuffer before_text;
     TextBuffer after_text;
-    OperationList operations(out);
+    ListSeparator separator;
+    const auto add = [&](std::string_view op, std::string_view key, const JsonValue& value,
+                         const JsonValue* replaced = nullptr) {
+        separator.append_to(out);
+        write_operation(op, key, value, replaced, out);
+    };
+    out.push_back('[');
     auto theirs = after.begin();
     for (const auto& [key, entry] : before) {
         while (theirs != after.end() && theirs->key < key) ++theirs;
         if (theirs == after.end() || theirs->key != key) {
-            operations.add("remove", key, entry);
+            add("remove", key, entry);
         } else if (comparable(entry, part, before_text) != comparable(theirs->value, part, after_text)) {
-            operations.add("replace", key, theirs->value, &entry);
+            add("replace", key, theirs->value, &entry);
         }
     }
     auto ours = before.begin();
     for (const auto& [key, entry] : after) {
         while (ours != before.end() && ours->key < key) ++ours;
-        if (ours == before.end() || ours->key != key) operations.add("add", key, entry);
+        if (ours == before.end() || ours->key != key) add("add", key, entry);
     }
-    operations.end();
+    out.push_back(']');
 }
 
 const JsonValue& required(const JsonValue& operation, std::string_view key) {
@@ -111,26 +106,27 @@ void write_patched_part(std::span<const JsonMember> before, const JsonValue* ope
     out.append(patched.empty() ? "{}" : "}");
 }
 
-}  // namespace
-
-void write_diff(const JsonValue& before, const JsonValue& after, TextBuffer& out) {
-    std::string_view opening = R"({"d": )";
+// Appends an object with the two parts.
+template <class WritePart>
+void write_parts(TextBuffer& out, const WritePart& write_part) {
+    std::string_view separator = "{";
     for (const std::string_view part : parts) {
-        out.append(opening);
-        opening = R"(, "o": )";
-        write_part_diff(part, entries(before, part), entries(after, part), out);
+        write_json_key(part, separator, out);
+        separator = ", ";
+        write_part(part);
     }
     out.push_back('}');
 }
 
+}  // namespace
+
+void write_diff(const JsonValue& before, const JsonValue& after, TextBuffer& out) {
+    write_parts(
+        out, [&](std::string_view part) { write_part_diff(part, entries(before, part), entries(after, part), out); });
+}
+
 void write_patched(const JsonValue& before, const JsonValue& diff, TextBuffer& out) {
-    std::string_view opening = R"({"d": )";
-    for (const std::string_view part : parts) {
-        out.append(opening);
-        opening = R"(, "o": )";
-        write_patched_part(entries(before, part), diff.find(part), out);
-    }
-    out.push_back('}');
+    write_parts(out, [&](std::string_view part) { write_patched_part(entries(before, part), diff.find(part), out); });
 }
 
 }  // namespace libzentadbpp

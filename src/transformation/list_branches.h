@@ -4,6 +4,8 @@
 #include <span>
 #include <vector>
 
+#include "contents/document_index.h"
+#include "contents/ordering_lists.h"
 #include "documents/multiversion_document.h"
 
 namespace libzentadbpp {
@@ -34,5 +36,23 @@ struct ListBranches {
 
 // The other leaves, ascending.
 [[nodiscard]] std::vector<std::uint32_t> other_leaves(const MultiVersionDocument& document);
+
+// Calls `visit(list, is_winning)` for the list of every leaf of the ordering documents, the winning one of each
+// document first.
+template <class Visit>
+void visit_open_lists(const DocumentIndex& index, OrderingLists& reader, const Visit& visit) {
+    const auto [first, end] = index.ordering_ids();
+    for (std::uint32_t number = first; number < end; ++number) {
+        const MultiVersionDocument& document = index.document(number);
+        if (!index.is_ordering(number) || !document.has_winning()) continue;
+        const auto read = [&](std::uint32_t leaf) {
+            const auto list = reader.read(number, leaf);
+            if (list) visit(*list, leaf == document.winning_position());
+        };
+        read(document.winning_position());
+        if (!has_other_leaves(document)) continue;
+        for (const std::uint32_t leaf : other_leaves(document)) read(leaf);
+    }
+}
 
 }  // namespace libzentadbpp

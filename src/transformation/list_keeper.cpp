@@ -101,7 +101,7 @@ void ListKeeper::take_out_moved(std::vector<ListToStore>& lists) {
     struct Known {
         bool is_looked_through = false;
         bool has_moved = false;
-        const Stored* stored = nullptr;  // where it is the only leaf of a document
+        const Stored* stored = nullptr;  // if it is the only leaf of a document
     };
     ByNumber<Known> known_lists;  // documents may share a long one
     for (const OwnLists::Leaf& leaf : own_->leaves()) {

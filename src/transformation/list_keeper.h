@@ -52,7 +52,7 @@ class ListKeeper {
           held_(std::move(held)),
           places_(index, domains, arena) {}
 
-    // Adds to `lists`, which are those that are stored for the arrays of the data. Linear, n log n where anything was
+    // Adds to `lists`, which are those that are stored for the arrays of the data. Linear, n log n if anything was
     // moved.
     void add_to(std::vector<ListToStore>& lists);
 

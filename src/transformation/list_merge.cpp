@@ -1,6 +1,7 @@
 #include "transformation/list_merge.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace libzentadbpp {
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <limits>
 #include <span>
 #include <unordered_map>
 #include <unordered_set>
@@ -53,13 +52,6 @@ class MergedList {
                 before = put_in(entries, at, before, [](Entry) { return true; });
                 added(number_of(entries[at]));
             }
-        }
-    }
-
-    template <class Leaves>
-    void remove_if(const Leaves& leaves) {
-        for (const Entry entry : entries()) {
-            if (leaves(number_of(entry))) take_out(entry);
         }
     }
 

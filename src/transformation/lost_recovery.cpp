@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <map>
 #include <queue>
-#include <set>
 #include <string_view>
 #include <tuple>
 #include <unordered_map>
@@ -72,19 +71,11 @@ class LostRecovery {
         for (const OwnLists::Leaf& leaf : own_->leaves()) {
             if (!own_->is_part(leaf)) mine.push_back({leaf.list, leaf.is_winning});
         }
-        const auto [first, end] = index_->ordering_ids();
-        for (std::uint32_t number = first; own_->any_foreign() && number < end; ++number) {
-            const MultiVersionDocument& document = index_->document(number);
-            if (!index_->is_ordering(number) || !document.has_winning()) continue;
-            const auto collect = [&](std::uint32_t leaf) {
-                if (document.revisions()[leaf].is_deleted()) return;
-                const auto list = data_->reader_.read(number, leaf);
-                if (!list || list->content->instance == data_->instance_) return;
-                foreign[list->content->instance].push_back({*list, leaf == document.winning_position()});
-            };
-            collect(document.winning_position());
-            if (!has_other_leaves(document)) continue;
-            for (const std::uint32_t leaf : other_leaves(document)) collect(leaf);
+        if (own_->any_foreign()) {
+            visit_open_lists(*index_, data_->reader_, [&](const OrderingList& list, bool is_winning) {
+                if (list.content->instance == data_->instance_) return;
+                foreign[list.content->instance].push_back({list, is_winning});
+            });
         }
         add_instance(std::move(mine));
         for (auto& [instance, lists] : foreign) add_instance(std::move(lists));

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <tuple>
-#include <utility>
 
 #include "contents/references.h"
 #include "json/error.h"
@@ -168,20 +167,9 @@ void ShownPlaces::collect_hidden_lists() {
         bool is_foreign;
     };
     std::vector<OpenList> lists;
-    const auto [first, end] = index.ordering_ids();
-    for (std::uint32_t number = first; number < end; ++number) {
-        const MultiVersionDocument& document = index.document(number);
-        if (!index.is_ordering(number) || !document.has_winning()) continue;
-        const auto collect = [&](std::uint32_t leaf) {
-            const auto list = hidden_->reader.read(number, leaf);
-            if (!list) return;
-            lists.push_back(
-                {*list, leaf == document.winning_position(), list->content->instance != shown_->instance()});
-        };
-        collect(document.winning_position());
-        if (!has_other_leaves(document)) continue;
-        for (const std::uint32_t leaf : other_leaves(document)) collect(leaf);
-    }
+    visit_open_lists(index, hidden_->reader, [&](const OrderingList& list, bool is_winning) {
+        lists.push_back({list, is_winning, list.content->instance != shown_->instance()});
+    });
     std::ranges::sort(lists, {}, [](const OpenList& open) {
         return std::tuple(open.is_foreign, open.list.content->instance, !open.is_winning, open.list.document,
                           open.list.revision);

@@ -99,21 +99,12 @@ class Closure {
     void collect_lists() {
         are_lists_collected_ = true;
         NumberSet seen;
-        const auto [first, end] = documents_->ordering_ids();
-        for (std::uint32_t number = first; number < end; ++number) {
-            const MultiVersionDocument& document = documents_->document(number);
-            if (!documents_->is_ordering(number) || !document.has_winning()) continue;
-            const auto collect = [&](std::uint32_t leaf) {
-                const auto list = lists_.read(number, leaf);
-                if (!list || !seen.insert(list->content->number)) return;
-                const std::uint32_t domain = domains_.add(*list->content);
-                if (domain >= lists_by_domain_.size()) lists_by_domain_.resize(domain + 1);
-                lists_by_domain_[domain].push_back(list->content->elements);
-            };
-            collect(document.winning_position());
-            if (!has_other_leaves(document)) continue;
-            for (const std::uint32_t leaf : other_leaves(document)) collect(leaf);
-        }
+        visit_open_lists(*documents_, lists_, [&](const OrderingList& list, bool /*is_winning*/) {
+            if (!seen.insert(list.content->number)) return;
+            const std::uint32_t domain = domains_.add(*list.content);
+            if (domain >= lists_by_domain_.size()) lists_by_domain_.resize(domain + 1);
+            lists_by_domain_[domain].push_back(list.content->elements);
+        });
     }
 
     const ReadIndex* index_;
