@@ -55,13 +55,6 @@ MergedList::Positions MergedList::positions_of(const Entries& entries) {
     return positions;
 }
 
-MergedList::Entries MergedList::entries() const {
-    Entries entries;
-    entries.reserve(nodes_.size());
-    for (const Node* node = head_; node != nullptr; node = node->next) entries.push_back(node->entry);
-    return entries;
-}
-
 std::vector<std::uint32_t> MergedList::numbers() const {
     std::vector<std::uint32_t> numbers;
     numbers.reserve(nodes_.size());
@@ -97,10 +90,10 @@ const std::unordered_set<MergedList::Entry>& MergedList::moved_since(std::span<c
     Entries shared;
     std::vector<std::uint32_t> positions;
     work_ += nodes_.size();
-    for (const Entry entry : entries()) {
-        const auto at = in_start.find(entry);
+    for (const Node* node = head_; node != nullptr; node = node->next) {
+        const auto at = in_start.find(node->entry);
         if (at == in_start.end()) continue;
-        shared.push_back(entry);
+        shared.push_back(node->entry);
         positions.push_back(at->second);
     }
     const std::vector<bool> moved = outside_longest_ascending(positions);

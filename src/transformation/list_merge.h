@@ -73,7 +73,6 @@ class MergedList {
     [[nodiscard]] static std::uint32_t number_of(Entry entry) { return static_cast<std::uint32_t>(entry); }
     [[nodiscard]] static Entries entries_of(std::span<const std::uint32_t> list);
     [[nodiscard]] static Positions positions_of(const Entries& entries);
-    [[nodiscard]] Entries entries() const;
 
     [[nodiscard]] Node* find(Entry entry) {
         const auto found = nodes_.find(entry);

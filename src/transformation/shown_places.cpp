@@ -49,9 +49,9 @@ class Walk {
     void meet_array(std::string_view domain, std::uint32_t from) {
         const auto known = arrays_.find(domain);
         if (!known) {
-            arrays_.add(texts_.copy(domain));
-            array_nodes_.push_back(add({domain, true}));
-            inner_.back().text = arrays_.text(static_cast<std::uint32_t>(arrays_.size() - 1));
+            const std::string_view kept = texts_.copy(domain);
+            arrays_.add(kept);
+            array_nodes_.push_back(add({kept, true}));
         }
         meet(known ? array_nodes_[*known] : array_nodes_.back(), from);
     }

@@ -26,21 +26,20 @@ void TakenPlaces::look_through(std::uint32_t document) {
     const std::uint32_t winning_number = index_->winning_number(document);
     Arena arena;
     std::optional<JsonValue> winning_value;
-    for (std::uint32_t at = 0; at < tree.revisions().size(); ++at) {
-        const auto content = index_->storage().data().find_numbered(tree.revisions()[at].datahash());
+    for (const TreeRevision& revision : tree.revisions()) {
+        const auto content = index_->storage().data().find_numbered(revision.datahash());
         if (!content || content->number == winning_number) continue;
         if (content->text.size() > short_content && !compared_.insert({winning_number, content->number}).second) {
             continue;
         }
         if (content->text.find(array_reference) == std::string_view::npos) continue;
         if (!winning_value) winning_value = read_content(*winning, arena);
-        compare(*winning_value, read_content(content->text, arena), document, at);
+        compare(*winning_value, read_content(content->text, arena), document);
     }
 }
 
 // Recursion is bounded by the depth of one content.
-void TakenPlaces::compare(const JsonValue& winning, const JsonValue& other, std::uint32_t document,
-                          std::uint32_t revision) {
+void TakenPlaces::compare(const JsonValue& winning, const JsonValue& other, std::uint32_t document) {
     if (winning.find(vocabulary::no_flatten_key) != nullptr || other.find(vocabulary::no_flatten_key) != nullptr)
         return;
     auto theirs = other.members().begin();
@@ -49,14 +48,14 @@ void TakenPlaces::compare(const JsonValue& winning, const JsonValue& other, std:
         if (theirs == other.members().end()) break;
         if (theirs->key != key || key == vocabulary::id_key) continue;
         if (value.is_object() && theirs->value.is_object()) {
-            compare(value, theirs->value, document, revision);
+            compare(value, theirs->value, document);
         } else if (is_array_reference(value) && is_array_reference(theirs->value) &&
                    value.as_string() != theirs->value.as_string()) {
             const std::uint32_t successor = domain_of(value.as_string());
             const std::uint32_t domain = domain_of(theirs->value.as_string());
-            const auto [known, is_new] = successors_.try_emplace(domain, Origin{document, revision, successor});
+            const auto [known, is_new] = successors_.try_emplace(domain, First{document, successor});
             // Revisions and paths come in their order, documents do not.
-            if (!is_new && document < known->second.document) known->second = {document, revision, successor};
+            if (!is_new && document < known->second.document) known->second = {document, successor};
             if (pairs_.insert({successor, domain}).second) {
                 predecessors_[successor].push_back(domain);
                 all_successors_[domain].push_back(successor);

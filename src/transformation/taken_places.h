@@ -39,12 +39,11 @@ class TakenPlaces {
     [[nodiscard]] std::span<const std::uint32_t> predecessors(std::uint32_t domain) const;
 
    private:
-    struct Origin {
-        std::uint32_t document;
-        std::uint32_t revision;
+    struct First {
+        std::uint32_t document;  // that says so
         std::uint32_t successor;
     };
-    void compare(const JsonValue& winning, const JsonValue& other, std::uint32_t document, std::uint32_t revision);
+    void compare(const JsonValue& winning, const JsonValue& other, std::uint32_t document);
     [[nodiscard]] std::uint32_t domain_of(std::string_view reference);
 
     const DocumentIndex* index_;
@@ -52,7 +51,7 @@ class TakenPlaces {
     Arena* arena_;
     std::set<std::uint32_t> looked_through_;
     std::set<std::pair<std::uint32_t, std::uint32_t>> compared_;  // long contents, which documents may share
-    std::unordered_map<std::uint32_t, Origin> successors_;
+    std::unordered_map<std::uint32_t, First> successors_;
     std::vector<std::uint32_t> taken_;
     std::set<std::pair<std::uint32_t, std::uint32_t>> pairs_;
     std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> all_successors_;

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <iostream>
+#include <set>
 
 #include "cli/table.h"
 #include "commands.h"
@@ -53,47 +54,37 @@ std::vector<Conflict> conflicts_of(Store& store, const std::string& only) {
         if (document.value.find('[', 1) == std::string_view::npos) continue;
         if (store.handle.conflicting(document.key).empty()) continue;
         Conflict conflict{document.key, places.of(document.key), RevisionTree(document.value), {}, {}};
-        const auto add = [&](std::size_t index) {
+        const auto version_of = [&](std::size_t index) {
             const Revision& revision = conflict.tree[index];
             if (!below) below.emplace(store.handle, sync_json);
             const std::set<std::string> ids = below->of(document.key, revision);
             const auto hidden = std::ranges::count_if(
                 ids, [&](const std::string& id) { return !places.empty() && places.of(id).empty(); });
-            conflict.versions.push_back({index, revision.hash() == "deleted", shown_content(sync_json, revision),
-                                         static_cast<std::size_t>(hidden)});
+            return Version{index, revision.hash() == "deleted", shown_content(sync_json, revision),
+                           static_cast<std::size_t>(hidden)};
         };
         const std::vector<std::size_t> revisions = open_versions(store.handle, document.key, conflict.tree);
-        std::ranges::for_each(revisions, add);
+        for (const std::size_t index : revisions) conflict.versions.push_back(version_of(index));
         const zentadbpp::MergedVersions merged = merge_of(sync_json, conflict.tree, revisions);
         conflict.can_merge = merged.clashes.empty();
-        if (!merged.common.empty()) {
-            add(conflict.tree.find(merged.common));
-            conflict.common = std::move(conflict.versions.back());
-            conflict.versions.pop_back();
-        }
+        if (!merged.common.empty()) conflict.common = version_of(conflict.tree.find(merged.common));
         conflicts.push_back(std::move(conflict));
     }
     return conflicts;
 }
 
 // Keys that not all versions have with the same value, in order.
-std::vector<std::string> differing_keys(const std::vector<Version>& versions) {
-    std::vector<std::string> keys;
+std::set<std::string> differing_keys(const std::vector<Version>& versions) {
+    std::set<std::string> keys;
     for (const Version& version : versions) {
         if (!version.content) continue;
-        for (const auto& [key, value] : version.content->items()) keys.push_back(key);
+        for (const auto& [key, value] : version.content->items()) keys.insert(key);
     }
-    std::ranges::sort(keys);
-    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
     std::erase_if(keys, [&](const std::string& key) {
-        const auto value_in = [&](const Version& version) {
-            return version.content && version.content->contains(key) ? version.content->at(key)
-                                                                     : ordered_json(ordered_json::value_t::discarded);
-        };
-        return std::ranges::all_of(versions, [&](const Version& version) {
-            const auto value = value_in(version);
-            return !value.is_discarded() && value == value_in(versions.front());
-        });
+        const auto has_key = [&](const Version& version) { return version.content && version.content->contains(key); };
+        return std::ranges::all_of(versions, has_key) && std::ranges::all_of(versions, [&](const Version& version) {
+                   return version.content->at(key) == versions.front().content->at(key);
+               });
     });
     return keys;
 }
@@ -101,7 +92,7 @@ std::vector<std::string> differing_keys(const std::vector<Version>& versions) {
 void print(const Conflict& conflict) {
     constexpr std::size_t side_by_side = 3;  // versions, beside what was before them
     const std::vector<std::string> names = conflict.tree.short_names();
-    const std::vector<std::string> keys = differing_keys(conflict.versions);
+    const std::set<std::string> keys = differing_keys(conflict.versions);
     std::cout << painted(Paint::bold, printable(conflict.id), std::cout);
     std::cout << (conflict.place.empty() ? "  not in the data"
                                          : "  at " + painted(Paint::cyan, printable(conflict.place), std::cout));
@@ -119,13 +110,9 @@ void print(const Conflict& conflict) {
         for (const Version* version : group) {
             const bool wins = version == &conflict.versions.front();
             const bool is_common = conflict.common && version == &*conflict.common;
-            heads.push_back({(is_common ? "was   "
-                              : wins    ? "wins  "
-                                        : "loses ") +
-                                 names[version->revision],
-                             is_common ? Paint::dim
-                             : wins    ? Paint::green
-                                       : Paint::yellow});
+            const char* const what = is_common ? "was   " : wins ? "wins  " : "loses ";
+            const Paint paint = is_common ? Paint::dim : wins ? Paint::green : Paint::yellow;
+            heads.push_back({what + names[version->revision], paint});
         }
         table.add(heads);
         for (const std::string& key : keys) {

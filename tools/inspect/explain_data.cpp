@@ -9,15 +9,6 @@ namespace zentadb {
 
 using nlohmann::json;
 
-namespace {
-
-std::string replaced(std::string text, std::string_view old, const std::string& fresh) {
-    if (const std::size_t at = text.find(old); at != std::string::npos) text.replace(at, old.size(), fresh);
-    return text;
-}
-
-}  // namespace
-
 Failure explained(const zentadbpp::Error& error, const std::string& path, const std::string& data, const json& config) {
     if (const auto problem = json_problem(path, data)) return {ExitCode::input, *problem};
     const Failure failure = explained(error);
@@ -25,7 +16,8 @@ Failure explained(const zentadbpp::Error& error, const std::string& path, const 
     const json parsed = json::parse(data, nullptr, false);
     if (error.key().starts_with("duplicate_") && !error.args().empty() && parsed.is_object()) {
         const std::string places = comma_list(DataShape(parsed, config).places_of(std::string(error.args())));
-        if (!places.empty()) what = replaced(what, error.args(), places);
+        const std::size_t at = what.find(error.args());
+        if (!places.empty() && at != std::string::npos) what.replace(at, error.args().size(), places);
     }
     return {failure.exit_code(), input_name(path) + ": " + what, failure.advice()};
 }

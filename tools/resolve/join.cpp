@@ -57,7 +57,20 @@ struct Member {
 // One of two stores that are to be joined.
 class Side {
    public:
-    explicit Side(Store& store) : Side(store, SyncJson(store.handle)) {}
+    explicit Side(Store& store) : store_(&store), sync_json_(store.handle), config_(Settings().config_for(store)) {
+        for (const Entry& document : sync_json_.documents()) {
+            if (is_ordering(document.key)) continue;
+            const RevisionTree tree(document.value);
+            const auto content = content_of(sync_json_, tree[tree.find(store.handle.winning(document.key))]);
+            if (content) look_for_members(*content, document.key, {});
+        }
+        Json config = Json::parse(config_);
+        if (splits_all_ && config.find("flatten_objects") == nullptr)
+            config.set("flatten_objects", Json::boolean(true));
+        const Json* all = config.find("flatten_objects");
+        splits_all_ = all != nullptr && *all == Json::boolean(true);
+        config_ = config.dump();
+    }
 
     [[nodiscard]] const SyncJson& sync_json() const { return sync_json_; }
     [[nodiscard]] bool is_root(const std::string& id) const { return id == sync_json_.root_id(); }
@@ -104,22 +117,6 @@ class Side {
     [[nodiscard]] const std::map<std::string, std::string>& new_ids() const { return new_ids_; }
 
    private:
-    Side(Store& store, SyncJson sync_json)
-        : store_(&store), sync_json_(std::move(sync_json)), config_(Settings().config_for(store)) {
-        for (const Entry& document : sync_json_.documents()) {
-            if (is_ordering(document.key)) continue;
-            const RevisionTree tree(document.value);
-            const auto content = content_of(sync_json_, tree[tree.find(store.handle.winning(document.key))]);
-            if (content) look_for_members(*content, document.key, {});
-        }
-        Json config = Json::parse(config_);
-        if (splits_all_ && config.find("flatten_objects") == nullptr)
-            config.set("flatten_objects", Json::boolean(true));
-        const Json* all = config.find("flatten_objects");
-        splits_all_ = all != nullptr && *all == Json::boolean(true);
-        config_ = config.dump();
-    }
-
     // An object that leads to others without "#df" was split because all are.
     void look_for_members(const Json& value, const std::string& document, const std::string& place) {
         if (value.is_object() && value.find("#nf") != nullptr) return;

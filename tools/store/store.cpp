@@ -28,11 +28,7 @@ void refuse_other_data(const std::string& path, const Store& store, const std::s
     if (store.compressed || !(store.handle.all_docs() == "[]")) return;
     const auto json = nlohmann::json::parse(text, nullptr, false);
     if (json.is_discarded() && text.starts_with('@')) return;
-    bool known = json.is_object();
-    if (known) {
-        for (const auto& member : json.items()) known = known && (member.key() == "d" || member.key() == "o");
-    }
-    if (known) return;
+    if (json.is_object() && json.size() == json.count("d") + json.count("o")) return;
     throw Failure(ExitCode::input, path + ": JSON, but not a sync JSON",
                   "To store it as data: zentadb update STORE " + path);
 }
