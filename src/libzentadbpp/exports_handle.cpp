@@ -9,6 +9,8 @@ sync_json_ptr_result new_sync_json_ptr(const char* sync_json) {
         [&](Call& call) { return call.open(call.sync_json(sync_json), Inflation::reported_briefly); });
 }
 
+void free_sync_json_ptr(sync_json_ptr handle) { delete handle; }
+
 char* dump_sync_json_ptr(sync_json_ptr ptr) {
     if (ptr == nullptr) return nullptr;
     sync_json_result record = answer([&](Call& call) { return Call::rendered(call.storage(ptr)); });

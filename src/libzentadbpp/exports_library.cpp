@@ -1,6 +1,6 @@
 #include <cstdlib>
 
-#include "libzentadbpp/frame.h"
+#include "libzentadbpp/zentadbpp.h"
 
 namespace {
 
@@ -39,5 +39,3 @@ void free_sync_json_ptr_result_all(sync_json_ptr_result* record) {
     free_sync_json_ptr(record->ptr);
     free_sync_json_ptr_result(record);
 }
-
-void free_sync_json_ptr(sync_json_ptr handle) { delete handle; }

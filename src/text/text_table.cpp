@@ -41,9 +41,9 @@ TextTable::TextTable(std::size_t expected)
     texts_.reserve(expected);
 }
 
-// Calls `each(number, code)` for text after text. Texts and slots lie anywhere, so both are asked for beforehand.
-template <class Each>
-void TextTable::for_each_code(std::span<const std::string_view> texts, const Each& each) const {
+TextTable::TextTable(LargeVector<std::string_view> texts) : TextTable(texts.size()) {
+    if (texts.size() >= free_slot) throw std::length_error("too many texts");
+    // Texts and slots lie anywhere, so both are asked for beforehand.
     constexpr std::size_t steps = steps_ahead::lookup;
     std::array<std::uint64_t, steps> codes;
     const LookAhead texts_ahead(2 * steps, texts.size(), [&](std::size_t at) { prefetch_at(texts[at].data()); });
@@ -55,17 +55,10 @@ void TextTable::for_each_code(std::span<const std::string_view> texts, const Eac
         const std::uint64_t code = codes[number % steps];
         texts_ahead.reach(number);
         slots_ahead.reach(number);
-        each(number, code);
-    }
-}
-
-TextTable::TextTable(LargeVector<std::string_view> texts) : TextTable(texts.size()) {
-    if (texts.size() >= free_slot) throw std::length_error("too many texts");
-    for_each_code(texts, [&](std::size_t number, std::uint64_t code) {
         std::size_t slot = code & mask_;
         while (slots_[slot].number != free_slot) slot = (slot + 1) & mask_;
         slots_[slot] = {tag_of(code), static_cast<std::uint32_t>(number)};
-    });
+    }
     texts_ = std::move(texts);
 }
 
@@ -118,26 +111,6 @@ void TextTable::grow() {
 std::optional<std::uint32_t> TextTable::find(std::string_view text) const {
     const std::uint32_t number = slots_[slot_of(text, hash(text))].number;
     return number == free_slot ? std::nullopt : std::optional(number);
-}
-
-LargeVector<std::uint32_t> TextTable::find_all(std::span<const std::string_view> texts) const {
-    LargeVector<std::uint32_t> numbers;
-    numbers.reserve(texts.size());
-    for_each_code(texts, [&](std::size_t /*at*/, std::uint64_t code) {
-        std::size_t slot = code & mask_;
-        while (slots_[slot].number != free_slot && slots_[slot].tag != tag_of(code)) slot = (slot + 1) & mask_;
-        numbers.push_back(slots_[slot].number);
-    });
-    // Texts of one tag are nearly always equal.
-    const LookAhead ahead(steps_ahead::lookup, texts.size(), [&](std::size_t at) {
-        if (numbers[at] != none) prefetch_at(texts_[numbers[at]].data());
-    });
-    for (std::size_t at = 0; at < texts.size(); ++at) {
-        ahead.reach(at);
-        if (numbers[at] == none || texts_[numbers[at]] == texts[at]) continue;
-        numbers[at] = slots_[slot_of(texts[at], hash(texts[at]))].number;
-    }
-    return numbers;
 }
 
 }  // namespace libzentadbpp

@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string_view>
 
 #include "memory/large_vector.h"
@@ -29,20 +28,15 @@ class TextTable {
     [[nodiscard]] std::string_view text(std::uint32_t number) const { return texts_[number]; }
     void prefetch_entry(std::uint32_t number) const { prefetch_at(&texts_[number]); }
     [[nodiscard]] std::optional<std::uint32_t> find(std::string_view text) const;
-    // The numbers of many texts, or `none`. Quicker than finding them one by one.
-    static constexpr std::uint32_t none = 0xffffffff;
-    [[nodiscard]] LargeVector<std::uint32_t> find_all(std::span<const std::string_view> texts) const;
 
    private:
-    static constexpr std::uint32_t free_slot = none;
+    static constexpr std::uint32_t free_slot = 0xffffffff;
     struct Slot {
         std::uint32_t tag;
         std::uint32_t number;
     };
 
     [[nodiscard]] std::uint64_t hash(std::string_view text) const;
-    template <class Each>
-    void for_each_code(std::span<const std::string_view> texts, const Each& each) const;
     // The slot of the text, or the free slot for it.
     [[nodiscard]] std::size_t slot_of(std::string_view text, std::uint64_t code) const;
     void grow();
