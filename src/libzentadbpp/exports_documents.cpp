@@ -30,7 +30,7 @@ template <class SyncJson>
 sync_json_result ask(SyncJson sync_json, const char* id, DocumentQuery query,
                      Inflation inflation = Inflation::passed_over, const char* name = __builtin_FUNCTION()) {
     const auto body = [&](Call& call) {
-        auto&& given = call.given(sync_json);
+        auto&& given = call.sync_json(sync_json);
         const std::string_view document_id = Call::text(id);
         const DocumentStorage& storage = call.open(std::forward<decltype(given)>(given), inflation);
         return query(*call.document(storage, document_id));
@@ -42,7 +42,7 @@ template <class SyncJson>
 sync_json_result ask(SyncJson sync_json, const char* id, const char* rev, RevisionQuery query,
                      Inflation inflation = Inflation::passed_over, const char* name = __builtin_FUNCTION()) {
     const auto body = [&](Call& call) {
-        auto&& given = call.given(sync_json);
+        auto&& given = call.sync_json(sync_json);
         const std::string_view document_id = Call::text(id);
         const std::string_view revision = Call::text(rev);
         const DocumentStorage& storage = call.open(std::forward<decltype(given)>(given), inflation);

@@ -30,7 +30,7 @@ sync_json_result sync_json_to_bulk_docs(const char* sync_json) {
     });
 }
 sync_json_result sync_json_ptr_to_bulk_docs(sync_json_ptr ptr) {
-    return answer([&](Call& call) { return Call::rendered(bulk_docs(call.storage(ptr))); });
+    return answer([&](Call& call) { return Call::rendered(bulk_docs(call.sync_json(ptr))); });
 }
 
 sync_json_result sync_json_from_bulk_get(const char* bulk_get, const char* config) {

@@ -13,7 +13,7 @@ void free_sync_json_ptr(sync_json_ptr handle) { delete handle; }
 
 char* dump_sync_json_ptr(sync_json_ptr ptr) {
     if (ptr == nullptr) return nullptr;
-    sync_json_result record = answer([&](Call& call) { return Call::rendered(call.storage(ptr)); });
+    sync_json_result record = answer([&](Call& call) { return Call::rendered(call.sync_json(ptr)); });
     std::free(record.error);  // there is no way to report it
     return record.value;
 }

@@ -27,7 +27,7 @@ using Comparison = std::vector<std::string> (*)(const DocumentStorage&, const Do
 // Each by the texts of sync JSONs or by handles, which have nothing to inflate.
 template <class SyncJson>
 sync_json_result ask(SyncJson sync_json, StorageQuery query, const char* name = __builtin_FUNCTION()) {
-    const auto body = [&](Call& call) { return query(call.open(call.given(sync_json), Inflation::passed_over)); };
+    const auto body = [&](Call& call) { return query(call.open(call.sync_json(sync_json), Inflation::passed_over)); };
     return answer(body, name);
 }
 
@@ -35,7 +35,7 @@ template <class SyncJson>
 sync_json_result ask_available(SyncJson sync_json, const char* revision_or_id,
                                const char* name = __builtin_FUNCTION()) {
     const auto body = [&](Call& call) {
-        auto&& given = call.given(sync_json);
+        auto&& given = call.sync_json(sync_json);
         const std::string_view asked = Call::text(revision_or_id);
         TextBuffer text;
         const DocumentStorage& storage = call.open(std::forward<decltype(given)>(given), Inflation::reported);
@@ -49,8 +49,8 @@ template <class SyncJson>
 sync_json_result compare(SyncJson sync_json, SyncJson old_sync_json, Comparison comparison,
                          const char* name = __builtin_FUNCTION()) {
     const auto body = [&](Call& call) {
-        auto&& given = call.given(sync_json);
-        auto&& old = call.given(old_sync_json, "invalid_old_sync_json_ptr");
+        auto&& given = call.sync_json(sync_json);
+        auto&& old = call.sync_json(old_sync_json, "invalid_old_sync_json_ptr");
         const DocumentStorage& storage = call.open(std::forward<decltype(given)>(given), Inflation::passed_over);
         return Call::plain(comparison(storage, call.open(std::forward<decltype(old)>(old), Inflation::passed_over)));
     };
@@ -123,7 +123,7 @@ sync_json_result sync_json_all_winning(const char* sync_json) {
     });
 }
 sync_json_ptr_result sync_json_ptr_all_winning(sync_json_ptr ptr) {
-    return answer_handle([&](Call& call) { return all_winning(call.storage(ptr)); });
+    return answer_handle([&](Call& call) { return all_winning(call.sync_json(ptr)); });
 }
 
 sync_json_result sync_json_prune(const char* sync_json, uint32_t depth, bool skip_winning) {
@@ -135,7 +135,7 @@ sync_json_result sync_json_prune(const char* sync_json, uint32_t depth, bool ski
     });
 }
 sync_json_ptr_result sync_json_ptr_prune(sync_json_ptr ptr, uint32_t depth, bool skip_winning) {
-    return answer_handle([&](Call& call) { return prune(call.storage(ptr), depth, skip_winning); });
+    return answer_handle([&](Call& call) { return prune(call.sync_json(ptr), depth, skip_winning); });
 }
 
 sync_json_result sync_json_prune_ids(const char* sync_json, const char* ids, uint32_t depth, bool skip_winning) {
@@ -149,7 +149,7 @@ sync_json_result sync_json_prune_ids(const char* sync_json, const char* ids, uin
 }
 sync_json_ptr_result sync_json_ptr_prune_ids(sync_json_ptr ptr, const char* ids, uint32_t depth, bool skip_winning) {
     return answer_handle([&](Call& call) {
-        const DocumentStorage& storage = call.storage(ptr);
+        const DocumentStorage& storage = call.sync_json(ptr);
         return prune_ids(storage, listed_ids(call, ids), depth, skip_winning);
     });
 }

@@ -76,7 +76,7 @@ sync_json_ptr_result update_sync_json_ptr(const char* input, sync_json_ptr ptr, 
 sync_json_ptr_result replicate_sync_json_ptr(sync_json_ptr source, sync_json_ptr target, const char* config) {
     return answer_handle([&](Call& call) {
         (void)call.configuration(config);
-        const DocumentStorage& from = call.storage(source, "invalid_source_sync_json_ptr");
+        const DocumentStorage& from = call.sync_json(source, "invalid_source_sync_json_ptr");
         const zentadbpp_document_storage& to = call.handle(target, "invalid_target_sync_json_ptr");
         SharedMemory memory;
         return Successor{replicate(from, to.storage(), memory), to.known_winning_contents()};

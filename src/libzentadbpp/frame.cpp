@@ -57,7 +57,7 @@ JsonValue Call::object(const char* argument, std::string_view key, int line) {
     return value;
 }
 
-SyncJsonText Call::sync_json(const char* argument) {
+SyncJsonText Call::sync_json(const char* argument, std::string_view /*key*/) {
     return SyncJsonText(to_standard_text(keep(argument), memory_->arena), memory_->arena, owner_);
 }
 

@@ -60,36 +60,29 @@ class Call {
     [[nodiscard]] static std::string_view text(const char* argument);
     // A JSON text of any kind.
     [[nodiscard]] JsonValue json(const char* argument);
-    // A JSON text that must be an object (or array): otherwise an error record with `key`, or the bare key.
+    // A JSON text that must be an object: otherwise an error record with `key`, or the bare key.
     [[nodiscard]] JsonValue object(const char* argument, std::string_view key, int line = __builtin_LINE());
     [[nodiscard]] JsonValue configuration(const char* argument, int line = __builtin_LINE()) {
         return object(argument, "config_is_not_an_object", line);
     }
-    // A sync JSON; a value that is not an object counts as the empty one.
-    [[nodiscard]] SyncJsonText sync_json(const char* argument);
+    // A sync JSON, for `open`: a text, in which a value that is not an object counts as the empty one, or the contents
+    // of a handle; an error record with `key` if the handle is null.
+    [[nodiscard]] SyncJsonText sync_json(const char* argument, std::string_view key = {});
+    [[nodiscard]] const DocumentStorage& sync_json(sync_json_ptr argument,
+                                                   std::string_view key = "invalid_sync_json_ptr",
+                                                   int line = __builtin_LINE()) const {
+        return handle(argument, key, line).storage();
+    }
     // A sync JSON that must be an object; `null_key` is the record for a null pointer, if there is one of its own.
     [[nodiscard]] SyncJsonText sync_json_object(const char* argument, std::string_view key,
                                                 std::string_view null_key = {}, int line = __builtin_LINE());
     // The same as a value to be looked at as a whole.
     [[nodiscard]] WholeObject whole_object(const char* argument);
     [[nodiscard]] WholeObject whole_object(const JsonValue& value) const;
-    // A handle, or its contents; an error record with `key` if it is null.
+    // A handle; an error record with `key` if it is null.
     [[nodiscard]] zentadbpp_document_storage& handle(sync_json_ptr argument,
                                                      std::string_view key = "invalid_sync_json_ptr",
                                                      int line = __builtin_LINE()) const;
-    [[nodiscard]] const DocumentStorage& storage(sync_json_ptr argument, std::string_view key = "invalid_sync_json_ptr",
-                                                 int line = __builtin_LINE()) const {
-        return handle(argument, key, line).storage();
-    }
-
-    // What an export is given, a sync JSON or a handle, for `open`.
-    [[nodiscard]] SyncJsonText given(const char* argument, std::string_view /*null_handle_key*/ = {}) {
-        return sync_json(argument);
-    }
-    [[nodiscard]] const DocumentStorage& given(sync_json_ptr argument, std::string_view key = "invalid_sync_json_ptr",
-                                               int line = __builtin_LINE()) const {
-        return storage(argument, key, line);
-    }
 
     // --- Opening
 
@@ -119,10 +112,6 @@ class Call {
     [[nodiscard]] static CText rendered(const DocumentStorage& storage, bool compress = false);
     // A list of ids or revision strings as a JSON array, whose elements may contain NUL bytes.
     [[nodiscard]] static CText rendered(const std::vector<std::string>& list);
-    template <class Contents>
-    [[nodiscard]] static sync_json_ptr new_handle(Contents contents) {
-        return new zentadbpp_document_storage(std::move(contents));
-    }
 
    private:
     std::string_view keep(const char* argument);
@@ -170,7 +159,7 @@ sync_json_ptr_result answer_handle(const Body& body, std::string_view export_nam
     const DefaultFloatingPoint floating_point;
     try {
         Call call(export_name, texts == Texts::of_the_handle ? std::make_shared<CallMemory>() : nullptr);
-        std::unique_ptr<zentadbpp_document_storage> handle(Call::new_handle(body(call)));
+        auto handle = std::make_unique<zentadbpp_document_storage>(body(call));
         record.error = describe_reported(call, export_name).release();
         record.ptr = handle.release();
     } catch (...) {

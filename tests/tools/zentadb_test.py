@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The command line host as a process: files, exit codes, interrupted writes, locks, damaged stores, git.
+"""The command line as a process: files, exit codes, interrupted writes, locks, damaged stores, git.
 
 From the environment: ZENTADB (program), MAN_PAGE, and SEED for other runs of the random tests."""
 

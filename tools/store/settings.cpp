@@ -31,12 +31,6 @@ json given_config(const std::string& option) {
     return config;
 }
 
-void warn_of_unknown_keys(const std::string& config) {
-    for (const std::string& key : zentadbpp::unknown_settings(config)) {
-        warn("unknown configuration key: " + key);
-    }
-}
-
 // Without a name, a writer would add an instance, with its own order of arrays.
 void warn_of_instances(const zentadbpp::List& instances) {
     warn("the store was written by " + counted(instances.size(), "instance") + ": " + comma_list(instances) +
@@ -63,7 +57,9 @@ void Settings::declare_writing(Arguments& arguments) {
 
 std::string Settings::config() const {
     json config = given_config(config_);
-    if (is_declared_) warn_of_unknown_keys(config.dump());
+    for (const std::string& key : zentadbpp::unknown_settings(config.dump())) {
+        if (is_declared_) warn("unknown configuration key: " + key);
+    }
     if (!instance_.empty()) config["instance_id"] = instance_;
     if (!id_rules_.empty()) config["id_generation_rules"] = id_rules_;
     if (!indexed_.empty()) config["indexed_array_paths"] = indexed_;
