@@ -6,6 +6,7 @@
 #include "json/number_text.h"
 #include "memory/small_stack.h"
 #include "text/byte_scan.h"
+#include "text/short_copy.h"
 
 namespace libzentadbpp {
 namespace {
@@ -99,7 +100,7 @@ void write_json_string(std::string_view text, TextBuffer& out) {
     if (find_stop<StopAt::escape>(text.data(), text.data() + text.size()) == text.data() + text.size()) {
         char* at = out.grow(text.size() + 2);
         *at++ = '"';
-        at = std::ranges::copy(text, at).out;
+        at = copy_short(text, at);
         *at = '"';
         return;
     }
@@ -111,9 +112,9 @@ void write_json_string(std::string_view text, TextBuffer& out) {
 void write_json_key(std::string_view key, std::string_view separator, TextBuffer& out) {
     if (find_stop<StopAt::escape>(key.data(), key.data() + key.size()) == key.data() + key.size()) {
         char* at = out.grow(separator.size() + key.size() + 4);
-        at = std::ranges::copy(separator, at).out;
+        at = copy_short(separator, at);
         *at++ = '"';
-        at = std::ranges::copy(key, at).out;
+        at = copy_short(key, at);
         std::ranges::copy(std::string_view("\": "), at);
         return;
     }
