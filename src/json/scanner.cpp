@@ -21,9 +21,11 @@ constexpr bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c
 [[noreturn]] void fail(const char* message) { throw ParseError(message); }
 [[noreturn]] void fail(std::string message, std::string_view rest) { throw ParseError(message.append(rest)); }
 
+[[noreturn]] void fail_key(char met) { fail("expected '\"' in object, got ", described(met)); }
+
 // Where a key must be.
 void expect_quote(char c) {
-    if (c != '"') fail("expected '\"' in object, got ", described(c));
+    if (c != '"') fail_key(c);
 }
 
 [[noreturn]] void fail_number(NumberToken::Fault fault, char met) {
