@@ -158,6 +158,27 @@ DocumentRef MultiVersionDocument::make_in(Arena& arena, const std::shared_ptr<co
     return DocumentRef(owner, document);
 }
 
+// One whose hash is a name: it needs no escapes, and with its suffix it is a revision.
+DocumentRef MultiVersionDocument::plain_first(std::string_view id, std::string_view datahash, SharedMemory& memory) {
+    const std::size_t head = sizeof(MultiVersionDocument) + sizeof(TreeRevision);
+    const std::size_t text_size = datahash.size() + 1 + first_suffix.size();
+    auto [bytes, owner] = memory.allocate(head + id.size() + text_size + chain_entry_extra);
+    Packer packer(bytes + head);
+    auto* const document = new (bytes) MultiVersionDocument;
+    document->id_ = packer.pack(id);
+    const char* const history = packer.pack("[\"").data();
+    const char* const text = packer.pack(datahash).data();
+    packer.pack("_");
+    packer.pack(first_suffix);
+    packer.pack("\"]");
+    document->history_ = {history, text_size + chain_entry_extra};
+    document->revisions_ =
+        new (bytes + sizeof(MultiVersionDocument)) TreeRevision{{text, text_size}, datahash.size(), 1, no_entry};
+    document->count_ = 1;
+    document->winning_ = datahash == resolved_hash ? no_entry : 0;
+    return DocumentRef(std::move(owner), document);
+}
+
 void MultiVersionDocument::set_revisions(std::span<const TreeRevision> revisions) {
     if (revisions.size() >= no_entry) throw std::length_error("too many revisions");
     revisions_ = revisions.data();
@@ -166,6 +187,9 @@ void MultiVersionDocument::set_revisions(std::span<const TreeRevision> revisions
 }
 
 DocumentRef MultiVersionDocument::first(std::string_view id, std::string_view datahash, SharedMemory& memory) {
+    const char* const hash_end = datahash.data() + datahash.size();
+    const bool is_name = !datahash.empty() && find_stop<StopAt::name>(datahash.data(), hash_end) == hash_end;
+    if (is_name && !id.empty()) return plain_first(id, datahash, memory);
     constexpr std::size_t longest_hash = 64;
     std::array<char, longest_hash + 1 + first_suffix.size()> near;
     std::string far;

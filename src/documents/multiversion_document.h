@@ -83,6 +83,7 @@ class MultiVersionDocument {
 
    private:
     MultiVersionDocument() = default;
+    static DocumentRef plain_first(std::string_view id, std::string_view datahash, SharedMemory& memory);
     void set_revisions(std::span<const TreeRevision> revisions);
 
     std::string_view id_;
