@@ -4,6 +4,7 @@
 
 #include "json/error.h"
 #include "json/writer.h"
+#include "memory/prefetch.h"
 #include "text/pair_scan.h"
 #include "text/text_order.h"
 
@@ -75,9 +76,14 @@ void DocumentStorage::serialize(TextBuffer& out) const {
     if (!documents_.empty()) opening = "}, ";
     // Without any documents there are no contents that they refer to.
     ListSeparator before_content(R"(}, "o": {)");
-    for (const DataStorage::Map::Entry* entry : contents) {
-        write_member(before_content, entry->key);
-        out.append(entry->value.text);
+    const LookAhead ahead(steps_ahead::document, contents.size(), [&](std::size_t at) {
+        prefetch(contents[at]->key);
+        prefetch(contents[at]->value.text);
+    });
+    for (std::size_t at = 0; at < contents.size(); ++at) {
+        ahead.reach(at);
+        write_member(before_content, contents[at]->key);
+        out.append(contents[at]->value.text);
     }
     if (root_.empty()) {
         out.append(documents_.empty() ? "{}" : "}}");
