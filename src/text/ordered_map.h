@@ -43,6 +43,7 @@ class OrderedMap {
     // untouched nodes are shared with this map. O(changes * log n), and never more than O(n + changes).
     [[nodiscard]] OrderedMap with(Entries changes) const {
         if (changes.empty()) return *this;
+        if (empty()) return from_sorted(std::move(changes));
         if (changes.size() > size()) return from_sorted(merged(begin(), end(), size(), changes));
         Children nodes;
         append_changed(*root_, changes, nodes);
