@@ -99,7 +99,8 @@ LargeVector<std::uint32_t> ContentChanges::numbers_after(const DataStorage& stor
 
 DataStorage ContentChanges::applied_to(const DataStorage& storage) && {
     if (changes_.empty()) return storage;
-    sort_by_text(changes_, [](const auto& change) { return change.key; });
+    const bool any_equal = sort_by_text(changes_, [](const auto& change) { return change.key; });
+    if (!any_equal) return DataStorage(storage.contents().with(std::move(changes_)));
     std::size_t kept = 0;
     for (std::size_t i = 0; i < changes_.size(); ++i) {
         if (i + 1 < changes_.size() && changes_[i].key == changes_[i + 1].key) continue;

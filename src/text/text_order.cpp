@@ -59,6 +59,10 @@ void sort_by_chunk(std::span<Slot> slots, LargeVector<Slot>& spare) {
 }  // namespace
 
 std::vector<std::uint32_t> text_order(std::span<const std::string_view> texts) {
+    return text_order_and_equals(texts).positions;
+}
+
+TextOrder text_order_and_equals(std::span<const std::string_view> texts) {
     if (texts.size() > std::numeric_limits<std::uint32_t>::max()) throw std::length_error("too many texts to sort");
     LargeVector<Slot> slots;
     slots.reserve(texts.size());
@@ -74,6 +78,7 @@ std::vector<std::uint32_t> text_order(std::span<const std::string_view> texts) {
     };
     constexpr std::size_t few = 64;
     LargeVector<Slot> spare;
+    bool any_equal = false;
     std::vector<Range> ranges{{0, slots.size(), 0}};
     while (!ranges.empty()) {
         const auto [begin, end, depth] = ranges.back();
@@ -86,7 +91,9 @@ std::vector<std::uint32_t> text_order(std::span<const std::string_view> texts) {
                 const std::string_view text_b = texts[b.number];
                 const int order = rest(text_a, equal).compare(rest(text_b, equal));
                 if (order != 0) return order < 0;
-                return text_a.size() != text_b.size() ? text_a.size() < text_b.size() : a.number < b.number;
+                if (text_a.size() != text_b.size()) return text_a.size() < text_b.size();
+                any_equal = any_equal || a.number != b.number;
+                return a.number < b.number;
             });
             continue;
         }
@@ -105,9 +112,9 @@ std::vector<std::uint32_t> text_order(std::span<const std::string_view> texts) {
                     slot.chunk = chunk_at(texts[slot.number], depth + chunk_bytes);
                 ranges.push_back({at, at + size, depth + chunk_bytes});
             } else if (size > 1) {
-                std::ranges::stable_sort(run, run_end, [&](const Slot& a, const Slot& b) {
-                    return texts[a.number].size() < texts[b.number].size();
-                });
+                const auto size_of = [&](const Slot& slot) { return texts[slot.number].size(); };
+                std::ranges::stable_sort(run, run_end, {}, size_of);
+                any_equal = any_equal || std::ranges::adjacent_find(run, run_end, {}, size_of) != run_end;
             }
             run = run_end;
         }
@@ -116,7 +123,7 @@ std::vector<std::uint32_t> text_order(std::span<const std::string_view> texts) {
     std::vector<std::uint32_t> order;
     order.reserve(slots.size());
     for (const Slot& slot : slots) order.push_back(slot.number);
-    return order;
+    return {std::move(order), any_equal};
 }
 
 }  // namespace libzentadbpp

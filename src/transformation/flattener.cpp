@@ -36,7 +36,10 @@ void write_marked_string(const JsonValue& string, TextBuffer& out) {
 // Whether an object has one of the two members that the flattener looks for, which come before nearly all others.
 bool has_marker(const JsonValue& object, std::string_view key) {
     const auto members = object.members();
-    return !members.empty() && members.front().key <= key && object.find(key) != nullptr;
+    const auto first_byte = [](std::string_view text) {
+        return text.empty() ? 0 : static_cast<unsigned char>(text[0]);
+    };
+    return !members.empty() && first_byte(members.front().key) <= first_byte(key) && object.find(key) != nullptr;
 }
 
 bool is_array_of_objects(const JsonValue& array) {
@@ -99,8 +102,8 @@ Flattener::Sorted Flattener::sorted(Which which) const {
         produced.push_back(at);
         ids.push_back(produced_[at].document.id);
     }
-    std::vector<std::uint32_t> order = text_order(ids);
-    for (auto first = order.begin(); first != order.end();) {
+    auto [order, any_repeated] = text_order_and_equals(ids);
+    for (auto first = order.begin(); any_repeated && first != order.end();) {
         auto end = first + 1;
         while (end != order.end() && ids[*end] == ids[*first]) ++end;
         if (end - first > 1) {
@@ -117,7 +120,7 @@ Flattener::Sorted Flattener::sorted(Which which) const {
         at = produced[at];
         documents.push_back(produced_[at].document);
     }
-    return {std::move(documents), std::move(order)};
+    return {std::move(documents), std::move(order), any_repeated};
 }
 
 // What is as it was expected is not copied.

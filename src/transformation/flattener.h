@@ -49,6 +49,7 @@ class Flattener {
     struct Sorted {
         std::vector<FlattenedDocument> documents;  // ascending; those of one id in the order of storing
         std::vector<std::uint32_t> produced;       // where each is among those produced
+        bool any_repeated = false;                 // of their ids
     };
     [[nodiscard]] Sorted sorted(Which which) const;
 

@@ -78,10 +78,6 @@ void settle_repeated(Documents& documents, const DocumentStorage& storage, DataH
     documents = std::move(settled);
 }
 
-bool has_repeated(const Documents& documents) {
-    return std::ranges::adjacent_find(documents, {}, &FlattenedDocument::id) != documents.end();
-}
-
 // The ordering documents of this instance that the data did not produce.
 std::shared_ptr<const OtherLists> other_lists(const Documents& documents, const DocumentStorage& storage,
                                               std::string_view instance) {
@@ -168,12 +164,14 @@ class Update {
         std::string root(flattener_->flatten(data));
         const DocumentStorage storage = given_->with_winning_contents();
         sort();
-        const bool any_repeated = has_repeated(flat_.documents);
+        const bool any_repeated = flat_.any_repeated;
         if (any_repeated) settle_repeated(flat_.documents, storage, hasher_);
 
         DocumentStorage stored = store(storage);
         const std::shared_ptr<const OtherLists> others =
-            knows_other_lists() ? last_->other_lists : other_lists(all_documents(), storage, settings_->instance_id);
+            knows_other_lists() ? last_->other_lists
+            : expected_         ? other_lists(all_documents(), storage, settings_->instance_id)
+                                : other_lists(flat_.documents, storage, settings_->instance_id);
         Updated updated;
         // Where the data has anything twice, any other list may change.
         if (any_repeated ? others->any : are_any_listed(*others)) {
@@ -200,8 +198,7 @@ class Update {
                 return at != last_->ids.end() && *at == document.id &&
                        expected_->was_found(static_cast<std::uint32_t>(at - last_->ids.begin()));
             };
-            if (!expected_->any_repeated() && !has_repeated(flat_.documents) &&
-                std::ranges::none_of(flat_.documents, was_found)) {
+            if (!expected_->any_repeated() && !flat_.any_repeated && std::ranges::none_of(flat_.documents, was_found)) {
                 return;
             }
             expected_.reset();
