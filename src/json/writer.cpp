@@ -6,7 +6,7 @@
 #include "json/number_text.h"
 #include "memory/small_stack.h"
 #include "text/byte_scan.h"
-#include "text/short_copy.h"
+#include "text/short_text.h"
 
 namespace libzentadbpp {
 namespace {
@@ -97,7 +97,7 @@ void write_json_escaped(const JsonValue& string, TextBuffer& out) {
 }
 
 void write_json_string(std::string_view text, TextBuffer& out) {
-    if (find_stop<StopAt::escape>(text.data(), text.data() + text.size()) == text.data() + text.size()) {
+    if (!has_stop<StopAt::escape>(text)) {
         char* at = out.grow(text.size() + 2);
         *at++ = '"';
         at = copy_short(text, at);
@@ -110,7 +110,7 @@ void write_json_string(std::string_view text, TextBuffer& out) {
 }
 
 void write_json_key(std::string_view key, std::string_view separator, TextBuffer& out) {
-    if (find_stop<StopAt::escape>(key.data(), key.data() + key.size()) == key.data() + key.size()) {
+    if (!has_stop<StopAt::escape>(key)) {
         char* at = out.grow(separator.size() + key.size() + 4);
         at = copy_short(separator, at);
         *at++ = '"';

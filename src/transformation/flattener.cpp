@@ -8,6 +8,7 @@
 #include "json/error.h"
 #include "json/number_text.h"
 #include "json/writer.h"
+#include "text/short_text.h"
 #include "text/text_order.h"
 
 namespace libzentadbpp {
@@ -29,7 +30,7 @@ void write_marked_string(const JsonValue& string, TextBuffer& out) {
     char* at = out.grow(written.size() + 3);
     *at++ = '"';
     *at++ = vocabulary::literal_string_marker;
-    at = std::ranges::copy(written, at).out;
+    at = copy_short(written, at);
     *at = '"';
 }
 

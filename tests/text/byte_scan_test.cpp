@@ -4,7 +4,10 @@
 
 #include <algorithm>
 #include <random>
+#include <string>
 #include <vector>
+
+#include "text/short_text.h"
 
 namespace libzentadbpp {
 namespace {
@@ -20,8 +23,10 @@ void expect_agree(const std::vector<char>& text) {
     });
     ASSERT_EQ(find_stop<stop>(begin, end), expected);
     ASSERT_EQ(find_stop_portable<stop>(begin, end), expected);
-    if constexpr (stop == StopAt::name) return;
-    if (text.size() != mask_bytes) return;
+    if constexpr (stop != StopAt::name) {
+        ASSERT_EQ(has_stop<stop>({begin, end}), expected != end);
+    }
+    if (stop == StopAt::name || text.size() != mask_bytes) return;
     std::uint64_t stops = 0;
     for (std::size_t at = 0; at < mask_bytes; ++at) stops |= std::uint64_t{stops_at<stop>(begin[at])} << at;
     ASSERT_EQ(stop_mask<stop>(begin), stops);
@@ -49,6 +54,16 @@ TEST(ByteScan, FindsTheFirst) {
         const unsigned lowest = random() % 2 == 0 ? 0 : 0x20;
         for (char& c : text) c = static_cast<char>(lowest + random() % (256 - lowest));
         expect_all_agree(text);
+    }
+}
+
+TEST(ShortText, IsCopied) {
+    const std::string text = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+    for (std::size_t size = 0; size <= text.size(); ++size) {
+        std::string out(text.size(), '.');
+        char* const end = copy_short(std::string_view(text).substr(0, size), out.data());
+        EXPECT_EQ(end, out.data() + size);
+        EXPECT_EQ(out, text.substr(0, size) + std::string(text.size() - size, '.'));
     }
 }
 
