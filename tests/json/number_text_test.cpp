@@ -101,6 +101,11 @@ TEST(NumberText, EveryPowerOfTenAndTwo) {
         const std::string text = "1e" + std::to_string(exponent);
         const double value = read_real(text);
         ASSERT_EQ(value, std::strtod(text.c_str(), nullptr));
+        for (const double near : {std::nextafter(value, 0.0), value, std::nextafter(value, 1e308)}) {
+            char formatted[40];
+            std::snprintf(formatted, sizeof formatted, "%.17g", near);
+            ASSERT_EQ(written(write_real_17, near), formatted);
+        }
         ASSERT_EQ(read_real(written(write_real_shortest, value)), value) << text;
     }
     for (int exponent = -1074; exponent <= 1023; ++exponent) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <numeric>
 #include <random>
+#include <set>
 #include <string>
 
 namespace libzentadbpp {
@@ -23,7 +24,9 @@ TEST(TextOrder, IsAStableSortOfAnyBytes) {
                  {5000, 3, std::string("\0a\xff", 3)},
                  {5000, 40, std::string("\0a", 2)},
                  {5000, 40, "a"},
-                 {20000, 17, "0123456789abcdef"}};
+                 {20000, 17, "0123456789abcdef"},
+                 {50, 90, "0123456789abcdef"},
+                 {2000, 90, "0123456789abcdef"}};
     for (const auto& [count, longest, bytes] : cases) {
         const auto seed = static_cast<std::uint32_t>(count * 31 + longest);
         std::mt19937 random(seed);
@@ -35,7 +38,10 @@ TEST(TextOrder, IsAStableSortOfAnyBytes) {
         std::vector<std::uint32_t> expected(count);
         std::iota(expected.begin(), expected.end(), 0U);
         std::ranges::stable_sort(expected, {}, [&](std::uint32_t at) -> std::string_view { return texts[at]; });
-        EXPECT_EQ(text_order(std::vector<std::string_view>(texts.begin(), texts.end())), expected) << "seed " << seed;
+        const auto [positions, any_equal] =
+            text_order_and_equals(std::vector<std::string_view>(texts.begin(), texts.end()));
+        EXPECT_EQ(positions, expected) << "seed " << seed;
+        EXPECT_EQ(any_equal, std::set(texts.begin(), texts.end()).size() < count) << "seed " << seed;
     }
 }
 
