@@ -99,6 +99,7 @@ void DataStorage::visit_named(std::span<const std::string_view> hashes, const Vi
 // Collects contents to be added to a storage. Of several under one hash the last one counts.
 class ContentChanges {
    public:
+    void reserve(std::size_t count) { changes_.reserve(count); }
     // Copies hash and text into the memory, and returns the copy of the hash. If the memory is an arena, the text must
     // be in it, and is not copied.
     std::string_view add(std::string_view hash, std::string_view text, SharedMemory& memory);

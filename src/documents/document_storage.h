@@ -94,6 +94,7 @@ class DocumentStorage {
 // Documents to put into a storage, in any order, each id once.
 class DocumentChanges {
    public:
+    void reserve(std::size_t count) { changes_.reserve(count); }
     void set(DocumentRef document) {
         const std::string_view id = document->id();
         changes_.push_back({id, std::move(document)});

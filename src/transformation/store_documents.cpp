@@ -61,6 +61,12 @@ class DocumentWriter {
         winning_.numbers.reserve(storage.documents().size() + most_looked_up_);
     }
 
+    // So many documents will be stored, all of them new.
+    void expect_new(std::size_t count) {
+        documents_.reserve(count);
+        contents_.reserve(count);
+    }
+
     // Stores what was produced for one document.
     void store(const MultiVersionDocument* stored, const NumberedContent& winning_content,
                std::span<const FlattenedDocument> produced) {
@@ -219,6 +225,7 @@ DocumentStorage store_documents(const DocumentStorage& given, std::span<const Fl
     const DocumentStorage storage = given.with_winning_contents();
     const WinningContents& winning = *storage.winning_contents();
     DocumentWriter writer(storage, hasher, memory, notes);
+    if (storage.documents().empty()) writer.expect_new(documents.size());
     const LookAhead produced_ahead(steps_ahead::document, documents.size(), [&](std::size_t at) {
         prefetch(documents[at].id);
         prefetch(documents[at].content);
