@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
-#include <cstring>
 #include <limits>
 #include <stdexcept>
 #include <utility>
+
+#include "text/first_bytes.h"
 
 namespace libzentadbpp {
 
@@ -19,20 +19,9 @@ struct Slot {
     std::uint32_t number;
 };
 
-std::uint64_t chunk_at(std::string_view text, std::size_t depth) {
-    std::uint64_t chunk = 0;
-    if (text.size() >= depth + chunk_bytes) {
-        std::memcpy(&chunk, text.data() + depth, chunk_bytes);
-        if constexpr (std::endian::native == std::endian::little) chunk = __builtin_bswap64(chunk);
-        return chunk;
-    }
-    for (std::size_t at = depth; at < text.size(); ++at) {
-        chunk |= std::uint64_t{static_cast<unsigned char>(text[at])} << 8 * (chunk_bytes - 1 - (at - depth));
-    }
-    return chunk;
-}
-
 std::string_view rest(std::string_view text, std::size_t depth) { return text.substr(std::min(depth, text.size())); }
+
+std::uint64_t chunk_at(std::string_view text, std::size_t depth) { return first_bytes(rest(text, depth)); }
 
 // Sorts by chunk, byte by byte from the last one; stable. Bytes that are alike everywhere are passed over.
 void sort_by_chunk(std::span<Slot> slots, LargeVector<Slot>& spare) {
@@ -67,7 +56,7 @@ TextOrder text_order_and_equals(std::span<const std::string_view> texts) {
     LargeVector<Slot> slots;
     slots.reserve(texts.size());
     for (const std::string_view text : texts) {
-        slots.push_back({chunk_at(text, 0), static_cast<std::uint32_t>(slots.size())});
+        slots.push_back({first_bytes(text), static_cast<std::uint32_t>(slots.size())});
     }
 
     // Ranges of slots whose texts agree up to a depth, with the chunks that follow it.
