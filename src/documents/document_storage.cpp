@@ -212,7 +212,7 @@ DocumentStorage DocumentStorage::with_root(std::string root) const {
 
 DocumentStorage::Documents DocumentChanges::applied_to(const DocumentStorage::Documents& documents) && {
     if (changes_.empty()) return documents;
-    sort_by_text(changes_, [](const auto& change) { return change.key; });
+    if (!ascending_) sort_by_text(changes_, [](const auto& change) { return change.key; });
     return documents.with(std::move(changes_));
 }
 

@@ -97,12 +97,14 @@ class DocumentChanges {
     void reserve(std::size_t count) { changes_.reserve(count); }
     void set(DocumentRef document) {
         const std::string_view id = document->id();
+        ascending_ = ascending_ && (changes_.empty() || changes_.back().key < id);
         changes_.push_back({id, std::move(document)});
     }
     [[nodiscard]] DocumentStorage::Documents applied_to(const DocumentStorage::Documents& documents) &&;
 
    private:
     DocumentStorage::Documents::Entries changes_;
+    bool ascending_ = true;  // so far; as it is found while the last id is near, nothing has to look for it later
 };
 
 // The data hashes of all revisions, in no order. They are views into the documents.
