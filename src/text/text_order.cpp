@@ -102,8 +102,9 @@ TextOrder text_order_and_equals(std::span<const std::string_view> texts) {
                 ranges.push_back({at, at + size, depth + chunk_bytes});
             } else if (size > 1) {
                 const auto size_of = [&](const Slot& slot) { return texts[slot.number].size(); };
-                std::ranges::stable_sort(run, run_end, {}, size_of);
-                any_equal = any_equal || std::ranges::adjacent_find(run, run_end, {}, size_of) != run_end;
+                const std::span<Slot> alike(run, run_end);
+                std::ranges::stable_sort(alike, {}, size_of);
+                any_equal = any_equal || std::ranges::adjacent_find(alike, {}, size_of) != alike.end();
             }
             run = run_end;
         }
