@@ -136,9 +136,9 @@ class DocumentWriter {
                 if (number != DataStorage::not_stored) number = numbers[number];
             }
         }
-        const DocumentStorage changed(std::move(documents_).applied_to(storage.documents()),
-                                      std::move(contents_).applied_to(storage.data()), storage.root_or_empty(),
-                                      storage.contents_not_named(), storage.closed_documents());
+        DocumentStorage changed(std::move(documents_).applied_to(storage.documents()),
+                                std::move(contents_).applied_to(storage.data()), storage.root_or_empty(),
+                                storage.contents_not_named(), storage.closed_documents());
         if (!stays_known) return changed;
         winning_.any_lack = before.any_lack;
         for (const auto& [number, document] : changed_) {

@@ -254,8 +254,13 @@ class Update {
         next->hash_kind = hasher_.kind();
         next->ids.reserve(stored.documents().size());
         for (const auto& entry : stored.documents()) next->ids.push_back(entry.key);
-        next->settled = nothing_stored ? last_->settled : std::move(notes_.settled);
-        next->stays = nothing_stored ? last_->stays : std::move(notes_.stays);
+        if (nothing_stored) {
+            next->settled = last_->settled;
+            next->stays = last_->stays;
+        } else {
+            next->settled = std::move(notes_.settled);
+            next->stays = std::move(notes_.stays);
+        }
         next->contents = stored.winning_contents();
         add_produced(*next);
         next->paths = std::move(paths);
