@@ -1,13 +1,13 @@
-"""Prints instructions and cache misses that valgrind counted: counts.py NOTES DIRECTORY, with a file for each work."""
+"""Prints instructions and cache misses that valgrind counted: counts.py DIRECTORY, with a file for each work."""
 
 import pathlib
 import sys
 
-n, directory = sys.argv[1], pathlib.Path(sys.argv[2])
+directory = pathlib.Path(sys.argv[1])
 
 
 def counted(work):
-    """Instructions and last-level misses. Valgrind lacks the processor's instructions for SHA-256: libcrypto is left out."""
+    """Instructions and last-level misses, without libcrypto: valgrind lacks the processor's instructions for SHA-256."""
     instructions = misses = 0
     names = {}  # of objects, which a file abbreviates
     is_left_out = is_of_a_call = False
