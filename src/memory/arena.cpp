@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
+
+#include "memory/large_pages.h"
 
 namespace libzentadbpp {
 
@@ -19,11 +20,9 @@ void* Arena::allocate_block(std::size_t bytes) {
 }
 
 std::byte* Arena::new_block(std::size_t bytes) {
-    if (bytes >= large_page) {
-        large_blocks_.reserve(large_blocks_.size() + 1);
-        if (MappedPages pages = map_large_pages(bytes)) return large_blocks_.emplace_back(std::move(pages)).get();
-    }
-    return blocks_.emplace_back(std::make_unique_for_overwrite<std::byte[]>(bytes)).get();
+    std::byte* const block = blocks_.emplace_back(std::make_unique_for_overwrite<std::byte[]>(bytes)).get();
+    prefer_large_pages(block, bytes);
+    return block;
 }
 
 std::string_view Arena::copy(std::string_view text) {

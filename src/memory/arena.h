@@ -9,8 +9,6 @@
 #include <type_traits>
 #include <vector>
 
-#include "memory/large_pages.h"
-
 namespace libzentadbpp {
 
 // Memory that lives as long as one call or one opened text: allocation moves a pointer, and everything is freed
@@ -52,10 +50,9 @@ class Arena {
     [[nodiscard]] std::byte* new_block(std::size_t bytes);
 
     static constexpr std::size_t first_block = 4096;
-    static constexpr std::size_t largest_block = 4 * large_page;
+    static constexpr std::size_t largest_block = std::size_t{8} << 20;
 
     std::vector<std::unique_ptr<std::byte[]>> blocks_;
-    std::vector<MappedPages> large_blocks_;
     std::byte* free_ = nullptr;
     std::size_t left_ = 0;
     std::size_t next_block_ = first_block;
