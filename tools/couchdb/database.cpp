@@ -39,8 +39,8 @@ Database::Json list_in(const Database::Json& answer, const char* member) {
 
 }  // namespace
 
-void expect_shape(bool is_right, const std::string& what) {
-    if (!is_right) throw Failure(ExitCode::network, "not a response of a CouchDB server: " + what);
+void refuse_shape(const std::string& what) {
+    throw Failure(ExitCode::network, "not a response of a CouchDB server: " + what);
 }
 
 Database::Json Database::parsed(const Answer& answer) const {

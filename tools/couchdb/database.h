@@ -9,7 +9,10 @@
 namespace zentadb {
 
 // Throws Failure (network) unless a response has the right shape: a malformed one must not pass for an empty one.
-void expect_shape(bool is_right, const std::string& what);
+[[noreturn]] void refuse_shape(const std::string& what);
+inline void expect_shape(bool is_right, const std::string& what) {
+    if (!is_right) refuse_shape(what);
+}
 
 // A database on a server that speaks the CouchDB replication protocol. Throws Failure (refused) for what the server
 // refuses, and (network) for an invalid response. A request that is too large for the server is sent in halves.
