@@ -250,7 +250,7 @@ TEST(Deep, ReadingTakesLittleMemory) {
         const sync_json_result winning = sync_json_winning(set.c_str(), "root");
         const bool is_read = winning.value != nullptr && std::string_view(winning.value) == "1-A_first";
         const long taken = kilobytes() - before;
-        std::exit(is_read && taken < 32 * 1024 ? 0 : 1);
+        std::exit(is_read && taken < 32L * 1024 ? 0 : 1);
     };
     EXPECT_EXIT(read(), testing::ExitedWithCode(0), "");
 }

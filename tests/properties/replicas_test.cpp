@@ -265,10 +265,10 @@ class Script {
     // Whether what came back has the place of something that is not shown now.
     static bool is_place_taken(const View& wanted, const View& found) {
         return std::ranges::any_of(wanted.places, [&](const auto& known) {
-            const auto& [id, places] = known;
-            if (!is_part(id) || found.documents.contains(id)) return false;
+            if (!is_part(known.first) || found.documents.contains(known.first)) return false;
             return std::ranges::any_of(found.places, [&](const auto& other) {
-                return std::ranges::any_of(places, [&](const Place& place) { return other.second.contains(place); });
+                return std::ranges::any_of(known.second,
+                                           [&](const Place& place) { return other.second.contains(place); });
             });
         });
     }

@@ -208,7 +208,8 @@ class Round {
             ++tally["lost moves, part moved"];
             return;
         }
-        if (places != shown.places.end() && std::ranges::any_of(places->second, [&](const Place& found) {
+        if (places != shown.places.end() &&
+            std::ranges::any_of(places->second, [&, &writer = writer, &place = place](const Place& found) {
                 return is_taken_back(writer, place, found);
             })) {
             ++tally["lost moves, object moved"];
