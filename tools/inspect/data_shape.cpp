@@ -285,7 +285,10 @@ json DataShape::with_rules() const {
         const std::string before = member_text(config, "id_generation_rules");
         if (contains(split(before, ';'), rule)) continue;
         json with_rule = config;
-        with_rule["id_generation_rules"] = before.empty() ? rule : before + (';' + rule);
+        std::string with_all = before;
+        if (!with_all.empty()) with_all += ';';
+        with_all += rule;
+        with_rule["id_generation_rules"] = std::move(with_all);
         const DataShape after = under(with_rule);
         if (after.root_id_ == root_id_ && repeated(after) <= repeated_before) config = std::move(with_rule);
     }
