@@ -25,7 +25,7 @@ inline void prefetch(std::string_view text) {
 
 // How many steps ahead a walk announces what it will touch: the less a step does, the more.
 namespace steps_ahead {
-inline constexpr std::size_t lookup = 16;   // of one key in a table
+inline constexpr std::size_t lookup = 16;   // of one key
 inline constexpr std::size_t document = 8;  // a look at a content
 // A content is written: where it is and what is known of it, the content, its arrays, and their elements.
 inline constexpr std::size_t entry = 16;

@@ -1,6 +1,5 @@
 #include "text/text_table.h"
 
-#include <array>
 #include <bit>
 #include <cstring>
 #include <random>
@@ -43,18 +42,8 @@ TextTable::TextTable(std::size_t expected)
 
 TextTable::TextTable(LargeVector<std::string_view> texts) : TextTable(texts.size()) {
     if (texts.size() >= free_slot) throw std::length_error("too many texts");
-    // Texts and slots lie anywhere, so both are asked for beforehand.
-    constexpr std::size_t steps = steps_ahead::lookup;
-    std::array<std::uint64_t, steps> codes;
-    const LookAhead texts_ahead(2 * steps, texts.size(), [&](std::size_t at) { prefetch_at(texts[at].data()); });
-    const LookAhead slots_ahead(steps, texts.size(), [&](std::size_t at) {
-        codes[at % steps] = hash(texts[at]);
-        prefetch_at(&slots_[codes[at % steps] & mask_]);
-    });
     for (std::size_t number = 0; number < texts.size(); ++number) {
-        const std::uint64_t code = codes[number % steps];
-        texts_ahead.reach(number);
-        slots_ahead.reach(number);
+        const std::uint64_t code = hash(texts[number]);
         std::size_t slot = code & mask_;
         while (slots_[slot].number != free_slot) slot = (slot + 1) & mask_;
         slots_[slot] = {tag_of(code), static_cast<std::uint32_t>(number)};

@@ -10,7 +10,6 @@
 #include "json/canonical_object.h"
 #include "json/writer.h"
 #include "memory/by_number.h"
-#include "memory/prefetch.h"
 #include "transformation/flattener.h"
 #include "transformation/list_branches.h"
 #include "transformation/list_keeper.h"
@@ -95,12 +94,9 @@ std::shared_ptr<const OtherLists> other_lists(const Documents& documents, const 
     };
     auto produced = std::ranges::lower_bound(documents, ordering_id_prefix, {}, &FlattenedDocument::id);
     const WinningContents& winning = *storage.winning_contents();
-    const LookAhead ahead(steps_ahead::document, winning.texts.size(),
-                          [&](std::size_t at) { prefetch(winning.texts[at]); });
     std::size_t next_number = 0;
     for (const auto& [id, document] : storage.documents()) {
         const std::size_t number = next_number++;
-        ahead.reach(number);
         if (!has_ordering_id(id)) continue;
         while (produced != documents.end() && produced->id < id) ++produced;
         if ((produced != documents.end() && produced->id == id) || !document->has_winning()) continue;
