@@ -57,7 +57,7 @@ void expect_described(const std::string& error) {
         return passed;
     };
     const auto up_to_quote = [&left] {
-        const std::string text(left.substr(0, left.find('"')));
+        std::string text(left.substr(0, left.find('"')));
         left.remove_prefix(text.size());
         return text;
     };
