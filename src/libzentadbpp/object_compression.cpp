@@ -118,8 +118,8 @@ class InflateStream {
 };
 
 #if defined(ZENTADBPP_LIBDEFLATE)
-// Level 6 is the quickest whose streams
-// zlib, as libdeflate accepts invalid streams that zlib refuses.
+// Level 6 is the quickest whose streams are not larger than those of zlib's default level. Inflating stays with zlib,
+// as libdeflate accepts invalid streams that zlib refuses.
 [[nodiscard]] bool deflate_default(std::string_view text, TextBuffer& out) {
     constexpr int level = 6;
     const std::unique_ptr<libdeflate_compressor, decltype(&libdeflate_free_compressor)> compressor(
