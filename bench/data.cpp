@@ -12,6 +12,7 @@
 #define CALLGRIND_STOP_INSTRUMENTATION
 #endif
 
+#include <cstdlib>
 #include <map>
 #include <string_view>
 #include <unordered_map>
@@ -25,6 +26,14 @@ std::string take(sync_json_result result) {
     if (result.error != nullptr) throw std::runtime_error(result.error);
     std::string value = result.value;
     free_sync_json_result(&result);
+    return value;
+}
+
+std::string dumped(sync_json_ptr handle) {
+    char* const text = dump_sync_json_ptr(handle);
+    require(text != nullptr, "not dumped");
+    std::string value = text;
+    std::free(text);
     return value;
 }
 
@@ -84,22 +93,37 @@ Data::Data(std::size_t notes) : host(bench::notebook(notes)), edited(bench::note
     require(take(sync_json_uncompress(compressed.c_str())) == sync, "compressing lost data");
     bulk_get = answer_of_server(take(sync_json_to_bulk_docs(sync.c_str())));
     require(take(sync_json_from_bulk_get(bulk_get.c_str(), none)) == sync, "exchange lost data");
-
-    find_hashed(notes);
+    check_handles(read);
+    find_hashed();
 }
 
-// Each name in the sync JSON is the hash of one of these texts.
-void Data::find_hashed(std::size_t notes) {
-    hashed_names.emplace_back("root->notes-");
-    const std::string root = "root->notes-a(" + sha256(hashed_names.front()) + ")->o(note-";
-    for (std::size_t i = 0; i < notes; ++i) hashed_names.push_back(root + std::to_string(i) + ")->tasks-");
-    const std::size_t arrays = hashed_names.size();
-    std::unordered_map<std::string, std::string> domains;  // by the ids of their ordering documents
-    for (std::size_t i = 0; i < arrays; ++i) {
-        std::string name = "default-ordering-" + sha256(hashed_names[i]);
-        const std::string id = "ord-" + sha256(name);
-        domains.emplace(id, std::move(name));
+// What handles return is what texts do, also at the second time.
+void Data::check_handles(const std::string& read) const {
+    const Handle handle(new_sync_json_ptr(sync.c_str()));
+    const Handle with_edits(new_sync_json_ptr(sync_edited.c_str()));
+    for (int i = 0; i < 2; ++i) {
+        require(take(read_sync_json_ptr(handle, none)) == read, "a read of a handle differs");
+        require(dumped(Handle(update_sync_json_ptr(host.c_str(), handle, none))) == sync, "an update changed a handle");
+        const Handle updated(update_sync_json_ptr(edited.c_str(), handle, none));
+        require(dumped(updated) == sync_edited, "an update of a handle lost edits");
+        const Handle merged(replicate_sync_json_ptr(with_edits, handle, none));
+        require(dumped(merged) == sync_edited, "a merge of handles lost edits");
+        require(take(read_sync_json_ptr(merged, none)) == take(read_sync_json(sync_edited.c_str(), none)),
+                "a read after a merge differs");
     }
+}
+
+// Each name in the sync JSON is the hash of one of these texts. An array without elements is hashed too.
+void Data::find_hashed() {
+    std::unordered_map<std::string, std::string> orders;  // the names of orders by the ids of their documents
+    const auto add_array = [&](const std::string& path) {
+        hashed_names.push_back(path);
+        std::string hash = sha256(path);
+        std::string name = "default-ordering-" + hash;
+        orders.emplace("ord-" + sha256(name), std::move(name));
+        return hash;
+    };
+    const std::string note = "root->notes-a(" + add_array("root->notes-") + ")->o(";
 
     simdjson::ondemand::parser parser;
     const simdjson::padded_string text(sync);
@@ -112,11 +136,20 @@ void Data::find_hashed(std::size_t notes) {
         contents.emplace(hash, content);
     }
     parsed = parser.iterate(text);
-    for (auto member : parsed["d"].get_object()) {
+    for (auto member : parsed["d"].get_object()) {  // notes come before orders
         const std::string id(std::string_view(member.unescaped_key()));
         const std::string_view revision = member.value().at(0).get_string();
-        hashed_contents.push_back(contents.at(std::string(revision.substr(0, revision.find('_')))));
-        if (id.starts_with("ord-")) hashed_names.push_back(domains.at(id));
+        const std::string& content = contents.at(std::string(revision.substr(0, revision.find('_'))));
+        hashed_contents.push_back(content);
+        if (id.starts_with("ord-")) hashed_names.push_back(orders.at(id));
+        if (!id.starts_with("note-")) continue;
+        for (const std::string array : {"tags", "tasks"}) {
+            const std::string reference = "\"" + array + "\": \"A";
+            const std::size_t at = content.find(reference);
+            if (at == std::string::npos) continue;  // tags, which are no documents
+            const std::string hash = add_array(note + id + ")->" + array + "-");
+            require(content.compare(at + reference.size(), hash.size(), hash) == 0, "a path is not what was hashed");
+        }
     }
     documents = hashed_contents.size();
 }

@@ -14,6 +14,7 @@ namespace bench {
 inline constexpr const char* none = "{}";
 
 std::string take(sync_json_result result);
+std::string dumped(sync_json_ptr handle);
 void require(bool holds, const char* what);
 
 class Handle {
@@ -46,7 +47,8 @@ struct Data {
     explicit Data(std::size_t notes);
 
    private:
-    void find_hashed(std::size_t notes);
+    void check_handles(const std::string& read) const;
+    void find_hashed();
 };
 
 // What valgrind counts while one of these lives, if the benchmark runs under it (scripts/bench --counts).
