@@ -278,6 +278,7 @@ void register_pasts() {
         benchmark::RegisterBenchmark(("update_text" + after).c_str(), [name](benchmark::State& state) {
             const Store& s = store(name);
             for (auto _ : state) release(update_sync_json(s.host.c_str(), s.sync.c_str(), s.configuration.c_str()));
+            state.counters["text"] = static_cast<double>(s.sync.size());
         })->Unit(benchmark::kMicrosecond);
         benchmark::RegisterBenchmark(("read_text" + after).c_str(), [name](benchmark::State& state) {
             const Store& s = store(name);
