@@ -50,14 +50,20 @@ ListBranches list_branches(const MultiVersionDocument& document, std::span<const
         const bool begins = closed[parent] || towards_base[parent] != no_entry;
         starts[at] = begins ? Start{parent, at} : starts[parent];
     }
+    std::vector<std::uint32_t> with_content(revisions.size(), no_entry);  // the nearest one from here that is not empty
+    for (std::uint32_t at = 0; at < revisions.size(); ++at) {
+        if (revisions[at].datahash() != empty_hash) {
+            with_content[at] = at;
+        } else if (revisions[at].parent != no_entry) {
+            with_content[at] = with_content[revisions[at].parent];
+        }
+    }
     for (const std::uint32_t leaf : leaves) {
         if (leaf == branches.base) continue;
         auto [start, child] = starts[leaf];
         const bool begins_empty = start == no_entry || branches.base == 0 || revisions[child].is_graft() ||
                                   (towards_base[start] != no_entry && revisions[towards_base[start]].is_graft());
-        if (begins_empty) start = no_entry;
-        while (start != no_entry && revisions[start].datahash() == empty_hash) start = revisions[start].parent;
-        branches.others.push_back({leaf, start});
+        branches.others.push_back({leaf, begins_empty ? no_entry : with_content[start]});
     }
     return branches;
 }

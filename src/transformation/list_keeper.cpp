@@ -12,6 +12,16 @@
 
 namespace libzentadbpp {
 
+namespace {
+
+std::size_t length_of(std::span<const OwnLists::Leaf> leaves) {
+    std::size_t length = 0;
+    for (const OwnLists::Leaf& leaf : leaves) length += leaf.list.content->elements.size();
+    return length;
+}
+
+}  // namespace
+
 bool ListKeeper::is_in(std::uint32_t number, std::uint32_t domain) {
     const auto list = held_.list_of(domain);
     if (!list) return false;
@@ -29,8 +39,9 @@ bool ListKeeper::is_kept(const OwnLists::Leaf& leaf) const {
 // Whether the data has a document, but not in an array, nor in one that took its place.
 bool ListKeeper::is_elsewhere(std::uint32_t number, std::uint32_t domain) {
     if (!held_.has_document(number) || is_in(number, domain)) return false;
-    return std::ranges::none_of(places_.successors(domain),
-                                [&](std::uint32_t successor) { return is_in(number, successor); });
+    const auto successors = places_.successors(domain);
+    if (successors.size() > 1 && !own_->may_take(successors.size())) return false;
+    return std::ranges::none_of(successors, [&](std::uint32_t successor) { return is_in(number, successor); });
 }
 
 void ListKeeper::add_to(std::vector<ListToStore>& lists) {
@@ -57,9 +68,10 @@ bool ListKeeper::lists_now(std::uint32_t document, std::uint32_t number) {
     if (const auto stored = stored_by_document_.find(document); stored != stored_by_document_.end()) {
         return stored->second->numbers.contains(number);
     }
-    return std::ranges::any_of(own_->leaves_of(document), [&](const OwnLists::Leaf& leaf) {
-        return !is_kept(leaf) || is_in(number, leaf.domain);
-    });
+    const auto leaves = own_->leaves_of(document);
+    if (leaves.size() > 1 && !own_->may_take(leaves.size())) return false;
+    return std::ranges::any_of(
+        leaves, [&](const OwnLists::Leaf& leaf) { return !is_kept(leaf) || is_in(number, leaf.domain); });
 }
 
 // Whether own documents list a document beside the given ones, or more than so many arrays of the data have it.
@@ -114,8 +126,10 @@ void ListKeeper::take_out_moved(std::vector<ListToStore>& lists) {
         }
         const ListToStore list{leaf.domain, document, {}};
         if (!known.has_moved || !may_store(*index_, list)) continue;
-        const bool is_only_leaf = own_->leaves_of(document).size() == 1;
+        const auto leaves = own_->leaves_of(document);
+        const bool is_only_leaf = leaves.size() == 1;
         const Stored* stored = is_only_leaf ? known.stored : nullptr;
+        if (!is_only_leaf && !own_->may_take(length_of(leaves))) break;
         if (stored == nullptr) stored = &stored_.emplace_back(without_moved(document, leaf.domain));
         if (is_only_leaf) known.stored = stored;
         stored_by_document_.emplace(document, stored);
@@ -171,14 +185,14 @@ void ListKeeper::keep_carried_along(std::vector<ListToStore>& lists) {
             const std::uint32_t origin = own_->of(other).document;
             const ListToStore to_store{other, origin, list};
             if (origin == OwnLists::none || origin == document || held_.list_of(other)) return;
-            if (!may_store(*index_, to_store)) return;
+            if (!may_store(*index_, to_store) || !own_->may_take(list.size())) return;
             const auto [known, is_new] = dropped.try_emplace(origin);
             if (is_new) known->second = dropped_now(origin);
             const auto& left = known->second;
             const bool would_leave = std::ranges::any_of(list, [&](std::uint32_t number) {
                 return left.contains(number) && (is_beside_all || is_listed_beside(number, document, 1, origin));
             });
-            if (!would_leave) return;
+            if (!would_leave || !own_->may_take(index_->document(origin).revisions().size())) return;
             stored_by_document_[origin] = &stored_.emplace_back(Stored{list, {list.begin(), list.end()}});
             dropped.erase(known);
             lists.push_back(to_store);

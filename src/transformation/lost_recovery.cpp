@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <queue>
+#include <set>
 #include <string_view>
 #include <tuple>
 #include <unordered_map>
@@ -60,9 +61,12 @@ class LostRecovery {
         bool is_winning;
     };
     struct Instance {
-        std::vector<OtherList> lists;                                         // by document, then revision
-        std::unordered_map<std::uint32_t, std::vector<std::size_t>> waiting;  // by domain: until the array is reached
+        std::vector<OtherList> lists;  // by document, then revision
         std::vector<std::size_t> due;
+    };
+    struct Waiting {
+        std::uint32_t instance;
+        std::size_t list;
     };
 
     void collect_other_lists() {
@@ -82,26 +86,29 @@ class LostRecovery {
     }
 
     void add_instance(std::vector<OtherList> lists) {
+        const auto number = static_cast<std::uint32_t>(instances_.size());
         Instance& instance = instances_.emplace_back();
         instance.lists = std::move(lists);
         // Winning lists come first.
         std::ranges::stable_sort(instance.lists, {}, [](const OtherList& other) { return !other.is_winning; });
         for (std::size_t at = 0; at < instance.lists.size(); ++at) {
-            instance.waiting[data_->domains_.add(*instance.lists[at].list.content)].push_back(at);
+            waiting_[data_->domains_.add(*instance.lists[at].list.content)].push_back({number, at});
         }
     }
 
     bool add_other_lists() {
         for (; arrays_seen_ < data_->reached_arrays_.size(); ++arrays_seen_) {
-            const std::uint32_t domain = data_->reached_arrays_[arrays_seen_];
-            for (Instance& instance : instances_) {
-                const auto found = instance.waiting.find(domain);
-                if (found == instance.waiting.end()) continue;
-                instance.due.insert(instance.due.end(), found->second.begin(), found->second.end());
-                instance.waiting.erase(found);
+            const auto found = waiting_.find(data_->reached_arrays_[arrays_seen_]);
+            if (found == waiting_.end()) continue;
+            for (const auto& [instance, list] : found->second) {
+                instances_[instance].due.push_back(list);
+                due_instances_.insert(instance);
             }
+            waiting_.erase(found);
         }
-        for (std::uint32_t number = 0; number < instances_.size(); ++number) {
+        while (!due_instances_.empty()) {
+            const std::uint32_t number = *due_instances_.begin();
+            due_instances_.erase(due_instances_.begin());
             Instance& instance = instances_[number];
             std::ranges::sort(instance.due);
             std::vector<std::uint32_t> added;
@@ -232,7 +239,9 @@ class LostRecovery {
     const DocumentIndex* index_;
     OwnLists* own_;
 
-    std::vector<Instance> instances_;        // the configured one first, others ascending
+    std::vector<Instance> instances_;                                  // the configured one first, others ascending
+    std::unordered_map<std::uint32_t, std::vector<Waiting>> waiting_;  // by domain: until the array is reached
+    std::set<std::uint32_t> due_instances_;
     std::vector<std::uint32_t> decided_by_;  // by document: the instance that decides where it is
     NumberSet looked_at_;                    // lists
     std::size_t arrays_seen_ = 0;

@@ -1,6 +1,8 @@
 #include "transformation/own_lists.h"
 
 #include <algorithm>
+#include <map>
+#include <utility>
 
 #include "transformation/list_branches.h"
 #include "transformation/list_merge.h"
@@ -9,7 +11,12 @@ namespace libzentadbpp {
 
 OwnLists::OwnLists(const DocumentIndex& index, std::string_view instance, OrderingLists& reader, DomainTable& domains,
                    Arena& arena)
-    : index_(&index), instance_(instance), reader_(&reader), domains_(&domains), arena_(&arena) {
+    : index_(&index),
+      instance_(instance),
+      reader_(&reader),
+      domains_(&domains),
+      arena_(&arena),
+      work_(index.content_bytes()) {
     collect();
     merge_branches();
 }
@@ -77,16 +84,7 @@ std::span<const OwnLists::Leaf> OwnLists::leaves_of(std::uint32_t document) cons
 
 // Each document is merged by itself: no result depends on another.
 void OwnLists::merge_branches() {
-    for (const std::uint32_t document : branched_) {
-        for (const Leaf& leaf : leaves_of(document)) {
-            List& own = lists_[leaf.domain];
-            if (own.document != document || own.is_merged) continue;
-            const std::vector<std::uint32_t> merged_list =
-                merged(document, leaf.domain, [&](std::uint32_t number) { return is_listed_beside(number, document); });
-            own.elements = arena_->copy(std::span<const std::uint32_t>(merged_list));
-            own.is_merged = true;
-        }
-    }
+    for (const std::uint32_t document : branched_) merge_branches_of(document);
     for (const Leaf& leaf : leaves_) {
         List& own = lists_[leaf.domain];
         if (!leaf.is_winning || own.document != leaf.list.document) continue;
@@ -96,32 +94,55 @@ void OwnLists::merge_branches() {
     }
 }
 
+// A document has leaves of one domain, unless it is no copy's work. Then the first domain is merged, and others as long
+// as going through the revisions again does not take too much.
+void OwnLists::merge_branches_of(std::uint32_t document) {
+    std::map<std::uint32_t, std::vector<std::uint32_t>> revisions;  // by domain
+    for (const Leaf& leaf : leaves_of(document)) {
+        if (lists_[leaf.domain].document == document) revisions[leaf.domain].push_back(leaf.list.revision);
+    }
+    bool is_first = true;
+    for (const auto& [domain, leaves] : revisions) {
+        if (leaves.size() == 1) continue;
+        if (!std::exchange(is_first, false) && !work_.take(index_->document(document).revisions().size())) {
+            for (const std::uint32_t leaf : std::span(leaves).subspan(1)) unmerged_.insert({document, leaf});
+            continue;
+        }
+        const std::vector<std::uint32_t> elements =
+            merged(document, leaves, [&](std::uint32_t number) { return is_listed_beside(number, document); });
+        lists_[domain].elements = arena_->copy(std::span<const std::uint32_t>(elements));
+    }
+}
+
 std::vector<std::uint32_t> OwnLists::merged(std::uint32_t document, std::uint32_t domain,
                                             const std::function<bool(std::uint32_t)>& is_elsewhere) {
     std::vector<std::uint32_t> revisions;
     for (const Leaf& leaf : leaves_of(document)) {
         if (leaf.domain == domain) revisions.push_back(leaf.list.revision);
     }
-    // Lists that copies made take less than they are long in bytes. Thousands of short ones that begin with one long
-    // list take more, and are no honest copies' work: those beyond the limit add what they list and move nothing.
-    constexpr std::size_t work_on_small = std::size_t{1} << 22;
-    const std::size_t most_work = work_on_small + index_->content_bytes();
-    const ListBranches branches = list_branches(index_->document(document), revisions);
+    return merged(document, revisions, is_elsewhere);
+}
+
+std::vector<std::uint32_t> OwnLists::merged(std::uint32_t document, std::span<const std::uint32_t> leaves,
+                                            const std::function<bool(std::uint32_t)>& is_elsewhere) {
+    const ListBranches branches = list_branches(index_->document(document), leaves);
     const auto elements_at = [&](std::uint32_t revision) -> std::optional<std::span<const std::uint32_t>> {
         if (revision == no_entry) return std::span<const std::uint32_t>{};
         const auto list = reader_->read(document, revision);
         return list ? std::optional(list->content->elements) : std::nullopt;
     };
     MergedList list(*elements_at(branches.base));
+    // Those beyond the limit add what they list and move nothing.
     for (const auto& [leaf, start] : branches.others) {
         const auto began = elements_at(start);
-        if (!began || work_ + list.work() > most_work) {
+        if (!began || !work_.take(0)) {
             unmerged_.insert({document, leaf});
             continue;
         }
+        const std::size_t before = list.work();
         list.merge(*began, *elements_at(leaf), is_elsewhere);
+        work_.take(list.work() - before);
     }
-    work_ += list.work();
     return list.numbers();
 }
 
@@ -131,6 +152,7 @@ std::unordered_set<std::uint32_t> OwnLists::ever_listed(std::uint32_t document) 
     for (std::uint32_t at = 0; at < index_->document(document).revisions().size(); ++at) {
         const auto list = reader_->read(document, at);
         if (!list || !seen.insert(list->content->number).second) continue;
+        if (!work_.take(list->content->elements.size())) return {};
         listed.insert(list->content->elements.begin(), list->content->elements.end());
     }
     return listed;
@@ -138,6 +160,7 @@ std::unordered_set<std::uint32_t> OwnLists::ever_listed(std::uint32_t document) 
 
 std::unordered_set<std::uint32_t> OwnLists::dropped(std::uint32_t document) {
     std::unordered_set<std::uint32_t> dropped = ever_listed(document);
+    if (dropped.empty()) return dropped;
     std::unordered_map<std::uint32_t, std::uint32_t> holders;  // how many different leaves have it
     std::unordered_set<std::uint32_t> leaves;                  // numbers of lists
     for (const Leaf& leaf : leaves_of(document)) {

@@ -16,6 +16,7 @@
 #include "memory/arena.h"
 #include "memory/by_number.h"
 #include "transformation/domain_table.h"
+#include "transformation/work_limit.h"
 
 namespace libzentadbpp {
 
@@ -36,7 +37,6 @@ class OwnLists {
     struct List {
         std::uint32_t document = none;            // the own document; none: no list
         std::span<const std::uint32_t> elements;  // live ones only
-        bool is_merged = false;                   // of several leaves
         bool is_stored = false;                   // the winning list of the document is just this
     };
     // The list of an array. O(1).
@@ -71,15 +71,21 @@ class OwnLists {
     [[nodiscard]] std::vector<std::uint32_t> merged(std::uint32_t document, std::uint32_t domain,
                                                     const std::function<bool(std::uint32_t)>& is_elsewhere);
     // The documents that any list of an own document ever had, and of these those that some open leaf has no longer.
+    // None if that would take too much.
     [[nodiscard]] std::unordered_set<std::uint32_t> ever_listed(std::uint32_t document);
     [[nodiscard]] std::unordered_set<std::uint32_t> dropped(std::uint32_t document);
     // The open leaves of one document.
     [[nodiscard]] std::span<const Leaf> leaves_of(std::uint32_t document) const;
+    // Whether so much more work may be done with these lists.
+    [[nodiscard]] bool may_take(std::size_t work) { return work_.take(work); }
 
    private:
     void collect();
     void add(const OrderingList& list, bool is_winning);
     void merge_branches();
+    void merge_branches_of(std::uint32_t document);
+    [[nodiscard]] std::vector<std::uint32_t> merged(std::uint32_t document, std::span<const std::uint32_t> leaves,
+                                                    const std::function<bool(std::uint32_t)>& is_elsewhere);
     void collect_listing();
     [[nodiscard]] bool is_new_use(const OrderingList& list, std::uint32_t most);
 
@@ -96,7 +102,7 @@ class OwnLists {
     LargeVector<std::uint32_t> listed_by_;                        // by document: an own document that lists it
     bool any_in_several_ = false;
     bool any_foreign_ = false;
-    std::size_t work_ = 0;
+    WorkLimit work_;
     struct Uses {
         std::uint32_t last = 0;
         std::uint32_t count = 0;

@@ -54,6 +54,7 @@ void ShownData::take_out_what_was_not_moved() {
         for (const std::uint32_t before : places.predecessors(domain)) {
             const std::uint32_t origin = own_.of(before).document;
             if (origin == OwnLists::none || origin == list.document) continue;
+            if (!own_.may_take(kept.size())) break;
             const auto [known, is_new] = dropped.try_emplace(origin);
             if (is_new) known->second = own_.dropped(origin);
             const auto& left = known->second;

@@ -20,10 +20,11 @@ void TakenPlaces::look_through(std::uint32_t document) {
     const MultiVersionDocument& tree = index_->document(document);
     if (tree.revisions().size() == 1 || !looked_through_.insert(document).second) return;
     const auto winning = index_->winning_content(document);
-    if (!winning || winning->find(array_reference) == std::string_view::npos) return;
+    if (!winning) return;
     // Of several documents that share both contents, the lowest is the origin. That of long contents is the first one.
     constexpr std::size_t short_content = 256;
     const std::uint32_t winning_number = index_->winning_number(document);
+    if (!may_refer_to_arrays({winning_number, *winning})) return;
     Arena arena;
     std::optional<JsonValue> winning_value;
     for (const TreeRevision& revision : tree.revisions()) {
@@ -32,27 +33,34 @@ void TakenPlaces::look_through(std::uint32_t document) {
         if (content->text.size() > short_content && !compared_.insert({winning_number, content->number}).second) {
             continue;
         }
-        if (content->text.find(array_reference) == std::string_view::npos) continue;
+        if (!may_refer_to_arrays(*content)) continue;
+        if (!work_.take(content->text.size() + (winning_value ? 0 : winning->size()))) return;
         if (!winning_value) winning_value = read_content(*winning, arena);
         compare(*winning_value, read_content(content->text, arena), document);
     }
 }
 
-// Recursion is bounded by the depth of one content.
+bool TakenPlaces::may_refer_to_arrays(const NumberedContent& content) {
+    Refers& known = refers_[content.number];
+    if (known == Refers::unknown) {
+        known = content.text.find(array_reference) == std::string_view::npos ? Refers::no : Refers::maybe;
+    }
+    return known == Refers::maybe;
+}
+
+// Recursion is bounded by the depth of one content. A winning content may be long and meet many short ones.
 void TakenPlaces::compare(const JsonValue& winning, const JsonValue& other, std::uint32_t document) {
     if (winning.find(vocabulary::no_flatten_key) != nullptr || other.find(vocabulary::no_flatten_key) != nullptr)
         return;
-    auto theirs = other.members().begin();
-    for (const auto& [key, value] : winning.members()) {
-        while (theirs != other.members().end() && theirs->key < key) ++theirs;
-        if (theirs == other.members().end()) break;
-        if (theirs->key != key || key == vocabulary::id_key) continue;
-        if (value.is_object() && theirs->value.is_object()) {
-            compare(value, theirs->value, document);
-        } else if (is_array_reference(value) && is_array_reference(theirs->value) &&
-                   value.as_string() != theirs->value.as_string()) {
-            const std::uint32_t successor = domain_of(value.as_string());
-            const std::uint32_t domain = domain_of(theirs->value.as_string());
+    for (const auto& [key, theirs] : other.members()) {
+        if (key == vocabulary::id_key || !(theirs.is_object() || is_array_reference(theirs))) continue;
+        const JsonValue* const ours = winning.find(key);
+        if (ours == nullptr) continue;
+        if (ours->is_object() && theirs.is_object()) {
+            compare(*ours, theirs, document);
+        } else if (is_array_reference(*ours) && is_array_reference(theirs) && ours->as_string() != theirs.as_string()) {
+            const std::uint32_t successor = domain_of(ours->as_string());
+            const std::uint32_t domain = domain_of(theirs.as_string());
             const auto [known, is_new] = successors_.try_emplace(domain, First{document, successor});
             // Revisions and paths come in their order, documents do not.
             if (!is_new && document < known->second.document) known->second = {document, successor};

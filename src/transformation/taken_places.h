@@ -11,7 +11,9 @@
 #include "contents/document_index.h"
 #include "json/value.h"
 #include "memory/arena.h"
+#include "memory/by_number.h"
 #include "transformation/domain_table.h"
+#include "transformation/work_limit.h"
 
 namespace libzentadbpp {
 
@@ -21,9 +23,10 @@ namespace libzentadbpp {
 class TakenPlaces {
    public:
     TakenPlaces(const DocumentIndex& index, DomainTable& domains, Arena& arena)
-        : index_(&index), domains_(&domains), arena_(&arena) {}
+        : index_(&index), domains_(&domains), arena_(&arena), work_(index.content_bytes()) {}
 
-    // Compares all revisions of a document with the winning one, once. O(their contents).
+    // Compares all revisions of a document with the winning one, once. O(their contents); nothing once documents that
+    // share long contents took too much.
     void look_through(std::uint32_t document);
 
     static constexpr std::uint32_t none = 0xffffffff;
@@ -43,12 +46,16 @@ class TakenPlaces {
         std::uint32_t document;  // that says so
         std::uint32_t successor;
     };
+    [[nodiscard]] bool may_refer_to_arrays(const NumberedContent& content);
     void compare(const JsonValue& winning, const JsonValue& other, std::uint32_t document);
     [[nodiscard]] std::uint32_t domain_of(std::string_view reference);
 
     const DocumentIndex* index_;
     DomainTable* domains_;
     Arena* arena_;
+    WorkLimit work_;
+    enum class Refers : std::uint8_t { unknown, no, maybe };
+    ByNumber<Refers> refers_;  // by content: to arrays
     std::set<std::uint32_t> looked_through_;
     std::set<std::pair<std::uint32_t, std::uint32_t>> compared_;  // long contents, which documents may share
     std::unordered_map<std::uint32_t, First> successors_;

@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <ctime>
+#include <functional>
 #include <limits>
+#include <utility>
 
 #include "c_api/samples.h"
 #include "c_api/zenta.h"
@@ -301,6 +303,150 @@ TEST(DamagedSyncJson, ListsTakeNoMoreThanTheirLength) {
     }
     content("H", R"({"in": {)" + members + "}}");
     EXPECT_EQ(shown(), static_cast<std::size_t>(count));
+}
+
+// Written entry by entry.
+struct Set {
+    std::string documents;
+    std::string contents;
+
+    Set& document(const std::string& id, const std::string& history) {
+        documents += (documents.empty() ? "\"" : ", \"") + id + "\": [" + history + "]";
+        return *this;
+    }
+    Set& content(const std::string& hash, const std::string& text) {
+        contents += (contents.empty() ? "\"" : ", \"") + hash + "\": " + text;
+        return *this;
+    }
+    Set& list(const std::string& hash, const std::string& domain, const std::string& ids,
+              const std::string& instance = "default") {
+        return content(hash, R"({"d": ")" + domain + R"(", "i": ")" + instance + R"(", "s": [)" + ids + "]}");
+    }
+    [[nodiscard]] std::string text() const {
+        return R"({"d": {)" + documents + R"(}, "o": {)" + contents + R"(}, "r": "root"})";
+    }
+};
+
+// One, two, three ... of a text, in which '#' is the number.
+std::string numbered(int count, std::string_view pattern, std::string_view separator = ", ") {
+    std::string all;
+    for (int i = 0; i < count; ++i) {
+        if (i != 0) all += separator;
+        for (const char c : pattern) c == '#' ? all += std::to_string(i) : all += c;
+    }
+    return all;
+}
+
+double seconds_of(const std::function<bool()>& call) {
+    const std::clock_t begin = std::clock();
+    EXPECT_TRUE(call());
+    return static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
+}
+
+// Sets in which each of many documents, revisions, lists or instances meets each of many others. To read them takes a
+// few times what it takes to open them; if each pair were looked at, hundreds of times.
+TEST(DamagedSyncJson, PairsAreNotLookedAt) {
+    constexpr int count = 40000;
+    const auto each = [](Set& set, const std::function<void(Set&, const std::string&)>& add) {
+        for (int i = 0; i < count; ++i) add(set, std::to_string(i));
+    };
+    const std::string all_ids = numbered(count, "\"e#\"");
+    std::vector<std::pair<const char*, Set>> sets;
+
+    sets.emplace_back("leaves below a chain of empty revisions",
+                      Set()
+                          .document("root", R"("R_first")")
+                          .content("R", "{}")
+                          .document("ord-1", R"("A_first", "empty_A", )" + numbered(count, R"("empty_empty")") + ", [" +
+                                                 numbered(count, R"("B_e#")") + "]")
+                          .list("A", "D", R"("root")")
+                          .list("B", "D", ""));
+
+    Set domains;
+    domains.document("root", R"("R_first")").content("R", "{}").list("A", "D", R"("root")");
+    domains.document("ord-1", R"("A_first", [)" + numbered(count, R"("B#_A")") + "]");
+    each(domains, [](Set& set, const std::string& i) { set.list("B" + i, "D" + i, R"("root")"); });
+    sets.emplace_back("leaves of different arrays", domains);
+
+    Set instances;
+    instances.document("root", R"("R_first", "S_R")").document("lost", R"("E_first")");
+    instances.content("R", "{" + numbered(count, R"("m#": "Oe#")") + "}").content("E", "{}");
+    instances.content("S", "{" + numbered(count, R"("a#": "AD#")") + "}");
+    each(instances, [](Set& set, const std::string& i) {
+        set.document("e" + i, R"("E_first")");
+        set.document("ord-" + i, "\"L" + i + R"(_first")").list("L" + i, "D" + i, R"("root")", "instance " + i);
+    });
+    sets.emplace_back("instances, arrays and lost members", instances);
+
+    Set short_ones;
+    short_ones.document("root", R"("Q_first", )" + numbered(count, R"("Q#_Q")") + R"(, "R_Q")");
+    short_ones.document("lost", R"("E_first")").content("E", "{}");
+    short_ones.document("ord-0", R"("L_first")").list("L", "Q", R"("lost")");
+    short_ones.content("Q", R"({"z": "AQ"})").content("R", "{" + numbered(count, R"("m#": 1)") + R"(, "z": "AR"})");
+    each(short_ones, [](Set& set, const std::string& i) { set.content("Q" + i, R"({"z": "AQ)" + i + "\"}"); });
+    sets.emplace_back("short revisions before a long one", short_ones);
+
+    Set shared;
+    shared.document("root", R"("R_first")").document("lost", R"("E_first")").content("E", "{}");
+    shared.content("R", R"({"p": "AP"})").document("ord-0", R"("P_first")").list("P", "P", all_ids);
+    shared.document("ord-1", R"("L_first")").list("L", "L", R"("lost")");
+    shared.content("long", "{" + numbered(count, R"("m#": 1)") + R"(, "z": "AL"})");
+    each(shared, [](Set& set, const std::string& i) {
+        set.document("e" + i, R"("long_first", "S)" + i + R"(_long")").content("S" + i, R"({"z": "AS)" + i + "\"}");
+    });
+    sets.emplace_back("a long content that documents had before", shared);
+
+    for (const bool is_shared : {false, true}) {
+        Set moved;
+        moved.document("root", R"("Q_first", )" + numbered(count, R"("Q#_Q")") + R"(, "R_Q")");
+        moved.content("Q", R"({"p": "AD"})").content("R", R"({"p": "AX"})").content("E", "{}");
+        moved.list("X", "X", is_shared ? R"("e0")" : all_ids).document("ord-0", R"("X_first")");
+        moved.list("Y", "Y", is_shared ? all_ids : R"("e0")").document("ord-1", R"("Y_first")");
+        each(moved, [&](Set& set, const std::string& i) {
+            set.document("e" + i, R"("E_first")").content("Q" + i, R"({"p": "AD)" + i + "\"}");
+            set.list("S" + i, "D" + i, "\"e" + i + "\"");
+            set.document("ord-2" + i, is_shared ? R"("Y_first", "S)" + i + R"(_Y")" : "\"S" + i + R"(_first")");
+        });
+        sets.emplace_back(is_shared ? "lists that were one before" : "lists of which one took the place", moved);
+    }
+
+    Set forked;
+    forked.document("root", R"("R_first")").content("R", R"({"p": "AP"})").content("E", "{}");
+    forked.document("ord-0", R"("P_first")").list("P", "P", all_ids);
+    forked.list("L", "Y", all_ids).list("S", "Y", R"("e0")");
+    each(forked, [](Set& set, const std::string& i) {
+        set.document("e" + i, R"("E_first")").document("ord-2" + i, R"("S_first", ["L_S", "S_S"])");
+    });
+    sets.emplace_back("documents that fork to one long list", forked);
+
+    for (const auto& [name, set] : sets) {
+        const std::string text = set.text();
+        Handle handle;
+        const double opening = seconds_of([&] { return (handle = open(text).handle) != nullptr; });
+        const double reading =
+            seconds_of([&] { return taken(read_sync_json_ptr(handle.get(), "{}")).value.has_value(); });
+        EXPECT_LT(reading, 50 * opening) << name;
+    }
+}
+
+// What an update changes about the lists of arrays that are gone stays in proportion to what it is given.
+TEST(DamagedSyncJson, ListsAreNotStoredForEachOther) {
+    constexpr int count = 8000;
+    const std::string p = "x1997517980";  // the domains of two members of the root
+    const std::string q = "x2562972595";
+    Set set;
+    set.document("root", R"("Q_first", )" + numbered(count, R"("Q#_Q")") + R"(, "R_Q")");
+    set.content("Q", "{}").content("R", R"({"p": "A)" + p + R"(", "q": "A)" + q + "\"}").content("E", "{}");
+    for (int i = 0; i < count; ++i) {
+        const std::string number = std::to_string(i);
+        set.document("e" + number, R"("E_first")").content("Q" + number, R"({"p": "AD)" + number + "\"}");
+        set.document("ord-" + number, "\"S" + number + R"(_first", "T)" + number + "_S\"");
+        set.list("S" + number, "D" + number, "\"e" + number + "\"").list("T" + number, "D" + number, "");
+    }
+    const std::string data = R"({"p": [)" + numbered(count, R"({"_id": "e#"})") + R"(], "q": [{"_id": "e0"}]})";
+    const auto updated =
+        taken(update_sync_json(data.c_str(), set.text().c_str(), R"({"force_fast_hash_only": true})")).text();
+    EXPECT_LT(updated.size(), 100 * set.text().size());
 }
 
 }  // namespace
