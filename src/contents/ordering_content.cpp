@@ -75,17 +75,26 @@ void write_ordering_content(std::string_view instance, std::string_view domain, 
     out.append("]}");
 }
 
-bool is_ordering_document(std::string_view id, std::optional<std::string_view> winning_content) {
-    if (!has_ordering_id(id)) return false;
-    if (!winning_content) return true;
-    Arena arena;
-    return read_ordering_content(*winning_content, arena).has_value();
+bool OrderingDocuments::contains(const MultiVersionDocument& document) { return contains(document, {}); }
+
+bool OrderingDocuments::contains(const MultiVersionDocument& document, std::string_view winning_content) {
+    if (!has_ordering_id(document.id())) return false;
+    if (winning_content.data() != nullptr && is_list(winning_content)) return true;
+    if (!document.has_winning() || DataStorage::is_reserved(document.winning().datahash())) return true;
+    if (winning_content.data() != nullptr) return false;
+    const auto content = data_->find(document.winning().datahash());
+    return !content || is_list(*content);
 }
 
-bool is_ordering_document(const MultiVersionDocument& document, const DataStorage& data) {
-    if (!has_ordering_id(document.id())) return false;
-    if (!document.has_winning() || DataStorage::is_reserved(document.winning().datahash())) return true;
-    return is_ordering_document(document.id(), data.find(document.winning().datahash()));
+bool OrderingDocuments::is_list(std::string_view content) {
+    constexpr std::size_t cheap_to_repeat = 1024;
+    const auto read = [&] {
+        Arena arena;
+        return read_ordering_content(content, arena).has_value();
+    };
+    if (content.size() <= cheap_to_repeat) return read();
+    const auto known = long_contents_.find(content.data());
+    return known != long_contents_.end() ? known->second : long_contents_.emplace(content.data(), read()).first->second;
 }
 
 }  // namespace libzentadbpp

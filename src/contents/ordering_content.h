@@ -3,6 +3,7 @@
 #include <optional>
 #include <span>
 #include <string_view>
+#include <unordered_map>
 
 #include "documents/document_storage.h"
 #include "json/canonical_object.h"
@@ -44,9 +45,21 @@ void visit_listed_ids(std::string_view ids, const Visit& visit) {
 void write_ordering_content(std::string_view instance, std::string_view domain, std::span<const std::string_view> ids,
                             TextBuffer& out);
 
-// Whether a document with an ordering id records the order of an array. Its winning content decides, or the id alone if
-// that content is missing or deleted. A host may give such an id to one of its objects.
-[[nodiscard]] bool is_ordering_document(std::string_view id, std::optional<std::string_view> winning_content);
-[[nodiscard]] bool is_ordering_document(const MultiVersionDocument& document, const DataStorage& data);
+// The ordering documents of a storage: those with an ordering id whose winning content says so, or is missing or
+// deleted. A host may give such an id to one of its objects. Any number of documents may share one long content, which
+// is looked at once.
+class OrderingDocuments {
+   public:
+    explicit OrderingDocuments(const DataStorage& data) : data_(&data) {}
+    [[nodiscard]] bool contains(const MultiVersionDocument& document);
+    // The same for a document whose winning content is known; null data: it is not.
+    [[nodiscard]] bool contains(const MultiVersionDocument& document, std::string_view winning_content);
+    // Whether a content, which must outlive this, is that of an ordering document.
+    [[nodiscard]] bool is_list(std::string_view content);
+
+   private:
+    const DataStorage* data_;
+    std::unordered_map<const char*, bool> long_contents_;  // whether they are lists
+};
 
 }  // namespace libzentadbpp

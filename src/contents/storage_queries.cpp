@@ -31,10 +31,10 @@ void add_all(const MultiVersionDocument& document, Hashes& hashes) {
     for (const TreeRevision& revision : document.revisions()) hashes.push_back(revision.datahash());
 }
 
-void add_retained(const MultiVersionDocument& document, const DataStorage& data, std::uint32_t limit, bool skip_winning,
-                  Hashes& hashes) {
+void add_retained(const MultiVersionDocument& document, OrderingDocuments& ordering, std::uint32_t limit,
+                  bool skip_winning, Hashes& hashes) {
     const std::uint32_t winning = document.winning_position();
-    if (is_ordering_document(document, data)) hashes.push_back(document.winning().datahash());
+    if (ordering.contains(document)) hashes.push_back(document.winning().datahash());
     std::uint32_t left = limit;
     for (std::uint32_t at = winning; at != no_entry && left != 0; at = document.revisions()[at].parent) {
         if (at != winning || !skip_winning) hashes.push_back(document.revisions()[at].datahash());
@@ -101,9 +101,10 @@ std::vector<std::string> instances(const DocumentStorage& storage) {
 
 std::vector<std::string> unresolved(const DocumentStorage& storage) {
     std::vector<std::string> ids;
+    OrderingDocuments ordering(storage.data());
     for (const auto& entry : storage.documents()) {
         const MultiVersionDocument& document = *entry.value;
-        if (is_ordering_document(document, storage.data())) continue;
+        if (ordering.contains(document)) continue;
         const std::uint32_t winning = document.winning_position();
         const auto conflicts = [&](std::uint32_t leaf) {
             return leaf != winning && !document.revisions()[leaf].is_deleted();
@@ -146,8 +147,8 @@ DocumentStorage all_winning(const DocumentStorage& storage) {
 
 DocumentStorage prune(const DocumentStorage& storage, std::uint32_t limit, bool skip_winning) {
     Hashes retained;
-    for (const auto& entry : storage.documents())
-        add_retained(*entry.value, storage.data(), limit, skip_winning, retained);
+    OrderingDocuments ordering(storage.data());
+    for (const auto& entry : storage.documents()) add_retained(*entry.value, ordering, limit, skip_winning, retained);
     DataStorage data = contents_where(storage.data(), storage.data().named_by(retained));
     return DocumentStorage(storage.documents(), std::move(data), storage.root_or_empty(), storage.contents_not_named(),
                            storage.closed_documents());
@@ -157,10 +158,11 @@ DocumentStorage prune_ids(const DocumentStorage& storage, const std::vector<std:
                           bool skip_winning) {
     Hashes retained;
     Hashes listed;
+    OrderingDocuments ordering(storage.data());
     for (const auto& entry : storage.documents()) {
         if (std::ranges::binary_search(ids, entry.key)) {
             add_all(*entry.value, listed);
-            add_retained(*entry.value, storage.data(), limit, skip_winning, retained);
+            add_retained(*entry.value, ordering, limit, skip_winning, retained);
         } else {
             add_all(*entry.value, retained);
         }

@@ -100,14 +100,15 @@ DocumentStorage replicate(const DocumentStorage& source, const DocumentStorage& 
     const DocumentStorage::Documents target_documents = opened(target);
     DocumentChanges changes;
     MissingContents contents(source.data().contents(), target.data().contents());
+    OrderingDocuments in_source(source.data());
+    OrderingDocuments in_target(target.data());
     const auto merge = [&](const auto& entry, const auto* ours) {
         if (ours == nullptr) {
             contents.name(*entry.value);
             changes.set(taken_over(entry.value, memory));
         } else if (ours->value != entry.value && ours->value->history() != entry.value->history()) {
             contents.name(*entry.value);
-            const bool is_ordering =
-                is_ordering_document(*ours->value, target.data()) && is_ordering_document(*entry.value, source.data());
+            const bool is_ordering = in_target.contains(*ours->value) && in_source.contains(*entry.value);
             DocumentRef merged =
                 merge_documents(*ours->value, *entry.value, is_ordering ? Grafts::with_ordering_id : Grafts::never);
             if (merged != nullptr) changes.set(std::move(merged));

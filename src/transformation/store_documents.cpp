@@ -34,10 +34,9 @@ struct OpenDocument {
 };
 
 // Whether a document is live data.
-bool is_removable(const MultiVersionDocument& document, std::string_view content, const DataStorage& data) {
-    if (DataStorage::is_of_deleted(content)) return false;
-    if (content.data() != nullptr && is_ordering_document(document.id(), content)) return false;
-    return !is_ordering_document(document, data) && !document.winning().is_deleted();
+bool is_live_data(const MultiVersionDocument& document, std::string_view winning, OrderingDocuments& ordering) {
+    if (DataStorage::is_of_deleted(winning)) return false;
+    return !ordering.contains(document, winning) && !document.winning().is_deleted();
 }
 
 // Whether storing the winning content of a document, if it is there, changes nothing.
@@ -51,6 +50,7 @@ class DocumentWriter {
     // What is made in an arena ends with the call, and needs no winning contents.
     DocumentWriter(const DocumentStorage& storage, DataHasher& hasher, SharedMemory& memory, StoredNotes* notes)
         : data_(&storage.data()),
+          ordering_(storage.data()),
           hasher_(&hasher),
           memory_(&memory),
           notes_(notes),
@@ -115,13 +115,16 @@ class DocumentWriter {
         add(note);
     }
 
+    [[nodiscard]] bool is_removable(const MultiVersionDocument& document, std::string_view winning_content) {
+        return is_live_data(document, winning_content, ordering_);
+    }
     [[nodiscard]] bool makes_notes() const { return notes_ != nullptr && knows_winning_; }
     // Of the next document, after the changes.
     [[nodiscard]] std::uint32_t number() const { return static_cast<std::uint32_t>(winning_.texts.size()); }
-    [[nodiscard]] Note note_of(const MultiVersionDocument& document, std::string_view winning_content) const {
+    [[nodiscard]] Note note_of(const MultiVersionDocument& document, std::string_view winning_content) {
         if (!makes_notes()) return {};
         return {winning_content.data() != nullptr && is_settled(document, hasher_->kind()),
-                !is_removable(document, winning_content, *data_)};
+                !is_removable(document, winning_content)};
     }
 
     // Every content that is added is named by a revision, a new one or the winning one. What the storage knows of its
@@ -141,6 +144,7 @@ class DocumentWriter {
                                 storage.contents_not_named(), storage.closed_documents());
         if (!stays_known) return changed;
         winning_.any_lack = before.any_lack;
+        OrderingDocuments ordering(changed.data());
         for (const auto& [number, document] : changed_) {
             if (!document->has_winning()) continue;
             const auto content = changed.data().find_numbered(document->winning().datahash());
@@ -151,7 +155,7 @@ class DocumentWriter {
             winning_.any_lack = winning_.any_lack || !content;
             if (notes_ == nullptr) continue;
             notes_->settled[number] = content && is_settled(*document, hasher_->kind());
-            notes_->stays[number] = !is_removable(*document, winning_.texts[number], changed.data());
+            notes_->stays[number] = !is_live_data(*document, winning_.texts[number], ordering);
         }
         return changed.with_winning_contents(std::make_shared<const WinningContents>(std::move(winning_)));
     }
@@ -180,7 +184,7 @@ class DocumentWriter {
         const MultiVersionDocument& document = changed != nullptr ? *changed : stored;
         if (!has_other_leaves(document) || document.winning().is_deleted()) return changed;
         const std::string_view content = document_.winning_content;
-        if (content.data() != nullptr && !is_ordering_document(document.id(), content)) return changed;
+        if (content.data() != nullptr && !ordering_.is_list(content)) return changed;
         return document.with_resolved(other_leaves(document), *memory_);
     }
 
@@ -203,7 +207,8 @@ class DocumentWriter {
         return hash;
     }
 
-    const DataStorage* data_;  // before the changes
+    const DataStorage* data_;     // before the changes
+    OrderingDocuments ordering_;  // of that
     DataHasher* hasher_;
     SharedMemory* memory_;
     StoredNotes* notes_;
@@ -277,7 +282,7 @@ DocumentStorage store_documents(const DocumentStorage& given, std::span<const Fl
             store_next(document.get(), content);
         } else if (known != nullptr && known->left_alone[number]) {
             writer.keep(content, {known->last.settled[number], known->last.stays[number]});
-        } else if (may_remove && is_removable(*document, content.text, storage.data()) && may_remove(number)) {
+        } else if (may_remove && writer.is_removable(*document, content.text) && may_remove(number)) {
             writer.remove(*document);
         } else {
             writer.keep(content, writer.note_of(*document, content.text));

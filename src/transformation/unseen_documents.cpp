@@ -129,10 +129,11 @@ bool UnseenDocuments::contains(std::uint32_t number) {
 void UnseenDocuments::collect() {
     unseen_.emplace();
     std::vector<std::pair<std::uint32_t, NumberedContent>> conflicting;  // documents and contents
+    OrderingDocuments ordering(storage_->data());
     std::uint32_t number = 0;
     for (const auto& entry : storage_->documents()) {
         const auto contents = conflicting_contents(*entry.value, storage_->data());
-        if (!contents.empty() && !is_ordering_document(*entry.value, storage_->data())) {
+        if (!contents.empty() && !ordering.contains(*entry.value)) {
             for (const NumberedContent& content : contents) conflicting.emplace_back(number, content);
         }
         ++number;

@@ -429,6 +429,29 @@ TEST(DamagedSyncJson, PairsAreNotLookedAt) {
     }
 }
 
+// Whether a document is an ordering document is looked for once in each content, however long its first members are.
+TEST(DamagedSyncJson, LongDomainsAreReadOnce) {
+    constexpr int count = 8000;
+    const std::string long_text = numbered(8 * count, "\\n", "");
+    Set set;
+    set.document("root", R"("R_first")").content("R", "{}");
+    set.list("L", long_text, R"("root")").list("M", long_text + "#", R"("root")");
+    set.content("N", R"({"a": ")" + long_text + "\"}").content("O", R"({"b": ")" + long_text + "\"}");
+    for (int i = 0; i < count; ++i) {
+        set.document("ord-1" + std::to_string(i), R"("L_first", ["L_L", "M_L"])");
+        set.document("ord-2" + std::to_string(i), R"("N_first", ["N_N", "O_N"])");
+    }
+    const std::string text = set.text();
+    Handle handle;
+    const double opening = seconds_of([&] { return (handle = open(text).handle) != nullptr; });
+    const std::vector<std::pair<const char*, std::function<bool()>>> calls{
+        {"unresolved", [&] { return taken(sync_json_ptr_unresolved(handle.get())).value.has_value(); }},
+        {"prune", [&] { return taken(sync_json_ptr_prune(handle.get(), 1, false)).handle != nullptr; }},
+        {"update", [&] { return taken(update_sync_json_ptr("{}", handle.get(), "{}")).handle != nullptr; }},
+    };
+    for (const auto& [name, call] : calls) EXPECT_LT(seconds_of(call), 50 * opening) << name;
+}
+
 // What an update changes about the lists of arrays that are gone stays in proportion to what it is given.
 TEST(DamagedSyncJson, ListsAreNotStoredForEachOther) {
     constexpr int count = 8000;
