@@ -1,5 +1,8 @@
 #include "contents/ordering_lists.h"
 
+#include <algorithm>
+#include <numeric>
+
 namespace libzentadbpp {
 
 std::optional<OrderingList> OrderingLists::read(std::uint32_t document, std::uint32_t revision) {
@@ -20,6 +23,15 @@ OrderingList OrderingLists::read_winning(std::uint32_t document, const OrderingC
     return {document, index_->document(document).winning_position(), list};
 }
 
+std::vector<std::uint32_t> OrderingLists::instance_ranks() const {
+    std::vector<std::uint32_t> ordered(instances_.size());
+    std::iota(ordered.begin(), ordered.end(), 0);
+    std::ranges::sort(ordered, {}, [&](std::uint32_t number) { return instances_.text(number); });
+    std::vector<std::uint32_t> ranks(ordered.size());
+    for (std::uint32_t rank = 0; rank < ordered.size(); ++rank) ranks[ordered[rank]] = rank;
+    return ranks;
+}
+
 const ListContent* OrderingLists::add(const OrderingContent& content) {
     bool complete = true;
     elements_.clear();
@@ -34,8 +46,8 @@ const ListContent* OrderingLists::add(const OrderingContent& content) {
         }
     });
     ListContent& list = arena_.make<ListContent>(1).front();
-    list = {count_++, content.instance, content.domain, arena_.copy(std::span<const std::uint32_t>(elements_)),
-            complete};
+    list = {count_++, number_of(content.instance), content.domain,
+            arena_.copy(std::span<const std::uint32_t>(elements_)), complete};
     return &list;
 }
 

@@ -10,13 +10,14 @@
 #include "contents/ordering_content.h"
 #include "memory/arena.h"
 #include "memory/by_number.h"
+#include "text/text_table.h"
 
 namespace libzentadbpp {
 
 // What one content of ordering documents says: the elements of an array in order.
 struct ListContent {
-    std::uint32_t number;  // of those that were read, counted from zero
-    std::string_view instance;
+    std::uint32_t number;    // of those that were read, counted from zero
+    std::uint32_t instance;  // numbered by the reader: thousands of lists may share a long one
     std::string_view domain;
     std::span<const std::uint32_t> elements;  // the live ones, with repetitions
     bool complete;                            // nothing was left out of `elements`
@@ -39,12 +40,17 @@ class OrderingLists {
     [[nodiscard]] std::optional<OrderingList> read(std::uint32_t document, std::uint32_t revision);
     // The same for the winning revision and a content that was read already.
     [[nodiscard]] OrderingList read_winning(std::uint32_t document, const OrderingContent& content);
+    // The number of an instance, whose text must live as long as this.
+    [[nodiscard]] std::uint32_t number_of(std::string_view instance) { return instances_.add(instance).number; }
+    // By the number of an instance: its place among all that were numbered so far, in the order of their texts.
+    [[nodiscard]] std::vector<std::uint32_t> instance_ranks() const;
 
    private:
     [[nodiscard]] const ListContent* add(const OrderingContent& content);
 
     const DocumentIndex* index_;
     Arena arena_;
+    TextTable instances_;
     std::uint32_t count_ = 0;
     ListContent not_a_list_{};
     ByNumber<const ListContent*> lists_;  // by content; null for those that were not read

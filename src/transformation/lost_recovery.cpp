@@ -25,6 +25,7 @@ class LostRecovery {
         : data_(&data),
           index_(data.index_),
           own_(&data.own_),
+          instance_(data.reader_.number_of(data.instance_)),
           decided_by_(index_->size(), nobody),
           places_(*index_, data.domains_, data.arena_),
           members_(*index_) {}
@@ -70,19 +71,22 @@ class LostRecovery {
     };
 
     void collect_other_lists() {
-        std::map<std::string_view, std::vector<OtherList>> foreign;
+        std::unordered_map<std::uint32_t, std::vector<OtherList>> foreign;
         std::vector<OtherList> mine;
         for (const OwnLists::Leaf& leaf : own_->leaves()) {
             if (!own_->is_part(leaf)) mine.push_back({leaf.list, leaf.is_winning});
         }
         if (own_->any_foreign()) {
             visit_open_lists(*index_, data_->reader_, [&](const OrderingList& list, bool is_winning) {
-                if (list.content->instance == data_->instance_) return;
+                if (list.content->instance == instance_) return;
                 foreign[list.content->instance].push_back({list, is_winning});
             });
         }
         add_instance(std::move(mine));
-        for (auto& [instance, lists] : foreign) add_instance(std::move(lists));
+        std::map<std::uint32_t, std::vector<OtherList>> in_order;
+        const std::vector<std::uint32_t> ranks = data_->reader_.instance_ranks();
+        for (auto& [instance, lists] : foreign) in_order.emplace(ranks[instance], std::move(lists));
+        for (auto& [rank, lists] : in_order) add_instance(std::move(lists));
     }
 
     void add_instance(std::vector<OtherList> lists) {
@@ -148,7 +152,7 @@ class LostRecovery {
     [[nodiscard]] Rank rank_of(const OldList& old) const {
         const std::uint32_t generation = index_->document(old.list.document).revisions()[old.list.revision].index;
         const bool is_hidden = old.is_open && !is_array_reached(old.domain);
-        return {old.list.content->instance != data_->instance_, !is_hidden, no_entry - generation, old.list.document,
+        return {old.list.content->instance != instance_, !is_hidden, no_entry - generation, old.list.document,
                 old.list.revision};
     }
 
@@ -238,6 +242,7 @@ class LostRecovery {
     ShownData* data_;
     const DocumentIndex* index_;
     OwnLists* own_;
+    std::uint32_t instance_;
 
     std::vector<Instance> instances_;                                  // the configured one first, others ascending
     std::unordered_map<std::uint32_t, std::vector<Waiting>> waiting_;  // by domain: until the array is reached

@@ -14,6 +14,7 @@ OwnLists::OwnLists(const DocumentIndex& index, std::string_view instance, Orderi
     : index_(&index),
       instance_(instance),
       reader_(&reader),
+      instance_number_(reader.number_of(instance)),
       domains_(&domains),
       arena_(&arena),
       work_(index.content_bytes()) {
@@ -26,6 +27,13 @@ void OwnLists::set(std::uint32_t domain, std::span<const std::uint32_t> elements
     lists_[domain].is_stored = false;
 }
 
+// Lists of other instances need not be read, but where they share a long instance that takes less.
+bool OwnLists::is_own(std::uint32_t document, const OrderingContent& winning) {
+    constexpr std::size_t cheap_to_repeat = 256;
+    if (winning.instance.size() <= cheap_to_repeat) return winning.instance == instance_;
+    return reader_->read_winning(document, winning).content->instance == instance_number_;
+}
+
 void OwnLists::collect() {
     const auto [first, end] = index_->ordering_ids();
     leaves_.reserve(end - first);
@@ -35,7 +43,7 @@ void OwnLists::collect() {
         if (!has_other_leaves(document)) {
             const OrderingContent* content = index_->ordering(number);
             if (content == nullptr) continue;
-            if (content->instance == instance_) {
+            if (is_own(number, *content)) {
                 add(reader_->read_winning(number, *content), true);
             } else {
                 any_foreign_ = true;
@@ -49,7 +57,7 @@ void OwnLists::collect() {
             if (document.revisions()[leaf].is_deleted()) continue;
             const auto list = reader_->read(number, leaf);
             if (!list) continue;
-            if (list->content->instance == instance_) {
+            if (list->content->instance == instance_number_) {
                 add(*list, leaf == document.winning_position());
             } else {
                 any_foreign_ = true;

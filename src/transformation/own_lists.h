@@ -81,6 +81,7 @@ class OwnLists {
 
    private:
     void collect();
+    [[nodiscard]] bool is_own(std::uint32_t document, const OrderingContent& winning);
     void add(const OrderingList& list, bool is_winning);
     void merge_branches();
     void merge_branches_of(std::uint32_t document);
@@ -92,6 +93,7 @@ class OwnLists {
     const DocumentIndex* index_;
     std::string_view instance_;
     OrderingLists* reader_;
+    std::uint32_t instance_number_;
     DomainTable* domains_;
     Arena* arena_;
     List empty_;

@@ -149,12 +149,13 @@ void ShownData::collect_lists_to_store() {
 void ShownData::find_documents(std::vector<ListToStore>& lists) {
     std::unordered_map<std::uint32_t, ListToStore*> by_domain;
     for (ListToStore& list : lists) by_domain.emplace(list.domain, &list);
+    const std::uint32_t instance = reader_.number_of(instance_);
     const auto [first, end] = index_->ordering_ids();
     for (std::uint32_t number = first; number < end; ++number) {
         if (!index_->is_ordering(number)) continue;
         for (std::uint32_t at = 0; at < index_->document(number).revisions().size(); ++at) {
             const auto list = reader_.read(number, at);
-            if (!list || list->content->instance != instance_) continue;
+            if (!list || list->content->instance != instance) continue;
             const auto known = by_domain.find(domains_.add(*list->content));
             if (known != by_domain.end() && known->second->document == OwnLists::none) known->second->document = number;
         }

@@ -167,11 +167,13 @@ void ShownPlaces::collect_hidden_lists() {
         bool is_foreign;
     };
     std::vector<OpenList> lists;
+    const std::uint32_t instance = hidden_->reader.number_of(shown_->instance());
     visit_open_lists(index, hidden_->reader, [&](const OrderingList& list, bool is_winning) {
-        lists.push_back({list, is_winning, list.content->instance != shown_->instance()});
+        lists.push_back({list, is_winning, list.content->instance != instance});
     });
-    std::ranges::sort(lists, {}, [](const OpenList& open) {
-        return std::tuple(open.is_foreign, open.list.content->instance, !open.is_winning, open.list.document,
+    const std::vector<std::uint32_t> ranks = hidden_->reader.instance_ranks();
+    std::ranges::sort(lists, {}, [&](const OpenList& open) {
+        return std::tuple(open.is_foreign, ranks[open.list.content->instance], !open.is_winning, open.list.document,
                           open.list.revision);
     });
     std::vector<bool> is_decided;

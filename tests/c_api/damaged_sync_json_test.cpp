@@ -419,6 +419,16 @@ TEST(DamagedSyncJson, PairsAreNotLookedAt) {
     });
     sets.emplace_back("documents that fork to one long list", forked);
 
+    const std::string long_text = numbered(20 * count, "i", "");
+    Set instance;
+    instance.document("root", R"("R_first")").content("R", R"({"p": "AP"})");
+    instance.document("lost", R"("E_first")").content("E", "{}");
+    for (const char* const name : {"L", "M"}) instance.list(name, "D", R"("lost")", long_text + name);
+    each(instance, [](Set& set, const std::string& i) {
+        set.document("ord-1" + i, R"("L_first")").document("ord-2" + i, R"("M_first")");
+    });
+    sets.emplace_back("a long instance that lists share", instance);
+
     for (const auto& [name, set] : sets) {
         const std::string text = set.text();
         Handle handle;
