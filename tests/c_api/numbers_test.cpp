@@ -29,7 +29,9 @@ TEST(Numbers, OfAContentHaveOneSpelling) {
 TEST(Numbers, DoNotDependOnTheStateOfTheThread) {
     const std::string data = R"({"a": [0.3, 1.1, 123456.789, 7e22, 1e23, -4.35, 9007199254740993, 5e-324, 2.5e-310]})";
     const auto updated = [&] { return taken(update_sync_json(data.c_str(), "{}", "{}")); };
+    std::feclearexcept(FE_ALL_EXCEPT);
     const Answer usual = updated();
+    EXPECT_EQ(std::fetestexcept(FE_ALL_EXCEPT), 0);
     for (const int mode : {FE_DOWNWARD, FE_UPWARD, FE_TOWARDZERO}) {
         std::fenv_t before;
         std::fegetenv(&before);
