@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "data/data_storage.h"
 #include "json/error.h"
 #include "json/scanner.h"
 #include "json/writer.h"
@@ -223,12 +224,10 @@ class GrowingTree {
     }
 
     // The child of a revision that carries the data hash, added if it is not there, or nothing where its name is taken
-    // by a revision under another parent and no other way to it is found: an empty revision in between gives it a name
-    // of its own.
+    // by a revision under another parent and no other way to it is found.
     std::optional<std::uint32_t> add_child(std::uint32_t parent, std::string_view datahash) {
-        if (const auto child = add(parent, datahash)) return child;
-        const auto between = add(parent, empty_hash);
-        return between ? add(*between, datahash) : std::nullopt;
+        std::size_t steps = 256;
+        return add_below(parent, datahash, 3, steps);
     }
     [[nodiscard]] std::span<const TreeRevision> revisions() const { return revisions_; }
 
@@ -243,6 +242,41 @@ class GrowingTree {
         const auto& [key, value] = *added_.emplace(std::pair(index, std::move(text)), position).first;
         revisions_.push_back(TreeRevision::make(key.second, index, parent));
         return position;
+    }
+
+    // Revisions in between give a revision a name of its own: empty ones, and where many revisions with the same
+    // content have such children, that content once more or an earlier one. A step looks at one name.
+    std::optional<std::uint32_t> add_below(std::uint32_t parent, std::string_view datahash, std::size_t most_between,
+                                           std::size_t& steps) {
+        if (const auto child = add_below_empty(parent, datahash, steps)) return child;
+        if (most_between == 0) return std::nullopt;
+        for (std::uint32_t at = parent; at != no_entry && steps != 0; at = revisions_[at].parent) {
+            --steps;
+            const std::string_view content = revisions_[at].datahash();
+            if (DataStorage::is_reserved(content)) continue;
+            const std::size_t before = revisions_.size();
+            if (const auto between = add(parent, content)) {
+                if (const auto child = add_below(*between, datahash, most_between - 1, steps)) return child;
+            }
+            take_back(before);
+        }
+        return std::nullopt;
+    }
+    // An empty revision that nothing follows would hide what it follows, so none is left.
+    std::optional<std::uint32_t> add_below_empty(std::uint32_t parent, std::string_view datahash, std::size_t& steps) {
+        const std::size_t before = revisions_.size();
+        for (std::optional<std::uint32_t> above = parent; above && steps != 0; above = add(*above, empty_hash)) {
+            --steps;
+            if (const auto child = add(*above, datahash)) return child;
+        }
+        take_back(before);
+        return std::nullopt;
+    }
+    void take_back(std::size_t count) {
+        while (revisions_.size() > count) {
+            added_.erase({revisions_.back().index, std::string(revisions_.back().text)});
+            revisions_.pop_back();
+        }
     }
 
     const MultiVersionDocument* document_;

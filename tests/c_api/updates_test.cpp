@@ -1,3 +1,7 @@
+#include <algorithm>
+#include <array>
+#include <random>
+
 #include "c_api/zenta.h"
 
 namespace c_api {
@@ -50,6 +54,35 @@ TEST(Updates, OnceMoreWithTheSameData) {
                       taken(read_sync_json(text.c_str(), config)).text());
             text = dump(handle).value_or("");  // reading may store an order
         }
+    }
+}
+
+// Many copies put a few elements in order again and again, so they often reach the same order along different ways.
+TEST(Updates, SetAnOrderThatManyCopiesHad) {
+    constexpr int copies = 12;
+    std::mt19937 random(1);
+    std::array<int, 4> order{0, 1, 2, 3};
+    const auto any_order = [&] {
+        std::ranges::shuffle(order, random);
+        std::string elements;
+        for (const int element : order) {
+            elements += (elements.empty() ? "" : ", ") + (R"({"_id": "e)" + std::to_string(element)) + "\"}";
+        }
+        return R"({"_id": "root", "a": [)" + elements + "]}";
+    };
+    for (int round = 0; round < 30; ++round) {
+        const std::string base = taken(update_sync_json(any_order().c_str(), "{}", "{}")).text();
+        std::string merged = base;
+        for (int copy = 0; copy < copies; ++copy) {
+            std::string text = base;
+            for (int edit = 0; edit < 3; ++edit) {
+                text = taken(update_sync_json(any_order().c_str(), text.c_str(), "{}")).text();
+            }
+            merged = taken(replicate_sync_json(text.c_str(), merged.c_str(), "{}")).text();
+        }
+        const std::string data = any_order();
+        const std::string updated = taken(update_sync_json(data.c_str(), merged.c_str(), "{}")).text();
+        EXPECT_EQ(taken(read_sync_json(updated.c_str(), "{}")).text(), data) << round;
     }
 }
 
