@@ -62,7 +62,8 @@ void DocumentIndex::judge_ordering_ids() {
     for (std::uint32_t number = ordering_ids_.first; number < ordering_ids_.end; ++number) {
         const std::size_t at = number - ordering_ids_.first;
         ahead.reach(at);
-        const bool has_content = live_[number] && contents_[number].data() != nullptr;
+        const bool is_stored = winning_number(number) < storage_->data().contents().size();  // and not that of "empty"
+        const bool has_content = live_[number] && is_stored;
         if (has_content) {
             std::uint32_t& first_use = judged[winning_number(number)];
             if (first_use != 0) {

@@ -305,6 +305,29 @@ TEST(DamagedSyncJson, ListsTakeNoMoreThanTheirLength) {
     EXPECT_EQ(shown(), static_cast<std::size_t>(count));
 }
 
+// Copies that give one revision different empty parents leave one of these without a child when they meet.
+TEST(DamagedSyncJson, EmptyRevisionsHideNoList) {
+    const struct {
+        const char* history;
+        const char* shown;
+    } cases[] = {
+        {R"("A_first", "empty_A")", R"([{"_id": "e0"}])"},
+        {R"("A_first", ["B_A", "empty_A"])", R"([{"_id": "e0"}, {"_id": "e1"}])"},
+        {R"("A_first", ["B_A", ["C_A", "empty_C"]])", R"([{"_id": "e0"}, {"_id": "e1"}])"},
+        {R"("A_first", "B_A", ["C_B", ["B_B", "empty_B"]])", R"([{"_id": "e1"}, {"_id": "e0"}])"},
+    };
+    for (const auto& [history, shown] : cases) {
+        const std::string set = R"({"d": {"root": ["R_first"], "e0": ["E_first"], "e1": ["E_first"], "ord-1": [)" +
+                                std::string(history) + R"(]}, "o": {"A": {"d": "D", "i": "default", "s": ["e0"]}, )" +
+                                R"("B": {"d": "D", "i": "default", "s": ["e0", "e1"]}, )" +
+                                R"("C": {"d": "D", "i": "default", "s": ["e1", "e0"]}, "E": {}, )" +
+                                R"("R": {"a": "AD"}}, "r": "root"})";
+        EXPECT_EQ(taken(read_sync_json(set.c_str(), "{}")).text(),
+                  R"({"_id": "root", "a": )" + std::string(shown) + "}")
+            << history;
+    }
+}
+
 // Written entry by entry.
 struct Set {
     std::string documents;
