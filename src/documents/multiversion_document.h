@@ -45,7 +45,8 @@ class MultiVersionDocument {
 
     // This document with one more revision, a child of the one at `parent`, which carries the data hash. Where that
     // child is known already, an equal document. Where its name is taken by a revision under another parent, which has
-    // the same content as this one, the child hangs under an empty revision in between. O(revisions log revisions).
+    // the same content as this one, the child hangs under an empty revision in between, or under others that give it
+    // a name. O(revisions log revisions).
     [[nodiscard]] DocumentRef with_child(std::uint32_t parent, std::string_view datahash) const;
     // The same for several, each the child of the one before.
     [[nodiscard]] DocumentRef with_chain(std::uint32_t parent, std::span<const std::string_view> datahashes,
