@@ -5,6 +5,23 @@
 
 namespace libzentadbpp {
 
+OrderingLists::OrderingLists(const DocumentIndex& index, const OrderingLists& former, const Renumbering& documents)
+    : index_(&index) {
+    const auto [first, end] = index.ordering_ids();
+    for (std::uint32_t number = first; number < end; ++number) {
+        const std::uint32_t before = documents.if_unchanged(number);
+        const OrderingContent* const content = index.ordering(number);
+        if (before == Renumbering::none || content == nullptr) continue;
+        const ListContent* const* const known = former.lists_.find(former.index_->winning_number(before));
+        const ListContent*& list = lists_[index.winning_number(number)];
+        if (known == nullptr || *known == nullptr || !(*known)->complete || list != nullptr) continue;
+        elements_.clear();
+        for (const std::uint32_t element : (*known)->elements) elements_.push_back(documents.now(element));
+        const auto is_live = [&](std::uint32_t element) { return index.is_live(element); };
+        if (std::ranges::all_of(elements_, is_live)) list = add_with_elements(*content, true);
+    }
+}
+
 std::optional<OrderingList> OrderingLists::read(std::uint32_t document, std::uint32_t revision) {
     const auto content = index_->content(document, revision);
     if (!content) return std::nullopt;
@@ -45,6 +62,10 @@ const ListContent* OrderingLists::add(const OrderingContent& content) {
             complete = false;
         }
     });
+    return add_with_elements(content, complete);
+}
+
+const ListContent* OrderingLists::add_with_elements(const OrderingContent& content, bool complete) {
     ListContent& list = arena_.make<ListContent>(1).front();
     list = {count_++, number_of(content.instance), content.domain,
             arena_.copy(std::span<const std::uint32_t>(elements_)), complete};

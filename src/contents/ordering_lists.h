@@ -8,6 +8,7 @@
 
 #include "contents/document_index.h"
 #include "contents/ordering_content.h"
+#include "contents/renumbering.h"
 #include "memory/arena.h"
 #include "memory/by_number.h"
 #include "text/text_table.h"
@@ -35,6 +36,9 @@ struct OrderingList {
 class OrderingLists {
    public:
     explicit OrderingLists(const DocumentIndex& index) : index_(&index) {}
+    // Takes over the winning lists that were read for a former index, as far as they still have the same elements.
+    // O(those lists).
+    OrderingLists(const DocumentIndex& index, const OrderingLists& former, const Renumbering& documents);
 
     // The list of one revision; nothing where its content is missing or not that of an ordering document.
     [[nodiscard]] std::optional<OrderingList> read(std::uint32_t document, std::uint32_t revision);
@@ -47,6 +51,7 @@ class OrderingLists {
 
    private:
     [[nodiscard]] const ListContent* add(const OrderingContent& content);
+    [[nodiscard]] const ListContent* add_with_elements(const OrderingContent& content, bool complete);
 
     const DocumentIndex* index_;
     Arena arena_;

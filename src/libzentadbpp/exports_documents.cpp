@@ -138,7 +138,6 @@ sync_json_ptr_result sync_json_ptr_resolve(sync_json_ptr ptr, const char* id, co
     return answer_handle([&](Call& call) {
         const zentadbpp_document_storage& handle = call.handle(ptr);
         const std::string_view document_id = Call::text(id);
-        return Successor{resolved(call, handle.storage(), document_id, Call::text(rev)),
-                         handle.known_winning_contents()};
+        return Successor{resolved(call, handle.storage(), document_id, Call::text(rev)), handle.passed_on()};
     });
 }

@@ -69,7 +69,7 @@ sync_json_ptr_result update_sync_json_ptr(const char* input, sync_json_ptr ptr, 
         Updated updated =
             update_again(handle.with_winning_contents(), data, settings, call.arena(), memory, last, remember);
         if (updated.as_it_was) handle.remember(updated.last);
-        return updated;
+        return Successor{std::move(updated.storage), {nullptr, handle.passed_on().read}, true, std::move(updated.last)};
     });
 }
 
@@ -79,6 +79,6 @@ sync_json_ptr_result replicate_sync_json_ptr(sync_json_ptr source, sync_json_ptr
         const DocumentStorage& from = call.sync_json(source, "invalid_source_sync_json_ptr");
         const zentadbpp_document_storage& to = call.handle(target, "invalid_target_sync_json_ptr");
         SharedMemory memory;
-        return Successor{replicate(from, to.storage(), memory), to.known_winning_contents()};
+        return Successor{replicate(from, to.storage(), memory), to.passed_on()};
     });
 }

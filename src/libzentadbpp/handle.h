@@ -12,10 +12,19 @@
 
 namespace libzentadbpp {
 
+// What handles that are made from another one need not find out again; both may be null.
+struct PassedOn {
+    std::shared_ptr<const DocumentStorage>
+        joined;                             // a storage that they go back to and that knows its winning contents
+    std::shared_ptr<const ReadIndex> read;  // of a storage that they go back to
+};
+
 // A storage that was made from that of a handle by adding and changing documents and by adding contents.
 struct Successor {
     DocumentStorage storage;
-    std::shared_ptr<const DocumentStorage> before;  // one that it goes back to and that knows its winning contents
+    PassedOn passed_on;
+    bool is_by_update = false;
+    std::shared_ptr<const LastUpdate> last_update = nullptr;
 };
 
 }  // namespace libzentadbpp
@@ -25,15 +34,16 @@ struct zentadbpp_document_storage {
    public:
     explicit zentadbpp_document_storage(libzentadbpp::DocumentStorage given) : storage_(std::move(given)) {}
     explicit zentadbpp_document_storage(libzentadbpp::Successor successor)
-        : storage_(std::move(successor.storage)), before_(std::move(successor.before)) {}
-    explicit zentadbpp_document_storage(libzentadbpp::Updated updated)
-        : storage_(std::move(updated.storage)), was_updated_(true), last_update_(std::move(updated.last)) {}
+
+        : storage_(std::move(successor.storage)),
+          passed_on_(std::move(successor.passed_on)),
+          was_updated_(successor.is_by_update),
+          last_update_(std::move(successor.last_update)) {}
 
     [[nodiscard]] const libzentadbpp::DocumentStorage& storage() const { return storage_; }
     // The same with the winning contents, made when an update first needs them, and kept.
     [[nodiscard]] libzentadbpp::DocumentStorage with_winning_contents() const;
-    // What a successor of this storage gets its own winning contents from; null if there is none.
-    [[nodiscard]] std::shared_ptr<const libzentadbpp::DocumentStorage> known_winning_contents() const;
+    [[nodiscard]] libzentadbpp::PassedOn passed_on() const;
     // Made when data is first read, and kept until another instance asks. Any number of threads may call this at once;
     // none waits while another makes it.
     [[nodiscard]] std::shared_ptr<const libzentadbpp::ReadIndex> read_index(std::string_view instance_id) const;
@@ -52,7 +62,7 @@ struct zentadbpp_document_storage {
     libzentadbpp::DocumentStorage storage_;
     mutable std::mutex mutex_;  // of what follows
     mutable std::shared_ptr<const libzentadbpp::DocumentStorage> joined_;
-    mutable std::shared_ptr<const libzentadbpp::DocumentStorage> before_;  // see Successor
+    mutable libzentadbpp::PassedOn passed_on_;  // by the handle before; null as soon as this one has its own
     mutable std::shared_ptr<const libzentadbpp::ReadIndex> read_index_;
     mutable bool was_updated_ = false;
     mutable std::shared_ptr<const libzentadbpp::LastUpdate> last_update_;

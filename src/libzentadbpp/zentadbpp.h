@@ -369,7 +369,8 @@ ZENTADBPP_EXPORT sync_json_ptr_result update_sync_json_ptr(const char* input, sy
 //   "cannot_find_object" (from "read_object", args: data hash) if any other content was pruned; "exceeded maximum
 //   nesting depth" (parser message), "exceeded maximum result size".
 // Cost: O(m + contents + R), a logarithm more for lists with branches. By handle O(m + d) after the first read for an
-//   instance, which keeps an index in the handle until lists are stored.
+//   instance, which keeps an index in the handle until lists are stored. The first read of a handle that an update,
+//   replicate or resolve made of one that was read: O(m + d + changed contents).
 //
 // read_sync_json_ptr WRITES TO THE HANDLE unless the configuration has "preserve_old_ordering". It stores the merged
 // lists of the configured instance, each in a new revision, and closes all other leaves of their ordering documents.

@@ -17,6 +17,11 @@ class ByNumber {
         return values_[number];
     }
 
+    // Null if neither this one nor any higher one was asked for.
+    [[nodiscard]] const Value* find(std::size_t number) const {
+        return number < values_.size() ? &values_[number] : nullptr;
+    }
+
    private:
     LargeVector<Value> values_;
 };

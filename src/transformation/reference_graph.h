@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "contents/document_index.h"
+#include "contents/renumbering.h"
 #include "memory/arena.h"
 #include "memory/by_number.h"
 #include "memory/large_vector.h"
@@ -27,6 +28,12 @@ class ReferenceGraph {
    public:
     // Adds the domains of all arrays that anything refers to. O(contents).
     ReferenceGraph(const DocumentIndex& index, DomainTable& domains, Arena& arena);
+    // The same, with what contents that did not change referred to in a former one. `domains_now` has the numbers of
+    // the domains known so far, by the former ones, and others are added. O(documents + changed contents).
+    ReferenceGraph(const DocumentIndex& index, DomainTable& domains, Arena& arena, const ReferenceGraph& former,
+                   const Renumbering& documents, std::span<std::uint32_t> domains_now);
+    // Whether another can be made from this one.
+    [[nodiscard]] bool may_be_taken_over(const Renumbering& documents) const;
 
     [[nodiscard]] std::span<const Reference> of(std::uint32_t document) const {
         const Range range = by_document_[document];
@@ -56,13 +63,13 @@ class ReferenceGraph {
             if (found.contains(range.first)) visit(document);
         }
     }
-    // Where the references of a document begin among all: documents that share a content, and they alone, have one
-    // place.
+    // Where the references of a document begin among all. Only documents that share a content have the same place, and
+    // of one content there are few.
     [[nodiscard]] std::uint32_t first_of(std::uint32_t document) const { return by_document_[document].first; }
     // How many live documents there are, the ordering documents left out.
     [[nodiscard]] std::size_t live_documents() const { return live_documents_; }
 
-    // The references of a content, in the place of those that a document had.
+    // The references of another content than the winning one, in the place of those that a document had.
     void replace(std::uint32_t document, std::string_view content);
 
    private:
@@ -71,13 +78,17 @@ class ReferenceGraph {
         std::uint32_t count = 0;
         bool is_plain = false;
     };
-    Range append(std::string_view content);
+    [[nodiscard]] std::uint32_t number_of(std::string_view domain);
+    [[nodiscard]] Range append(std::string_view content);
 
     const DocumentIndex* index_;
     DomainTable* domains_;
     Arena* arena_;
     std::size_t live_documents_ = 0;
     std::vector<Reference> references_;
+    std::size_t collected_ = 0;  // how many there were before some were taken over and others added
+    bool is_any_left_out_ = false;
+    bool is_any_replaced_ = false;
     LargeVector<Range> by_document_;
 };
 

@@ -14,13 +14,17 @@ std::size_t ordering_count(const DocumentIndex& index) { return index.ordering_i
 
 }  // namespace
 
-ShownData::ShownData(const DocumentIndex& index, std::string_view instance)
+ShownData::ShownData(const DocumentIndex& index, std::string_view instance, const ShownData* former)
+    : ShownData(index, instance,
+                Former{former, former == nullptr ? std::nullopt : Renumbering::between(*former->index_, index)}) {}
+
+ShownData::ShownData(const DocumentIndex& index, std::string_view instance, const Former& former)
     : index_(&index),
       instance_(instance),
-      reader_(index),
+      reader_(former.documents ? OrderingLists(index, former.data->reader_, *former.documents) : OrderingLists(index)),
       domains_(ordering_count(index)),
       own_(index, instance, reader_, domains_, arena_),
-      references_(index, domains_, arena_),
+      references_(references_after(former)),
       is_reached_(index.size()) {
     if (own_.any_in_several()) take_out_what_was_not_moved();
     arrays_.resize(domains_.size());
@@ -28,6 +32,25 @@ ShownData::ShownData(const DocumentIndex& index, std::string_view instance)
     if (reached_documents_ < references_.live_documents()) recover_lost(*this);
     finish_grown();
     collect_lists_to_store();
+}
+
+ReferenceGraph ShownData::references_after(const Former& former) {
+    if (!former.documents || !former.data->references_.may_be_taken_over(*former.documents)) {
+        return {*index_, domains_, arena_};
+    }
+    // Both have their leaves in the order of their documents.
+    std::vector<std::uint32_t> domains_now(former.data->domains_.size(), Renumbering::none);
+    auto before = former.data->own_.leaves().begin();
+    const auto end = former.data->own_.leaves().end();
+    for (const OwnLists::Leaf& leaf : own_.leaves()) {
+        const std::uint32_t document = former.documents->if_unchanged(leaf.list.document);
+        if (!leaf.is_winning || document == Renumbering::none) continue;
+        before = std::find_if(before, end, [&](const OwnLists::Leaf& known) {
+            return known.list.document > document || (known.list.document == document && known.is_winning);
+        });
+        if (before != end && before->list.document == document) domains_now[before->domain] = leaf.domain;
+    }
+    return {*index_, domains_, arena_, former.data->references_, *former.documents, domains_now};
 }
 
 // Whoever moved an object took the elements of its arrays along, without a word about each. One of them that another

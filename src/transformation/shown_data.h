@@ -10,6 +10,7 @@
 
 #include "contents/document_index.h"
 #include "contents/ordering_lists.h"
+#include "contents/renumbering.h"
 #include "memory/arena.h"
 #include "memory/by_number.h"
 #include "memory/prefetch.h"
@@ -29,8 +30,10 @@ namespace libzentadbpp {
 // lists add it, or it returns to its former place (recover_lost).
 class ShownData {
    public:
-    // The index must outlive it. O(documents + contents), n log n where something was lost.
-    ShownData(const DocumentIndex& index, std::string_view instance);
+    // The index must outlive it. What was learned from contents that did not change is taken over from a former one,
+    // which is not needed any longer afterwards. O(documents + contents not taken over), n log n where something was
+    // lost.
+    ShownData(const DocumentIndex& index, std::string_view instance, const ShownData* former = nullptr);
     ShownData(const ShownData&) = delete;
     ShownData& operator=(const ShownData&) = delete;
 
@@ -82,6 +85,13 @@ class ShownData {
         std::unique_ptr<MergedList> grown;  // while other lists add to it
     };
 
+    // The former one and how its documents are numbered now; null where nothing can be taken over.
+    struct Former {
+        const ShownData* data = nullptr;
+        std::optional<Renumbering> documents;
+    };
+    ShownData(const DocumentIndex& index, std::string_view instance, const Former& former);
+    [[nodiscard]] ReferenceGraph references_after(const Former& former);
     void take_out_what_was_not_moved();
     void reach(std::uint32_t document);
     void reach_document(std::uint32_t document);

@@ -57,6 +57,20 @@ TEST(Updates, OnceMoreWithTheSameData) {
     }
 }
 
+// What a handle passes on to those made from it must not show.
+TEST(Updates, FindWhatAnEarlierReadMissed) {
+    // A member has the document, so the list of another instance does not add it.
+    const std::string contents = R"("o": {"e": {"n": 1}, "l": {"d": "A", "i": "other", "s": ["x"]}, )"
+                                 R"("r": {"a": "AA", "m": "Ox"}}, "r": "root"})";
+    const std::string lacking = R"({"d": {"ord-1": ["l_first"], "root": ["r_first"]}, )" + contents;
+    const std::string whole = R"({"d": {"ord-1": ["l_first"], "root": ["r_first"], "x": ["e_first"]}, )" + contents;
+    const Handle before = open(lacking).handle;
+    EXPECT_FALSE(taken(read_sync_json_ptr(before.get(), "{}")).value);
+    const Handle after = taken(replicate_sync_json_ptr(open(whole).handle.get(), before.get(), "{}")).handle;
+    EXPECT_EQ(taken(read_sync_json_ptr(after.get(), "{}")).text(),
+              R"({"_id": "root", "a": [], "m": {"_id": "x", "n": 1}})");
+}
+
 // Many copies put a few elements in order again and again, so they often reach one order along different ways.
 TEST(Updates, SetAnOrderThatManyCopiesHad) {
     std::mt19937 random(1);

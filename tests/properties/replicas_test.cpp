@@ -117,12 +117,33 @@ class Script {
     }
     [[nodiscard]] View view_of(const Copy& copy) const { return View(parsed(read(copy)), flatten_objects_); }
 
+    // The handle that an earlier operation made of a text, so that handles come from handles, or a new one.
+    Handle handle_of(const std::string& text) {
+        Handle& known = handles_[text];
+        if (known == nullptr) known = open(text).handle;
+        return known;
+    }
+    void keep(const std::string& text, const Handle& handle) {
+        constexpr std::size_t many = 64;
+        if (handles_.size() > many) handles_.clear();
+        handles_[text] = handle;
+        // Whatever the handles before passed on, it is read as its text is.
+        const std::string& config = copies_[text.size() % copies_.size()].config;
+        const std::string only_read = config.substr(0, config.size() - 1) + R"(, "preserve_old_ordering": true})";
+        EXPECT_EQ(taken(read_sync_json_ptr(handle.get(), only_read.c_str())),
+                  taken(read_sync_json(text.c_str(), only_read.c_str())));
+    }
+
     // One operation on a sync JSON: by text, by compressed text, or by handle.
     template <class ByText, class ByHandle, class... Rest>
     std::string in_some_way(const std::string& text, ByText by_text, ByHandle by_handle, Rest... rest) {
         const std::size_t way = random_.below(4);
         if (way == 0) return uncompressed(taken(by_text(compressed(text).c_str(), rest...)).text());
-        if (way == 1) return taken(by_handle(open(text).handle.get(), rest...)).text();
+        if (way == 1) {
+            const Answer answer = taken(by_handle(handle_of(text).get(), rest...));
+            if (answer.handle != nullptr) keep(answer.text(), answer.handle);
+            return answer.text();
+        }
         return taken(by_text(text.c_str(), rest...)).text();
     }
 
@@ -134,10 +155,10 @@ class Script {
     }
 
     std::string merged(const std::string& source, const std::string& target) {
-        const Answer from = open(source);
+        const Handle from = handle_of(source);
         return in_some_way(
             target, [&](const char* text) { return replicate_sync_json(source.c_str(), text, "{}"); },
-            [&](sync_json_ptr handle) { return replicate_sync_json_ptr(from.handle.get(), handle, "{}"); });
+            [&](sync_json_ptr handle) { return replicate_sync_json_ptr(from.get(), handle, "{}"); });
     }
 
     std::string resolved(const std::string& text, const std::string& id, const naive::Revision& leaf) {
@@ -356,8 +377,10 @@ class Script {
     void store_order_of(Copy& copy) {
         story_ += copy.name + " stores " + parsed(read(copy)).sketch() + '\n';
         const std::string before = read(copy);
-        const Handle handle = open(copy.text).handle;
+        const Handle handle = handle_of(copy.text);
+        handles_.erase(copy.text);
         EXPECT_EQ(taken(read_sync_json_ptr(handle.get(), copy.config.c_str())).text(), before);
+        keep(*dump(handle), handle);
         adopt(copy, *dump(handle), [](const std::string& id) { return id.starts_with("ord-") ? 2U : 0U; });
         EXPECT_EQ(read(copy), before) << "storing the order changes it";
     }
@@ -503,7 +526,8 @@ class Script {
     std::vector<Copy> copies_;
     std::optional<Round> round_;
     Tally tally_;
-    std::string story_;  // what the copies did
+    std::map<std::string, Handle> handles_;  // by what they dump
+    std::string story_;                      // what the copies did
     int last_id_ = 0;
     bool has_pruned_ = false;
     Places places_;  // where anything ever was
