@@ -133,6 +133,8 @@ void register_operations() {
     by_handle("read_handle", [](const Data&, Ptr h, Ptr) { return read_sync_json_ptr(h, none); });
     first_read("first_read_opened", [](const Data& d, Ptr, Ptr) { return new_sync_json_ptr(d.sync.c_str()); });
     first_read("first_read_merged", [](const Data&, Ptr h, Ptr e) { return replicate_sync_json_ptr(e, h, none); });
+    first_read("first_read_updated",
+               [](const Data& d, Ptr h, Ptr) { return update_sync_json_ptr(d.edited.c_str(), h, none); });
     by_text("replicate_text",
             [](const Data& d) { return replicate_sync_json(d.sync_edited.c_str(), d.sync.c_str(), none); });
     by_handle("replicate_handle", [](const Data&, Ptr h, Ptr e) { return replicate_sync_json_ptr(e, h, none); });
