@@ -60,6 +60,12 @@ class DocumentStorage {
         return document == nullptr ? nullptr : document->get();
     }
 
+    // Whether both are copies of one value, apart from what they know of their contents.
+    [[nodiscard]] bool is_copy_of(const DocumentStorage& other) const {
+        return documents_.is_copy_of(other.documents_) && data_.contents().is_copy_of(other.data_.contents()) &&
+               root_ == other.root_;
+    }
+
     // Null where they are unknown: that is so until something asks for them, and after some changes.
     [[nodiscard]] const std::shared_ptr<const WinningContents>& winning_contents() const { return winning_contents_; }
     // The same storage, knowing its winning contents. O(1) where it does, else O(documents + contents).

@@ -32,6 +32,10 @@ std::shared_ptr<const ReadIndex> zentadbpp_document_storage::read_index(std::str
         const std::scoped_lock lock(mutex_);
         if (read_index_ != nullptr && read_index_->instance_id() == instance_id) return read_index_;
         former = read_index_ != nullptr ? read_index_ : passed_on_.read;
+        if (former != nullptr && former->instance_id() == instance_id && former->storage().is_copy_of(storage_)) {
+            passed_on_.read = nullptr;
+            return read_index_ = former;
+        }
     }
     auto made = std::make_shared<const ReadIndex>(with_winning_contents(), instance_id, former.get());
     const std::scoped_lock lock(mutex_);

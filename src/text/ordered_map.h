@@ -72,6 +72,8 @@ class OrderedMap {
         return {before, entry != node->entries.end() && entry->key == key ? &entry->value : nullptr};
     }
 
+    // Whether both are copies of one map. Others may have the same entries nevertheless.
+    [[nodiscard]] bool is_copy_of(const OrderedMap& other) const { return root_ == other.root_; }
     [[nodiscard]] std::size_t size() const { return root_ == nullptr ? 0 : root_->size; }
     [[nodiscard]] bool empty() const { return root_ == nullptr; }
     [[nodiscard]] const_iterator begin() const { return const_iterator(root_.get()); }
