@@ -175,6 +175,8 @@ TEST(Threads, SuccessorsOfOneHandleAreIndependent) {
     for (int thread = 0; thread < thread_count; ++thread) expected.push_back(chain(open(sync_json).handle, thread));
 
     const Handle first = open(sync_json).handle;
+    const Answer read = taken(read_sync_json_ptr(first.get(), R"({"preserve_old_ordering": true})"));
+    EXPECT_TRUE(read.value);  // what it now knows of its data, all successors begin with
     at_once([&](int thread) { EXPECT_EQ(chain(first, thread), expected[static_cast<std::size_t>(thread)]); });
     EXPECT_EQ(dump(first), sync_json);
 }
