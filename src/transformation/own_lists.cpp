@@ -44,7 +44,7 @@ void OwnLists::collect() {
             const OrderingContent* content = index_->ordering(number);
             if (content == nullptr) continue;
             if (is_own(number, *content)) {
-                add(reader_->read_winning(number, *content), true);
+                add(reader_->read_winning(number, *content), true, false);
             } else {
                 any_foreign_ = true;
             }
@@ -58,7 +58,7 @@ void OwnLists::collect() {
             const auto list = reader_->read(number, leaf);
             if (!list) continue;
             if (list->content->instance == instance_number_) {
-                add(*list, leaf == document.winning_position());
+                add(*list, leaf == document.winning_position(), true);
             } else {
                 any_foreign_ = true;
             }
@@ -67,7 +67,7 @@ void OwnLists::collect() {
     }
 }
 
-void OwnLists::add(const OrderingList& list, bool is_winning) {
+void OwnLists::add(const OrderingList& list, bool is_winning, bool has_other_leaves) {
     if (listed_by_.empty()) listed_by_.resize(index_->size(), none);
     if (!any_in_several_ && is_new_use(list, 2)) {
         for (const std::uint32_t number : list.content->elements) {
@@ -79,6 +79,7 @@ void OwnLists::add(const OrderingList& list, bool is_winning) {
     if (domain >= lists_.size()) lists_.resize(domain + 1);
     List& own = lists_[domain];
     if (own.document == none) own = {list.document, list.content->elements};
+    own.has_other_leaves = own.has_other_leaves || (has_other_leaves && own.document == list.document);
     leaves_.push_back({list, domain, is_winning});
 }
 

@@ -38,6 +38,7 @@ class OwnLists {
         std::uint32_t document = none;            // the own document; none: no list
         std::span<const std::uint32_t> elements;  // live ones only
         bool is_stored = false;                   // the winning list of the document is just this
+        bool has_other_leaves = false;            // the document
     };
     // The list of an array. O(1).
     [[nodiscard]] const List& of(std::uint32_t domain) const {
@@ -82,7 +83,7 @@ class OwnLists {
    private:
     void collect();
     [[nodiscard]] bool is_own(std::uint32_t document, const OrderingContent& winning);
-    void add(const OrderingList& list, bool is_winning);
+    void add(const OrderingList& list, bool is_winning, bool has_other_leaves);
     void merge_branches();
     void merge_branches_of(std::uint32_t document);
     [[nodiscard]] std::vector<std::uint32_t> merged(std::uint32_t document, std::span<const std::uint32_t> leaves,

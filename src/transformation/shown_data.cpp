@@ -154,7 +154,7 @@ void ShownData::collect_lists_to_store() {
         }
         const bool is_own = elements.data() == own.elements.data() || std::ranges::equal(elements, own.elements);
         const bool is_changed = !own.is_stored || !is_own;
-        if (!is_changed && !has_other_leaves(index_->document(own.document))) continue;
+        if (!is_changed && !own.has_other_leaves) continue;
         lists_to_store_.push_back({domain, own.document, elements, is_changed});
     }
     if (!without_document.empty()) find_documents(without_document);
