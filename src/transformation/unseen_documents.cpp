@@ -31,8 +31,8 @@ class Closure {
     explicit Closure(const ReadIndex& index)
         : index_(&index), documents_(&index.documents()), lists_(*documents_), met_(documents_->size()) {}
 
-    void add_all_from(std::uint32_t document, const NumberedContent& content) {
-        follow_once(content);
+    void add_all_from(std::uint32_t document, std::span<const NumberedContent> contents) {
+        for (const NumberedContent& content : contents) follow_once(content);
         add_earlier_arrays(document);
         while (!open_.empty()) {
             const std::uint32_t number = open_.back();
@@ -128,20 +128,19 @@ bool UnseenDocuments::contains(std::uint32_t number) {
 
 void UnseenDocuments::collect() {
     unseen_.emplace();
-    std::vector<std::pair<std::uint32_t, NumberedContent>> conflicting;  // documents and contents
+    std::vector<std::pair<std::uint32_t, std::vector<NumberedContent>>> conflicting;  // documents and contents
     OrderingDocuments ordering(storage_->data());
     std::uint32_t number = 0;
     for (const auto& entry : storage_->documents()) {
-        const auto contents = conflicting_contents(*entry.value, storage_->data());
-        if (!contents.empty() && !ordering.contains(*entry.value)) {
-            for (const NumberedContent& content : contents) conflicting.emplace_back(number, content);
-        }
+        auto contents = conflicting_contents(*entry.value, storage_->data());
+        if (!contents.empty() && !ordering.contains(*entry.value))
+            conflicting.emplace_back(number, std::move(contents));
         ++number;
     }
     if (conflicting.empty()) return;
     const ReadIndex index(*storage_, instance_);
     Closure closure(index);
-    for (const auto& [document, content] : conflicting) closure.add_all_from(document, content);
+    for (const auto& [document, contents] : conflicting) closure.add_all_from(document, contents);
     *unseen_ = closure.met();
 }
 
