@@ -10,6 +10,7 @@
 #include "json/canonical_object.h"
 #include "json/writer.h"
 #include "memory/by_number.h"
+#include "text/text_table.h"
 #include "transformation/flattener.h"
 #include "transformation/list_branches.h"
 #include "transformation/list_keeper.h"
@@ -22,31 +23,49 @@ namespace {
 
 using Documents = std::vector<FlattenedDocument>;
 
-// Which of the contents that the data has for one document are those of some of its revisions.
-std::vector<bool> known_contents(std::span<const FlattenedDocument> contents, const MultiVersionDocument& document,
-                                 const DataStorage& data, DataHasher& hasher) {
-    std::unordered_set<std::string_view> revisions;
-    std::unordered_set<std::string_view> pruned;  // their hashes
-    std::unordered_set<std::uint32_t> seen;       // numbers of contents
-    for (const TreeRevision& revision : document.revisions()) {
-        const auto content = data.find_numbered(revision.datahash());
-        if (!content) {
-            pruned.insert(revision.datahash());
-        } else if (seen.insert(content->number).second) {
-            revisions.insert(content->text);
+// Recognizes the contents of documents' revisions. Documents may share a long content, which is looked at once.
+class KnownContents {
+   public:
+    KnownContents(const DataStorage& data, DataHasher& hasher) : data_(&data), hasher_(&hasher) {}
+
+    // For each of the contents that the data has for one document, whether a revision has it.
+    [[nodiscard]] std::vector<bool> among(std::span<const FlattenedDocument> contents,
+                                          const MultiVersionDocument& document) {
+        std::unordered_set<std::uint32_t> revisions;  // numbers of texts
+        TextTable pruned;                             // hashes
+        for (const TreeRevision& revision : document.revisions()) {
+            if (const auto content = data_->find_numbered(revision.datahash())) {
+                revisions.insert(text_number(*content));
+            } else {
+                pruned.add(revision.datahash());
+            }
         }
+        std::vector<bool> known;
+        for (const FlattenedDocument& content : contents) {
+            const auto text = texts_.find(content.content);
+            known.push_back((text && revisions.contains(*text)) ||
+                            (!pruned.empty() && pruned.find((*hasher_)(content.content))));
+        }
+        return known;
     }
-    std::vector<bool> known;
-    for (const FlattenedDocument& content : contents) {
-        known.push_back(revisions.contains(content.content) ||
-                        (!pruned.empty() && pruned.contains(hasher(content.content))));
+
+   private:
+    std::uint32_t text_number(const NumberedContent& content) {
+        std::uint32_t& known = text_numbers_[content.number];
+        if (known == 0) known = texts_.add(content.text).number + 1;
+        return known - 1;
     }
-    return known;
-}
+
+    const DataStorage* data_;
+    DataHasher* hasher_;
+    TextTable texts_;
+    ByNumber<std::uint32_t> text_numbers_;  // by content, plus one
+};
 
 // An element that merges left in two arrays is edited in one of them as a rule, and comes in two contents. The one that
 // was there before gives way.
 void settle_repeated(Documents& documents, const DocumentStorage& storage, DataHasher& hasher) {
+    KnownContents known_contents(storage.data(), hasher);
     Documents settled;
     auto copied = documents.begin();  // up to where `settled` has what it needs
     for (auto first = documents.begin(); first != documents.end();) {
@@ -57,7 +76,7 @@ void settle_repeated(Documents& documents, const DocumentStorage& storage, DataH
         if (stored != nullptr && stored->has_winning()) {
             settled.insert(settled.end(), copied, first);
             copied = last;
-            const std::vector<bool> known = known_contents(contents, *stored, storage.data(), hasher);
+            const std::vector<bool> known = known_contents.among(contents, *stored);
             const auto winning = storage.data().find(stored->winning().datahash());
             const auto is_winning = [&](const FlattenedDocument& content) { return content.content == winning; };
             if (std::ranges::find(known, false) != known.end()) {

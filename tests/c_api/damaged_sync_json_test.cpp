@@ -462,6 +462,46 @@ TEST(DamagedSyncJson, PairsAreNotLookedAt) {
     }
 }
 
+// The same for updates.
+TEST(DamagedSyncJson, UpdatesLookAtNoPairs) {
+    constexpr int count = 20000;
+    struct Update {
+        const char* name;
+        Set set;
+        std::string data;
+    };
+    std::vector<Update> updates;
+
+    Set leaves;
+    leaves.document("root", R"("R_first", "S_R", [)" + numbered(count, R"("L#_S")") + "]")
+        .document("gone", R"("E_first")");
+    leaves.content("R", R"({"m": "Ogone"})").content("S", R"({"m": "Ogone", "n": 1})").content("E", "{}");
+    for (int i = 0; i < count; ++i) leaves.content("L" + std::to_string(i), R"({"n": )" + std::to_string(i) + "}");
+    updates.push_back({"leaves of one document", leaves, "{}"});
+
+    Set repeated;
+    const std::string ids = numbered(count, "\"e#\"");
+    repeated.document("root", R"("R_first")").content("R", R"({"p": "AP", "q": "AQ"})").content("E", "{}");
+    repeated.document("ord-0", R"("P_first")")
+        .list("P", "P", ids)
+        .document("ord-1", R"("Q_first")")
+        .list("Q", "Q", ids);
+    repeated.content("long", R"({"a": "!)" + numbered(20 * count, "i", "") + "\"}");
+    for (int i = 0; i < count; ++i) repeated.document("e" + std::to_string(i), R"("long_first", "E_long")");
+    const std::string elements = numbered(count, R"({"_id": "e#"})");
+    updates.push_back({"elements in two lists, with one long content that they had before", repeated,
+                       R"({"p": [)" + elements + R"(], "q": [)" + elements + "]}"});
+
+    for (const auto& [name, set, data] : updates) {
+        const std::string text = set.text();
+        Handle handle;
+        const double opening = seconds_of([&] { return (handle = open(text).handle) != nullptr; });
+        const double updating =
+            seconds_of([&] { return taken(update_sync_json_ptr(data.c_str(), handle.get(), "{}")).handle != nullptr; });
+        EXPECT_LT(updating, 50 * opening) << name;
+    }
+}
+
 // Whether a document is an ordering document is looked for once in each content, however long its first members are.
 TEST(DamagedSyncJson, LongDomainsAreReadOnce) {
     constexpr int count = 8000;
