@@ -278,7 +278,7 @@ void write_bulk_docs(const DocumentStorage& storage, TextBuffer& out) {
     out.append(R"({"docs": [)");
     for (const auto& entry : storage.documents()) {
         const std::string_view content = storage.data().read_object(entry.value->winning().datahash());
-        limit.check(content, out);
+        limit.check(content.size(), out);
         separator.append_to(out);
         id.clear();
         write_json_string(entry.key, id);

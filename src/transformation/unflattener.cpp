@@ -159,7 +159,7 @@ class Rebuild {
    private:
     void document(std::uint32_t number, std::string_view content, bool is_plain, std::span<const Reference> references,
                   std::size_t depth) {
-        limit_.check(content, out_);
+        limit_.check(content.size(), out_);
         const char* const outer_end = std::exchange(end_, content.data() + content.size());
         const char* const outer_copied = std::exchange(copied_, content.data());
         const char* const outer_begin = std::exchange(begin_, content.data());
@@ -307,6 +307,7 @@ class Rebuild {
 
     void elements(std::span<const std::uint32_t> numbers, std::size_t depth) {
         std::string_view separator = "[";
+        limit_.check(numbers.size(), out_);
         for (const std::uint32_t number : numbers) {
             if (!places_.shows_element(number)) continue;
             out_.append(separator);

@@ -502,6 +502,24 @@ TEST(DamagedSyncJson, UpdatesLookAtNoPairs) {
     }
 }
 
+// Elements that show once, in an array of many documents: all but the first of these would pass over all of them.
+TEST(DamagedSyncJson, PassingOverElementsIsLimited) {
+    constexpr int count = 30000;
+    Set set;
+    set.document("root", R"("R_first")")
+        .document("once", R"("E_first")")
+        .content("R", R"({"p": "AP"})")
+        .content("E", "{}");
+    set.content("D", R"({"a": "AX"})").content("I", R"({"m": "Oonce"})");
+    set.document("ord-p", R"("P_first")").list("P", "P", numbered(count, "\"d#\""));
+    set.document("ord-x", R"("X_first")").list("X", "X", numbered(count, "\"e#\""));
+    for (int i = 0; i < count; ++i) {
+        const std::string number = std::to_string(i);
+        set.document("d" + number, R"("D_first")").document("e" + number, R"("I_first")");
+    }
+    EXPECT_EQ(taken(read_sync_json(set.text().c_str(), "{}")).error, "exceeded maximum result size");
+}
+
 // Whether a document is an ordering document is looked for once in each content, however long its first members are.
 TEST(DamagedSyncJson, LongDomainsAreReadOnce) {
     constexpr int count = 8000;
