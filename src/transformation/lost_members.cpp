@@ -10,39 +10,6 @@
 
 namespace libzentadbpp {
 
-namespace {
-
-using Given = std::pair<std::vector<std::string_view>, std::uint32_t>;
-
-// An object with what is given, ascending by path, put in at depth `depth` of the paths.
-JsonValue with_members(const JsonValue& object, std::span<const Given> given, std::size_t depth,
-                       const DocumentIndex& index, Arena& arena) {
-    std::vector<JsonMember> members(object.members().begin(), object.members().end());
-    const auto had = static_cast<std::ptrdiff_t>(members.size());
-    for (auto first = given.begin(); first != given.end();) {
-        const std::string_view key = first->first[depth];
-        auto last = first;
-        while (last != given.end() && last->first[depth] == key) ++last;
-        const auto member = std::lower_bound(members.begin(), members.begin() + had, key,
-                                             [](const JsonMember& a, std::string_view b) { return a.key < b; });
-        const bool is_here = member != members.begin() + had && member->key == key;
-        if (first->first.size() > depth + 1) {
-            const std::span<const Given> inside(&*first, static_cast<std::size_t>(last - first));
-            member->value = with_members(member->value, inside, depth + 1, index, arena);
-        } else {
-            const std::string reference =
-                std::string(1, vocabulary::object_reference_marker).append(index.id(first->second));
-            const JsonValue value = JsonValue::string(arena.copy(std::string_view(reference)));
-            is_here ? void(member->value = value) : members.push_back({key, value});
-        }
-        first = last;
-    }
-    std::ranges::sort(members, {}, &JsonMember::key);
-    return JsonValue::object(arena.copy(std::span<const JsonMember>(members)));
-}
-
-}  // namespace
-
 void LostMembers::offer(std::uint32_t document) {
     const MultiVersionDocument& tree = index_->document(document);
     if (!index_->is_live_data(document) || tree.winning().index == 1 || !index_->winning_content(document)) return;
@@ -61,8 +28,9 @@ std::optional<std::uint32_t> LostMembers::next(const std::function<bool(std::uin
         while (taker.next < taker.candidates.size()) {
             const Candidate& candidate = taker.candidates[taker.next++];
             ++work_;
-            if (!is_lost(candidate.target) || !has_room(taker.winning, candidate.path)) continue;
-            if (given_.try_emplace({document, candidate.path}, candidate.target).second) return candidate.target;
+            if (!is_lost(candidate.target)) continue;
+            set_keys(candidate.path);
+            if (has_room(taker.winning) && give(document, candidate.target)) return candidate.target;
         }
         waiting_.erase(waiting_.begin());
         taker.candidates.clear();
@@ -76,30 +44,38 @@ void LostMembers::read_candidates(std::uint32_t document, Taker& taker) {
     work_ += winning.size();
     taker.winning = read_content(winning, arena_);
     std::unordered_set<std::uint32_t> seen{index_->winning_number(document)};
-    Path path;
     for (std::uint32_t at = index_->document(document).winning().parent; at != no_entry; at = revisions[at].parent) {
         const auto content = index_->storage().data().find_numbered(revisions[at].datahash());
         if (!content || !seen.insert(content->number).second) continue;
         work_ += content->text.size();
         if (content->text.find("\"O") != std::string_view::npos) {
-            collect(read_content(content->text, arena_), path, taker.candidates);
+            collect(read_content(content->text, arena_), nullptr, taker.candidates);
         }
     }
 }
 
 // Recursion is bounded by the depth of one content.
-void LostMembers::collect(const JsonValue& object, Path& path, std::vector<Candidate>& candidates) {
+void LostMembers::collect(const JsonValue& object, const Step* path, std::vector<Candidate>& candidates) {
     if (object.find(vocabulary::no_flatten_key) != nullptr) return;
     for (const auto& [key, value] : object.members()) {
         if (key == vocabulary::id_key) continue;
-        path.push_back(key);
-        if (value.is_object()) {
-            collect(value, path, candidates);
-        } else if (value.as_string().starts_with(vocabulary::object_reference_marker)) {
-            if (const auto target = index_->find(value.as_string().substr(1))) candidates.push_back({path, *target});
+        const bool is_reference = value.as_string().starts_with(vocabulary::object_reference_marker);
+        const auto target = is_reference ? index_->find(value.as_string().substr(1)) : std::nullopt;
+        if (!value.is_object() && !target) continue;
+        Step& step = arena_.make<Step>(1).front();
+        step = {path, key};
+        if (target) {
+            candidates.push_back({&step, *target});
+        } else {
+            collect(value, &step, candidates);
         }
-        path.pop_back();
     }
+}
+
+void LostMembers::set_keys(const Step* path) {
+    keys_.clear();
+    for (; path != nullptr; path = path->before) keys_.push_back(path->key);
+    std::ranges::reverse(keys_);
 }
 
 bool LostMembers::refers_to_deleted(const JsonValue& member) const {
@@ -109,28 +85,57 @@ bool LostMembers::refers_to_deleted(const JsonValue& member) const {
     return target && !index_->is_live(*target);
 }
 
-bool LostMembers::has_room(const JsonValue& winning, const Path& path) const {
+bool LostMembers::has_room(const JsonValue& winning) const {
     const JsonValue* object = &winning;
-    for (auto key = path.begin();; ++key) {
+    for (auto key = keys_.begin();; ++key) {
         if (!object->is_object() || object->find(vocabulary::no_flatten_key) != nullptr) return false;
         const JsonValue* const member = object->find(*key);
-        if (key + 1 == path.end()) return member == nullptr || refers_to_deleted(*member);
+        if (key + 1 == keys_.end()) return member == nullptr || refers_to_deleted(*member);
         if (member == nullptr) return false;
         object = member;
     }
 }
 
+// Gives a document the target at the keys, unless it has something there already.
+bool LostMembers::give(std::uint32_t document, std::uint32_t target) {
+    Given* given = &given_[document];
+    bool is_new = false;
+    for (const std::string_view key : keys_) {
+        std::unique_ptr<Given>& inside = given->inside[key];
+        is_new = inside == nullptr;
+        if (is_new) inside = std::make_unique<Given>();
+        given = inside.get();
+    }
+    if (is_new) given->target = target;
+    return is_new;
+}
+
+JsonValue LostMembers::with_members(const JsonValue& object, const Given& given, Arena& arena) const {
+    std::vector<JsonMember> members(object.members().begin(), object.members().end());
+    const auto had = static_cast<std::ptrdiff_t>(members.size());
+    for (const auto& [key, inside] : given.inside) {
+        const auto member = std::lower_bound(members.begin(), members.begin() + had, key,
+                                             [](const JsonMember& a, std::string_view b) { return a.key < b; });
+        const bool is_here = member != members.begin() + had && member->key == key;
+        if (!inside->inside.empty()) {
+            member->value = with_members(member->value, *inside, arena);
+        } else {
+            const std::string reference =
+                std::string(1, vocabulary::object_reference_marker).append(index_->id(inside->target));
+            const JsonValue value = JsonValue::string(arena.copy(std::string_view(reference)));
+            is_here ? void(member->value = value) : members.push_back({key, value});
+        }
+    }
+    std::ranges::sort(members, {}, &JsonMember::key);
+    return JsonValue::object(arena.copy(std::span<const JsonMember>(members)));
+}
+
 std::vector<std::pair<std::uint32_t, std::string_view>> LostMembers::contents(Arena& arena) const {
     std::vector<std::pair<std::uint32_t, std::string_view>> contents;
-    for (auto first = given_.begin(); first != given_.end();) {
-        const std::uint32_t document = first->first.first;
-        std::vector<Given> given;
-        for (; first != given_.end() && first->first.first == document; ++first) {
-            given.emplace_back(first->first.second, first->second);
-        }
+    for (const auto& [document, given] : given_) {
         Arena values;
         TextBuffer text;
-        write_json(with_members(takers_.at(document).winning, given, 0, *index_, values), text);
+        write_json(with_members(takers_.at(document).winning, given, values), text);
         contents.emplace_back(document, arena.copy(text.view()));
     }
     return contents;

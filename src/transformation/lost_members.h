@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -31,9 +32,13 @@ class LostMembers {
     [[nodiscard]] std::vector<std::pair<std::uint32_t, std::string_view>> contents(Arena& arena) const;
 
    private:
-    using Path = std::vector<std::string_view>;
+    // The last key of a path. Members of one object share those before.
+    struct Step {
+        const Step* before;
+        std::string_view key;
+    };
     struct Candidate {
-        Path path;
+        const Step* path;
         std::uint32_t target;
     };
     struct Taker {
@@ -41,17 +46,26 @@ class LostMembers {
         std::vector<Candidate> candidates;
         std::size_t next = 0;
     };
+    // What a winning content gets back at a member: the reference to a document, or members inside an object.
+    struct Given {
+        std::uint32_t target = 0;
+        std::map<std::string_view, std::unique_ptr<Given>> inside;
+    };
 
     void read_candidates(std::uint32_t document, Taker& taker);
-    void collect(const JsonValue& object, Path& path, std::vector<Candidate>& candidates);
+    void collect(const JsonValue& object, const Step* path, std::vector<Candidate>& candidates);
+    void set_keys(const Step* path);
     [[nodiscard]] bool refers_to_deleted(const JsonValue& member) const;
-    [[nodiscard]] bool has_room(const JsonValue& winning, const Path& path) const;
+    [[nodiscard]] bool has_room(const JsonValue& winning) const;
+    [[nodiscard]] bool give(std::uint32_t document, std::uint32_t target);
+    [[nodiscard]] JsonValue with_members(const JsonValue& object, const Given& given, Arena& arena) const;
 
     const DocumentIndex* index_;
     Arena arena_;
     std::set<std::uint32_t> waiting_;  // offered documents that may take more
     std::map<std::uint32_t, Taker> takers_;
-    std::map<std::pair<std::uint32_t, Path>, std::uint32_t> given_;
+    std::map<std::uint32_t, Given> given_;
+    std::vector<std::string_view> keys_;  // of the path that is looked at
     std::size_t work_ = 0;
 };
 
