@@ -24,6 +24,12 @@ DocumentStorage::Documents opened(const DocumentStorage& target) {
     return std::move(changes).applied_to(target.documents());
 }
 
+// Whether any document is still closed: one that never had a content.
+Closed still_closed(const DocumentStorage::Documents& documents) {
+    const auto is_closed = [](const auto& entry) { return !entry.value->has_winning(); };
+    return std::any_of(documents.begin(), documents.end(), is_closed) ? Closed::possible : Closed::none;
+}
+
 DocumentRef taken_over(const DocumentRef& document, SharedMemory& memory) {
     if (DocumentRef opened = reopened(*document)) return opened;
     if (memory.is_arena()) return document;
@@ -120,8 +126,12 @@ DocumentStorage replicate(const DocumentStorage& source, const DocumentStorage& 
         for (const auto& entry : source.documents()) contents.name(*entry.value);
     }
 
-    return DocumentStorage(std::move(changes).applied_to(target_documents), contents.added_to(target.data(), memory),
-                           root.empty() ? source.root_or_empty() : root, Unnamed::possible, Closed::none);
+    DocumentStorage::Documents documents = std::move(changes).applied_to(target_documents);
+    const bool may_be_closed =
+        source.closed_documents() == Closed::possible || target.closed_documents() == Closed::possible;
+    const Closed closed = may_be_closed ? still_closed(documents) : Closed::none;
+    return DocumentStorage(std::move(documents), contents.added_to(target.data(), memory),
+                           root.empty() ? source.root_or_empty() : root, Unnamed::possible, closed);
 }
 
 }  // namespace libzentadbpp

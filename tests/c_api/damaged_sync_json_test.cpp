@@ -114,6 +114,14 @@ TEST(DamagedSyncJson, AnEmptyTreeFailsWhereAWinnerIsAsked) {
     fails_with(taken(sync_json_winning(closed.c_str(), "a")), "no_revision_in_document");
     fails_with(taken(read_sync_json(set.c_str(), "{}")), "no_revision");
     fails_with(taken(update_sync_json("{}", set.c_str(), "{}")), "no_revision");
+    // Merging opens none of these, by text or by handle.
+    for (const std::string& of_closed : {set, std::string(R"({"d": {"a": ["resolved_first"]}, "r": "a"})")}) {
+        const Handle handle = open(of_closed).handle;
+        const Answer merged = taken(replicate_sync_json_ptr(handle.get(), handle.get(), "{}"));
+        EXPECT_EQ(merged.value, of_closed);
+        fails_with(taken(sync_json_updated(of_closed.c_str(), of_closed.c_str())), "no_revision");
+        fails_with(taken(sync_json_ptr_updated(merged.handle.get(), merged.handle.get())), "no_revision");
+    }
 }
 
 TEST(DamagedSyncJson, ARevisionWithoutSuffixIsReadButNotWritten) {
