@@ -106,10 +106,7 @@ class CompactReader {
         const std::string_view body = take_number();
         const NumberToken token = scan_number(body.data(), body.data() + body.size());
         if (token.fault != NumberToken::Fault::none || token.text.size() != body.size()) fail("malformed number");
-        const double value = read_real(body);
-        write_json_real(value, *out_);
-        // "-0" would be read as an integer, which has no minus zero.
-        if (out_->view().ends_with("-0") && value == 0) out_->append(".0");
+        write_json_real(read_real(body), *out_);
     }
 
     // The body of a number and its "x".

@@ -58,7 +58,7 @@ TEST(CompactForm, ReadsNumbersAsTheyAreWritten) {
     // Members keep their order, and equal keys stay; the reader sorts them.
     EXPECT_EQ(standard("@d1:b@N1:a@T1:b@Fx"), R"({"b": null, "a": true, "b": false})");
     // Minus zero stays a real number.
-    EXPECT_EQ(standard("@f-0x"), shortest ? "0.0" : "-0.0");
+    EXPECT_EQ(standard("@f-0x"), shortest ? "0.0" : "-0");
     Arena arena;
     EXPECT_EQ(parse_json("@f-0x", arena).kind(), JsonValue::Kind::real);
     // Integers stay integers, however many digits they have.
