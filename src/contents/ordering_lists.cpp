@@ -52,7 +52,7 @@ std::vector<std::uint32_t> OrderingLists::instance_ranks() const {
 const ListContent* OrderingLists::add(const OrderingContent& content) {
     bool complete = true;
     elements_.clear();
-    std::uint32_t guess = 0;  // elements often stand in the order of their ids
+    std::uint32_t guess = 0;  // elements are often in the order of their ids
     visit_listed_ids(content.ids, [&](std::optional<std::string_view> id) {
         const auto number = id ? index_->find(*id, guess) : std::nullopt;
         if (number && index_->is_live(*number)) {

@@ -23,8 +23,8 @@ namespace libzentadbpp {
 
 // Resolves the document's conflict with a leaf: the branch that ends in it is closed with a resolved revision. A branch
 // that is closed already and the only leaf of a document stay as they are, and so does a deleted leaf while all other
-// leaves are deleted too. Unknown revision:
-// RevisionNotFoundException "revision_not_found"; not a leaf: InvalidRevisionException "revision_is_not_a_leaf".
+// leaves are deleted too. Unknown revision: RevisionNotFoundException "revision_not_found"; not a leaf:
+// InvalidRevisionException "revision_is_not_a_leaf".
 [[nodiscard]] DocumentStorage resolve(const DocumentStorage& storage, const DocumentRef& document,
                                       const Revision& revision);
 

@@ -78,8 +78,8 @@ class Packer {
     char* at_;
 };
 
-// A chain whose texts need no escapes is written with them as they stand, so its history holds them: they are packed
-// once. Each comes with quotes and ", ", but for the last one with quotes, "[" and "]".
+// A chain whose texts need no escapes is written with these very texts, so its history holds them: they are packed
+// once. Each comes with quotes and ", ", the last one with quotes, "[" and "]".
 constexpr std::size_t chain_entry_extra = 4;
 
 bool is_plain_chain(std::span<const TreeRevision> revisions) {

@@ -28,7 +28,7 @@ void read_members(JsonScanner& scanner, const Member& member) {
     }
 }
 
-// What begins at the next token, without consuming it. '\0' at the end of the text, which the reader then reports.
+// What begins at the next token, without consuming it.
 char peek_token(JsonScanner& scanner) {
     const char token = scanner.next_token();
     scanner.put_back();
@@ -70,9 +70,8 @@ SyncJsonText::SyncJsonText(std::string_view text, Arena& arena, const std::share
     scanner.expect_end();
 }
 
-// The shape that nearly every document has: a chain of plain strings, written as the writer writes it. Answers null
-// where the history is anything else, however little (in a lone entry even a "-" would split), and `length` of the text
-// otherwise.
+// The shape that nearly every document has: a chain of plain strings, written as the writer writes it. Sets `length` to
+// that of its text. Null if the history is anything else, however little: in a lone entry even a "-" would split.
 DocumentRef SyncJsonText::plain_document(std::string_view id, std::string_view text, std::size_t& length) {
     const char* at = text.data();
     const char* const end = at + text.size();

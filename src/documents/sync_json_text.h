@@ -66,16 +66,16 @@ class SyncJsonText {
     void read_compression(class JsonScanner& scanner, std::string_view key);
     DocumentRef plain_document(std::string_view id, std::string_view text, std::size_t& length);
 
+    void note_closed(const MultiVersionDocument& document) {
+        if (!document.has_winning()) closed_documents_ = Closed::possible;
+    }
+
     [[nodiscard]] DataStorage build_contents();
     [[nodiscard]] DocumentStorage::Documents build_documents();
 
     Arena* arena_;
     std::shared_ptr<const void> owner_;
     bool is_object_ = false;
-    void note_closed(const MultiVersionDocument& document) {
-        if (!document.has_winning()) closed_documents_ = Closed::possible;
-    }
-
     Part documents_part_ = Part::absent;
     Part contents_part_ = Part::absent;
     Part root_part_ = Part::absent;

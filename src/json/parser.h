@@ -10,7 +10,7 @@
 namespace libzentadbpp {
 
 // Brings members, as they were read, into the order that JsonValue::object wants; of equal keys the last stays.
-// Answers those that are left, from the front of `members`.
+// Returns those that are left, from the front of `members`.
 [[nodiscard]] std::span<JsonMember> settle_members(std::span<JsonMember> members);
 
 // Brings a text that begins with '@' (the compact form) into standard text, kept in the arena; leaves any other as it

@@ -81,7 +81,7 @@ class JsonScanner {
         std::uint64_t begin;  // the first bytes of its key
         JsonMember member;
     };
-    // Elements or members of open ones. Room is taken without being cleared.
+    // Elements or members of open ones. Room that was given back is used again without being cleared.
     template <class T>
     class Waiting {
        public:

@@ -84,8 +84,7 @@ class ListKeeper {
     Arena* arena_;
     HeldData held_;
     TakenPlaces places_;
-    std::vector<std::uint32_t>
-        places_of_;  // by document: in how many arrays of the data it is, once that was asked for
+    std::vector<std::uint32_t> places_of_;                // by document: how many arrays of the data have it
     std::unordered_map<std::uint32_t, Numbers> members_;  // of the arrays of the data that were asked for
     std::deque<Stored> stored_;
     std::unordered_map<std::uint32_t, const Stored*> stored_by_document_;

@@ -103,8 +103,8 @@ void OwnLists::merge_branches() {
     }
 }
 
-// A document has leaves of one domain, unless it is no copy's work. Then the first domain is merged, and others as long
-// as going through the revisions again does not take too much.
+// All leaves of a document that copies wrote have one domain. In any other document the first domain is merged, and
+// others as long as going through the revisions again does not take too much.
 void OwnLists::merge_branches_of(std::uint32_t document) {
     std::map<std::uint32_t, std::vector<std::uint32_t>> revisions;  // by domain
     for (const Leaf& leaf : leaves_of(document)) {

@@ -70,8 +70,8 @@ class DocumentWriter {
     // Stores what was produced for one document.
     void store(const MultiVersionDocument* stored, const NumberedContent& winning_content,
                std::span<const FlattenedDocument> produced) {
-        // An ordering document with no open branch, or without any revision, is no obstacle: nobody else looks after
-        // it.
+        // Nobody else looks after an ordering document, so one that has no open branch is opened again, and one without
+        // any revision gets a first one.
         const bool is_stored = stored != nullptr;
         DocumentRef opened;
         if (is_stored && !stored->has_winning() && has_ordering_id(stored->id())) {

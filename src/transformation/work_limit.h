@@ -4,9 +4,9 @@
 
 namespace libzentadbpp {
 
-// Bounds work that is not linear in every set. Each copy writes contents of its own for what it does, so for what
-// copies did it takes less than all contents are long in bytes. Sets that let thousands of documents or revisions share
-// what they refer to, and are no copies' work, could make it take any time.
+// Bounds work that is not linear in every set. Each copy writes its own contents for what it does, so the work for a
+// set that copies wrote is less than the bytes of all contents. In a set that somebody made up, thousands of documents
+// or revisions may share what they refer to; without a bound the work would take any time.
 class WorkLimit {
    public:
     explicit WorkLimit(std::size_t content_bytes) : left_(work_on_small + content_bytes) {}
