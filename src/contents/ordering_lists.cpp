@@ -7,18 +7,19 @@ namespace libzentadbpp {
 
 OrderingLists::OrderingLists(const DocumentIndex& index, const OrderingLists& former, const Renumbering& documents)
     : index_(&index) {
+    NumberSet seen;  // documents may share a content
     const auto [first, end] = index.ordering_ids();
     for (std::uint32_t number = first; number < end; ++number) {
         const std::uint32_t before = documents.if_unchanged(number);
         const OrderingContent* const content = index.ordering(number);
-        if (before == Renumbering::none || content == nullptr) continue;
+        if (before == Renumbering::none || content == nullptr || !seen.insert(index.winning_number(number))) continue;
         const ListContent* const* const known = former.lists_.find(former.index_->winning_number(before));
-        const ListContent*& list = lists_[index.winning_number(number)];
-        if (known == nullptr || *known == nullptr || !(*known)->complete || list != nullptr) continue;
+        if (known == nullptr || *known == nullptr || !(*known)->complete) continue;
         elements_.clear();
         for (const std::uint32_t element : (*known)->elements) elements_.push_back(documents.now(element));
         const auto is_live = [&](std::uint32_t element) { return index.is_live(element); };
-        if (std::ranges::all_of(elements_, is_live)) list = add_with_elements(*content, true);
+        if (!std::ranges::all_of(elements_, is_live)) continue;
+        lists_[index.winning_number(number)] = add_with_elements(*content, true);
     }
 }
 

@@ -48,13 +48,18 @@ ReferenceGraph::ReferenceGraph(const DocumentIndex& index, DomainTable& domains,
         references_.push_back({domain, reference.at, true});
     }
     const std::size_t stored = index.storage().data().contents().size();
+    ByNumber<std::uint32_t> changed;  // by content: the first document that has it now, plus one
     for (std::uint32_t number = 0; number < index.size(); ++number) {
         if (!index.is_live_data(number)) continue;
         ++live_documents_;
         if (index.winning_number(number) >= stored) continue;
-        const std::uint32_t before = documents.if_unchanged(number);
-        by_document_[number] =
-            before == Renumbering::none ? append(*index.winning_content(number)) : former.by_document_[before];
+        if (const std::uint32_t before = documents.if_unchanged(number); before != Renumbering::none) {
+            by_document_[number] = former.by_document_[before];
+            continue;
+        }
+        std::uint32_t& first = changed[index.winning_number(number)];
+        by_document_[number] = first == 0 ? append(*index.winning_content(number)) : by_document_[first - 1];
+        if (first == 0) first = number + 1;
     }
 }
 

@@ -510,6 +510,39 @@ TEST(DamagedSyncJson, UpdatesLookAtNoPairs) {
     }
 }
 
+// The first read after a merge takes over what the one before learned, and reads what documents share once as well.
+TEST(DamagedSyncJson, WhatIsTakenOverIsLookedAtOnce) {
+    constexpr int count = 10000;
+    const auto set = [](const char* history, const char* last, const std::string& content) {
+        Set result;
+        result.document("root", R"("R_first")").document("gone", R"("E_first", "deleted_E")").document("last", last);
+        result.content("R", R"({"p": "AP"})").content("E", "{}");
+        if (!content.empty()) result.content("C", content);
+        result.list("P", "P", numbered(count, "\"e#\"") + R"(, "last")");
+        for (int i = 0; i < count; ++i) {
+            const std::string number = std::to_string(i);
+            result.document("e" + number, history).document("ord-" + number, R"("P_first")");
+        }
+        return result.text();
+    };
+    const std::string before = set(R"("E_first")", R"("E_first")", "");
+    const std::string references = "{" + numbered(count, R"("m#": "Ogone")") + "}";
+    const std::pair<const char*, std::string> merged[] = {
+        {"a changed content", set(R"("E_first", "C_E")", R"("E_first")", references)},
+        {"a list of what is gone", set(R"("E_first")", R"("E_first", "deleted_E")", "")},
+    };
+    for (const auto& [name, text] : merged) {
+        Handle source;
+        const double opening = seconds_of([&] { return (source = open(text).handle) != nullptr; });
+        const Handle target = open(before).handle;
+        EXPECT_TRUE(taken(read_sync_json_ptr(target.get(), R"({"preserve_old_ordering": true})")).value);
+        const Handle both = std::move(taken(replicate_sync_json_ptr(source.get(), target.get(), "{}")).handle);
+        const double reading = seconds_of(
+            [&] { return taken(sync_json_ptr_data(both.get(), "e0", "1-E_first", "{}")).value.has_value(); });
+        EXPECT_LT(reading, 10 * opening) << name;
+    }
+}
+
 // Elements that show once, in an array of many documents: all but the first of these would pass over all of them.
 TEST(DamagedSyncJson, PassingOverElementsIsLimited) {
     constexpr int count = 30000;
