@@ -3,12 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <map>
 #include <new>
 #include <stdexcept>
 #include <utility>
 
-#include "data/data_storage.h"
+#include "documents/growing_tree.h"
 #include "json/error.h"
 #include "json/scanner.h"
 #include "json/writer.h"
@@ -212,79 +211,6 @@ DocumentRef MultiVersionDocument::with_child(std::uint32_t parent, std::string_v
     SharedMemory memory = SharedMemory::unshared();
     return with_chain(parent, {&datahash, 1}, memory);
 }
-
-namespace {
-
-// The revisions of a document and what is added to them.
-class GrowingTree {
-   public:
-    GrowingTree(const MultiVersionDocument& document, std::size_t more)
-        : document_(&document), revisions_(document.revisions().begin(), document.revisions().end()) {
-        revisions_.reserve(revisions_.size() + more);
-    }
-
-    // The child of a revision that carries the data hash, added if it is not there, or nothing where its name is taken
-    // by a revision under another parent and no other way to it is found.
-    std::optional<std::uint32_t> add_child(std::uint32_t parent, std::string_view datahash) {
-        std::size_t steps = 256;
-        return add_below(parent, datahash, 3, steps);
-    }
-    [[nodiscard]] std::span<const TreeRevision> revisions() const { return revisions_; }
-
-   private:
-    std::optional<std::uint32_t> add(std::uint32_t parent, std::string_view datahash) {
-        std::string text = std::string(datahash).append("_").append(suffix_under(revisions_[parent].datahash()));
-        const std::uint32_t index = revisions_[parent].index + 1;
-        auto known = document_->find(index, text);
-        if (const auto added = added_.find({index, text}); added != added_.end()) known = added->second;
-        if (known) return revisions_[*known].parent == parent ? known : std::nullopt;
-        const auto position = static_cast<std::uint32_t>(revisions_.size());
-        const auto& [key, value] = *added_.emplace(std::pair(index, std::move(text)), position).first;
-        revisions_.push_back(TreeRevision::make(key.second, index, parent));
-        return position;
-    }
-
-    // Revisions in between give a revision a name of its own: empty ones, and where many revisions with the same
-    // content have such children, that content once more or an earlier one. A step looks at one name.
-    std::optional<std::uint32_t> add_below(std::uint32_t parent, std::string_view datahash, std::size_t most_between,
-                                           std::size_t& steps) {
-        if (const auto child = add_below_empty(parent, datahash, steps)) return child;
-        if (most_between == 0) return std::nullopt;
-        for (std::uint32_t at = parent; at != no_entry && steps != 0; at = revisions_[at].parent) {
-            --steps;
-            const std::string_view content = revisions_[at].datahash();
-            if (DataStorage::is_reserved(content)) continue;
-            const std::size_t before = revisions_.size();
-            if (const auto between = add(parent, content)) {
-                if (const auto child = add_below(*between, datahash, most_between - 1, steps)) return child;
-            }
-            take_back(before);
-        }
-        return std::nullopt;
-    }
-    // An empty revision that nothing follows would hide what it follows, so none is left.
-    std::optional<std::uint32_t> add_below_empty(std::uint32_t parent, std::string_view datahash, std::size_t& steps) {
-        const std::size_t before = revisions_.size();
-        for (std::optional<std::uint32_t> above = parent; above && steps != 0; above = add(*above, empty_hash)) {
-            --steps;
-            if (const auto child = add(*above, datahash)) return child;
-        }
-        take_back(before);
-        return std::nullopt;
-    }
-    void take_back(std::size_t count) {
-        while (revisions_.size() > count) {
-            added_.erase({revisions_.back().index, std::string(revisions_.back().text)});
-            revisions_.pop_back();
-        }
-    }
-
-    const MultiVersionDocument* document_;
-    std::vector<TreeRevision> revisions_;
-    std::map<std::pair<std::uint32_t, std::string>, std::uint32_t> added_;  // holds the texts
-};
-
-}  // namespace
 
 DocumentRef MultiVersionDocument::with_chain(std::uint32_t parent, std::span<const std::string_view> datahashes,
                                              SharedMemory& memory) const {
