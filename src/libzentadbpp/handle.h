@@ -12,11 +12,11 @@
 
 namespace libzentadbpp {
 
-// What handles that are made from another one need not find out again; both may be null.
+// What handles that are made from another one need not find out again. Both are of a storage that they go back to, and
+// may be null.
 struct PassedOn {
-    std::shared_ptr<const DocumentStorage>
-        joined;                             // a storage that they go back to and that knows its winning contents
-    std::shared_ptr<const ReadIndex> read;  // of a storage that they go back to
+    std::shared_ptr<const DocumentStorage> joined;  // with its winning contents
+    std::shared_ptr<const ReadIndex> read;
 };
 
 // A storage that was made from that of a handle by adding and changing documents and by adding contents.
@@ -34,7 +34,6 @@ struct zentadbpp_document_storage {
    public:
     explicit zentadbpp_document_storage(libzentadbpp::DocumentStorage given) : storage_(std::move(given)) {}
     explicit zentadbpp_document_storage(libzentadbpp::Successor successor)
-
         : storage_(std::move(successor.storage)),
           passed_on_(std::move(successor.passed_on)),
           was_updated_(successor.is_by_update),
