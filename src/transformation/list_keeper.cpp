@@ -210,42 +210,60 @@ bool may_store(const DocumentIndex& index, const ListToStore& list) {
     return !document.has_winning() || !document.winning().is_deleted();
 }
 
+namespace {
+
+// Writes the lists to be stored, equal ones once.
+class ListWriter {
+   public:
+    ListWriter(const DocumentIndex& index, std::string_view instance, const DomainTable& domains, Arena& arena)
+        : index_(&index), instance_(instance), domains_(&domains), arena_(&arena) {}
+
+    // The content of a list, in the arena.
+    [[nodiscard]] std::string_view content(const ListToStore& list) {
+        std::string_view& content = contents_[{list.domain, list.elements.data()}];
+        if (content.data() == nullptr) {
+            std::vector<std::string_view> ids;
+            ids.reserve(list.elements.size());
+            for (const std::uint32_t number : list.elements) ids.push_back(index_->id(number));
+            TextBuffer text;
+            write_ordering_content(instance_, domains_->text(list.domain), ids, text);
+            content = arena_->copy(text.view());
+        }
+        return content;
+    }
+
+   private:
+    const DocumentIndex* index_;
+    std::string_view instance_;
+    const DomainTable* domains_;
+    Arena* arena_;
+    std::map<std::pair<std::uint32_t, const std::uint32_t*>, std::string_view> contents_;
+};
+
+}  // namespace
+
 DocumentStorage store_lists(const DocumentIndex& index, std::string_view instance, const DomainTable& domains,
                             std::span<const ListToStore> lists, std::optional<HashKind> hash_kind) {
     DocumentStorage result = index.storage();
     Arena arena;
     SharedMemory memory;
     OrderingIds ids(instance);
+    ListWriter writer(index, instance, domains, arena);
     // Data written with the fast hash keeps its form.
     for (const HashKind kind : {HashKind::sha256, HashKind::fast}) {
         DataHasher hasher(kind);
         std::vector<FlattenedDocument> documents;
-        std::map<std::pair<std::uint32_t, const std::uint32_t*>, std::string_view>
-            contents;  // equal lists are written once
         for (const ListToStore& list : lists) {
-            const std::string_view domain = domains.text(list.domain);
             if (!may_store(index, list)) continue;
-            const MultiVersionDocument* document = nullptr;
-            if (list.document != OwnLists::none) document = &index.document(list.document);
+            const std::string_view domain = domains.text(list.domain);
+            const MultiVersionDocument* const document =
+                list.document == OwnLists::none ? nullptr : &index.document(list.document);
             const std::string_view form =
                 document != nullptr && document->has_winning() ? document->winning().datahash() : domain;
             const HashKind form_kind = is_hash_of_kind(form, HashKind::fast) ? HashKind::fast : HashKind::sha256;
             if (hash_kind.value_or(form_kind) != kind) continue;
             const std::string_view id = document != nullptr ? document->id() : ids.id(domain, hasher, arena);
-            if (!list.is_changed) {
-                documents.push_back({id, {}});
-                continue;
-            }
-            std::string_view& content = contents[{list.domain, list.elements.data()}];
-            if (content.data() == nullptr) {
-                std::vector<std::string_view> element_ids;
-                element_ids.reserve(list.elements.size());
-                for (const std::uint32_t number : list.elements) element_ids.push_back(index.id(number));
-                TextBuffer text;
-                write_ordering_content(instance, domain, element_ids, text);
-                content = arena.copy(text.view());
-            }
-            documents.push_back({id, content});
+            documents.push_back({id, list.is_changed ? writer.content(list) : std::string_view{}});
         }
         if (documents.empty()) continue;
         sort_by_text(documents, [](const FlattenedDocument& produced) { return produced.id; });
