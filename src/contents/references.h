@@ -39,7 +39,7 @@ void visit_references_in(const JsonValue& value, const Visit& visit) {
     }
 }
 
-// Whether a written content has a key that begins like "#nf".
+// Whether a written content has a key that begins like "#nf"; the writer never escapes that.
 [[nodiscard]] inline bool may_hold_verbatim(std::string_view content) {
     const char* const end = content.data() + content.size();
     constexpr char marker = vocabulary::no_flatten_key.front();

@@ -14,8 +14,9 @@
 #include "json/scanner.h"
 #include "json/writer.h"
 #include "memory/arena.h"
-#include "text/pair_scan.h"
 #include "text/text_order.h"
+#include "transformation/marked_objects.h"
+#include "transformation/reading_order.h"
 #include "transformation/shown_places.h"
 #include "transformation/store_documents.h"
 
@@ -28,51 +29,6 @@ using vocabulary::object_reference_marker;
 
 std::string_view slice(const char* begin, const char* end) { return {begin, static_cast<std::size_t>(end - begin)}; }
 
-// The objects of one content that have a member which the flattener looks for: such a member does not always come
-// first, and whether there is one decides how the members before it are read. One pass finds all objects of a content;
-// looking in each object would skip the same members again at every level.
-class MarkedObjects {
-   public:
-    MarkedObjects() = default;
-    explicit MarkedObjects(std::string_view content) {
-        const char* const end = content.data() + content.size();
-        if (find_pair(content.data(), end, {'"', '#', '#'}) == end) return;  // the writer never escapes these two
-        std::vector<const char*> open;                                       // objects, and null for arrays
-        for (const char* at = content.data(); at != end;) {
-            if (*at == '"') {
-                const char* const begin = at;
-                at = written_string_end(at, end);
-                if (at != end && *at == ':') add(open.back(), inside_quotes(slice(begin, at)));
-                continue;
-            }
-            if (*at == '{' || *at == '[') {
-                open.push_back(*at == '{' ? at : nullptr);
-            } else if (*at == '}' || *at == ']') {
-                open.pop_back();
-            }
-            ++at;
-        }
-        std::ranges::sort(no_flatten_);
-        std::ranges::sort(do_flatten_);
-    }
-
-    [[nodiscard]] bool have_no_flatten(const char* object) const {
-        return std::ranges::binary_search(no_flatten_, object);
-    }
-    [[nodiscard]] bool have_do_flatten(const char* object) const {
-        return std::ranges::binary_search(do_flatten_, object);
-    }
-
-   private:
-    void add(const char* object, std::string_view key) {
-        if (key == vocabulary::no_flatten_key) no_flatten_.push_back(object);
-        if (key == vocabulary::do_flatten_key) do_flatten_.push_back(object);
-    }
-
-    std::vector<const char*> no_flatten_;
-    std::vector<const char*> do_flatten_;
-};
-
 // Orders a written key against "_id".
 int order_to_id(std::string_view key) {
     if (key.empty() || (key[0] != vocabulary::id_key[0] && key[0] != '\\')) {
@@ -80,58 +36,6 @@ int order_to_id(std::string_view key) {
     }
     return compare_written_key(key, vocabulary::id_key);
 }
-
-// Where a walk is in the order in which documents are expected. What comes soon is brought near step by step, as each
-// address lies in what was brought near before.
-class ReadingOrder {
-   public:
-    explicit ReadingOrder(const ShownData& shown) : shown_(shown), order_(shown.reading_order()) {}
-
-    void reach(std::uint32_t document) {
-        constexpr std::size_t most_left_out = 4;
-        const std::size_t end = std::min(order_.size(), next_ + 1 + most_left_out);
-        for (std::size_t at = next_; at < end; ++at) {
-            if (order_[at] != document) continue;
-            next_ = at + 1;
-            announce();
-            return;
-        }
-    }
-
-   private:
-    void announce() const {
-        at(steps_ahead::entry, [&](std::uint32_t document) {
-            shown_.index().prefetch_entry(document);
-            shown_.references().prefetch_range(document);
-        });
-        at(steps_ahead::content, [&](std::uint32_t document) {
-            shown_.index().prefetch_content(document);
-            shown_.references().prefetch_references(document);
-        });
-        at(steps_ahead::arrays, [&](std::uint32_t document) {
-            for_first_arrays(document, [&](std::uint32_t domain) { shown_.prefetch_array(domain); });
-        });
-        at(steps_ahead::elements, [&](std::uint32_t document) {
-            for_first_arrays(document, [&](std::uint32_t domain) { shown_.prefetch_elements(domain); });
-        });
-    }
-    template <class Visit>
-    void at(std::size_t steps, const Visit& visit) const {
-        if (next_ + steps < order_.size()) visit(order_[next_ + steps]);
-    }
-    template <class Visit>
-    void for_first_arrays(std::uint32_t document, const Visit& visit) const {
-        constexpr std::size_t few = 4;
-        const auto references = shown_.references().of(document);
-        for (const Reference& reference : references.first(std::min(references.size(), few))) {
-            if (reference.is_array) visit(reference.target);
-        }
-    }
-
-    const ShownData& shown_;
-    std::span<const std::uint32_t> order_;
-    std::size_t next_ = 0;
-};
 
 // Walks written contents once and writes the data that they describe. Nearly all of a content stays as it is: it is
 // copied in runs, from `copied_` up to where something is left out or put in. Every step takes the place where its
