@@ -78,10 +78,12 @@ bool ListKeeper::lists_now(std::uint32_t document, std::uint32_t number) {
 bool ListKeeper::is_listed_beside(std::uint32_t number, std::uint32_t document, std::uint32_t places,
                                   std::uint32_t other) {
     count_places();
-    return places_of_[number] > places || std::ranges::any_of(own_->listing(number), [&](std::uint32_t listing) {
-               return listing != OwnLists::none && listing != document && listing != other &&
-                      lists_now(listing, number);
-           });
+    if (places_of_[number] > places) return true;
+    constexpr std::size_t few = 3;
+    auto listing = own_->listing(number);
+    if (listing.size() > few && !own_->may_take(listing.size())) listing = listing.first(few);
+    return std::ranges::any_of(
+        listing, [&](std::uint32_t at) { return at != document && at != other && lists_now(at, number); });
 }
 
 void ListKeeper::look_through_documents_with(const Numbers& domains) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <numeric>
 #include <utility>
 
 #include "transformation/list_branches.h"
@@ -186,14 +187,14 @@ std::unordered_set<std::uint32_t> OwnLists::dropped(std::uint32_t document) {
 }
 
 std::span<const std::uint32_t> OwnLists::listing(std::uint32_t number) {
-    if (listing_.empty()) collect_listing();
-    return listing_[number];
+    if (listing_ends_.empty()) collect_listing();
+    const std::size_t first = number == 0 ? 0 : listing_ends_[number - 1];
+    return std::span(listing_).subspan(first, listing_ends_[number] - first);
 }
 
 bool OwnLists::is_listed_beside(std::uint32_t number, std::uint32_t document, std::uint32_t other) {
-    return std::ranges::any_of(listing(number), [&](std::uint32_t listing) {
-        return listing != none && listing != document && listing != other;
-    });
+    return std::ranges::any_of(listing(number),
+                               [&](std::uint32_t listing) { return listing != document && listing != other; });
 }
 
 // Leaves may share a long list, of which the first few documents say enough.
@@ -204,20 +205,28 @@ bool OwnLists::is_new_use(const OrderingList& list, std::uint32_t most) {
     return true;
 }
 
-void OwnLists::collect_listing() {
+// Calls `visit(number, document)` for each document that an own document lists, once for each of these.
+template <class Visit>
+void OwnLists::visit_listing(const Visit& visit) {
     uses_ = {};
-    listing_.resize(index_->size(), {none, none, none});
+    std::vector<std::uint32_t> last(index_->size(), none);
     for (const Leaf& leaf : leaves_) {
         if (!is_new_use(leaf.list, 3)) continue;
         for (const std::uint32_t number : leaf.list.content->elements) {
-            for (std::uint32_t& listing : listing_[number]) {
-                if (listing == leaf.list.document) break;
-                if (listing != none) continue;
-                listing = leaf.list.document;
-                break;
+            if (std::exchange(last[number], leaf.list.document) != leaf.list.document) {
+                visit(number, leaf.list.document);
             }
         }
     }
+}
+
+void OwnLists::collect_listing() {
+    std::vector<std::size_t> next(index_->size() + 1);
+    visit_listing([&](std::uint32_t number, std::uint32_t) { ++next[number + 1]; });
+    std::partial_sum(next.begin(), next.end(), next.begin());
+    listing_.resize(next.back());
+    visit_listing([&](std::uint32_t number, std::uint32_t document) { listing_[next[number]++] = document; });
+    listing_ends_ = std::move(next);
 }
 
 }  // namespace libzentadbpp

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -65,7 +65,7 @@ class OwnLists {
     [[nodiscard]] bool any_foreign() const { return any_foreign_; }
     // Whether an open leaf of an own document lists a document, those of up to two documents left aside.
     [[nodiscard]] bool is_listed_beside(std::uint32_t number, std::uint32_t document, std::uint32_t other = none);
-    // Up to three own documents whose open leaves list a document; `none` if there are fewer.
+    // The own documents whose open leaves list a document, ascending. Of many that share one list, the first three.
     [[nodiscard]] std::span<const std::uint32_t> listing(std::uint32_t number);
     // The merged list of any own document, also of one that is not the first of its domain.
     // `is_elsewhere(number)`: whether another own document lists it.
@@ -89,6 +89,8 @@ class OwnLists {
     [[nodiscard]] std::vector<std::uint32_t> merged(std::uint32_t document, std::span<const std::uint32_t> leaves,
                                                     const std::function<bool(std::uint32_t)>& is_elsewhere);
     void collect_listing();
+    template <class Visit>
+    void visit_listing(const Visit& visit);
     [[nodiscard]] bool is_new_use(const OrderingList& list, std::uint32_t most);
 
     const DocumentIndex* index_;
@@ -110,8 +112,10 @@ class OwnLists {
         std::uint32_t last = 0;
         std::uint32_t count = 0;
     };
-    ByNumber<Uses> uses_;                                // of lists
-    std::vector<std::array<std::uint32_t, 3>> listing_;  // by document, once it was asked for: three that list it
+    ByNumber<Uses> uses_;  // of lists
+    // Once they were asked for: by document, where those that list it end, and these one document after the other.
+    std::vector<std::size_t> listing_ends_;
+    std::vector<std::uint32_t> listing_;
 };
 
 }  // namespace libzentadbpp

@@ -113,6 +113,28 @@ TEST(Merges, AnUpdateKeepsWhatOnlyALosingVersionHas) {
     EXPECT_TRUE(updated(settled(after, "t", loser), shown).find("c1")->winning().is_deleted());
 }
 
+// When the last state is stored, four lists have e0, and the update takes it out of one of them. What the others have
+// decides whether it would leave its place.
+TEST(Merges, AnUpdateLooksAtAllListsOfAnElement) {
+    const auto in_turn = [](DocumentStorage storage, std::initializer_list<const char*> states) {
+        for (const char* const state : states) storage = updated(storage, state, fast);
+        return storage;
+    };
+    const DocumentStorage start = in_turn(
+        {}, {R"({"a": [{"_id": "p0", "s": []}, {"_id": "p1", "s": []}, {"_id": "e1"}], "b": [{"_id": "e0"}]})"});
+    const DocumentStorage one = in_turn(
+        start, {R"({"a": [{"_id": "p1", "s": [{"_id": "e0"}, {"_id": "e1"}]}, {"_id": "p0", "s": []}], "b": []})",
+                R"({"a": [{"_id": "p1", "s": []}, {"_id": "p0", "s": [{"_id": "e1"}]}], "b": [{"_id": "e0"}]})"});
+    const DocumentStorage other =
+        in_turn(start, {R"({"a": [{"_id": "p0", "s": []}, {"_id": "e1"}], "b": [{"_id": "p1", "s": [{"_id": "e0"}]}]})",
+                        R"({"a": [{"_id": "p1", "s": [{"_id": "e0"}]}], "b": [{"_id": "p0", "s": [{"_id": "e1"}]}]})"});
+    const std::string data = canonical(
+        R"({"_id": "root", "a": [{"_id": "p0", "s": [{"_id": "p1", "s": [{"_id": "e0"}, {"_id": "e1"}]}]}], "b": []})");
+    const DocumentStorage after = updated(merged(other, one), data, fast);
+    EXPECT_EQ(read(after, fast), data);
+    EXPECT_EQ(serialized(updated(after, data, fast)), serialized(after));
+}
+
 // The losing version of an object that was moved has another array than before; what a third copy put into that one
 // belongs to it as well.
 TEST(Merges, AnUpdateKeepsWhatAMovedLoserGetsBack) {
