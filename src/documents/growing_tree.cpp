@@ -1,5 +1,6 @@
 #include "documents/growing_tree.h"
 
+#include "data/data_hash.h"
 #include "data/data_storage.h"
 
 namespace libzentadbpp {
@@ -13,7 +14,8 @@ GrowingTree::GrowingTree(const MultiVersionDocument& document, std::size_t more)
 std::optional<std::uint32_t> GrowingTree::add_child(std::uint32_t parent, std::string_view datahash) {
     constexpr std::size_t most_between = 3;
     std::size_t steps = 256;
-    return add_below(parent, datahash, most_between, steps);
+    if (const auto child = add_below(parent, datahash, most_between, steps)) return child;
+    return add_below_own_name(parent, datahash);
 }
 
 // The child under its own name; nothing if that is taken.
@@ -55,6 +57,21 @@ GrowingTree::Position GrowingTree::add_below_empty(std::uint32_t parent, std::st
     for (Position above = parent; above && steps != 0; above = add(*above, empty_hash)) {
         --steps;
         if (const auto child = add(*above, datahash)) return child;
+    }
+    take_back(before);
+    return std::nullopt;
+}
+
+// Branches that end before others leave no names if many copies use few contents. No other revision has a child with
+// the hash of this one's revision string, and there is no such content.
+GrowingTree::Position GrowingTree::add_below_own_name(std::uint32_t parent, std::string_view datahash) {
+    std::uint32_t named = parent;
+    while (named != 0 && DataStorage::is_reserved(revisions_[named].datahash())) named = revisions_[named].parent;
+    const bool is_fast = is_hash_of_kind(revisions_[named].datahash(), HashKind::fast);
+    DataHasher hasher(is_fast ? HashKind::fast : HashKind::sha256);
+    const std::size_t before = revisions_.size();
+    if (const auto between = add(parent, hasher(revisions_[parent].revision_string()))) {
+        if (const auto child = add(*between, datahash)) return child;
     }
     take_back(before);
     return std::nullopt;

@@ -21,7 +21,8 @@ class GrowingTree {
     GrowingTree(const MultiVersionDocument& document, std::size_t more);
 
     // The child of a revision that carries the data hash, added if it is not there. Its name may be taken by a revision
-    // under another parent: then others come in between. Nothing if no other way to it is found.
+    // under another parent: then others come in between. Nothing if no name is left, which takes a tree
+    // that was made for that.
     [[nodiscard]] std::optional<std::uint32_t> add_child(std::uint32_t parent, std::string_view datahash);
 
     // Those of the document, then what was added. Valid as long as this, and the next change.
@@ -34,6 +35,7 @@ class GrowingTree {
     [[nodiscard]] Position add_below(std::uint32_t parent, std::string_view datahash, std::size_t most_between,
                                      std::size_t& steps);
     [[nodiscard]] Position add_below_empty(std::uint32_t parent, std::string_view datahash, std::size_t& steps);
+    [[nodiscard]] Position add_below_own_name(std::uint32_t parent, std::string_view datahash);
     void take_back(std::size_t count);
 
     const MultiVersionDocument* document_;

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "data/data_hash.h"
 #include "json/error.h"
 #include "properties/naive.h"
 
@@ -107,6 +108,34 @@ TEST(MultiVersionDocument, ClosesLeavesWithTheSameContents) {
               R"(["A_x", [["P_A", [["C_P", "resolved_C"], ["E_P", "resolved_E"], ["F_P", "resolved_F"]]], )"
               R"(["Q_A", [["C_Q", "empty_C", "resolved_empty"], ["E_Q", "empty_E", "empty_empty", "resolved_empty"], )"
               R"(["F_Q", "F_F", "resolved_F"]]]]])");
+}
+
+// Where long branches were closed and a short one is left, other branches have used up the names that few contents
+// give.
+TEST(MultiVersionDocument, FindsANameWhereFewContentsLeaveNone) {
+    for (const HashKind kind : {HashKind::sha256, HashKind::fast}) {
+        DataHasher hasher(kind);
+        const std::string a(hasher("a"));
+        const std::string suffix = a.substr(0, 7);
+        std::string taken;
+        for (const std::string& hash :
+             {std::string("B"), std::string("C"), std::string("empty"), std::string("resolved"), a}) {
+            taken.append(taken.empty() ? "\"" : "\", \"").append(hash).append("_").append(suffix);
+        }
+        const std::string leaf = "\"" + a + "_x\"";
+        const DocumentRef document = read("[\"B_first\", [[\"" + a + "_w\", [" + taken + "\"]], " + leaf + "]]");
+        const auto position = static_cast<std::uint32_t>(*document->find(2, a + "_x"));
+        const std::string between(hasher("2-" + a + "_x"));
+        for (const std::string hash : {"C", "resolved"}) {
+            const DocumentRef grown = document->with_child(position, hash);
+            std::string expected(document->history());
+            expected.replace(
+                expected.find(leaf), leaf.size(),
+                "[" + leaf + ", \"" + between + "_" + suffix + "\", \"" + hash + "_" + between.substr(0, 7) + "\"]");
+            EXPECT_EQ(grown->history(), expected);
+            EXPECT_EQ(grown->with_child(position, hash)->history(), expected);
+        }
+    }
 }
 
 TEST(MultiVersionDocument, OutlivesWhatItWasMadeFrom) {
