@@ -16,8 +16,8 @@ namespace libzentadbpp {
 class Arena {
    public:
     Arena() = default;
-    Arena(Arena&&) = default;
-    Arena& operator=(Arena&&) = default;
+    Arena(const Arena&) = delete;
+    Arena& operator=(const Arena&) = delete;
 
     [[nodiscard]] void* allocate(std::size_t bytes, std::size_t alignment) {
         const std::size_t padding = -reinterpret_cast<std::uintptr_t>(free_) & (alignment - 1);

@@ -160,7 +160,7 @@ std::span<const std::uint32_t> ShownPlaces::elements(std::string_view domain) {
 
 void ShownPlaces::collect_hidden_lists() {
     const DocumentIndex& index = shown_->index();
-    hidden_ = std::make_unique<HiddenLists>(HiddenLists{OrderingLists(index), DomainTable(0), {}});
+    hidden_ = std::make_unique<HiddenLists>(index);
     struct OpenList {
         OrderingList list;
         bool is_winning;

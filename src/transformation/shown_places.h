@@ -48,8 +48,10 @@ class ShownPlaces {
     enum class State : std::uint8_t { new_here, entered, shown };
     // Lists of arrays that are not reached.
     struct HiddenLists {
+        explicit HiddenLists(const DocumentIndex& index) : reader(index) {}
+
         OrderingLists reader;
-        DomainTable domains;
+        DomainTable domains{0};
         std::vector<std::span<const std::uint32_t>> lists;
     };
 
