@@ -460,7 +460,7 @@ ZENTADBPP_EXPORT sync_json_ptr_result replicate_sync_json_ptr(sync_json_ptr sour
 // Result: JSON, the new sync JSON, never compressed. Twin: a new handle.
 // Errors: [sync]; "document_not_found" (args: id); [rev]; from "resolve" with the revision as args:
 //   "revision_not_found", "revision_is_not_a_leaf".
-// Cost: O(r + log d), and writing the result.
+// Cost: O(r log r + log d), and writing the result.
 ZENTADBPP_EXPORT sync_json_result sync_json_resolve(const char* sync_json, const char* id, const char* rev);
 ZENTADBPP_EXPORT sync_json_ptr_result sync_json_ptr_resolve(sync_json_ptr handle, const char* id, const char* rev);
 
