@@ -504,8 +504,9 @@ TEST(DamagedSyncJson, UpdatesLookAtNoPairs) {
         const std::string text = set.text();
         Handle handle;
         const double opening = seconds_of([&] { return (handle = open(text).handle) != nullptr; });
-        const double updating =
-            seconds_of([&] { return taken(update_sync_json_ptr(data.c_str(), handle.get(), "{}")).handle != nullptr; });
+        const double updating = seconds_of([&, &data = data] {
+            return taken(update_sync_json_ptr(data.c_str(), handle.get(), "{}")).handle != nullptr;
+        });
         EXPECT_LT(updating, 50 * opening) << name;
     }
 }
@@ -533,7 +534,7 @@ TEST(DamagedSyncJson, WhatIsTakenOverIsLookedAtOnce) {
     };
     for (const auto& [name, text] : merged) {
         Handle source;
-        const double opening = seconds_of([&] { return (source = open(text).handle) != nullptr; });
+        const double opening = seconds_of([&, &text = text] { return (source = open(text).handle) != nullptr; });
         const Handle target = open(before).handle;
         EXPECT_TRUE(taken(read_sync_json_ptr(target.get(), R"({"preserve_old_ordering": true})")).value);
         const Handle both = std::move(taken(replicate_sync_json_ptr(source.get(), target.get(), "{}")).handle);
