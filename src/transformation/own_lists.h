@@ -65,7 +65,7 @@ class OwnLists {
     [[nodiscard]] bool any_foreign() const { return any_foreign_; }
     // Whether an open leaf of an own document lists a document, those of up to two documents left aside.
     [[nodiscard]] bool is_listed_beside(std::uint32_t number, std::uint32_t document, std::uint32_t other = none);
-    // The own documents whose open leaves list a document, ascending. Of many that share one list, the first three.
+    // Own documents whose open leaves list a document, ascending. Of many that share one list, the first three.
     [[nodiscard]] std::span<const std::uint32_t> listing(std::uint32_t number);
     // The merged list of any own document, also of one that is not the first of its domain.
     // `is_elsewhere(number)`: whether another own document lists it.
