@@ -222,74 +222,107 @@ class DocumentWriter {
     std::unordered_map<const char*, std::string_view> long_contents_;
 };
 
+// Goes through the stored documents and those to be stored side by side.
+class SideBySide {
+    struct PrefetchDocument {
+        std::span<const FlattenedDocument> documents;
+        void operator()(std::size_t at) const {
+            prefetch(documents[at].id);
+            prefetch(documents[at].content);
+        }
+    };
+
+   public:
+    SideBySide(const DocumentStorage& storage, std::span<const FlattenedDocument> documents,
+               const MayRemove& may_remove, const KnownDocuments* known, StoredNotes* notes, DocumentWriter& writer)
+        : storage_(&storage),
+          winning_(storage.winning_contents().get()),
+          documents_(documents),
+          documents_ahead_(steps_ahead::document, documents.size(), {documents}),
+          may_remove_(&may_remove),
+          known_(known),
+          notes_(notes),
+          writer_(&writer) {}
+
+    void run() {
+        const LookAhead winning_ahead(steps_ahead::document, winning_->texts.size(),
+                                      [&](std::size_t at) { prefetch(winning_->texts[at]); });
+        find_next();
+        for (const auto& [id, document] : storage_->documents()) {
+            if (!is_left_alone()) winning_ahead.reach(number_);
+            pass(id, *document);
+            ++number_;
+        }
+        while (next_ != documents_.size()) store_next(nullptr, {DataStorage::not_stored, {}});
+    }
+
+   private:
+    void pass(std::string_view id, const MultiVersionDocument& document) {
+        const NumberedContent content{winning_->numbers[number_], winning_->texts[number_]};
+        int order = 0;
+        while ((order = order_of_next(id)) < 0) store_next(nullptr, {DataStorage::not_stored, {}});
+        if (order == 0) {
+            store_next(&document, content);
+        } else if (is_left_alone()) {
+            writer_->keep(content, {known_->last.settled[number_], known_->last.stays[number_]});
+        } else if (*may_remove_ && writer_->is_removable(document, content.text) && (*may_remove_)(number_)) {
+            writer_->remove(document);
+        } else {
+            writer_->keep(content, writer_->note_of(document, content.text));
+        }
+    }
+
+    [[nodiscard]] bool is_left_alone() const { return known_ != nullptr && known_->left_alone[number_]; }
+
+    // Where the next document to be stored belongs: before the stored one (less than 0), to it (0), or after it.
+    [[nodiscard]] int order_of_next(std::string_view id) const {
+        if (next_ == documents_.size() || number_ < next_number_) return 1;
+        return documents_[next_].id.compare(id);
+    }
+    void find_next() {
+        if (known_ == nullptr || next_ == documents_.size()) return;
+        const auto& ids = known_->last.ids;
+        const auto place = std::ranges::lower_bound(ids, documents_[next_].id);
+        next_number_ = static_cast<std::uint32_t>(place - ids.begin());
+    }
+
+    // Stores those that come next and have one id.
+    void store_next(const MultiVersionDocument* stored, const NumberedContent& content) {
+        const std::size_t first = next_;
+        while (next_ != documents_.size() && documents_[next_].id == documents_[first].id) {
+            documents_ahead_.reach(next_++);
+        }
+        const auto produced = documents_.subspan(first, next_ - first);
+        if (writer_->makes_notes()) {
+            notes_->numbers.insert(notes_->numbers.end(), produced.size(), writer_->number());
+            if (stored == nullptr) notes_->inserted.push_back(number_);
+        }
+        writer_->store(stored, content, produced);
+        find_next();
+    }
+
+    const DocumentStorage* storage_;
+    const WinningContents* winning_;
+    std::span<const FlattenedDocument> documents_;
+    LookAhead<PrefetchDocument> documents_ahead_;
+    const MayRemove* may_remove_;
+    const KnownDocuments* known_;
+    StoredNotes* notes_;
+    DocumentWriter* writer_;
+    std::uint32_t number_ = 0;       // of the stored document
+    std::size_t next_ = 0;           // among those to be stored
+    std::uint32_t next_number_ = 0;  // its place among the stored ones, or one before it
+};
+
 }  // namespace
 
 DocumentStorage store_documents(const DocumentStorage& given, std::span<const FlattenedDocument> documents,
                                 const MayRemove& may_remove, DataHasher& hasher, SharedMemory& memory,
                                 const KnownDocuments* known, StoredNotes* notes) {
     const DocumentStorage storage = given.with_winning_contents();
-    const WinningContents& winning = *storage.winning_contents();
     DocumentWriter writer(storage, hasher, memory, notes);
     if (storage.documents().empty()) writer.expect_new(documents.size());
-    const LookAhead produced_ahead(steps_ahead::document, documents.size(), [&](std::size_t at) {
-        prefetch(documents[at].id);
-        prefetch(documents[at].content);
-    });
-    const LookAhead winning_ahead(steps_ahead::document, winning.texts.size(),
-                                  [&](std::size_t at) { prefetch(winning.texts[at]); });
-    const NumberedContent none{DataStorage::not_stored, {}};
-    std::uint32_t number = 0;
-    auto next = documents.begin();
-    // Where the next document is, or comes to be, if the ids are known.
-    std::uint32_t next_number = 0;
-    const auto find_next = [&] {
-        if (known == nullptr) return;
-        const auto& ids = known->last.ids;
-        next_number = next == documents.end()
-                          ? static_cast<std::uint32_t>(ids.size())
-                          : static_cast<std::uint32_t>(std::ranges::lower_bound(ids, next->id) - ids.begin());
-    };
-    // Stores those that come next and have one id.
-    const auto store_next = [&](const MultiVersionDocument* stored, const NumberedContent& content) {
-        const auto first = next;
-        while (next != documents.end() && next->id == first->id) {
-            produced_ahead.reach(static_cast<std::size_t>(next - documents.begin()));
-            ++next;
-        }
-        const std::span produced(first, next);
-        if (writer.makes_notes()) {
-            notes->numbers.insert(notes->numbers.end(), produced.size(), writer.number());
-            if (stored == nullptr) notes->inserted.push_back(number);
-        }
-        writer.store(stored, content, produced);
-        find_next();
-    };
-    find_next();
-    for (const auto& [id, document] : storage.documents()) {
-        const NumberedContent content{winning.numbers[number], winning.texts[number]};
-        if (known != nullptr && number < next_number && known->left_alone[number]) {
-            writer.keep(content, {known->last.settled[number], known->last.stays[number]});
-            ++number;
-            continue;
-        }
-        winning_ahead.reach(number);
-        int order = 1;
-        while (next != documents.end() && (order = next->id.compare(id)) < 0) {
-            store_next(nullptr, none);
-            order = 1;
-        }
-        if (order == 0) {
-            store_next(document.get(), content);
-        } else if (known != nullptr && known->left_alone[number]) {
-            writer.keep(content, {known->last.settled[number], known->last.stays[number]});
-        } else if (may_remove && writer.is_removable(*document, content.text) && may_remove(number)) {
-            writer.remove(*document);
-        } else {
-            writer.keep(content, writer.note_of(*document, content.text));
-        }
-        ++number;
-    }
-    while (next != documents.end()) store_next(nullptr, none);
+    SideBySide(storage, documents, may_remove, known, notes, writer).run();
     return std::move(writer).applied_to(storage);
 }
 
