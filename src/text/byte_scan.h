@@ -127,6 +127,7 @@ inline constexpr std::size_t mask_bytes = 64;
 // Of the next mask_bytes bytes a bit for each at which the scan stops, the first one lowest.
 template <StopAt stop>
 [[nodiscard]] std::uint64_t stop_mask_portable(const char* begin) {
+    static_assert(stop != StopAt::name);
     constexpr std::uint64_t ones = 0x0101010101010101;
     constexpr std::uint64_t lows = ones * 0x7f;
     const auto is_zero = [](std::uint64_t word) { return ~(((word & lows) + lows) | word | lows); };
@@ -146,6 +147,7 @@ template <StopAt stop>
 
 template <StopAt stop>
 [[nodiscard]] inline std::uint64_t stop_mask(const char* begin) {
+    static_assert(stop != StopAt::name);
 #if defined(__SSE2__)
     std::uint64_t mask = 0;
     for (std::size_t at = 0; at < mask_bytes; at += 16) {
