@@ -114,13 +114,15 @@
 //
 // In addition, every function that needs a document's winning revision or leaves can fail with
 // "no_revision_in_document" (from "leafs") or, for an empty tree, "no_revisions_in_winning" (from "get_winning", args:
-// id). The library never writes such a document, but a text from elsewhere may contain one.
+// id). The library never writes such a document, but a text from elsewhere may contain one. Such a text may also use up
+// all names that a new revision could have: update, resolve and read_sync_json_ptr then fail with
+// "invalid_parent_revision_in_ancestor" (from "ancestor").
 //
 // ---------------------------------------------------------------------------------------------------------------------
 // Threads
 //
 // Every function may be called on any thread, at the same time as any other, also with the same texts. The library has
-// no settings that outlive a call, starts no threads, has no callbacks, and no call waits for another.
+// no settings that outlive a call, starts no threads, has no callbacks, and no call waits for the work of another.
 //
 // Any number of threads may use one handle at the same time, with two exceptions: freeing it, and read_sync_json_ptr
 // without "preserve_old_ordering", which writes to it. While one of these runs, no other call may use that handle.
@@ -145,8 +147,8 @@
 //            JSON, such as a list of ids, cannot represent one: writing it fails with "text_contains_nul" (an error
 //            record of the function that was called). The args of an error record show it as \u0000.
 // Sizes      64-bit: texts may be larger than 4 GiB. Documents that refer to each other many times could make rebuilt
-//            data grow without bound. Reading or writing more than 256 MiB and more than 64 times the size of the
-//            contents fails with the standard text "exceeded maximum result size".
+//            data grow without bound. Reading or writing more than 256 MiB plus 64 times the size of the contents fails
+//            with the standard text "exceeded maximum result size".
 // Hostile    No text, however malformed, makes the library crash, hang, or access memory out of bounds. It trusts no
 //   input    size that a text claims. It cannot detect an invalid pointer that is not null.
 //
@@ -418,8 +420,8 @@ ZENTADBPP_EXPORT flatten_result json_object_flatten(const char* input, const cha
 // Errors: bare "expecting_array_as_input_to_unflatten", bare "expecting_object_as_configuration_to_flatten"; "invalid
 //   map<K, T> key" for an element without a string "_id"; "cannot_push_new_revision_if_document_is_missing_identifier"
 //   for an empty "_id"; "missing_root_document" (from "operator ()", args: the id, or nothing if there is not exactly
-//   one candidate); "cyclic_document_reference" (from "operator ()", args: id) for a document inside itself; those of
-//   read_sync_json about references.
+//   one candidate); "cyclic_document_reference" (from "operator ()", args: id) for a document inside itself;
+//   "missing_document", "exceeded maximum nesting depth" and "exceeded maximum result size" as for read_sync_json.
 // Cost: O(n log n + m).
 ZENTADBPP_EXPORT flatten_result json_array_unflatten(const char* input, const char* config, const char* root_id);
 
@@ -620,7 +622,8 @@ ZENTADBPP_EXPORT sync_json_ptr_result sync_json_ptr_prune_ids(sync_json_ptr hand
 // first, "start": generation of the winning one}.
 //   sync_json   text or handle
 // Result: JSON; compressed if the input text was.
-// Errors: by value [sync]; "cannot_find_object" (from "read_object", args: data hash) if a winning content was pruned.
+// Errors: by value [sync]; "cannot_find_object" (from "read_object", args: data hash) if a winning content was pruned;
+//   "exceeded maximum result size".
 // Cost: O(m + d).
 ZENTADBPP_EXPORT sync_json_result sync_json_to_bulk_docs(const char* sync_json);
 ZENTADBPP_EXPORT sync_json_result sync_json_ptr_to_bulk_docs(sync_json_ptr handle);
@@ -659,8 +662,8 @@ ZENTADBPP_EXPORT sync_json_ptr_result sync_json_ptr_from_bulk_get(const char* bu
 //   {"key": k, "op": "remove", "value": old}
 //   {"before": old, "key": k, "op": "replace", "value": new}
 //   {"key": k, "op": "add", "value": new}
-// Entries are compared by their written text. An entry of "d" that is not an array, or of "o" that is not an object,
-// counts as an empty one.
+// Entries are compared by their written text. There an entry of "d" that is not an array, or of "o" that is not an
+// object, counts as an empty one.
 // Arguments:
 //   before, after   texts, may be compressed objects; a value that is not an object counts as {}
 //   config          configuration

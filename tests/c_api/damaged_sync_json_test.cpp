@@ -158,6 +158,40 @@ TEST(DamagedSyncJson, AClosedOrderingDocumentIsNoObstacle) {
     }
 }
 
+// Under another parent are all names that the merged list could have.
+TEST(DamagedSyncJson, AListIsNotStoredIfNoNameIsLeft) {
+    const std::string merged = "614c8c76681cdac319b5d4cf481cb3c96c36daba2c833c5e96dadd9bf9225ce7";
+    const std::string of_parent = "d0e9c9cdac3939cdcaace55eb36f83c4386294db4b0898cab9ac51522fabe5da";
+    const std::vector<std::string> names{"S", "V", "empty", of_parent, merged};
+    const std::string data = R"({"_id": "root", "p": [{"_id": "e2"}, {"_id": "e1"}, {"_id": "e3"}]})";
+    for (const bool one_is_left : {true, false}) {
+        std::string taken_names;
+        for (const std::string& hash : names) {
+            if (one_is_left && hash == of_parent) continue;
+            taken_names +=
+                (taken_names.empty() ? "[\"" : ", [\"") + hash + "_V\", \"resolved_" + hash.substr(0, 7) + "\"]";
+        }
+        const std::string set = R"({"d": {"e1": ["E_first"], "e2": ["E_first"], "e3": ["E_first"], )"
+                                R"("ord-1": ["S_first", [["P_S", [)" +
+                                taken_names +
+                                R"(]], "V_S", "W_S"]], )"
+                                R"("root": ["R_first"]}, "o": {"E": {}, "R": {"p": "AD"}, )"
+                                R"("S": {"d": "D", "i": "default", "s": ["e1", "e2"]}, )"
+                                R"("V": {"d": "D", "i": "default", "s": ["e2", "e1"]}, )"
+                                R"("W": {"d": "D", "i": "default", "s": ["e1", "e2", "e3"]}}, "r": "root"})";
+        const Answer opened = open(set);
+        const Answer read = taken(read_sync_json_ptr(opened.handle.get(), "{}"));
+        EXPECT_EQ(taken(read_sync_json(set.c_str(), "{}")).text(), data);
+        if (one_is_left) {
+            EXPECT_EQ(read.text(), data);
+            continue;
+        }
+        EXPECT_EQ(read.error, record("ancestor", "invalid_parent_revision_in_ancestor", std::nullopt,
+                                     "src/documents/multiversiondocument"));
+        EXPECT_EQ(dump(opened.handle), opened.value);
+    }
+}
+
 TEST(DamagedSyncJson, ContentsThatNothingRefersToAreDropped) {
     EXPECT_EQ(open(R"({"r": "a", "o": {"B": {}, "A": {"b": 1, "a": 2}}, "d": {"a": ["A_first"]}, "more": 1})").value,
               R"({"d": {"a": ["A_first"]}, "o": {"A": {"a": 2, "b": 1}}, "r": "a"})");

@@ -135,6 +135,10 @@ TEST(MultiVersionDocument, FindsANameWhereFewContentsLeaveNone) {
             EXPECT_EQ(grown->history(), expected);
             EXPECT_EQ(grown->with_child(position, hash)->history(), expected);
         }
+        // A text may be made that uses up this one too.
+        const DocumentRef forged = read("[\"B_first\", [[\"" + a + "_w\", [" + taken + "\", \"" + between + "_" +
+                                        suffix + "\"]], " + leaf + "]]");
+        EXPECT_THROW((void)forged->with_child(position, "C"), InvalidParentRevisionException);
     }
 }
 
