@@ -322,7 +322,7 @@ ZENTADBPP_EXPORT char* dump_sync_json_ptr(sync_json_ptr handle);
 
 // Updates a sync JSON to match the host's data.
 // - A changed document gets a revision after its winning one, a new document a first revision, and a document that the
-//   data no longer contains a deleted revision. Equal data changes nothing.
+//   data no longer contains a deleted revision. A document with equal content does not change.
 // - A document whose winning revision is deleted stays deleted, even if the data contains it again.
 // - The root document of `input` becomes the root. Keep its id: changing it and changing it back names a deleted
 //   document.
