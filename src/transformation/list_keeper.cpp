@@ -182,7 +182,7 @@ void ListKeeper::keep_carried_along(std::vector<ListToStore>& lists) {
         std::ranges::sort(others, {}, text_of);
         // Once one of these documents stores this list, it lists the elements beside all the others. So those that come
         // before it are looked at again.
-        bool is_beside_all = false;
+        const Stored* kept = nullptr;
         const auto keep_in = [&](std::uint32_t other) {
             const std::uint32_t origin = own_->of(other).document;
             const ListToStore to_store{other, origin, list};
@@ -192,16 +192,16 @@ void ListKeeper::keep_carried_along(std::vector<ListToStore>& lists) {
             if (is_new) known->second = dropped_now(origin);
             const auto& left = known->second;
             const bool would_leave = std::ranges::any_of(list, [&](std::uint32_t number) {
-                return left.contains(number) && (is_beside_all || is_listed_beside(number, document, 1, origin));
+                return left.contains(number) && (kept != nullptr || is_listed_beside(number, document, 1, origin));
             });
             if (!would_leave || !own_->may_take(index_->document(origin).revisions().size())) return;
-            stored_by_document_[origin] = &stored_.emplace_back(Stored{list, {list.begin(), list.end()}});
+            if (kept == nullptr) kept = &stored_.emplace_back(Stored{list, {list.begin(), list.end()}});
+            stored_by_document_[origin] = kept;
             dropped.erase(known);
             lists.push_back(to_store);
-            is_beside_all = true;
         };
         for (const std::uint32_t other : others) keep_in(other);
-        if (!is_beside_all) continue;
+        if (kept == nullptr) continue;
         for (const std::uint32_t other : others) keep_in(other);
     }
 }

@@ -28,9 +28,7 @@ std::optional<std::uint32_t> LostMembers::next(const std::function<bool(std::uin
         while (taker.next < taker.candidates.size()) {
             const Candidate& candidate = taker.candidates[taker.next++];
             ++work_;
-            if (!is_lost(candidate.target)) continue;
-            set_keys(candidate.path);
-            if (has_room(taker.winning) && give(document, candidate.target)) return candidate.target;
+            if (is_lost(candidate.target) && give(document, candidate)) return candidate.target;
         }
         waiting_.erase(waiting_.begin());
         taker.candidates.clear();
@@ -49,33 +47,32 @@ void LostMembers::read_candidates(std::uint32_t document, Taker& taker) {
         if (!content || !seen.insert(content->number).second) continue;
         work_ += content->text.size();
         if (content->text.find("\"O") != std::string_view::npos) {
-            collect(read_content(content->text, arena_), nullptr, taker.candidates);
+            collect(read_content(content->text, arena_), taker.winning, new_way(nullptr, {}), taker.candidates);
         }
     }
 }
 
-// Recursion is bounded by the depth of one content.
-void LostMembers::collect(const JsonValue& object, const Step* path, std::vector<Candidate>& candidates) {
-    if (object.find(vocabulary::no_flatten_key) != nullptr) return;
+LostMembers::Way& LostMembers::new_way(Way* before, std::string_view key) {
+    return arena_.make<Way>(1).front() = {before, key};
+}
+
+// Collects what the winning content has room for. Recursion is bounded by the depth of one content.
+void LostMembers::collect(const JsonValue& object, const JsonValue& winning, Way& way,
+                          std::vector<Candidate>& candidates) {
+    if (object.find(vocabulary::no_flatten_key) != nullptr || winning.find(vocabulary::no_flatten_key) != nullptr)
+        return;
     for (const auto& [key, value] : object.members()) {
         if (key == vocabulary::id_key) continue;
         const bool is_reference = value.as_string().starts_with(vocabulary::object_reference_marker);
         const auto target = is_reference ? index_->find(value.as_string().substr(1)) : std::nullopt;
         if (!value.is_object() && !target) continue;
-        Step& step = arena_.make<Step>(1).front();
-        step = {path, key};
+        const JsonValue* const ours = winning.find(key);
         if (target) {
-            candidates.push_back({&step, *target});
-        } else {
-            collect(value, &step, candidates);
+            if (ours == nullptr || refers_to_deleted(*ours)) candidates.push_back({&way, key, *target});
+        } else if (ours != nullptr && ours->is_object()) {
+            collect(value, *ours, new_way(&way, key), candidates);
         }
     }
-}
-
-void LostMembers::set_keys(const Step* path) {
-    keys_.clear();
-    for (; path != nullptr; path = path->before) keys_.push_back(path->key);
-    std::ranges::reverse(keys_);
 }
 
 bool LostMembers::refers_to_deleted(const JsonValue& member) const {
@@ -85,29 +82,27 @@ bool LostMembers::refers_to_deleted(const JsonValue& member) const {
     return target && !index_->is_live(*target);
 }
 
-bool LostMembers::has_room(const JsonValue& winning) const {
-    const JsonValue* object = &winning;
-    for (auto key = keys_.begin();; ++key) {
-        if (!object->is_object() || object->find(vocabulary::no_flatten_key) != nullptr) return false;
-        const JsonValue* const member = object->find(*key);
-        if (key + 1 == keys_.end()) return member == nullptr || refers_to_deleted(*member);
-        if (member == nullptr) return false;
-        object = member;
+// Recursion is bounded by the depth of one content.
+LostMembers::Given& LostMembers::given_at(std::uint32_t document, Way& way) {
+    if (way.given == nullptr) {
+        if (way.before == nullptr) {
+            way.given = &given_[document];
+        } else {
+            std::unique_ptr<Given>& inside = given_at(document, *way.before).inside[way.key];
+            if (inside == nullptr) inside = std::make_unique<Given>();
+            way.given = inside.get();
+        }
     }
+    return *way.given;
 }
 
-// Gives a document the target at the keys, unless it has something there already.
-bool LostMembers::give(std::uint32_t document, std::uint32_t target) {
-    Given* given = &given_[document];
-    bool is_new = false;
-    for (const std::string_view key : keys_) {
-        std::unique_ptr<Given>& inside = given->inside[key];
-        is_new = inside == nullptr;
-        if (is_new) inside = std::make_unique<Given>();
-        given = inside.get();
-    }
-    if (is_new) given->target = target;
-    return is_new;
+// Gives a document a member, unless it has something there already.
+bool LostMembers::give(std::uint32_t document, const Candidate& candidate) {
+    std::unique_ptr<Given>& member = given_at(document, *candidate.way).inside[candidate.key];
+    if (member != nullptr) return false;
+    member = std::make_unique<Given>();
+    member->target = candidate.target;
+    return true;
 }
 
 JsonValue LostMembers::with_members(const JsonValue& object, const Given& given, Arena& arena) const {

@@ -32,13 +32,20 @@ class LostMembers {
     [[nodiscard]] std::vector<std::pair<std::uint32_t, std::string_view>> contents(Arena& arena) const;
 
    private:
-    // The last key of a path. Members of one object share those before.
-    struct Step {
-        const Step* before;
+    // What a winning content gets back at a member: the reference to a document, or members inside an object.
+    struct Given {
+        std::uint32_t target = 0;
+        std::map<std::string_view, std::unique_ptr<Given>> inside;
+    };
+    // The way to an object inside a content. Its members share it, as keys may be long.
+    struct Way {
+        Way* before;
         std::string_view key;
+        Given* given = nullptr;  // what that object gets back, once it gets something
     };
     struct Candidate {
-        const Step* path;
+        Way* way;
+        std::string_view key;
         std::uint32_t target;
     };
     struct Taker {
@@ -46,18 +53,13 @@ class LostMembers {
         std::vector<Candidate> candidates;
         std::size_t next = 0;
     };
-    // What a winning content gets back at a member: the reference to a document, or members inside an object.
-    struct Given {
-        std::uint32_t target = 0;
-        std::map<std::string_view, std::unique_ptr<Given>> inside;
-    };
 
     void read_candidates(std::uint32_t document, Taker& taker);
-    void collect(const JsonValue& object, const Step* path, std::vector<Candidate>& candidates);
-    void set_keys(const Step* path);
+    [[nodiscard]] Way& new_way(Way* before, std::string_view key);
+    void collect(const JsonValue& object, const JsonValue& winning, Way& way, std::vector<Candidate>& candidates);
     [[nodiscard]] bool refers_to_deleted(const JsonValue& member) const;
-    [[nodiscard]] bool has_room(const JsonValue& winning) const;
-    [[nodiscard]] bool give(std::uint32_t document, std::uint32_t target);
+    [[nodiscard]] Given& given_at(std::uint32_t document, Way& way);
+    [[nodiscard]] bool give(std::uint32_t document, const Candidate& candidate);
     [[nodiscard]] JsonValue with_members(const JsonValue& object, const Given& given, Arena& arena) const;
 
     const DocumentIndex* index_;
@@ -65,7 +67,6 @@ class LostMembers {
     std::set<std::uint32_t> waiting_;  // offered documents that may take more
     std::map<std::uint32_t, Taker> takers_;
     std::map<std::uint32_t, Given> given_;
-    std::vector<std::string_view> keys_;  // of the path that is looked at
     std::size_t work_ = 0;
 };
 
