@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <new>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -14,7 +15,7 @@
 #include <vector>
 
 #include "contents/document_index.h"
-#include "contents/ordering_lists.h"
+#include "contents/ordering_content.h"
 #include "contents/result_limit.h"
 #include "contents/vocabulary.h"
 #include "json/canonical_object.h"
@@ -236,16 +237,21 @@ class BulkGet {
         return std::string(index.id(chosen));
     }
 
-    // Marks what the list of any leaf has.
+    // Marks what the list of any leaf has, deleted documents too: there may be no others.
     static void mark_openly_listed(const DocumentIndex& index, std::vector<bool>& listed) {
-        OrderingLists lists(index);
-        NumberSet marked;
+        Arena arena;
+        NumberSet seen;  // documents may share a long content
         const auto [first, end] = index.ordering_ids();
         for (std::uint32_t number = first; number < end; ++number) {
             for (const std::uint32_t leaf : index.document(number).leaves_or_none()) {
-                const auto list = lists.read(number, leaf);
-                if (!list || !marked.insert(list->content->number)) continue;
-                for (const std::uint32_t element : list->content->elements) listed[element] = true;
+                const auto content = index.content(number, leaf);
+                if (!content || !seen.insert(content->number)) continue;
+                const auto list = read_ordering_content(content->text, arena);
+                if (!list) continue;
+                visit_listed_ids(list->ids, [&](std::optional<std::string_view> id) {
+                    const auto element = id ? index.find(*id) : std::nullopt;
+                    if (element) listed[*element] = true;
+                });
             }
         }
     }

@@ -128,6 +128,11 @@ TEST(Exchange, FormsOfAReturnedDocument) {
          R"({"d": {"c": ["Hc_first"], "root": ["B_first", "deleted_B"]}, "o": {"Hc": {}}, "r": "c"})"},
         {{other("\"b\"", R"("x": "Oc")"), other("\"c\"", R"("x": "Ob")")},
          R"({"d": {"b": ["Hb_first"], "c": ["Hc_first"]}, "o": {"Hb": {"x": "Oc"}, "Hc": {"x": "Ob"}}, "r": "b"})"},
+        {{returned("\"b\"", R"({"ids": ["deleted", "B"], "start": 2})", ""),
+          returned("\"c\"", R"({"ids": ["deleted", "C"], "start": 2})", ""),
+          other("\"ord-1\"", R"("d": "D", "i": "x", "s": ["b"])")},
+         R"({"d": {"b": ["B_first", "deleted_B"], "c": ["C_first", "deleted_C"], "ord-1": ["Hord1_first"]}, )"
+         R"("o": {"Hord1": {"d": "D", "i": "x", "s": ["b"]}}, "r": "c"})"},
         // failures
         {{one(R"(["A"])", R"("_rev": "")")},
          record("Revision", "empty_revision", std::nullopt, "src/documents/revision")},
